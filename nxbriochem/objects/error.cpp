@@ -1,0 +1,399 @@
+// Each queue is one growing buffer of NUL-terminated messages, found by walking it. The two queues differ in their
+// variables and in their words, and a few of the words are lopsided: that is the interface, so each queue's are spelt
+// out.
+#include <nxbriochem/objects/error.h>
+
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <nxbriochem/objects/error_state.h>
+#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/objects/memory_owners.h>
+
+namespace error {
+
+char* errors = nullptr;
+int32_t err_str_len = 0;
+int32_t err_str_pos = 0;
+int32_t err_str_last = 0;
+int32_t err_num = 0;
+int32_t err_new = 0;
+int32_t err_last_print = 0;
+int NX_Suppress_Errors = 0;
+
+char* warnings = nullptr;
+int32_t war_str_len = 0;
+int32_t war_str_pos = 0;
+int32_t war_str_last = 0;
+int32_t war_num = 0;
+int32_t war_new = 0;
+int32_t war_last_print = 0;
+int NX_Suppress_Warnings = 0;
+
+int print_errors = 0;
+int error_write = 0;
+char* error_file = nullptr;
+
+namespace {
+
+constexpr std::size_t kLongestStored = 200;
+constexpr int32_t kFirstCapacity = 1000;
+constexpr std::size_t kFormatBuffer = 256;
+// Behind the counted capacity there is room for the NUL of a message that fits exactly, and for the NUL that makes the
+// free space behind it read as an empty string.
+constexpr int32_t kSpareBytes = 2;
+
+struct Queue {
+  char*& text;
+  int32_t& capacity;
+  int32_t& position;
+  int32_t& last;
+  int32_t& count;
+  int32_t& is_new;
+  int32_t& printed;
+
+  const char* empty_message;
+  const char* cut_message;
+  const char* log_prefix;
+  const char* none;
+  const char* complete_heading;
+  const char* line;
+  const char* none_for_new;  // null: nothing is printed
+  const char* nothing_new;
+  const char* new_heading;
+  const char* one_heading;
+  const char* one_line;
+  const char* none_for_last;
+  const char* last_line;
+};
+
+Queue error_queue{
+    errors,
+    err_str_len,
+    err_str_pos,
+    err_str_last,
+    err_num,
+    err_new,
+    err_last_print,
+    "zero length warning sent to error queue",  // "warning" in both queues, on purpose
+    "had to truncate an error message",
+    "ERROR: ",
+    "No error messages",
+    "COMPLETE ERROR MESSAGE LIST:",
+    "ERROR #%d: %s\n",
+    nullptr,
+    "NO NEW ERROR MESSAGES",
+    "NEW ERROR MESSAGES:",
+    "NEW ERROR MESSAGES:",
+    "ERROR #%d: %s\n",
+    "NO ERROR MESSAGES",
+    "LAST ERROR MESSAGE (#%d): %s\n",
+};
+
+Queue warning_queue{
+    warnings,
+    war_str_len,
+    war_str_pos,
+    war_str_last,
+    war_num,
+    war_new,
+    war_last_print,
+    "zero length warning sent to warning queue",
+    "had to truncate an warning message",
+    "WARNING: ",
+    "No warning messages",
+    "COMPLETE WARNING MESSAGE LIST:",
+    "WARNING #%d: %s\n",
+    "No warnings messages",
+    "NO NEW WARNINGS MESSAGES",
+    "NEW WARNING MESSAGES:",
+    "Warning MESSAGE:",
+    "Warning #%d: %s\n",
+    "No warnings messages",
+    "LAST WARNING MESSAGE (#%d): %s\n",
+};
+
+// After a program freed all tracked memory the messages are gone: the queues are as new, the log file keeps its state.
+void forget_messages() {
+  for (Queue* queue : {&error_queue, &warning_queue}) {
+    queue->text = nullptr;
+    queue->capacity = queue->position = queue->last = 0;
+    queue->count = queue->is_new = queue->printed = 0;
+  }
+  error_file = nullptr;
+  error_write = 0;
+}
+
+// Makes room once per message, which suffices: a message is at most 200 bytes and the first buffer 1000.
+void make_room(Queue& queue, int32_t length) {
+  if (queue.capacity != 0 && queue.position + length <= queue.capacity) {
+    return;
+  }
+  const int32_t capacity = queue.capacity == 0 ? kFirstCapacity : queue.capacity * 2;
+  queue.text = static_cast<char*>(queue.text == nullptr ? nx_malloc(capacity + kSpareBytes)
+                                                        : nx_realloc(queue.text, capacity + kSpareBytes));
+  queue.capacity = capacity;
+  memory::when_all_freed(forget_messages);
+}
+
+void write_to_log(const Queue& queue, const char* text) {
+  if (error_write == 0) {
+    return;
+  }
+  std::FILE* log = std::fopen(error_file, error_write == 1 ? "w" : "a");
+  error_write = std::max(error_write, 2);
+  if (log != nullptr) {
+    std::fprintf(log, "%s%s\n", queue.log_prefix, text);
+    std::fclose(log);
+  }
+}
+
+void add(Queue& queue, const char* text) {
+  std::size_t length = text == nullptr ? 0 : std::strlen(text);
+  if (length == 0) {
+    nxi_warn(queue.empty_message);
+    return;
+  }
+  if (length > kLongestStored) {
+    nxi_warn(queue.cut_message);
+    length = kLongestStored;
+  }
+  const auto stored = static_cast<int32_t>(length);
+  // A message of the queue may be queued again; it moves with the buffer.
+  const bool own = queue.text != nullptr && text >= queue.text && text < queue.text + queue.position;
+  const std::ptrdiff_t offset = own ? text - queue.text : 0;
+  make_room(queue, stored);
+  text = own ? queue.text + offset : text;
+  std::memcpy(queue.text + queue.position, text, length);
+  queue.text[queue.position + stored] = '\0';
+  queue.text[queue.position + stored + 1] = '\0';
+
+  write_to_log(queue, text);
+  if (print_errors != 0) {
+    std::printf("%s", text);
+  }
+  queue.last = queue.position;
+  queue.count += 1;
+  queue.is_new = 1;
+  queue.position += stored + 1;
+}
+
+struct Formatted {
+  char text[kFormatBuffer];
+
+  Formatted(const char* format, va_list arguments) {
+    if (format == nullptr || std::vsnprintf(text, sizeof text, format, arguments) < 0) {
+      text[0] = '\0';
+    }
+  }
+};
+
+const char* next_message(const char* message) { return message + std::strlen(message) + 1; }
+
+void print_range(const Queue& queue, const char* heading, int32_t first) {
+  std::printf("\n%s\n", heading);
+  const char* message = queue.text;
+  for (int32_t k = 0; k < queue.count; ++k, message = next_message(message)) {
+    if (k >= first) {
+      std::printf(queue.line, k, message);
+    }
+  }
+  std::putchar('\n');
+}
+
+void mark_printed(Queue& queue) {
+  queue.is_new = 0;
+  queue.printed = queue.count;
+}
+
+void print_all(Queue& queue) {
+  if (queue.count == 0) {
+    std::puts(queue.none);
+    return;
+  }
+  print_range(queue, queue.complete_heading, 0);
+  mark_printed(queue);
+}
+
+void print_new(Queue& queue) {
+  if (queue.count == 0) {
+    if (queue.none_for_new != nullptr) {
+      std::puts(queue.none_for_new);
+    }
+    return;
+  }
+  if (queue.printed == queue.count) {
+    std::puts(queue.nothing_new);
+  } else {
+    print_range(queue, queue.new_heading, queue.printed);
+  }
+  mark_printed(queue);
+}
+
+// Message n - 1 under number n - 1, but message 0 for n = 0: kept as it is.
+void print_one(const Queue& queue, int n) {
+  if (n < 0 || n >= queue.count) {
+    return;
+  }
+  const int wanted = std::max(n - 1, 0);
+  const char* message = queue.text;
+  for (int k = 0; k < wanted; ++k) {
+    message = next_message(message);
+  }
+  std::printf("\n%s\n", queue.one_heading);
+  std::printf(queue.one_line, wanted, message);
+  std::putchar('\n');
+}
+
+void print_last(const Queue& queue) {
+  if (queue.count == 0) {
+    std::puts(queue.none_for_last);
+    return;
+  }
+  std::printf(queue.last_line, queue.count, queue.text + queue.last);
+}
+
+int count_with_tag(const Queue& queue, const char* tag) {
+  if (tag == nullptr) {
+    return 0;
+  }
+  int found = 0;
+  const char* message = queue.text;
+  for (int32_t k = 0; k < queue.count; ++k, message = next_message(message)) {
+    found += static_cast<int>(std::strstr(message, tag) != nullptr);
+  }
+  return found;
+}
+
+const char* find_with_tag(const Queue& queue, const char* tag, int wanted) {
+  if (queue.count == 0) {
+    std::puts(queue.none);
+    return nullptr;
+  }
+  if (tag == nullptr) {
+    return nullptr;
+  }
+  int found = 0;
+  const char* message = queue.text;
+  for (int32_t k = 0; k < queue.count; ++k, message = next_message(message)) {
+    found += static_cast<int>(std::strstr(message, tag) != nullptr);
+    if (found > wanted) {
+      break;
+    }
+  }
+  return message;
+}
+
+}  // namespace
+}  // namespace error
+
+using namespace error;
+
+void nxi_err(const char* text) { add(error_queue, text); }
+void nxi_warn(const char* text) { add(warning_queue, text); }
+
+void nxi_error(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const Formatted formatted(format, arguments);
+  va_end(arguments);
+  nxi_err(formatted.text);
+}
+
+void nxi_warning(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const Formatted formatted(format, arguments);
+  va_end(arguments);
+  nxi_warn(formatted.text);
+}
+
+void nxi_error_print(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const Formatted formatted(format, arguments);
+  va_end(arguments);
+  nxi_err(formatted.text);
+  if (NX_Suppress_Errors == 0) {
+    std::printf("%s", formatted.text);
+  }
+}
+
+void nxi_warning_print(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const Formatted formatted(format, arguments);
+  va_end(arguments);
+  nxi_warn(formatted.text);
+  if (NX_Suppress_Warnings == 0) {
+    std::printf("%s", formatted.text);
+  }
+}
+
+int nx_new_errors(void) { return err_new; }
+int nx_new_warnings(void) { return war_new; }
+int nx_number_of_errors(void) { return err_num; }
+int nx_number_of_warnings(void) { return war_num; }
+int nx_error_queue_memory(void) { return err_str_len; }
+int nx_warning_queue_memory(void) { return war_str_len; }
+int nx_number_of_errors_with_tag(const char* tag) { return count_with_tag(error_queue, tag); }
+int nx_number_of_warnings_with_tag(const char* tag) { return count_with_tag(warning_queue, tag); }
+const char* nx_error_with_tag(const char* tag, int k) { return find_with_tag(error_queue, tag, k); }
+const char* nx_warning_with_tag(const char* tag, int k) { return find_with_tag(warning_queue, tag, k); }
+
+void nx_print_all_errors(void) { print_all(error_queue); }
+void nx_print_all_warnings(void) { print_all(warning_queue); }
+void nx_print_new_errors(void) { print_new(error_queue); }
+void nx_print_new_warnings(void) { print_new(warning_queue); }
+void nx_print_error(int n) { print_one(error_queue, n); }
+void nx_print_warning(int n) { print_one(warning_queue, n); }
+void nx_print_last_error(void) { print_last(error_queue); }
+void nx_print_last_warning(void) { print_last(warning_queue); }
+
+void nx_print_all_errors_warnings(void) {
+  nx_print_all_errors();
+  nx_print_all_warnings();
+}
+
+void nx_print_all_warnings_errors(void) {
+  nx_print_all_warnings();
+  nx_print_all_errors();
+}
+
+void nx_error_debug_on(void) { print_errors = 1; }
+void nx_error_debug_off(void) { print_errors = 0; }
+
+void nx_suppress_error_printing(void) {
+  NX_Suppress_Errors = 1;
+  NX_Suppress_Warnings = 1;
+}
+
+int nx_write_errors_to_file(const char* path) {
+  if (path == nullptr || path[0] == '\0') {
+    return 0;
+  }
+  const auto size = static_cast<int>(std::strlen(path) + 1);
+  // An earlier copy is kept: it stays on the books.
+  error_file = static_cast<char*>(nx_calloc(size, 1));
+  std::memcpy(error_file, path, static_cast<std::size_t>(size));
+  error_write += 1;
+  memory::when_all_freed(forget_messages);
+  return 1;
+}
+
+void nx_exit(void) {
+  nx_print_all_warnings_errors();
+  std::exit(1);
+}
+
+uint32_t nx_time_dependent_seed(void) {
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  return static_cast<uint32_t>(now.tv_usec);
+}

@@ -1,0 +1,32 @@
+// State of the open-file registry, for its tests alone.
+#ifndef NXBRIOCHEM_OBJECTS_FILES_STATE_H
+#define NXBRIOCHEM_OBJECTS_FILES_STATE_H
+
+#include <sys/time.h>
+
+#include <cstdint>
+#include <cstdio>
+
+namespace files {
+
+struct Entry {
+  std::FILE* stream;
+  char* name;
+  int32_t open;
+  timeval opened_at;
+  timeval closed_at;
+};
+
+struct FileList {
+  uint32_t open_count;
+  uint32_t count;
+  uint32_t capacity;
+  Entry* entries;
+};
+
+extern FileList filelist;
+extern int file_list_init;
+
+}  // namespace files
+
+#endif

@@ -1,0 +1,379 @@
+// The books are three parallel arrays with a stack of freed slots. Every look-up is defined as a scan from the newest
+// slot down that takes the first slot with the block's address. An index from addresses to slots gives the same answer
+// without scanning, and the commonest case, freeing what was allocated last, does without the index too:
+//
+// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the scan's
+// answer.
+// - Slots from `indexed_end` up are not in the index. They are entered when a look-up misses the top, so blocks that
+// are
+//   freed newest first never are.
+//
+// An address can stand in two slots (a caller frees a block behind the library's back and the heap hands its address
+// out again, or the lenient path of nx_realloc overwrites a record), and the lenient path lowers `pnt_num`, which puts
+// the slots from there up out of every scan's sight until they are written again.
+#include <nxbriochem/objects/memory.h>
+
+#include <sys/types.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include <nxbriochem/objects/error.h>
+#include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/memory_state.h>
+#include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/util/slot_index.h>
+
+namespace memory {
+
+void** pnt_list = nullptr;
+uint64_t* pnt_size = nullptr;
+int64_t* freed_list = nullptr;
+int32_t pnt_num = 0;
+int32_t last_freed = 0;
+int32_t pnt_list_size = 0;
+int nx_strict_memory = 0;
+int64_t check_size = 0;
+
+namespace {
+
+constexpr int32_t kFirstCapacity = 1000;
+constexpr int kListsExhaustedStatus = 0;  // not 1: kept on purpose
+constexpr int kOutOfMemoryStatus = 1;
+
+util::SlotIndex<void*> block_index;
+int32_t top = -1;
+int32_t indexed_end = 0;
+
+// Set while a failure is being reported: the report queues a message, which may need memory that is not there either.
+bool reporting = false;
+int64_t reported_size = 0;
+
+// What the library's modules keep in tracked blocks; see when_all_freed.
+std::vector<void (*)()>& forgetters() {
+  static std::vector<void (*)()> all;
+  return all;
+}
+
+template <class T>
+bool grow(T*& list, int32_t capacity) {
+  void* grown = std::realloc(list, sizeof(T) * static_cast<std::size_t>(capacity));
+  if (grown != nullptr) {
+    list = static_cast<T*>(grown);
+  }
+  return grown != nullptr;
+}
+
+void reallocate_lists() {
+  const int32_t capacity = pnt_list_size == 0 ? kFirstCapacity : pnt_list_size * 2;
+  if (!grow(pnt_list, capacity) || !grow(pnt_size, capacity) || !grow(freed_list, capacity)) {
+    --pnt_num;
+    if (!reporting) {
+      reporting = true;
+      nxi_err("Out of memory trying to allocate for the nx_memory system\n");
+    }
+    std::puts("Out of memory trying to allocate for the nx_memory system");
+    std::exit(kListsExhaustedStatus);
+  }
+  pnt_list_size = capacity;
+}
+
+bool in_index(int32_t slot) { return slot < indexed_end; }
+
+// Writes a record. A slot that is in use (the lenient path does that) loses the block that it held.
+void write_slot(int32_t slot, void* block, int64_t size) {
+  pnt_list[slot] = block;
+  pnt_size[slot] = static_cast<uint64_t>(size);
+  if (slot >= pnt_num) {
+    return;  // out of sight
+  }
+  if (in_index(slot)) {
+    block_index.insert(block, slot);
+  }
+  top = std::max(top, slot);
+}
+
+void record(void* block, int64_t size) {
+  if (++pnt_num > pnt_list_size) {
+    reallocate_lists();
+  }
+  int32_t slot = pnt_num - 1;
+  if (last_freed > 0) {
+    --pnt_num;
+    slot = static_cast<int32_t>(freed_list[--last_freed]);
+  } else {
+    pnt_list[slot] = nullptr;
+  }
+  write_slot(slot, block, size);
+}
+
+// Takes a slot's block out of the index before the slot is cleared, overwritten or put out of sight.
+void forget_slot(int32_t slot) {
+  if (in_index(slot) && pnt_list[slot] != nullptr) {
+    block_index.erase(pnt_list[slot], slot);
+  }
+}
+
+void enter_unindexed_slots() {
+  if (indexed_end == 0) {
+    block_index.reset(static_cast<std::size_t>(top + 1));
+  }
+  for (; indexed_end <= top; ++indexed_end) {
+    if (pnt_list[indexed_end] != nullptr) {
+      block_index.insert(pnt_list[indexed_end], indexed_end);
+    }
+  }
+}
+
+int32_t find_in_index(void* block) {
+  enter_unindexed_slots();
+  return block_index.find_highest(block);
+}
+
+// The slot that a scan from the newest slot down finds the block in, or -1.
+int32_t find_slot(void* block) {
+  // A few holes at the top are passed over at once; the bound keeps a look-up O(1).
+  for (int skipped = 0; top >= 0 && pnt_list[top] == nullptr && skipped < 16; ++skipped) {
+    --top;
+    indexed_end = std::min(indexed_end, top + 1);
+  }
+  if (top >= 0 && pnt_list[top] == block) {
+    return top;
+  }
+  return find_in_index(block);
+}
+
+void announce(int64_t size) {
+  if (check_size != 0 && check_size == size) {
+    std::printf("\nMemory allocated of size %zd.\n\n", static_cast<ssize_t>(size));
+  }
+}
+
+void free_slot(int32_t slot) {
+  void* block = pnt_list[slot];
+  forget_slot(slot);
+  pnt_list[slot] = nullptr;
+  pnt_size[slot] = 0;
+  freed_list[last_freed++] = slot;
+  if (slot == top) {
+    --top;
+    indexed_end = std::min(indexed_end, slot);
+  }
+  std::free(block);
+}
+
+void* reallocate_or_exit(void* old, int64_t size) {
+  void* block = std::realloc(old, static_cast<std::size_t>(size));
+  if (block == nullptr) {
+    out_of_memory(size);
+  }
+  announce(size);
+  return block;
+}
+
+// The lopsided accounting of an unknown block is part of the interface: the count of slots is not raised as for a new
+// block, so that a freed slot is taken at the price of the newest slot's going out of sight, or the newest record is
+// lost.
+void record_unknown(void* block, int64_t size) {
+  if (last_freed > 0) {
+    if (pnt_num > 0) {
+      const int32_t hidden = --pnt_num;
+      forget_slot(hidden);
+      top = std::min(top, hidden - 1);
+      indexed_end = std::min(indexed_end, hidden);
+    }
+    const auto slot = static_cast<int32_t>(freed_list[--last_freed]);
+    write_slot(slot, block, size);
+  } else if (pnt_num > 0) {
+    forget_slot(pnt_num - 1);
+    write_slot(pnt_num - 1, block, size);
+  } else {
+    record(block, size);  // there is no newest record to overwrite
+  }
+}
+
+void* reallocate_unknown(void* old, int64_t size) {
+  const int shown = static_cast<int>(reinterpret_cast<intptr_t>(old));
+  if (nx_strict_memory != 0) {
+    nxi_error("old pointer %d was not found in the nx_memory system, STRICT_MEMORY is ON therefore return NULL\n",
+              shown);
+    return nullptr;
+  }
+  nxi_warning("old pointer %d was not found in the nx_memory system, reallocing anyway\n", shown);
+  void* block = reallocate_or_exit(old, size);
+  record_unknown(block, size);
+  return block;
+}
+
+void print_report(const char* last_line) {
+  const uint32_t tracked = nx_total_memory_allocated();
+  const uint32_t objects = nxi_total_object_memory_allocated();
+  const auto megabytes = [](uint32_t bytes) { return static_cast<double>(static_cast<float>(bytes)) * 1e-6; };
+  std::puts("\n*******");
+  std::printf("Total nx_memory currently allocated=        %f Mbytes\n", megabytes(tracked));
+  std::printf("Total nx_object_memory currently allocated= %f Mbytes\n", megabytes(objects));
+  std::printf("Total memory currently allocated=           %f Mbytes\n", megabytes(tracked + objects));
+  std::puts("*******pointer/memory list*******");
+  nx_print_pointers_and_memory();
+  std::puts("*******object memory********");
+  nxi_print_all_allocated_memory();
+  std::fputs(last_line, stdout);
+}
+
+}  // namespace
+
+void when_all_freed(void (*forget)()) {
+  std::vector<void (*)()>& all = forgetters();
+  if (std::find(all.begin(), all.end(), forget) == all.end()) {
+    all.push_back(forget);
+  }
+}
+
+}  // namespace memory
+
+using namespace memory;
+
+void* nx_malloc(int64_t size) {
+  void* block = std::malloc(static_cast<std::size_t>(size));
+  if (block == nullptr) {
+    out_of_memory(size);
+  }
+  announce(size);
+  record(block, size);
+  return block;
+}
+
+void* nx_calloc(int count, int element_size) {
+  void* block = std::calloc(static_cast<std::size_t>(count), static_cast<std::size_t>(element_size));
+  if (block == nullptr) {
+    // The report has the size in 32-bit arithmetic, wrapping.
+    out_of_memory(static_cast<int32_t>(static_cast<uint32_t>(count) * static_cast<uint32_t>(element_size)));
+  }
+  const int64_t size = static_cast<int64_t>(count) * element_size;
+  announce(size);
+  record(block, size);
+  return block;
+}
+
+void* nx_realloc(void* old, int64_t size) {
+  if (old == nullptr) {
+    return nx_malloc(size);
+  }
+  const int32_t slot = find_slot(old);
+  if (slot < 0) {
+    return reallocate_unknown(old, size);
+  }
+  if (pnt_size[slot] >= static_cast<uint64_t>(size)) {
+    return old;
+  }
+  void* block = reallocate_or_exit(old, size);
+  if (block == pnt_list[slot]) {
+    pnt_size[slot] = static_cast<uint64_t>(size);
+  } else {
+    forget_slot(slot);
+    write_slot(slot, block, size);
+  }
+  return block;
+}
+
+void nx_free(void* block) {
+  if (block == nullptr) {
+    nxi_warn("NULL pointer passed to nx_free\n");
+    return;
+  }
+  const int32_t slot = find_slot(block);
+  if (slot < 0) {
+    nxi_warning("attempt to free a pointer, %p, not in the nx_memory system\n", block);
+    return;
+  }
+  free_slot(slot);
+}
+
+uint32_t nx_memory_allocated_to_pointer(const void* block) {
+  const int32_t slot = block == nullptr ? -1 : find_slot(const_cast<void*>(block));
+  if (slot < 0) {
+    nxi_warn("no memory allocated to pointer sent to nx_memory_allocated_to_pointer\n");
+    return 0;
+  }
+  return static_cast<uint32_t>(pnt_size[slot]);
+}
+
+uint32_t nx_total_memory_allocated(void) {
+  uint32_t total = 0;
+  for (int32_t slot = 0; slot < pnt_num; ++slot) {
+    total += static_cast<uint32_t>(pnt_size[slot]);
+  }
+  return total;
+}
+
+int nx_total_number_of_active_pointers(void) {
+  int active = 0;
+  for (int32_t slot = 0; slot < pnt_num; ++slot) {
+    active += static_cast<int>(pnt_list[slot] != nullptr);
+  }
+  return active;
+}
+
+int nx_print_pointers_and_memory(void) {
+  if (pnt_num == 0) {
+    std::puts("no pointers found in nx_memory system");
+    return 0;
+  }
+  for (int32_t slot = 0; slot < pnt_num; ++slot) {
+    if (pnt_list[slot] != nullptr) {
+      std::printf("pointer %ld has %ld bytes of memory\n",
+                  static_cast<long>(reinterpret_cast<intptr_t>(pnt_list[slot])), static_cast<long>(pnt_size[slot]));
+    }
+  }
+  return 1;
+}
+
+void nx_free_all_memory(void) {
+  for (int32_t slot = 0; slot < pnt_num; ++slot) {
+    if (pnt_list[slot] != nullptr) {
+      nx_free(pnt_list[slot]);
+    }
+  }
+  for (void (*forget)() : forgetters()) {
+    forget();
+  }
+}
+
+void clear_memory_system(void) {
+  nx_free_all_memory();
+  std::free(pnt_list);
+  std::free(pnt_size);
+  std::free(freed_list);
+  pnt_list = nullptr;
+  pnt_size = nullptr;
+  freed_list = nullptr;
+  pnt_num = 0;
+  last_freed = 0;
+  pnt_list_size = 0;
+  block_index.clear();
+  top = -1;
+  indexed_end = 0;
+}
+
+void nx_set_strict_memory_off(void) { nx_strict_memory = 1; }  // crossed on purpose, as the header says
+
+void nx_set_strict_memory_on(void) { nx_strict_memory = 0; }
+
+void nx_flag_memory_allocation_by_size(int size) { check_size = size; }
+
+void nx_clear_memory_flag(void) { check_size = 0; }
+
+void out_of_memory(int64_t size) {
+  if (!reporting) {
+    reporting = true;
+    reported_size = size;
+    nxi_error("Out of memory trying to allocate %zd bytes of memory\n", static_cast<ssize_t>(size));
+  }
+  std::printf("Out of memory trying to allocate %zd bytes of memory\n", static_cast<ssize_t>(reported_size));
+  print_report("\n*******\n");
+  std::exit(kOutOfMemoryStatus);
+}
+
+void print_memory_summary(void) { print_report("*******\n"); }

@@ -1,0 +1,68 @@
+// Tracked allocation: the library's heap. Every live block is remembered with its size, so that a program can ask how
+// much is held, list it, free it all, and hear of pointers that were never handed out. Running out of memory is never
+// returned to the caller: it prints a report and ends the process.
+#ifndef NXBRIOCHEM_OBJECTS_MEMORY_H
+#define NXBRIOCHEM_OBJECTS_MEMORY_H
+
+#include <stdint.h>
+
+#include <nxbriochem/export.h>
+
+NX_BEGIN_DECLS
+
+// A block of `size` bytes, uninitialised; never null. The caller owns it and gives it back with nx_free. A size that
+// the heap refuses (a negative one is as good as infinite) ends in out_of_memory.
+NX_API void* nx_malloc(int64_t size);
+
+// A zeroed block of count * element_size bytes; never null. Otherwise as nx_malloc.
+NX_API void* nx_calloc(int count, int element_size);
+
+// The block to use from now on in place of `old`, of at least `size` bytes, contents kept. A null `old` is nx_malloc.
+// A block never shrinks: when its recorded size suffices it is returned as it is, record and all. A block that is not
+// on record is an error and gives null in strict mode; else it is a warning, the block is reallocated all the same,
+// and the result takes the place of another record (the most recently freed slot, and the newest record goes out of
+// sight; or, with no freed slot, the newest record itself). That lopsided accounting is meant.
+NX_API void* nx_realloc(void* old, int64_t size);
+
+// Gives a block back. Null, and a block that is not on record, queue a warning and free nothing.
+NX_API void nx_free(void* block);
+
+// The block's recorded size in bytes, low 32 bits; 0 with a queued warning for null or a block that is not on record.
+NX_API uint32_t nx_memory_allocated_to_pointer(const void* block);
+
+// Sum of all recorded sizes in bytes, in 32-bit arithmetic: it wraps beyond 4 GiB.
+NX_API uint32_t nx_total_memory_allocated(void);
+
+// Number of blocks on record.
+NX_API int nx_total_number_of_active_pointers(void);
+
+// Prints a line per block on record to standard output. 1, or 0 after saying so when nothing was ever recorded.
+NX_API int nx_print_pointers_and_memory(void);
+
+// Frees every block on record.
+NX_API void nx_free_all_memory(void);
+
+// Frees every block on record and the records themselves: the allocator is as new. Whatever the library itself keeps in
+// tracked blocks (queued messages, handle index, sequences) goes too, so this is for a program's very end.
+NX_API void clear_memory_system(void);
+
+// The two setters are crossed, and meant to be: "off" makes nx_realloc refuse blocks that are not on record (strict),
+// "on" makes it accept them with a warning (lenient, the default). Programs rely on each doing what it does.
+NX_API void nx_set_strict_memory_off(void);
+NX_API void nx_set_strict_memory_on(void);
+
+// Announces on standard output every allocation of exactly `size` bytes from now on (0: none).
+NX_API void nx_flag_memory_allocation_by_size(int size);
+NX_API void nx_clear_memory_flag(void);
+
+// Reports that `size` bytes could not be had: queues and prints an error, prints the memory report, and ends the
+// process with exit status 1.
+NX_API NX_NORETURN void out_of_memory(int64_t size);
+
+// Prints the memory report to standard output: totals of tracked and object memory in decimal megabytes, and both
+// lists.
+NX_API void print_memory_summary(void);
+
+NX_END_DECLS
+
+#endif

@@ -1,0 +1,454 @@
+// Two indexes lead from a handle to its record. The public one, HandleHash with its counts, is by the low bits alone
+// and is what the interface describes, shortcut and all: a slot with one live handle answers for every value that falls
+// into it. `positions` is exact and answers where the interface scans the records: for shared slots, after the index
+// grew (the handle made at that moment is not in it until the next rehash), and for everything but translation and
+// type.
+#include <nxbriochem/objects/obj_man.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <nxbriochem/objects/error.h>
+#include <nxbriochem/objects/files.h>
+#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/obj_man_state.h>
+#include <nxbriochem/objects/obj_man_tables.h>
+#include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/print.h>
+#include <nxbriochem/util/prand.h>
+#include <nxbriochem/util/slot_index.h>
+
+namespace obj_man {
+
+Type ObjProp[256];
+Handle* Handles = nullptr;
+int32_t HandlesNum = 0;
+int32_t HandlesAll = 0;
+int32_t OBJ_TABLE = -1;
+int32_t HashBitNum = 16;
+uint32_t HashBlank = 0;
+int32_t* HandleHash = nullptr;
+int32_t* HandleHashOcc = nullptr;
+int32_t obj_sys_init_status = 0;
+int random_sequence_handle = 0;
+uint32_t random_sequence_handle_set = 0;
+int32_t handle_overflow = 0;
+int32_t NX_MONITOR_MAKE = 0;
+
+namespace {
+
+constexpr int kTypes = 256;
+constexpr int kNoType = -1;
+constexpr int kHandleType = 1;
+constexpr int kMoleculeType = 3;
+constexpr int kGridType = 4;
+constexpr int32_t kLastMolecule = -999999999;
+constexpr int32_t kAboveGrids = -1000000000;
+constexpr int32_t kHandlesIncrement = 1000;
+constexpr int32_t kFirstHashBits = 16;
+constexpr int32_t kTooManyHashBits = 30;
+constexpr uint32_t kHandleRange = 982569952;
+constexpr int kMostRedraws = 1000;
+constexpr int kHashLimitStatus = 107;
+constexpr int kNoUniqueHandleStatus = 108;
+constexpr uint32_t kUnknown = 0xFFFFFFFFU;
+
+// 10 to 13 have no name on purpose.
+constexpr const char* kTypeNames[] = {"UNKNOWN",    "HANDLE",   "LIST",     "MOLECULE", "GRID",    "SURFACE", "LOOKUP",
+                                      "MIRL",       "AREACALC", "OVERLAY",  "UNKNOWN",  "UNKNOWN", "UNKNOWN", "UNKNOWN",
+                                      "ECONSTRUCT", "EMER",     "BINDCALC", "PCCALC",   "ETCALC"};
+static_assert(std::size(kTypeNames) == 19);
+
+struct PrintLevel {
+  const char* name;
+  int32_t status;
+};
+constexpr PrintLevel kPrintLevels[] = {{"silent", 0}, {"standard", 1}, {"debug", 3}};
+
+util::SlotIndex<int32_t> positions;
+
+int32_t slot_of(int32_t handle) { return static_cast<int32_t>(static_cast<uint32_t>(handle) & HashBlank); }
+
+std::size_t hash_slots() { return static_cast<std::size_t>(HashBlank) + 1; }
+
+// The record of the very handle, or null.
+Handle* find_record(int32_t handle) {
+  const int32_t position = positions.find_highest(handle);
+  return position < 0 ? nullptr : &Handles[position];
+}
+
+// The record that translation goes by: the shortcut of a slot with one live handle, else the very handle's.
+const Handle* translate(int32_t handle) {
+  if (HandleHash == nullptr) {
+    return find_record(handle);
+  }
+  const int32_t slot = slot_of(handle);
+  if (HandleHashOcc[slot] == 1) [[likely]] {
+    return &Handles[HandleHash[slot]];
+  }
+  return find_record(handle);
+}
+
+void rehash_handles() {
+  for (int32_t i = 0; i < HandlesNum; ++i) {
+    HandleHashOcc[slot_of(Handles[i].handle)] = 0;
+  }
+  for (int32_t i = 0; i < HandlesNum; ++i) {
+    const int32_t slot = slot_of(Handles[i].handle);
+    HandleHash[slot] = i;
+    HandleHashOcc[slot] += 1;
+  }
+}
+
+void rebuild_positions() {
+  positions.reset(static_cast<std::size_t>(HandlesNum));
+  for (int32_t i = 0; i < HandlesNum; ++i) {
+    positions.insert(Handles[i].handle, i);
+  }
+}
+
+// All tracked memory was freed by the program: the public index and the sequence's record with it. The objects stand,
+// in their memory tables; the next sequence starts over, so its values may be taken.
+void forget_tracked_blocks() {
+  HandleHash = nullptr;
+  HandleHashOcc = nullptr;
+  random_sequence_handle_set = 0;
+  handle_overflow = 1;
+}
+
+void make_index() {
+  HashBlank = (1U << HashBitNum) - 1;
+  HandleHash = static_cast<int32_t*>(nx_calloc(static_cast<int>(hash_slots()), sizeof(int32_t)));
+  HandleHashOcc = static_cast<int32_t*>(nx_calloc(static_cast<int>(hash_slots()), sizeof(int32_t)));
+  memory::when_all_freed(forget_tracked_blocks);
+  rehash_handles();
+}
+
+// The grown index is cleared whole, so that a slot that no live handle falls into answers for none.
+void grow_index() {
+  HashBitNum += 1;
+  if (HashBitNum == kTooManyHashBits) {
+    std::puts("Hash Tables cant be resized past 2**30!\nSorry");
+    std::exit(kHashLimitStatus);
+  }
+  HashBlank = (1U << HashBitNum) - 1;
+  const std::size_t bytes = hash_slots() * sizeof(int32_t);
+  HandleHash = static_cast<int32_t*>(nx_realloc(HandleHash, static_cast<int64_t>(bytes)));
+  HandleHashOcc = static_cast<int32_t*>(nx_realloc(HandleHashOcc, static_cast<int64_t>(bytes)));
+  std::memset(HandleHash, 0, bytes);
+  std::memset(HandleHashOcc, 0, bytes);
+  rehash_handles();
+}
+
+void grow_handles(int32_t capacity) {
+  HandlesAll = capacity;
+  Handles = static_cast<Handle*>(Handles == nullptr
+                                     ? nx_object_malloc(OBJ_TABLE, HandlesAll, sizeof(Handle), "handles", nullptr)
+                                     : nx_object_realloc(OBJ_TABLE, HandlesAll, sizeof(Handle), "handles", Handles));
+}
+
+void reset_type(Type& type) {
+  type = Type{};
+  std::strcpy(type.name, " ");
+}
+
+// Puts in place whatever the registry lacks: everything at first, later what the program freed under it.
+void ensure_ready() {
+  if (obj_sys_init_status == 0) {
+    std::for_each(std::begin(ObjProp), std::end(ObjProp), reset_type);
+    obj_sys_init_status = 1;
+  }
+  if (HandleHash == nullptr) {
+    make_index();
+  }
+  if (OBJ_TABLE < 0) {
+    OBJ_TABLE = nxi_add_memory_table(0);
+  }
+  if (HandlesNum == HandlesAll) {
+    grow_handles(HandlesAll + kHandlesIncrement);
+  }
+}
+
+void make_room_for_object(Type& type) {
+  if (type.count < type.allocated) {
+    return;
+  }
+  type.allocated += type.increment;
+  if (type.size > 0) {
+    type.allocated = std::max(type.allocated, type.count + 1);  // a type registered with increment 0, or late
+  }
+  const auto allocated = static_cast<int>(type.allocated);
+  const auto size = static_cast<int>(type.size);
+  type.objects = type.objects == nullptr ? nx_object_malloc(OBJ_TABLE, allocated, size, type.name, nullptr)
+                                         : nx_object_realloc(OBJ_TABLE, allocated, size, type.name, type.objects);
+}
+
+uint32_t draw() {
+  if (random_sequence_handle_set == 0) {
+    random_sequence_handle = nx_make_rseq_with_prime_and_seed(kHandleRange, 0);
+    random_sequence_handle_set = nx_rand(random_sequence_handle);
+    memory::when_all_freed(forget_tracked_blocks);
+  }
+  return nx_rand(random_sequence_handle);
+}
+
+int32_t draw_handle() {
+  auto handle = static_cast<int32_t>(draw());
+  for (int redraws = 0; handle_overflow != 0 && find_record(handle) != nullptr;) {
+    if (++redraws == kMostRedraws) {
+      std::puts("1000 attempts to find unique handle failed");
+      std::exit(kNoUniqueHandleStatus);
+    }
+    handle = static_cast<int32_t>(draw());
+  }
+  if (static_cast<uint32_t>(handle) == random_sequence_handle_set) {
+    handle_overflow = 1;
+  }
+  return handle;
+}
+
+// Enters the new handle, whose record comes next, under the index as it is, and then grows the index if need be.
+// Growing goes over the records that are there, so the new handle is missing from a freshly grown index until the next
+// rehash.
+void enter_in_index(int32_t handle) {
+  const int32_t slot = slot_of(handle);
+  HandleHashOcc[slot] += 1;
+  HandleHash[slot] = HandlesNum;
+  if (static_cast<int64_t>(HashBlank) < 4 * static_cast<int64_t>(HandlesNum)) {
+    grow_index();
+  }
+}
+
+const char* name_of_type(int type) {
+  return static_cast<unsigned>(type) < std::size(kTypeNames) ? kTypeNames[type] : "UNKNOWN";
+}
+
+void remove_object_bytes(Type& type, uint32_t index) {
+  if (index + 1 < type.count && type.objects != nullptr) {
+    char* object = static_cast<char*>(type.objects) + static_cast<std::size_t>(index) * type.size;
+    std::memmove(object, object + type.size, static_cast<std::size_t>(type.count - 1 - index) * type.size);
+  }
+}
+
+void forget_objects() {
+  for (Type& type : ObjProp) {
+    type.objects = nullptr;
+    type.count = 0;
+    type.allocated = 0;
+  }
+  Handles = nullptr;
+  HandlesNum = 0;
+  HandlesAll = 0;
+  positions.clear();
+  if (HandleHashOcc != nullptr) {
+    std::memset(HandleHashOcc, 0, hash_slots() * sizeof(int32_t));
+  }
+}
+
+const Type* type_or_null(int type) { return type < 0 || type >= kTypes ? nullptr : &ObjProp[type]; }
+
+}  // namespace
+
+bool is_registry_table(int table_handle) { return OBJ_TABLE >= 0 && table_handle == OBJ_TABLE; }
+
+void registry_blocks_freed() { forget_objects(); }
+
+void registry_table_deleted() {
+  forget_objects();
+  OBJ_TABLE = -1;
+}
+
+}  // namespace obj_man
+
+using namespace obj_man;
+
+void obj_sys_init(void) {
+  if (obj_sys_init_status == 0) {
+    ensure_ready();
+  }
+}
+
+int nxi_register_object(int tag, const char* name, unsigned size, unsigned increment) {
+  obj_sys_init();
+  if (tag >= kTypes) {
+    nx_printf(0, "maximum tag number for objects is 255\n");
+    return 0;
+  }
+  if (tag < 0) {
+    nx_printf(0, "tag number for objects cannot be less than 0\n");
+    return 0;
+  }
+  Type& type = ObjProp[tag];
+  if (type.registered != 0) {
+    nx_printf(0, "object %s already registered at %d\n", type.name, tag);
+    return 0;
+  }
+  if (name == nullptr || size > INT32_MAX || increment > INT32_MAX) {
+    return 0;
+  }
+  type.size = size;
+  std::snprintf(type.name, sizeof type.name, "%s", name);
+  type.increment = increment;
+  type.registered = 1;
+  return 1;
+}
+
+void register_handles(void) {
+  if (nxi_register_object(kHandleType, "handles", sizeof(Handle), kHandlesIncrement) == 0) {
+    nxi_warn("problem registering handles\n");
+  }
+}
+
+void* nxi_make_object(int type, uint32_t* handle) {
+  if (type < 0 || type >= kTypes || handle == nullptr) {
+    return nullptr;
+  }
+  ensure_ready();
+  Type& properties = ObjProp[type];
+  make_room_for_object(properties);
+  const int32_t value = draw_handle();
+  if (NX_MONITOR_MAKE != 0) {
+    std::printf("make object handle: %d\n", value);
+  }
+  enter_in_index(value);
+  const int32_t position = HandlesNum;
+  HandlesNum += 1;
+  if (HandlesNum == HandlesAll) {
+    grow_handles(HandlesNum + kHandlesIncrement);
+  }
+  positions.insert(value, position);
+  Handles[position] = {value, static_cast<int32_t>(properties.count), nxi_add_memory_table(value), type, 0};
+  *handle = static_cast<uint32_t>(value);
+  properties.count += 1;
+  if (NX_MONITOR_MAKE != 0) {
+    std::printf("Made object with handle %d of type %s\n", value, name_of_type(type));
+  }
+  return properties.objects;
+}
+
+uint32_t nxi_translate_handle(int handle) {
+  const Handle* record = translate(handle);
+  return record == nullptr ? kUnknown : static_cast<uint32_t>(record->index);
+}
+
+int nxi_return_type_of_handle(int handle) {
+  if (handle >= kLastMolecule && handle <= -1) {
+    return kMoleculeType;
+  }
+  if (handle < kAboveGrids) {
+    return kGridType;
+  }
+  const Handle* record = translate(handle);
+  return record == nullptr ? kNoType : record->type;
+}
+
+const char* nxi_object_type_name(int handle) { return name_of_type(nxi_return_type_of_handle(handle)); }
+
+int nxi_get_memory_handle(int handle) {
+  const Handle* record = find_record(handle);
+  return record == nullptr ? -1 : record->memory_table;
+}
+
+uint32_t nxi_get_number_of_objects_of_type(int type) {
+  const Type* properties = type_or_null(type);
+  return properties == nullptr ? 0 : properties->count;
+}
+
+uint32_t nxi_get_allocated_space_for_objects_of_type(int type) {
+  const Type* properties = type_or_null(type);
+  return properties == nullptr ? 0 : properties->allocated;
+}
+
+int nxi_delete_object(int handle) {
+  const Handle* record = find_record(handle);
+  if (record == nullptr) {
+    nxi_warning("can not delete, no such handle as %d\n", handle);
+    return 0;
+  }
+  Type& type = ObjProp[record->type];
+  const int32_t type_code = record->type;
+  const int32_t index = record->index;
+  const auto position = static_cast<int32_t>(record - Handles);
+  if (HandleHash == nullptr) {
+    make_index();
+  }
+  const int32_t slot = slot_of(handle);
+  if (HandleHashOcc[slot] <= 1) {
+    HandleHashOcc[slot] = 0;
+    HandleHash[slot] = 0;
+  } else {
+    HandleHashOcc[slot] -= 1;
+  }
+  remove_object_bytes(type, static_cast<uint32_t>(index));
+  nxi_delete_memory_table(handle);
+  type.count -= 1;
+  std::move(Handles + position + 1, Handles + HandlesNum, Handles + position);
+  HandlesNum -= 1;
+  for (Handle* other = Handles; other != Handles + HandlesNum; ++other) {
+    if (other->type == type_code && other->index > index) {
+      other->index -= 1;
+    }
+  }
+  rehash_handles();
+  rebuild_positions();
+  return 1;
+}
+
+int nx_delete(int* handle) {
+  if (handle == nullptr || nxi_translate_handle(*handle) == kUnknown || nxi_delete_object(*handle) == 0) {
+    return 0;
+  }
+  *handle = 0;
+  return 1;
+}
+
+int nx_set_print_status(const char* level, int handle) {
+  Handle* record = find_record(handle);
+  if (record == nullptr) {
+    return 0;
+  }
+  for (const PrintLevel& known : kPrintLevels) {
+    if (level != nullptr && std::strcmp(level, known.name) == 0) {
+      record->print_status = known.status;
+    }
+  }
+  return 1;
+}
+
+int nx_get_print_status(int handle) {
+  const Handle* record = find_record(handle);
+  return record == nullptr ? 0 : record->print_status;
+}
+
+void nxi_monitor_make(void) { NX_MONITOR_MAKE = 1; }
+
+void print_handle_list(void) {
+  for (int32_t i = 0; i < HandlesNum; ++i) {
+    nx_printf(0, "handle %d is %d\n", i, Handles[i].handle);
+  }
+}
+
+void nxi_error_handler(int signal_number) {
+  constexpr const char* kLine32 = "********************************";
+  constexpr const char* kLine47 = "***********************************************";
+  std::puts("\nSIGNAL HANDLER CALLED");
+  std::puts("CHECKING NX_ARRAY BOUNDS");
+  std::puts(kLine32);
+  for (int32_t i = 0; i < HandlesNum; ++i) {
+    if (nxi_boundscheck_all(Handles[i].handle) != 0) {
+      std::puts("Memory for this table, ordered by pointer value");
+      std::puts(kLine47);
+      nxi_print_mem_alloc_ordered(Handles[i].handle);
+    }
+  }
+  std::puts(kLine32);
+  nx_print_new_errors();
+  nx_print_new_warnings();
+  std::puts("CLOSING ALL OPEN FILES");
+  nxi_fclose_all();
+  std::printf("ALL DONE\nExit code %d\n", signal_number);
+  std::exit(1);
+}

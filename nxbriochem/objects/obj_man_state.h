@@ -1,0 +1,45 @@
+// State of the object registry, for its tests alone.
+#ifndef NXBRIOCHEM_OBJECTS_OBJ_MAN_STATE_H
+#define NXBRIOCHEM_OBJECTS_OBJ_MAN_STATE_H
+
+#include <cstdint>
+
+namespace obj_man {
+
+struct Handle {
+  int32_t handle;
+  int32_t index;
+  int32_t memory_table;
+  int32_t type;
+  int32_t print_status;
+};
+static_assert(sizeof(Handle) == 20, "the size of a handle record is part of the interface");
+
+struct Type {
+  void* objects;
+  uint32_t size;
+  uint32_t count;
+  uint32_t allocated;
+  uint32_t increment;
+  char name[40];
+  uint32_t registered;
+};
+
+extern Type ObjProp[256];
+extern Handle* Handles;
+extern int32_t HandlesNum;
+extern int32_t HandlesAll;
+extern int32_t OBJ_TABLE;
+extern int32_t HashBitNum;
+extern uint32_t HashBlank;
+extern int32_t* HandleHash;
+extern int32_t* HandleHashOcc;
+extern int32_t obj_sys_init_status;
+extern int random_sequence_handle;
+extern uint32_t random_sequence_handle_set;
+extern int32_t handle_overflow;
+extern int32_t NX_MONITOR_MAKE;
+
+}  // namespace obj_man
+
+#endif

@@ -1,0 +1,163 @@
+// Object memory tables: every registry object owns a table of the named blocks that were allocated on its behalf,
+// which are freed with it. A table can pad its blocks and check the pads for overruns, and judges pointers it does not
+// know by a strictness level.
+//
+// `handle` is an object's handle or a table's own. A negative handle (a molecule or grid) has no table: its blocks are
+// plain heap blocks, zeroed where asked. For a handle of 0 or above without a table the report of nxi_get_memory_table
+// is printed and the call gives its failure value (null, 0). `name` is a block's name, of which 40 characters count;
+// null is an empty name. Reports are printed on standard output. A block that cannot be had, also because its size
+// overflows, ends the process with exit status 7 after a report; a negative count or element size gives null.
+//
+// The tables and the registry (obj_man.h) need one another: a table is found through its owner's handle, and the
+// registry keeps its arrays in the table of handle 0.
+#ifndef NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_H
+#define NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#include <nxbriochem/export.h>
+
+NX_BEGIN_DECLS
+
+// A block of count * element_size bytes, owned by the object until it is freed or the object is deleted. `old` is null
+// or the block to replace. An old block that is large enough is kept as it is; else malloc and calloc give a fresh
+// block in its place (contents lost), realloc one with the contents kept. calloc zeroes the requested bytes in every
+// case. What becomes of an old block that the table does not know is up to nxi_set_memstrict.
+NX_API void* nx_object_malloc(int handle, int count, int element_size, const char* name, void* old);
+NX_API void* nx_object_calloc(int handle, int count, int element_size, const char* name, void* old);
+NX_API void* nx_object_realloc(int handle, int count, int element_size, const char* name, void* old);
+
+// The same without an old block.
+NX_API void* nx_object_malloc_new(int handle, int count, int element_size, const char* name);
+NX_API void* nx_object_calloc_new(int handle, int count, int element_size, const char* name);
+
+// Frees one block. 0; the pointer itself, which is then not freed, when the table does not know it.
+NX_API void* nx_free_object_memory(int handle, void* pointer);
+
+// Named scalars and arrays of 4-byte values kept with the object. The attachers make a block, 1 when one was made; the
+// setters write into the first block of the name, 0 when there is none (or it is too short); the single getters give 0
+// and the array getters null when there is none. Arrays are as long as their block: nx_object_floats_size values. Mind
+// the two setters' argument orders.
+NX_API int nx_attach_float_to_object(const char* name, int handle);
+NX_API int nx_attach_floats_to_object(const char* name, int count, int handle);
+NX_API int nx_attach_integer_to_object(const char* name, int handle);
+NX_API int nx_attach_integers_to_object(const char* name, int count, int handle);
+NX_API int nx_set_object_float(const char* name, int handle, float value);
+NX_API int nx_set_object_integer(int value, const char* name, int handle);
+NX_API int nx_set_object_floats(const char* name, int handle, const float* values);
+NX_API int nx_set_object_integers(const int* values, const char* name, int handle);
+NX_API float nx_object_float(const char* name, int handle);
+NX_API int nx_object_integer(const char* name, int handle);
+NX_API float* nx_object_floats(const char* name, int handle);
+NX_API int* nx_object_integers(const char* name, int handle);
+NX_API int nx_object_floats_size(const char* name, int handle);
+NX_API int nx_object_integers_size(const char* name, int handle);
+
+// Print a serial-numbered line for every allocation and release made without a table: on, off (the default).
+NX_API void nx_set_object_memory_warning_on(void);
+NX_API void nx_set_object_memory_warning_off(void);
+
+// ---- For the library's modules and for programs that register object types of their own ----
+
+// Allocation under its inner names. nxi_mAlloc is malloc, nxi_cAlloc and nxi_calloc are calloc, nxi_reAlloc is realloc
+// as above; the byte forms count bytes.
+NX_API void* nxi_mAlloc(int handle, int count, int element_size, const char* name, void* old);
+NX_API void* nxi_cAlloc(int handle, int count, int element_size, const char* name, void* old);
+NX_API void* nxi_calloc(int handle, int count, int element_size, const char* name, void* old);
+NX_API void* nxi_reAlloc(int handle, int count, int element_size, const char* name, void* old);
+NX_API void* nxi_malloc(int handle, int bytes, const char* name, void* old);
+NX_API void* nxi_realloc(int handle, void* old, int bytes, const char* name);
+NX_API void* nxi_mAlloc_new(int handle, int count, int element_size, const char* name);
+NX_API void* nxi_calloc_new(int handle, int count, int element_size, const char* name);
+NX_API void* nxi_malloc_new(int handle, int bytes, const char* name);
+// A zeroed block; with a null `old` it is allocated twice and the second returned, the first staying in the table until
+// the object dies. That is meant.
+NX_API void* nxi_cAlloc_new(int handle, int count, int element_size, const char* name, void* old);
+NX_API void* nxi_free(int handle, void* pointer);
+
+// Makes a table for an owner; its handle, pseudo-random from 1000000000 up.
+NX_API int nxi_add_memory_table(int owner);
+// The table's place among the tables, or -1 after printing which tables there are.
+NX_API int nxi_get_memory_table(int handle);
+// Deletes a table with all its blocks, protected and attached ones too.
+NX_API void nxi_delete_memory_table(int owner);
+// Deletes all tables, the registry's own among them: every registry object is gone, though registered types stay.
+NX_API void nxi_delete_all_memory_tables(void);
+// Frees every block that is neither protected nor attached and prints how many remain.
+NX_API void nxi_purge_memory_table(int handle);
+
+// Protect a block from purging; 1, or 0 when the table does not know it.
+NX_API int nxi_protect_memory(int handle, void* pointer);
+NX_API int nxi_unprotect_memory(int handle, void* pointer);
+
+// Hands a block that was made elsewhere (by malloc) over to the table; 1, or 0 for a null pointer or bad sizes.
+NX_API int nxi_attach_pointer_to_object(int handle, int count, int element_size, const char* name, void* pointer);
+// Mark a block of the table as attached or not; 1, or 0 with a queued error when the table does not know it.
+NX_API int nxi_attach_associated_pointer(int handle, void* pointer);
+NX_API int nxi_unattach_associated_pointer(int handle, void* pointer);
+// The first block of the name, with a queued warning when it is not attached; null with a queued warning when there is
+// none.
+NX_API void* nxi_get_attached_pointer(int handle, const char* name);
+
+// The first block of the name in table order, or null.
+NX_API void* nxi_get_pointer_by_name(const char* name, int handle);
+// Renames a block; 1, or 0 after a printed line when the table does not know it.
+NX_API int nxi_set_pnt_name(int handle, void* pointer, const char* name);
+
+// Allocated and used bytes of a block; 0 after a printed line when the table does not know it.
+NX_API int nxi_mem_alloc_to(int handle, void* pointer);
+NX_API int nxi_mem_used_by(int handle, void* pointer);
+// Prints and returns the bytes allocated over the whole table.
+NX_API int nxi_mem_total(int handle);
+// Bytes allocated over all tables, in 32-bit arithmetic.
+NX_API uint32_t nxi_total_object_memory_allocated(void);
+
+// Levels of a table, each confirmed through the printing function with the owner's handle; 1, or 0 without a table.
+// Padding of blocks allocated from now on, by one element's size: 0 off, 1 above and below, 2 above, 3 below. Other
+// values are stored without a word and pad nothing.
+NX_API int nxi_set_memory_padding(int handle, int mode);
+// Bounds checks of the whole table: 0 on demand, 1 before allocations, 2 before releases, 3 before both; above 3 is
+// refused.
+NX_API int nxi_set_auto_bndcheck(int handle, int level);
+// Unknown old pointers: 0 taken as null, 1 the same with a warning, 2 returned without allocating, 3 end the process
+// with exit status 4; above 3 is refused. Negative levels of these two are refused as well.
+NX_API int nxi_set_memstrict(int handle, int level);
+// Print a line for every allocation and release of the table: 1 on, 0 off. Prints nothing itself.
+NX_API int nxi_set_memprn(int handle, int flag);
+
+// 0 when the block's pads are intact, 1 low pad damaged, 2 high pad, 3 both; -1 after a printed line when unknown.
+NX_API int nxi_boundscheck_pnt(int handle, void* pointer);
+// Checks every block of the table, prints what is damaged and a summary, and returns how many are; _s prints nothing
+// when all are intact. 0 without a table.
+NX_API int nxi_boundscheck_all(int handle);
+NX_API int nxi_boundscheck_all_s(int handle);
+
+// Write a table and its blocks to a binary stream, and fill a table from one, as 32-bit little-endian words. 1, or 0
+// for a null stream, a handle without a table, or a write that failed. Reading takes the place of what the table held:
+// its earlier blocks are freed. A stream that is cut short or contradicts itself (counts, sizes, pads, totals) gives 0
+// and leaves the table as it was; one of another revision gives 1 and leaves it as well. Blocks read have no pads of
+// their own, whatever their pad fields say, and pass every bounds check until they are reallocated. The registry's own
+// table is not to be read into: 0.
+NX_API int nxi_write_memory_table(FILE* stream, int handle);
+NX_API int nxi_read_memory_table(FILE* stream, int handle);
+// Makes `destination` a copy of `source`, blocks duplicated without pads; the blocks that it held are freed. From then
+// on its table handle is the number passed as `destination`. 1, or 0 when either has no table or the destination is
+// the registry's own.
+NX_API int nxi_copy_memory_table(int source, int destination);
+
+// Reports: a table's blocks in order; in order of address; those whose name contains `filter` (all for null); one
+// block; the old pointer with which a block was first asked for; every table's blocks and totals.
+NX_API void nxi_print_mem_alloc(int handle);
+NX_API void nxi_print_mem_alloc_ordered(int handle);
+NX_API void nxi_filter_print_mem_alloc(int handle, const char* filter);
+NX_API void nxi_print_mem_alloc_to(int handle, void* pointer);
+NX_API void nxi_print_initial_pnt_status(int handle, void* pointer);
+NX_API void nxi_print_all_allocated_memory(void);
+
+// From now on every deletion of a table is traced on standard output.
+NX_API void nxi_monitor_delete(void);
+
+NX_END_DECLS
+
+#endif

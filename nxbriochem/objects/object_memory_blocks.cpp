@@ -1,0 +1,446 @@
+// Blocks: allocation, release, entries and pads.
+//
+// A block with pads is low pad, caller's bytes, high pad in one heap block. A pad is not filled: what the heap left in
+// it is copied to the table's pack store and compared later. The store only ever grows; an entry's seeds say where its
+// copies are.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <nxbriochem/objects/error.h>
+#include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/object_memory_tables.h>
+
+namespace object_memory {
+namespace {
+
+constexpr int kDrawsPerPackUnit = 25;
+
+int32_t allocation_serial = 0;
+int32_t free_serial = 0;
+
+const char* const kVerbs[] = {"", "malloc", "calloc", "realloc"};
+
+std::size_t at_least_one(int64_t bytes) { return static_cast<std::size_t>(std::max<int64_t>(bytes, 1)); }
+
+void* plain_allocation(Mode mode, int element_size, void* old, int count) {
+  ++allocation_serial;
+  if (ObjMemWarn != 0) {
+    std::printf("WARNING: SerNum: %d, C Object Manager to %s %d elements, %d bytes each\n", allocation_serial,
+                kVerbs[mode], count, element_size);
+  }
+  const std::size_t bytes = at_least_one(static_cast<int64_t>(count) * element_size);
+  switch (mode) {
+    case kMalloc:
+      return std::malloc(bytes);
+    case kCalloc:
+      return std::calloc(bytes, 1);
+    default:
+      return std::realloc(old, bytes);
+  }
+}
+
+[[noreturn]] void block_exhausted(const char* format, int32_t number, const char* name) {
+  char text[128];
+  std::snprintf(text, sizeof text, format, number, name);
+  exit_out_of_memory(text, text);
+}
+
+// What is asked for, and what it is called in the report when it cannot be had.
+struct Request {
+  Mode mode;
+  int32_t element_size;
+  int32_t count;
+  const char* name;
+  int64_t bytes;
+  int32_t low_pad;
+  int32_t high_pad;
+
+  int64_t total() const { return bytes + low_pad + high_pad; }
+
+  // The report of a regrowth, and of a new block by malloc, has the element count; that of a new block by calloc or
+  // realloc the byte count after two blanks. Kept so.
+  [[noreturn]] void exhausted(bool is_new) const {
+    if (is_new && mode != kMalloc) {
+      block_exhausted("out of memory mallocing  %d for %s!\n", static_cast<int32_t>(bytes), name);
+    }
+    block_exhausted("out of memory mallocing %d for %s!\n", count, name);
+  }
+};
+
+Request make_request(const Table& table, Mode mode, int element_size, int count, const char* name) {
+  Request request{mode, element_size, count, name, static_cast<int64_t>(count) * element_size, 0, 0};
+  if (table.padding == 1 || table.padding == 3) {
+    request.low_pad = element_size;
+  }
+  if (table.padding == 1 || table.padding == 2) {
+    request.high_pad = element_size;
+  }
+  return request;
+}
+
+void grow_pack_store(Table& table, int64_t needed) {
+  if (needed > INT32_MAX) {
+    block_exhausted("out of memory mallocing %d for %s!\n", table.pack_used, "pads");
+  }
+  int64_t capacity = table.pack_capacity;
+  while (capacity * kPackUnit < needed) {
+    ++capacity;
+    for (int i = 0; i < kDrawsPerPackUnit; ++i) {
+      draw();  // discarded: the draws keep table handles in step with the growth of stores
+    }
+  }
+  void* grown = std::realloc(table.pack, static_cast<std::size_t>(capacity * kPackUnit - table.pack_base));
+  if (grown == nullptr) {
+    block_exhausted("out of memory mallocing %d for %s!\n", table.pack_capacity, "pads");
+  }
+  table.pack = static_cast<unsigned char*>(grown);
+  table.pack_capacity = static_cast<int32_t>(capacity);
+}
+
+// Copies a pad's bytes into the store and returns where they are.
+int32_t save_pad(Table& table, const unsigned char* pad, int32_t size) {
+  const int32_t seed = table.pack_used;
+  if (size == 0) {
+    return seed;
+  }
+  const int64_t needed = static_cast<int64_t>(seed) + size;
+  if (needed > static_cast<int64_t>(table.pack_capacity) * kPackUnit || table.pack == nullptr) {
+    grow_pack_store(table, needed);
+  }
+  std::memcpy(table.pack + (seed - table.pack_base), pad, static_cast<std::size_t>(size));
+  table.pack_used = static_cast<int32_t>(needed);
+  return seed;
+}
+
+void save_pads(Table& table, Entry& entry) {
+  const auto* bytes = static_cast<const unsigned char*>(entry.pointer);
+  entry.low_seed = save_pad(table, bytes - entry.low_pad, entry.low_pad);
+  entry.high_seed = save_pad(table, bytes + entry.used, entry.high_pad);
+}
+
+void adjust_total(Table& table, int64_t difference) {
+  table.total = static_cast<int32_t>(static_cast<uint32_t>(table.total) + static_cast<uint32_t>(difference));
+}
+
+void set_block(Table& table, Entry& entry, void* block, const Request& request) {
+  adjust_total(table, request.bytes - entry.allocated);
+  entry.block = block;
+  entry.pointer = static_cast<unsigned char*>(block) + request.low_pad;
+  entry.allocated = static_cast<int32_t>(request.bytes);
+  entry.used = entry.allocated;
+  entry.element_size = request.element_size;
+  entry.low_pad = request.low_pad;
+  entry.high_pad = request.high_pad;
+  entry.pads_stand = true;
+  set_name(entry, request.name);
+  save_pads(table, entry);
+}
+
+void new_block(Table& table, const Request& request, void* old, int handle) {
+  void* block = request.mode == kCalloc ? std::calloc(at_least_one(request.total()), 1)
+                                        : std::malloc(at_least_one(request.total()));
+  if (block == nullptr) {
+    request.exhausted(true);
+  }
+  Entry& entry = append_entry(table, handle);
+  entry.initial_pointer = old;
+  set_block(table, entry, block, request);
+}
+
+// Moves the caller's bytes when the low pad before them changed size.
+void* reallocate_block(const Entry& entry, const Request& request) {
+  const auto* bytes = static_cast<const unsigned char*>(entry.block);
+  const auto old_low = static_cast<std::size_t>(static_cast<const unsigned char*>(entry.pointer) - bytes);
+  const auto new_low = static_cast<std::size_t>(request.low_pad);
+  const auto kept = static_cast<std::size_t>(entry.allocated);
+  const std::size_t size = std::max(at_least_one(request.total()), old_low + kept);
+  auto* block = static_cast<unsigned char*>(std::realloc(entry.block, size));
+  if (block != nullptr && old_low != new_low) {
+    std::memmove(block + new_low, block + old_low, kept);
+  }
+  return block;
+}
+
+void warn_of_duplicate(const Table& table, const Entry& entry) {
+  const bool duplicate = std::any_of(table.entries, table.entries + table.count, [&entry](const Entry& other) {
+    return &other != &entry && other.pointer == entry.pointer;
+  });
+  if (!duplicate) {
+    return;
+  }
+  std::printf("WARNING! system has duplicated an active table pointer! %s \n", entry.name);
+  std::printf("The table is now corrupted!! %d\n", table.handle);
+  for (int32_t i = 0; i < table.count; ++i) {
+    std::printf("%d %p %p\n", i, table.entries[i].pointer, table.entries[i].initial_pointer);
+  }
+  std::printf("%s \n", entry.name);
+}
+
+void grow_block(Table& table, Entry& entry, const Request& request) {
+  void* block = nullptr;
+  if (request.mode == kRealloc) {
+    block = reallocate_block(entry, request);
+  } else {
+    std::free(entry.block);
+    block = request.mode == kCalloc ? std::calloc(at_least_one(request.total()), 1)
+                                    : std::malloc(at_least_one(request.total()));
+  }
+  if (block == nullptr) {
+    request.exhausted(false);
+  }
+  set_block(table, entry, block, request);
+  warn_of_duplicate(table, entry);
+}
+
+void keep_block(Table& table, Entry& entry, const Request& request) {
+  if (request.mode == kCalloc) {
+    std::memset(entry.pointer, 0, static_cast<std::size_t>(request.bytes));
+  }
+  entry.used = static_cast<int32_t>(request.bytes);
+  if (entry.high_pad > 0 && entry.pads_stand) {
+    entry.high_seed = save_pad(table, static_cast<const unsigned char*>(entry.pointer) + entry.used, entry.high_pad);
+  }
+}
+
+// What becomes of an old pointer that the table does not know: true to go on as for a new block.
+bool accept_unknown(const Table& table, const char* name) {
+  if (table.strictness <= 0) {
+    return true;
+  }
+  std::printf("SEVERE WARNING: NO match to pointer table for %s!!\n", name);
+  if (table.strictness == 1) {
+    std::printf("Assigning memory anyway.\n");
+    return true;
+  }
+  if (table.strictness == 2) {
+    std::printf("Returning with pointer UNASSIGNED.\n");
+    return false;
+  }
+  std::printf("Exiting program.\n");
+  std::exit(kUnknownPointerStatus);
+}
+
+void report_allocation(const Table& table, const Entry& entry) {
+  if (table.print_flag != 0) {
+    std::printf("malloc_Z: %s has %d used, %d allocated, total memory allocated= %d\n", entry.name, entry.used,
+                entry.allocated, table.total);
+  }
+}
+
+}  // namespace
+
+void set_name(Entry& entry, const char* name) {
+  std::snprintf(entry.name, sizeof entry.name, "%s", name == nullptr ? "" : name);
+}
+
+Entry* find_entry(Table& table, const void* pointer) {
+  Entry* found = nullptr;
+  for (int32_t i = 0; i < table.count; ++i) {
+    Entry& entry = table.entries[i];
+    if (entry.pointer != pointer || pointer == nullptr) {
+      continue;
+    }
+    if (found != nullptr) {
+      std::printf("WARNING: Possible corruption of memory table.\n");
+      std::printf("The pointer checked has the same pointer value as: %s\n", entry.name);
+      std::printf("FIX this bug!!!\n");
+      std::exit(kDuplicatePointerStatus);
+    }
+    found = &entry;
+  }
+  return found;
+}
+
+Entry* find_entry_or_say(int handle, const void* pointer, const char* message) {
+  Table* table = find_table(handle);
+  Entry* entry = table == nullptr ? nullptr : find_entry(*table, pointer);
+  if (table != nullptr && entry == nullptr) {
+    std::fputs(message, stdout);
+  }
+  return entry;
+}
+
+Entry& append_entry(Table& table, int owner) {
+  if (table.count >= table.capacity) {
+    table.capacity += kEntriesIncrement;
+  }
+  if (table.count >= table.room) {
+    table.room = table.count + kEntriesIncrement;
+    void* grown = std::realloc(table.entries, sizeof(Entry) * static_cast<std::size_t>(table.room));
+    if (grown == nullptr) {
+      exit_out_of_memory("out of memory mallocing the memory table entries!\n",
+                         "out of memory mallocing the memory table entries!\n");
+    }
+    table.entries = static_cast<Entry*>(grown);
+  }
+  Entry& entry = table.entries[table.count++];
+  entry = Entry{};
+  entry.owner = owner;
+  return entry;
+}
+
+void remove_entry(Table& table, int32_t index) {
+  std::move(table.entries + index + 1, table.entries + table.count, table.entries + index);
+  table.count -= 1;
+}
+
+void free_contents(Table& table) {
+  for (int32_t i = 0; i < table.count; ++i) {
+    std::free(table.entries[i].block);
+  }
+  std::free(table.entries);
+  std::free(table.pack);
+  table.entries = nullptr;
+  table.pack = nullptr;
+  table.count = 0;
+  table.capacity = 0;
+  table.room = 0;
+}
+
+void* malloc_Z(int handle, Mode mode, int element_size, void* old, int count, const char* name) {
+  if (count < 0 || element_size < 0) {
+    return nullptr;
+  }
+  if (handle < 0) {
+    return plain_allocation(mode, element_size, old, count);
+  }
+  const char* label = name == nullptr ? "" : name;
+  if (std::strlen(label) > kNameSize) {
+    nxi_warning("pointer name %s is longer than %d characters\n", label, kNameSize);
+  }
+  Table* table = find_table(handle);
+  if (table == nullptr) {
+    return nullptr;
+  }
+  const Request request = make_request(*table, mode, element_size, count, label);
+  if (table->auto_check == 1 || table->auto_check == 3) {
+    check_bounds_silently(*table);
+  }
+  Entry* entry = old == nullptr ? nullptr : find_entry(*table, old);
+  if (old != nullptr && entry == nullptr && !accept_unknown(*table, label)) {
+    return old;
+  }
+  if (request.total() > INT32_MAX) {
+    request.exhausted(entry == nullptr);
+  }
+  if (entry == nullptr) {
+    new_block(*table, request, old, handle);
+    entry = &table->entries[table->count - 1];
+  } else if (request.bytes > entry->allocated) {
+    grow_block(*table, *entry, request);
+  } else {
+    keep_block(*table, *entry, request);
+  }
+  report_allocation(*table, *entry);
+  return entry->pointer;
+}
+
+}  // namespace object_memory
+
+using namespace object_memory;
+
+void* nxi_free(int handle, void* pointer) {
+  if (handle < 0) {
+    ++free_serial;
+    if (ObjMemWarn != 0) {
+      std::printf("WARNING: SerNum: %d, C Object Manager nxi_free\n", free_serial);
+    }
+    std::free(pointer);
+    return nullptr;
+  }
+  Table* table = find_table(handle);
+  if (table == nullptr) {
+    return pointer;
+  }
+  if (table->auto_check == 2 || table->auto_check == 3) {
+    check_bounds_silently(*table);
+  }
+  if (pointer == nullptr) {
+    return nullptr;
+  }
+  Entry* entry = find_entry(*table, pointer);
+  if (entry == nullptr) {
+    std::printf("WARNING: No match to pointer table!! table= %d, pointer= %p\n", table->handle, pointer);
+    std::printf("Too dangerous to free this rogue pointer!\n");
+    return pointer;
+  }
+  const int32_t allocated = entry->allocated;
+  if (allocated < 1) {
+    std::printf("NOTE: nxi_free found pointer %s already had zero associated memory\n", entry->name);
+  }
+  std::free(entry->block);  // even a block of no bytes is one of the heap's
+  adjust_total(*table, -static_cast<int64_t>(allocated));
+  if (table->print_flag != 0) {
+    std::printf("free_Z: %s nxi_freed %d bytes, total memory allocated=  %d\n", entry->name, allocated, table->total);
+  }
+  remove_entry(*table, static_cast<int32_t>(entry - table->entries));
+  return nullptr;
+}
+
+void* nx_free_object_memory(int handle, void* pointer) { return nxi_free(handle, pointer); }
+
+void* nx_object_malloc(int handle, int count, int element_size, const char* name, void* old) {
+  return malloc_Z(handle, kMalloc, element_size, old, count, name);
+}
+
+void* nx_object_calloc(int handle, int count, int element_size, const char* name, void* old) {
+  return malloc_Z(handle, kCalloc, element_size, old, count, name);
+}
+
+void* nx_object_realloc(int handle, int count, int element_size, const char* name, void* old) {
+  return malloc_Z(handle, kRealloc, element_size, old, count, name);
+}
+
+void* nx_object_malloc_new(int handle, int count, int element_size, const char* name) {
+  return malloc_Z(handle, kMalloc, element_size, nullptr, count, name);
+}
+
+void* nx_object_calloc_new(int handle, int count, int element_size, const char* name) {
+  return malloc_Z(handle, kCalloc, element_size, nullptr, count, name);
+}
+
+void* nxi_mAlloc(int handle, int count, int element_size, const char* name, void* old) {
+  return malloc_Z(handle, kMalloc, element_size, old, count, name);
+}
+
+void* nxi_cAlloc(int handle, int count, int element_size, const char* name, void* old) {
+  return malloc_Z(handle, kCalloc, element_size, old, count, name);
+}
+
+void* nxi_calloc(int handle, int count, int element_size, const char* name, void* old) {
+  return malloc_Z(handle, kCalloc, element_size, old, count, name);
+}
+
+void* nxi_reAlloc(int handle, int count, int element_size, const char* name, void* old) {
+  return malloc_Z(handle, kRealloc, element_size, old, count, name);
+}
+
+void* nxi_malloc(int handle, int bytes, const char* name, void* old) {
+  return malloc_Z(handle, kMalloc, 1, old, bytes, name);
+}
+
+void* nxi_realloc(int handle, void* old, int bytes, const char* name) {
+  return malloc_Z(handle, kRealloc, 1, old, bytes, name);
+}
+
+void* nxi_mAlloc_new(int handle, int count, int element_size, const char* name) {
+  return malloc_Z(handle, kMalloc, element_size, nullptr, count, name);
+}
+
+void* nxi_calloc_new(int handle, int count, int element_size, const char* name) {
+  return malloc_Z(handle, kCalloc, element_size, nullptr, count, name);
+}
+
+void* nxi_malloc_new(int handle, int bytes, const char* name) {
+  return malloc_Z(handle, kMalloc, 1, nullptr, bytes, name);
+}
+
+void* nxi_cAlloc_new(int handle, int count, int element_size, const char* name, void* old) {
+  if (old == nullptr) {
+    // Allocated twice, deliberately: the first block stays in the table until the object dies.
+    malloc_Z(handle, kCalloc, element_size, nullptr, count, name);
+  }
+  return malloc_Z(handle, kCalloc, element_size, nullptr, count, name);
+}

@@ -1,0 +1,106 @@
+// Printed reports of tables and their blocks. Addresses are shown as integers, cut to 32 bits where the format says %d.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include <nxbriochem/objects/obj_man.h>
+#include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/object_memory_tables.h>
+
+namespace object_memory {
+namespace {
+
+long long_address(const void* pointer) { return static_cast<long>(reinterpret_cast<intptr_t>(pointer)); }
+int short_address(const void* pointer) { return static_cast<int>(long_address(pointer)); }
+
+}  // namespace
+}  // namespace object_memory
+
+using namespace object_memory;
+
+int nxi_mem_total(int handle) {
+  const Table* table = find_table(handle);
+  if (table == nullptr) {
+    return 0;
+  }
+  std::printf("total memory allocated is: %d bytes\n", table->total);
+  return table->total;
+}
+
+void nxi_print_mem_alloc(int handle) {
+  const Table* table = find_table(handle);
+  if (table == nullptr) {
+    return;
+  }
+  std::printf("memory table member array has pnt %p\n", static_cast<void*>(table->entries));
+  for (int32_t i = 0; i < table->count; ++i) {
+    const Entry& entry = table->entries[i];
+    std::printf("entry: %d. array %s, pnt %d, has memory %d\n", i, entry.name, short_address(entry.pointer),
+                entry.allocated);
+  }
+}
+
+void nxi_print_mem_alloc_ordered(int handle) {
+  const Table* table = find_table(handle);
+  if (table == nullptr) {
+    return;
+  }
+  std::vector<int32_t> order(static_cast<std::size_t>(table->count));
+  for (int32_t i = 0; i < table->count; ++i) {
+    order[static_cast<std::size_t>(i)] = i;
+  }
+  std::stable_sort(order.begin(), order.end(), [table](int32_t a, int32_t b) {
+    return long_address(table->entries[a].pointer) < long_address(table->entries[b].pointer);
+  });
+  std::printf("\nORDERED LIST OF ARRAYS WITH MEMORY TABLE %d\n", table->handle);
+  std::printf("*******************************************\n");
+  for (const int32_t i : order) {
+    const Entry& entry = table->entries[i];
+    std::printf("%d to %d belong to %s, entry %d\n", short_address(entry.pointer),
+                static_cast<int>(long_address(entry.pointer) + entry.allocated), entry.name, i);
+  }
+}
+
+void nxi_filter_print_mem_alloc(int handle, const char* filter) {
+  const Table* table = find_table(handle);
+  if (table == nullptr) {
+    return;
+  }
+  for (int32_t i = 0; i < table->count; ++i) {
+    const Entry& entry = table->entries[i];
+    if (filter == nullptr || std::strstr(entry.name, filter) != nullptr) {
+      std::printf("array %s has memory %d\n", entry.name, entry.allocated);
+    }
+  }
+}
+
+void nxi_print_mem_alloc_to(int handle, void* pointer) {
+  const Entry* entry = find_entry_or_say(handle, pointer, "no such pointer found in the pointer table!\n");
+  if (entry != nullptr) {
+    std::printf("total memory in %s is %d, used = %d\n", entry->name, entry->allocated, entry->used);
+  }
+}
+
+void nxi_print_initial_pnt_status(int handle, void* pointer) {
+  const Entry* entry = find_entry_or_say(handle, pointer, "no such pointer found in the pointer table!\n");
+  if (entry != nullptr) {
+    std::printf("pointer entered the memory management as %p\n", entry->initial_pointer);
+  }
+}
+
+void nxi_print_all_allocated_memory(void) {
+  uint32_t total = 0;
+  for (int32_t t = 0; t < MemTabNum; ++t) {
+    const Table& table = memtab[t];
+    for (int32_t i = 0; i < table.count; ++i) {
+      const Entry& entry = table.entries[i];
+      std::printf("entry: %d. array %s, pnt %ld, has memory %d\n", i, entry.name, long_address(entry.pointer),
+                  entry.allocated);
+    }
+    std::printf("total memory for table %d belonging to object %d of type %s is %d\n", t, table.owner,
+                nxi_object_type_name(table.owner), table.total);
+    total += static_cast<uint32_t>(table.total);
+  }
+  std::printf("total memory for all tables: %d\n", static_cast<int>(total));
+}

@@ -1,0 +1,67 @@
+// State of the object memory tables, for their own sources and their tests alone.
+#ifndef NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_STATE_H
+#define NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_STATE_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace object_memory {
+
+inline constexpr int32_t kNameSize = 40;
+
+enum State : int32_t { kOwned = 0, kProtected = 1, kAttached = 2 };
+
+// The fields down to `owner` are the interface's, in its order, and what a saved table holds.
+struct Entry {
+  void* pointer;  // the block as the caller sees it, behind the low pad
+  int32_t allocated;
+  char name[kNameSize + 1];
+  void* initial_pointer;
+  int32_t used;
+  int32_t element_size;
+  int32_t high_seed;
+  int32_t low_seed;
+  int32_t low_pad;
+  int32_t high_pad;
+  int32_t state;
+  int32_t reserved;
+  int32_t owner;
+
+  void* block;      // what the heap gave
+  bool pads_stand;  // false for entries that were read or copied: their pad fields are carried, their blocks have none
+};
+
+struct Table {
+  Entry* entries;
+  int32_t count;
+  int32_t capacity;
+  int32_t total;
+  int32_t print_flag;
+  int32_t strictness;
+  int32_t auto_check;
+  int32_t in_check;
+  int32_t padding;
+  int32_t handle;
+  int32_t owner;
+  unsigned char* pack;
+  int32_t pack_capacity;  // units of kPackUnit bytes
+  int32_t pack_used;
+
+  int32_t room;       // entries that `entries` really has room for; a table read may claim more
+  int32_t pack_base;  // pack position of the first byte of `pack`; what a table read claims to have used is not there
+};
+
+extern Table* memtab;
+extern int32_t MemTabNum;
+extern int32_t MemTabAll;
+extern int32_t ObjMemWarn;
+extern int32_t NX_MONITOR_DELETE;
+extern const int32_t MEMTAB_REV;
+extern const int32_t MEMENT_REV;
+extern int random_sequence_handle;
+extern uint32_t random_sequence_handle_set;
+extern int32_t handle_overflow;
+
+}  // namespace object_memory
+
+#endif

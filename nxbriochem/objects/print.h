@@ -1,0 +1,23 @@
+// The printing function: output that the user turns on and off per handle (nx_set_print_status) or for the whole
+// process.
+#ifndef NXBRIOCHEM_OBJECTS_PRINT_H
+#define NXBRIOCHEM_OBJECTS_PRINT_H
+
+#include <nxbriochem/export.h>
+
+NX_BEGIN_DECLS
+
+// Prints by printf's rules: to standard output when the global mode is "everything" or the handle's print status is 1
+// (standard), to standard error when the status is 2, and nowhere otherwise (so not for status 3, debug) or when the
+// global mode is "nothing". Handle 0 reuses the status of the previous call; an unknown handle is silent. The number
+// of characters printed.
+NX_API int nx_printf(int handle, const char* format, ...) NX_PRINTF(2, 3);
+
+// The global print mode: print whatever the handle says, print nothing, or go by the handle (the default).
+NX_API void nx_print_everything(void);
+NX_API void nx_print_nothing(void);
+NX_API void nx_print_by_handle(void);
+
+NX_END_DECLS
+
+#endif

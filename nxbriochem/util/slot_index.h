@@ -1,0 +1,168 @@
+// A hash index from keys (pointers or handles) to slot numbers of a table: what a table that is defined by scanning its
+// slots uses so as not to scan. One key may stand in several slots; the scan's answer is then the highest or lowest
+// one, which `find_highest` gives. Open addressing with linear probing and removal by shifting back, so no tombstones.
+//
+// Not exported; plain heap memory.
+#ifndef NXBRIOCHEM_UTIL_SLOT_INDEX_H
+#define NXBRIOCHEM_UTIL_SLOT_INDEX_H
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <vector>
+
+namespace util {
+
+template <class Key>
+class SlotIndex {
+ public:
+  static constexpr int32_t kNone = -1;
+
+  // Adds the pair (key, slot), which must not be in the index yet. Slots are 0 or above.
+  void insert(Key key, int32_t slot) {
+    if ((size_ + 1) * 2 > cells_.size()) {
+      rehash(cells_.empty() ? kFirstSize : cells_.size() * 2);
+    }
+    std::size_t at = home(key);
+    while (cells_[at].slot != kNone) {
+      repeated_ += static_cast<std::size_t>(cells_[at].key == key);
+      at = (at + 1) & mask_;
+    }
+    cells_[at] = {key, slot};
+    ++size_;
+  }
+
+  // The highest slot recorded for the key, or kNone.
+  int32_t find_highest(Key key) const {
+    if (size_ == 0) {
+      return kNone;
+    }
+    int32_t found = kNone;
+    for (std::size_t at = home(key); cells_[at].slot != kNone; at = (at + 1) & mask_) {
+      if (cells_[at].key == key) {
+        if (repeated_ == 0) {
+          return cells_[at].slot;
+        }
+        found = cells_[at].slot > found ? cells_[at].slot : found;
+      }
+    }
+    return found;
+  }
+
+  // Removes the pair (key, slot); nothing happens when it is not in the index.
+  void erase(Key key, int32_t slot) {
+    if (size_ == 0) {
+      return;
+    }
+    std::size_t at = home(key);
+    while (cells_[at].slot != kNone && !(cells_[at].key == key && cells_[at].slot == slot)) {
+      at = (at + 1) & mask_;
+    }
+    if (cells_[at].slot != kNone) {
+      erase_cell(at);
+      if (repeated_ != 0) {
+        recount(key);
+      }
+    }
+  }
+
+  void clear() {
+    cells_.clear();
+    size_ = 0;
+    repeated_ = 0;
+    mask_ = 0;
+  }
+
+  // Empties the index and makes room for n pairs.
+  void reset(std::size_t n) {
+    std::size_t cells = kFirstSize;
+    while (cells < 2 * n + 2) {
+      cells *= 2;
+    }
+    cells_.assign(cells, Cell{Key{}, kNone});
+    set_geometry();
+    size_ = 0;
+    repeated_ = 0;
+  }
+
+  std::size_t size() const { return size_; }
+
+  // Starts loading the key's cell into the cache.
+  void prefetch(Key key) const {
+    if (!cells_.empty()) {
+      __builtin_prefetch(&cells_[home(key)], 1);
+    }
+  }
+
+ private:
+  struct Cell {
+    Key key;
+    int32_t slot;
+  };
+
+  static constexpr std::size_t kFirstSize = 64;
+
+  // Fibonacci hashing: the high bits of the product depend on all bits of the key.
+  std::size_t home(Key key) const {
+    uint64_t bits = 0;
+    if constexpr (std::is_pointer_v<Key>) {
+      bits = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(key)) >> 4;
+    } else {
+      bits = static_cast<uint64_t>(key);
+    }
+    return static_cast<std::size_t>((bits * 0x9E3779B97F4A7C15U) >> shift_);
+  }
+
+  void set_geometry() {
+    mask_ = cells_.size() - 1;
+    shift_ = 64 - static_cast<unsigned>(__builtin_ctzll(cells_.size()));
+  }
+
+  void rehash(std::size_t cells) {
+    std::vector<Cell> old(cells, Cell{Key{}, kNone});
+    old.swap(cells_);
+    set_geometry();
+    size_ = 0;
+    repeated_ = 0;
+    for (const Cell& cell : old) {
+      if (cell.slot != kNone) {
+        insert(cell.key, cell.slot);
+      }
+    }
+  }
+
+  // Closes the gap at `hole` by moving back every later cell of the run that may stand there.
+  void erase_cell(std::size_t hole) {
+    std::size_t at = hole;
+    for (;;) {
+      at = (at + 1) & mask_;
+      if (cells_[at].slot == kNone) {
+        break;
+      }
+      const std::size_t wanted = home(cells_[at].key);
+      if (((at - wanted) & mask_) >= ((at - hole) & mask_)) {
+        cells_[hole] = cells_[at];
+        hole = at;
+      }
+    }
+    cells_[hole].slot = kNone;
+    --size_;
+  }
+
+  // `repeated_` counts pairs of cells with equal keys. After one of k + 1 equal ones was removed, k pairs are gone.
+  void recount(Key key) {
+    for (std::size_t at = home(key); cells_[at].slot != kNone; at = (at + 1) & mask_) {
+      repeated_ -= static_cast<std::size_t>(cells_[at].key == key);
+    }
+  }
+
+  std::vector<Cell> cells_;
+  std::size_t size_ = 0;
+  std::size_t repeated_ = 0;
+  std::size_t mask_ = 0;
+  unsigned shift_ = 0;
+};
+
+}  // namespace util
+
+#endif
