@@ -3,13 +3,16 @@
 #ifndef NXBRIOCHEM_EXPORT_H
 #define NXBRIOCHEM_EXPORT_H
 
-// The library hides every symbol by default; NX_API marks the ones that callers may link against.
+// The library hides every symbol by default; NX_API marks the ones that callers may link against, NX_LOCAL the members
+// of a marked class that are the library's own.
 #if defined(__GNUC__)
 #define NX_API __attribute__((visibility("default")))
+#define NX_LOCAL __attribute__((visibility("hidden")))
 #define NX_PRINTF(text, first) __attribute__((format(printf, text, first)))
 #define NX_NORETURN __attribute__((noreturn))
 #else
 #define NX_API
+#define NX_LOCAL
 #define NX_PRINTF(text, first)
 #define NX_NORETURN
 #endif

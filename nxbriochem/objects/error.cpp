@@ -136,8 +136,7 @@ void make_room(Queue& queue, int32_t length) {
     return;
   }
   const int32_t capacity = queue.capacity == 0 ? kFirstCapacity : queue.capacity * 2;
-  queue.text = static_cast<char*>(queue.text == nullptr ? nx_malloc(capacity + kSpareBytes)
-                                                        : nx_realloc(queue.text, capacity + kSpareBytes));
+  queue.text = static_cast<char*>(memory::grow_own(queue.text, capacity + kSpareBytes));
   queue.capacity = capacity;
   memory::when_all_freed(forget_messages);
 }

@@ -77,7 +77,7 @@ void close(Entry& entry) {
 void append(std::FILE* stream, const char* path) {
   if (filelist.count == filelist.capacity) {
     filelist.capacity += kIncrement;
-    filelist.entries = static_cast<Entry*>(nx_realloc(filelist.entries, bytes_for(filelist.capacity)));
+    filelist.entries = static_cast<Entry*>(memory::grow_own(filelist.entries, bytes_for(filelist.capacity)));
   }
   const std::size_t size = std::strlen(path) + 1;
   Entry& entry = filelist.entries[filelist.count];

@@ -1,16 +1,16 @@
 // The books are three parallel arrays with a stack of freed slots. Every look-up is defined as a scan from the newest
-// slot down that takes the first slot with the block's address. An index from addresses to slots gives the same answer
-// without scanning, and the commonest case, freeing what was allocated last, does without the index too:
+// slot down that takes the first slot with the block's address. The same answer comes without scanning, in this order:
 //
-// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the scan's
-// answer.
-// - Slots from `indexed_end` up are not in the index. They are entered when a look-up misses the top, so blocks that
-// are
-//   freed newest first never are.
+// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the answer. It is
+//   while blocks are freed newest first.
+// - `known_block` and `known_slot` are the last answer of the index. A block that is freed and comes back to its slot
+//   is known still, as one that takes an old hole over and over.
+// - An index from addresses to slots has the rest. Slots from `indexed_end` up are not in it; they are entered when a
+//   look-up gets as far as the index, so blocks that are freed newest first never are.
 //
 // An address can stand in two slots (a caller frees a block behind the library's back and the heap hands its address
-// out again, or the lenient path of nx_realloc overwrites a record), and the lenient path lowers `pnt_num`, which puts
-// the slots from there up out of every scan's sight until they are written again.
+// out again), and the lenient path of nx_realloc overwrites records and lowers `pnt_num`, which puts the slots from
+// there up out of every scan's sight until they are written again.
 #include <nxbriochem/objects/memory.h>
 
 #include <sys/types.h>
@@ -20,11 +20,11 @@
 #include <cstdlib>
 #include <vector>
 
+#include <nxbriochem/objects/block_index.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/memory_owners.h>
 #include <nxbriochem/objects/memory_state.h>
 #include <nxbriochem/objects/object_memory.h>
-#include <nxbriochem/util/slot_index.h>
 
 namespace memory {
 
@@ -43,9 +43,11 @@ constexpr int32_t kFirstCapacity = 1000;
 constexpr int kListsExhaustedStatus = 0;  // not 1: kept on purpose
 constexpr int kOutOfMemoryStatus = 1;
 
-util::SlotIndex<void*> block_index;
+BlockIndex block_index;
 int32_t top = -1;
 int32_t indexed_end = 0;
+void* known_block = nullptr;
+int32_t known_slot = 0;
 
 // Set while a failure is being reported: the report queues a message, which may need memory that is not there either.
 bool reporting = false;
@@ -69,7 +71,6 @@ bool grow(T*& list, int32_t capacity) {
 void reallocate_lists() {
   const int32_t capacity = pnt_list_size == 0 ? kFirstCapacity : pnt_list_size * 2;
   if (!grow(pnt_list, capacity) || !grow(pnt_size, capacity) || !grow(freed_list, capacity)) {
-    --pnt_num;
     if (!reporting) {
       reporting = true;
       nxi_err("Out of memory trying to allocate for the nx_memory system\n");
@@ -80,7 +81,25 @@ void reallocate_lists() {
   pnt_list_size = capacity;
 }
 
-bool in_index(int32_t slot) { return slot < indexed_end; }
+// Enters every slot up to the top that is not in the index yet; all of them anew when its cells are full.
+void complete_index() {
+  if (indexed_end > top && !block_index.full()) {
+    return;
+  }
+  if (block_index.full() || indexed_end == 0) {
+    block_index.reset(static_cast<std::size_t>(top + 1));
+    indexed_end = 0;
+    known_block = nullptr;
+  }
+  for (; indexed_end <= top; ++indexed_end) {
+    if (block_index.full()) {
+      return complete_index();
+    }
+    if (pnt_list[indexed_end] != nullptr) {
+      block_index.enter(pnt_list[indexed_end], indexed_end);
+    }
+  }
+}
 
 // Writes a record. A slot that is in use (the lenient path does that) loses the block that it held.
 void write_slot(int32_t slot, void* block, int64_t size) {
@@ -89,60 +108,66 @@ void write_slot(int32_t slot, void* block, int64_t size) {
   if (slot >= pnt_num) {
     return;  // out of sight
   }
-  if (in_index(slot)) {
-    block_index.insert(block, slot);
+  if (slot > top) {
+    top = slot;
   }
-  top = std::max(top, slot);
-}
-
-void record(void* block, int64_t size) {
-  if (++pnt_num > pnt_list_size) {
-    reallocate_lists();
+  if (block == known_block) {
+    if (slot == known_slot) {
+      return;  // back in its place: still known, and its pair still in the index
+    }
+    known_block = nullptr;
   }
-  int32_t slot = pnt_num - 1;
-  if (last_freed > 0) {
-    --pnt_num;
-    slot = static_cast<int32_t>(freed_list[--last_freed]);
-  } else {
-    pnt_list[slot] = nullptr;
-  }
-  write_slot(slot, block, size);
-}
-
-// Takes a slot's block out of the index before the slot is cleared, overwritten or put out of sight.
-void forget_slot(int32_t slot) {
-  if (in_index(slot) && pnt_list[slot] != nullptr) {
-    block_index.erase(pnt_list[slot], slot);
-  }
-}
-
-void enter_unindexed_slots() {
-  if (indexed_end == 0) {
-    block_index.reset(static_cast<std::size_t>(top + 1));
-  }
-  for (; indexed_end <= top; ++indexed_end) {
-    if (pnt_list[indexed_end] != nullptr) {
-      block_index.insert(pnt_list[indexed_end], indexed_end);
+  if (slot < indexed_end) {
+    if (block_index.full()) {
+      indexed_end = 0;  // the next look-up makes it anew
+    } else {
+      block_index.enter(block, slot);
     }
   }
 }
 
-int32_t find_in_index(void* block) {
-  enter_unindexed_slots();
-  return block_index.find_highest(block);
+void record(void* block, int64_t size) {
+  int32_t slot = pnt_num;
+  if (last_freed > 0) {
+    slot = static_cast<int32_t>(freed_list[--last_freed]);
+  } else {
+    if (pnt_num >= pnt_list_size) {
+      reallocate_lists();
+    }
+    ++pnt_num;
+  }
+  write_slot(slot, block, size);
 }
 
-// The slot that a scan from the newest slot down finds the block in, or -1.
-int32_t find_slot(void* block) {
-  // A few holes at the top are passed over at once; the bound keeps a look-up O(1).
-  for (int skipped = 0; top >= 0 && pnt_list[top] == nullptr && skipped < 16; ++skipped) {
+int32_t find_below_top(void* block) {
+  __builtin_prefetch(static_cast<char*>(block) - sizeof(void*), 1);  // what the heap's own books have of it
+  // Holes at the top are passed over, a few at a time so that a look-up stays O(1).
+  for (int passed = 0; top >= 0 && pnt_list[top] == nullptr && passed < 16; ++passed) {
     --top;
-    indexed_end = std::min(indexed_end, top + 1);
   }
+  indexed_end = std::min(indexed_end, top + 1);
   if (top >= 0 && pnt_list[top] == block) {
     return top;
   }
-  return find_in_index(block);
+  complete_index();
+  const int32_t slot =
+      block_index.find_highest(block, [block](int32_t at) { return at <= top && pnt_list[at] == block; });
+  if (slot >= 0) {
+    known_block = block;
+    known_slot = slot;
+  }
+  return slot;
+}
+
+// The slot that a scan from the newest slot down finds the block in, or -1.
+inline int32_t find_slot(void* block) {
+  if (top >= 0 && pnt_list[top] == block) [[likely]] {
+    return top;
+  }
+  if (block == known_block && known_slot <= top && pnt_list[known_slot] == block) {
+    return known_slot;
+  }
+  return find_below_top(block);
 }
 
 void announce(int64_t size) {
@@ -151,21 +176,19 @@ void announce(int64_t size) {
   }
 }
 
-void free_slot(int32_t slot) {
-  void* block = pnt_list[slot];
-  forget_slot(slot);
+inline void free_slot(int32_t slot, void* block) {
   pnt_list[slot] = nullptr;
   pnt_size[slot] = 0;
   freed_list[last_freed++] = slot;
   if (slot == top) {
-    --top;
+    top = slot - 1;
     indexed_end = std::min(indexed_end, slot);
   }
   std::free(block);
 }
 
 void* reallocate_or_exit(void* old, int64_t size) {
-  void* block = std::realloc(old, static_cast<std::size_t>(size));
+  void* block = std::realloc(old, size == 0 ? 1 : static_cast<std::size_t>(size));  // 0 would free it
   if (block == nullptr) {
     out_of_memory(size);
   }
@@ -177,17 +200,13 @@ void* reallocate_or_exit(void* old, int64_t size) {
 // block, so that a freed slot is taken at the price of the newest slot's going out of sight, or the newest record is
 // lost.
 void record_unknown(void* block, int64_t size) {
+  known_block = nullptr;
   if (last_freed > 0) {
-    if (pnt_num > 0) {
-      const int32_t hidden = --pnt_num;
-      forget_slot(hidden);
-      top = std::min(top, hidden - 1);
-      indexed_end = std::min(indexed_end, hidden);
-    }
-    const auto slot = static_cast<int32_t>(freed_list[--last_freed]);
-    write_slot(slot, block, size);
+    pnt_num = std::max(pnt_num - 1, 0);
+    top = std::min(top, pnt_num - 1);
+    indexed_end = std::min(indexed_end, pnt_num);
+    write_slot(static_cast<int32_t>(freed_list[--last_freed]), block, size);
   } else if (pnt_num > 0) {
-    forget_slot(pnt_num - 1);
     write_slot(pnt_num - 1, block, size);
   } else {
     record(block, size);  // there is no newest record to overwrite
@@ -223,6 +242,15 @@ void print_report(const char* last_line) {
 }
 
 }  // namespace
+
+void* grow_own(void* block, int64_t size) {
+  if (block == nullptr || find_slot(block) >= 0) {
+    return nx_realloc(block, size);
+  }
+  void* grown = reallocate_or_exit(block, size);
+  record(grown, size);
+  return grown;
+}
 
 void when_all_freed(void (*forget)()) {
   std::vector<void (*)()>& all = forgetters();
@@ -269,12 +297,7 @@ void* nx_realloc(void* old, int64_t size) {
     return old;
   }
   void* block = reallocate_or_exit(old, size);
-  if (block == pnt_list[slot]) {
-    pnt_size[slot] = static_cast<uint64_t>(size);
-  } else {
-    forget_slot(slot);
-    write_slot(slot, block, size);
-  }
+  write_slot(slot, block, size);
   return block;
 }
 
@@ -288,7 +311,7 @@ void nx_free(void* block) {
     nxi_warning("attempt to free a pointer, %p, not in the nx_memory system\n", block);
     return;
   }
-  free_slot(slot);
+  free_slot(slot, block);
 }
 
 uint32_t nx_memory_allocated_to_pointer(const void* block) {
@@ -355,6 +378,7 @@ void clear_memory_system(void) {
   block_index.clear();
   top = -1;
   indexed_end = 0;
+  known_block = nullptr;
 }
 
 void nx_set_strict_memory_off(void) { nx_strict_memory = 1; }  // crossed on purpose, as the header says

@@ -1,13 +1,19 @@
-// Modules of the library that keep their own state in tracked blocks, and what becomes of it when a program frees every
-// tracked block at once.
+// For modules of the library that keep their own state in tracked blocks: a program may free every tracked block at
+// once, and the lenient path of nx_realloc may drop any block from the books.
 #ifndef NXBRIOCHEM_OBJECTS_MEMORY_OWNERS_H
 #define NXBRIOCHEM_OBJECTS_MEMORY_OWNERS_H
+
+#include <cstdint>
 
 namespace memory {
 
 // Has `forget` called whenever nx_free_all_memory has freed all blocks, so that the module drops its pointers and
 // starts anew at its next use. Naming the same function again changes nothing.
 void when_all_freed(void (*forget)());
+
+// nx_realloc for a module's own block: when the block dropped from the books, it is grown without a word and goes back
+// on them. The message queues could not grow otherwise: the warning of an unknown block needs room in them.
+__attribute__((returns_nonnull)) void* grow_own(void* block, int64_t size);
 
 }  // namespace memory
 

@@ -1,14 +1,15 @@
 // Two indexes lead from a handle to its record. The public one, HandleHash with its counts, is by the low bits alone
 // and is what the interface describes, shortcut and all: a slot with one live handle answers for every value that falls
-// into it. `positions` is exact and answers where the interface scans the records: for shared slots, after the index
-// grew (the handle made at that moment is not in it until the next rehash), and for everything but translation and
-// type.
+// into it. `lone_positions` says the same in one load: for such a slot the position of its handle's record, for others
+// none. `positions` is exact and answers where the interface scans the records: for shared slots, after the index grew
+// (the handle made at that moment is not in it until the next rehash), and for everything but translation and type.
 #include <nxbriochem/objects/obj_man.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/files.h>
@@ -70,6 +71,9 @@ constexpr PrintLevel kPrintLevels[] = {{"silent", 0}, {"standard", 1}, {"debug",
 
 util::SlotIndex<int32_t> positions;
 
+constexpr int32_t kNoPosition = -1;
+std::vector<int32_t> lone_positions{kNoPosition};  // one per slot of the index; there is one slot before it is made
+
 int32_t slot_of(int32_t handle) { return static_cast<int32_t>(static_cast<uint32_t>(handle) & HashBlank); }
 
 std::size_t hash_slots() { return static_cast<std::size_t>(HashBlank) + 1; }
@@ -82,14 +86,16 @@ Handle* find_record(int32_t handle) {
 
 // The record that translation goes by: the shortcut of a slot with one live handle, else the very handle's.
 const Handle* translate(int32_t handle) {
-  if (HandleHash == nullptr) {
-    return find_record(handle);
-  }
-  const int32_t slot = slot_of(handle);
-  if (HandleHashOcc[slot] == 1) [[likely]] {
-    return &Handles[HandleHash[slot]];
+  const int32_t lone = lone_positions[static_cast<std::size_t>(slot_of(handle))];
+  if (lone >= 0) [[likely]] {
+    return &Handles[lone];
   }
   return find_record(handle);
+}
+
+// To be called when a slot's count or position changed.
+void update_lone_position(int32_t slot) {
+  lone_positions[static_cast<std::size_t>(slot)] = HandleHashOcc[slot] == 1 ? HandleHash[slot] : kNoPosition;
 }
 
 void rehash_handles() {
@@ -100,6 +106,7 @@ void rehash_handles() {
     const int32_t slot = slot_of(Handles[i].handle);
     HandleHash[slot] = i;
     HandleHashOcc[slot] += 1;
+    update_lone_position(slot);
   }
 }
 
@@ -115,6 +122,8 @@ void rebuild_positions() {
 void forget_tracked_blocks() {
   HandleHash = nullptr;
   HandleHashOcc = nullptr;
+  HashBlank = 0;
+  lone_positions.assign(1, kNoPosition);
   random_sequence_handle_set = 0;
   handle_overflow = 1;
 }
@@ -124,6 +133,7 @@ void make_index() {
   HandleHash = static_cast<int32_t*>(nx_calloc(static_cast<int>(hash_slots()), sizeof(int32_t)));
   HandleHashOcc = static_cast<int32_t*>(nx_calloc(static_cast<int>(hash_slots()), sizeof(int32_t)));
   memory::when_all_freed(forget_tracked_blocks);
+  lone_positions.assign(hash_slots(), kNoPosition);
   rehash_handles();
 }
 
@@ -136,10 +146,11 @@ void grow_index() {
   }
   HashBlank = (1U << HashBitNum) - 1;
   const std::size_t bytes = hash_slots() * sizeof(int32_t);
-  HandleHash = static_cast<int32_t*>(nx_realloc(HandleHash, static_cast<int64_t>(bytes)));
-  HandleHashOcc = static_cast<int32_t*>(nx_realloc(HandleHashOcc, static_cast<int64_t>(bytes)));
+  HandleHash = static_cast<int32_t*>(memory::grow_own(HandleHash, static_cast<int64_t>(bytes)));
+  HandleHashOcc = static_cast<int32_t*>(memory::grow_own(HandleHashOcc, static_cast<int64_t>(bytes)));
   std::memset(HandleHash, 0, bytes);
   std::memset(HandleHashOcc, 0, bytes);
+  lone_positions.assign(hash_slots(), kNoPosition);
   rehash_handles();
 }
 
@@ -152,7 +163,7 @@ void grow_handles(int32_t capacity) {
 
 void reset_type(Type& type) {
   type = Type{};
-  std::strcpy(type.name, " ");
+  type.name[0] = ' ';
 }
 
 // Puts in place whatever the registry lacks: everything at first, later what the program freed under it.
@@ -217,6 +228,7 @@ void enter_in_index(int32_t handle) {
   const int32_t slot = slot_of(handle);
   HandleHashOcc[slot] += 1;
   HandleHash[slot] = HandlesNum;
+  update_lone_position(slot);
   if (static_cast<int64_t>(HashBlank) < 4 * static_cast<int64_t>(HandlesNum)) {
     grow_index();
   }
@@ -245,6 +257,7 @@ void forget_objects() {
   positions.clear();
   if (HandleHashOcc != nullptr) {
     std::memset(HandleHashOcc, 0, hash_slots() * sizeof(int32_t));
+    lone_positions.assign(hash_slots(), kNoPosition);
   }
 }
 
@@ -382,6 +395,7 @@ int nxi_delete_object(int handle) {
   } else {
     HandleHashOcc[slot] -= 1;
   }
+  update_lone_position(slot);
   remove_object_bytes(type, static_cast<uint32_t>(index));
   nxi_delete_memory_table(handle);
   type.count -= 1;

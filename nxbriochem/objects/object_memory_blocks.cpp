@@ -439,8 +439,12 @@ void* nxi_malloc_new(int handle, int bytes, const char* name) {
 
 void* nxi_cAlloc_new(int handle, int count, int element_size, const char* name, void* old) {
   if (old == nullptr) {
-    // Allocated twice, deliberately: the first block stays in the table until the object dies.
-    malloc_Z(handle, kCalloc, element_size, nullptr, count, name);
+    // Allocated twice, deliberately: the first block stays in the table until the object dies. Where there is no table
+    // to hold it, it is given back.
+    void* first = malloc_Z(handle, kCalloc, element_size, nullptr, count, name);
+    if (handle < 0) {
+      std::free(first);
+    }
   }
   return malloc_Z(handle, kCalloc, element_size, nullptr, count, name);
 }

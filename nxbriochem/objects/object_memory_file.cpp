@@ -129,6 +129,8 @@ bool read_entry(Reader& in, const Table& table, Entry& entry) {
   entry.allocated = in.word();
   in.bytes(entry.name, kNameSize);
   entry.name[kNameSize] = '\0';
+  // A value to be shown, never followed.
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
   entry.initial_pointer = reinterpret_cast<void*>(static_cast<uintptr_t>(in.integer(8)));
   for (const auto field : kEntryFields) {
     entry.*field = in.word();
@@ -235,7 +237,10 @@ int nxi_read_memory_table(FILE* stream, int handle) {
   for (const auto field : kTableFields) {
     table.*field = in.word();
   }
-  if (!in.good() || !is_plausible(table) || !read_entries(in, table)) {
+  if (!in.good() || !is_plausible(table)) {
+    return 0;
+  }
+  if (!read_entries(in, table)) {
     free_contents(table);
     return 0;
   }

@@ -132,8 +132,9 @@ int32_t free_slot() {
   if (RLnum == RLinc) {
     const auto old = static_cast<std::size_t>(RLinc);
     RLinc *= 2;
-    rseq = static_cast<Sequence*>(nx_realloc(rseq, static_cast<int64_t>(2 * old * sizeof(Sequence))));
-    rseq_occupancy = static_cast<int32_t*>(nx_realloc(rseq_occupancy, static_cast<int64_t>(2 * old * sizeof(int32_t))));
+    rseq = static_cast<Sequence*>(memory::grow_own(rseq, static_cast<int64_t>(2 * old * sizeof(Sequence))));
+    rseq_occupancy =
+        static_cast<int32_t*>(memory::grow_own(rseq_occupancy, static_cast<int64_t>(2 * old * sizeof(int32_t))));
     std::memset(rseq_occupancy + old, 0, old * sizeof(int32_t));
   }
   return RLnum++;

@@ -1,0 +1,25 @@
+// All that a calling program needs. Valid C11 and C++.
+//
+// Conventions. Status results are 1 for success and 0 for failure, a look-up that finds nothing gives -1, a pointer
+// that cannot be given is null; each function's comment states only what differs. Objects are named by integer handles
+// in three number spaces: positive ones for registry objects (obj_man.h), -1 to -999999999 for molecules, -1000000001
+// and below for grids. Molecule functions take the molecule handle last. Flat arrays lie one item after another;
+// coordinates are float triples x, y, z in angstrom. Failures are queued as messages (error.h); the molecule layer
+// reports on standard error instead. The library is used from one thread at a time.
+//
+// C++ programs that hold molecules as objects include <nxbriochem/molecules/memmgr.h> and <nxbriochem/toolkit/...>
+// besides.
+#ifndef NXBRIOCHEM_NXBRIOCHEM_H
+#define NXBRIOCHEM_NXBRIOCHEM_H
+
+#include <nxbriochem/geometry/mol_func2.h>
+#include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/objects/error.h>
+#include <nxbriochem/objects/files.h>
+#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/objects/obj_man.h>
+#include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/print.h>
+#include <nxbriochem/util/prand.h>
+
+#endif

@@ -1,0 +1,444 @@
+// Bond orders and formal charges from geometry and valence.
+//
+// First every atom states how many bond orders it lacks beyond single bonds: by its valence where all its hydrogens are
+// present, else by its geometry. Groups that exceed the normal valence (sulfones, phosphates, perchlorate, nitro,
+// azide) are settled by rule. The rest is a matching problem: each bond raised serves its two atoms, an atom left
+// wanting costs by how ill it bears it (carbon badly, nitrogen and oxygen as anions), a nitrogen or oxygen raised
+// beyond its normal valence costs as a cation, and among equals the shorter bonds are raised. Alternating bonds in
+// aromatic rings, protonated guanidine and imidazole, carboxylates and quinones all come out of these costs.
+#include <algorithm>
+#include <cmath>
+#include <tuple>
+#include <vector>
+
+#include <nxbriochem/toolkit/nxmatching.h>
+#include <nxbriochem/toolkit/nxperceive.h>
+#include <nxbriochem/toolkit/nxskeleton.h>
+#include <nxbriochem/toolkit/nxvalence.h>
+
+namespace NxChem {
+namespace {
+
+constexpr unsigned kBoron = 5;
+constexpr unsigned kCarbon = 6;
+constexpr unsigned kNitrogen = 7;
+constexpr unsigned kOxygen = 8;
+constexpr unsigned kSilicon = 14;
+constexpr unsigned kPhosphorus = 15;
+constexpr unsigned kSulfur = 16;
+constexpr unsigned kArsenic = 33;
+
+// Costs of a wish that stays unmet: carbon cannot bear it, nitrogen and oxygen become anions. Atoms whose hydrogens are
+// not known carry a hydrogen instead, for less.
+constexpr int kCarbonUnmet = 1000;
+constexpr int kNitrogenUnmet = 300;
+constexpr int kSulfurUnmet = 120;
+constexpr int kOxygenUnmet = 100;
+constexpr int kPhosphorusUnmet = 50;
+constexpr int kSureUnmet = 600;
+constexpr int kCarbonylOxygenUnmet = 400;
+constexpr int kPyridineNitrogenUnmet = 60;
+constexpr int kOpenCarbonUnmet = 250;
+constexpr int kPyrroleNitrogenUnmet = 45;
+constexpr int kThioneUnmet = 50;
+constexpr int kOpenNitrogenUnmet = 20;
+constexpr int kTerminalUnmet = 10;
+// Costs of one bond order too many.
+constexpr int kNitrogenCation = 200;
+constexpr int kChalcogenCation = 400;
+
+// Length less sum of covalent radii, angstrom, up to which a bond can be a multiple one: in open chains, in flat rings
+// or to a cation, between two heteroatoms of a flat ring; and up to which it is a triple bond, a carbonyl, an N-oxide.
+constexpr double kDoubleExcess = -0.11;
+constexpr double kConjugatedExcess = -0.04;
+constexpr double kHeteroExcess = 0.06;
+constexpr double kTripleExcess = -0.27;
+constexpr double kCarbonylExcess = -0.125;
+constexpr double kNitroxideExcess = -0.01;
+// Costs of an edge: none for a full double bond, then by length.
+constexpr double kFreeExcess = -0.18;
+constexpr double kCostPerAngstrom = 600.0;
+constexpr int kMaxEdgeCost = 120;
+
+struct Wish {
+  // Bond orders that the atom lacks, and what each costs when it stays so.
+  int need = 0;
+  int unmet = 0;
+  // What one order beyond the need costs; 0 when there can be none.
+  int extra = 0;
+};
+
+class OrderPerception {
+ public:
+  explicit OrderPerception(const NxMolBase& mol) : s_(mol), wishes_(s_.atoms.size()) {}
+
+  void Run() {
+    for (unsigned atom = 0; atom < s_.atoms.size(); ++atom) {
+      wishes_[atom] = s_.atoms[atom].is_complete ? WishByValence(atom) : WishByGeometry(atom);
+    }
+    for (unsigned atom = 0; atom < s_.atoms.size(); ++atom) {
+      if (s_.AtomicNum(atom) == kNitrogen) {
+        SettleLinearNitrogen(atom);
+        SettleNitrogenOxide(atom);
+      }
+      SettleHypervalent(atom);
+    }
+    RaiseOrders();
+    Store();
+  }
+
+ private:
+  Wish WishByValence(unsigned atom) const;
+  Wish WishByGeometry(unsigned atom);
+  Wish CarbonByGeometry(unsigned atom) const;
+  Wish NitrogenByGeometry(unsigned atom) const;
+  Wish OxygenByGeometry(unsigned atom);
+  bool HasTripleBondLength(unsigned atom) const;
+  bool IsTerminal(unsigned atom) const { return s_.Degree(atom) == 1; }
+  bool IsBareOxygen(unsigned atom) const {
+    return s_.AtomicNum(atom) == kOxygen && IsTerminal(atom) && s_.atoms[atom].is_complete;
+  }
+  // The neighbour of a terminal atom.
+  unsigned OnlyNeighbour(unsigned atom) const { return s_.Other(s_.atoms[atom].bonds[0], atom); }
+
+  void SettleLinearNitrogen(unsigned atom);
+  void SettleNitrogenOxide(unsigned atom);
+  void SettleHypervalent(unsigned atom);
+  int HypervalentTarget(unsigned atom) const;
+
+  void RaiseOrders();
+  bool CanRaise(const NxSkeletonBond& bond) const;
+  void Store() const;
+  int FormalCharge(unsigned atom) const;
+
+  NxSkeleton s_;
+  std::vector<Wish> wishes_;
+};
+
+Wish OrderPerception::WishByValence(unsigned atom) const {
+  const unsigned z = s_.AtomicNum(atom);
+  const int degree = static_cast<int>(s_.Degree(atom));
+  const int need = std::max(0, NxNormalValence(z) - degree);
+  switch (z) {
+    case kCarbon:
+      return {need, kCarbonUnmet, 0};
+    case kNitrogen:
+      return {need, kNitrogenUnmet, degree == 3 ? kNitrogenCation : 0};
+    case kOxygen:
+      return {need, kOxygenUnmet, degree == 2 ? kChalcogenCation : 0};
+    case kPhosphorus:
+    case kArsenic:
+      return {need, kPhosphorusUnmet, 0};
+    default:
+      return NxIsChalcogen(z) ? Wish{need, kSulfurUnmet, degree == 2 ? kChalcogenCation : 0} : Wish{};
+  }
+}
+
+Wish OrderPerception::WishByGeometry(unsigned atom) {
+  if (s_.Degree(atom) == 0) {
+    return {};
+  }
+  switch (s_.AtomicNum(atom)) {
+    case kCarbon:
+      return CarbonByGeometry(atom);
+    case kNitrogen:
+      return NitrogenByGeometry(atom);
+    case kOxygen:
+      return OxygenByGeometry(atom);
+    case kSulfur:
+      if (IsTerminal(atom) && s_.AtomicNum(OnlyNeighbour(atom)) == kCarbon) {
+        return {1, kThioneUnmet, 0};
+      }
+      return {0, 0, s_.atoms[atom].flat_ring != 0 ? kChalcogenCation : 0};
+    default:
+      return {};
+  }
+}
+
+Wish OrderPerception::CarbonByGeometry(unsigned atom) const {
+  if (s_.IsLinear(atom) || (s_.Degree(atom) <= 2 && HasTripleBondLength(atom))) {
+    return {2, kSureUnmet, 0};
+  }
+  if (s_.IsFlat(atom) || (s_.Degree(atom) == 2 && s_.atoms[atom].flat_ring != 0)) {
+    return {1, kSureUnmet, 0};
+  }
+  return s_.Degree(atom) <= 2 ? Wish{1, kOpenCarbonUnmet, 0} : Wish{};
+}
+
+Wish OrderPerception::NitrogenByGeometry(unsigned atom) const {
+  if (IsTerminal(atom) && (HasTripleBondLength(atom) ||
+                           (s_.AtomicNum(OnlyNeighbour(atom)) == kCarbon && s_.IsLinear(OnlyNeighbour(atom))))) {
+    return {2, kNitrogenUnmet, 0};
+  }
+  switch (s_.Degree(atom)) {
+    case 1:
+      return {1, kTerminalUnmet, 0};
+    case 2: {
+      const unsigned ring = s_.atoms[atom].flat_ring;
+      return {1, ring == 6 ? kPyridineNitrogenUnmet : ring == 5 ? kPyrroleNitrogenUnmet : kOpenNitrogenUnmet, 0};
+    }
+    case 3:
+      return {0, 0, kNitrogenCation};
+    default:
+      return {};
+  }
+}
+
+// A short terminal bond shows that the oxygen carries no hydrogen: it is double bonded or an anion.
+Wish OrderPerception::OxygenByGeometry(unsigned atom) {
+  if (!IsTerminal(atom)) {
+    return {0, 0, s_.atoms[atom].flat_ring != 0 ? kChalcogenCation : 0};
+  }
+  const unsigned other = s_.AtomicNum(OnlyNeighbour(atom));
+  const double excess = s_.bonds[s_.atoms[atom].bonds[0]].excess;
+  if (other == kCarbon && excess <= kCarbonylExcess) {
+    s_.atoms[atom].is_complete = true;
+    return {1, kCarbonylOxygenUnmet, 0};
+  }
+  if (other == kNitrogen && (excess <= kNitroxideExcess || s_.Degree(OnlyNeighbour(atom)) == 4)) {
+    s_.atoms[atom].is_complete = true;
+    return {1, kOxygenUnmet, 0};
+  }
+  return {1, other == kOxygen ? kOxygenUnmet : kTerminalUnmet, 0};
+}
+
+bool OrderPerception::HasTripleBondLength(unsigned atom) const {
+  return std::any_of(s_.atoms[atom].bonds.begin(), s_.atoms[atom].bonds.end(), [&](unsigned bond) {
+    const unsigned z = s_.AtomicNum(s_.Other(bond, atom));
+    return (z == kCarbon || z == kNitrogen) && s_.bonds[bond].excess <= kTripleExcess;
+  });
+}
+
+// N+ between two multiple bonds or beside a triple one: azides, diazo compounds and diazonium ions, isonitriles,
+// nitrous oxide, nitronium. The nitrogen of an isocyanate or isothiocyanate can be all but linear without being one of
+// these.
+void OrderPerception::SettleLinearNitrogen(unsigned atom) {
+  if (!s_.IsLinear(atom)) {
+    return;
+  }
+  for (const unsigned bond : s_.atoms[atom].bonds) {
+    const unsigned nbr = s_.Other(bond, atom);
+    const unsigned z = s_.AtomicNum(nbr);
+    if (z != kCarbon && z != kNitrogen && z != kOxygen) {
+      return;
+    }
+    if (z == kCarbon && s_.Degree(nbr) == 2 && s_.IsLinear(nbr)) {
+      const unsigned first = s_.atoms[nbr].bonds[0];
+      const unsigned beyond = s_.Other(first == bond ? s_.atoms[nbr].bonds[1] : first, nbr);
+      if (NxIsChalcogen(s_.AtomicNum(beyond))) {
+        return;
+      }
+    }
+  }
+  s_.atoms[atom].is_complete = true;
+  wishes_[atom] = {2, kSureUnmet, 0};
+  for (const unsigned bond : s_.atoms[atom].bonds) {
+    const unsigned nbr = s_.Other(bond, atom);
+    const unsigned beyond = s_.Other(s_.atoms[atom].bonds[s_.atoms[atom].bonds[0] == bond ? 1 : 0], atom);
+    if (!IsTerminal(nbr)) {
+      continue;
+    }
+    if (s_.AtomicNum(nbr) == kNitrogen) {
+      s_.atoms[nbr].is_complete = true;
+      const bool is_diazonium = s_.AtomicNum(beyond) == kCarbon && s_.Degree(beyond) == 3 &&
+                                s_.atoms[beyond].atom->GetSmallestRingSize() == 6;
+      wishes_[nbr] = {is_diazonium ? 2 : 1, kNitrogenUnmet, 0};
+    } else if (s_.AtomicNum(nbr) == kCarbon && s_.AtomicNum(beyond) == kCarbon) {
+      s_.atoms[nbr].is_complete = true;
+      wishes_[nbr] = {2, kCarbonUnmet, 0};
+    }
+  }
+}
+
+// Nitro groups, nitrate, nitrones and aromatic N-oxides: a flat N+ with one double bond, to an oxygen or into a ring.
+void OrderPerception::SettleNitrogenOxide(unsigned atom) {
+  if (s_.Degree(atom) != 3) {
+    return;
+  }
+  const auto oxygens = std::count_if(s_.atoms[atom].bonds.begin(), s_.atoms[atom].bonds.end(),
+                                     [&](unsigned bond) { return IsBareOxygen(s_.Other(bond, atom)); });
+  if (oxygens == 0 || (oxygens == 1 && !s_.IsFlat(atom))) {
+    return;
+  }
+  s_.atoms[atom].is_complete = true;
+  wishes_[atom] = {1, kSureUnmet, 0};
+  if (oxygens == 1) {
+    // The double bond goes elsewhere if it can: the oxygen is the anion of an N-oxide, nitrone or azoxy group.
+    for (const unsigned bond : s_.atoms[atom].bonds) {
+      if (IsBareOxygen(s_.Other(bond, atom))) {
+        wishes_[s_.Other(bond, atom)].unmet = kTerminalUnmet;
+      }
+    }
+  }
+}
+
+// The valence that a centre reaches through double bonds to its terminal neighbours; 0 when it has none beyond the
+// normal one.
+int OrderPerception::HypervalentTarget(unsigned atom) const {
+  const unsigned z = s_.AtomicNum(atom);
+  const unsigned degree = s_.Degree(atom);
+  const auto oxygens =
+      static_cast<unsigned>(std::count_if(s_.atoms[atom].bonds.begin(), s_.atoms[atom].bonds.end(), [&](unsigned bond) {
+        return s_.AtomicNum(s_.Other(bond, atom)) == kOxygen && IsTerminal(s_.Other(bond, atom));
+      }));
+  if (z == kPhosphorus || z == kArsenic) {
+    return degree == 4 || (degree == 3 && oxygens >= 2) ? 5 : 0;
+  }
+  if (NxIsChalcogen(z) && z != kOxygen) {
+    if (degree == 4 || degree == 5 || (degree == 3 && oxygens == 3)) {
+      return 6;
+    }
+    return degree == 3 || (degree == 2 && oxygens == 2) ? 4 : 0;
+  }
+  if (NxIsHalogen(z) && degree >= 2 && oxygens >= 1) {
+    return 2 * static_cast<int>(degree) - 1;
+  }
+  return 0;
+}
+
+// The terminal chalcogens, then imide nitrogens, take the double bonds, the shortest first. Terminal ones that get none
+// are anions: without hydrogens in the structure, acids of sulphur and phosphorus are taken as they are in water.
+void OrderPerception::SettleHypervalent(unsigned atom) {
+  const int target = HypervalentTarget(atom);
+  if (target == 0) {
+    return;
+  }
+  std::vector<std::tuple<int, double, unsigned>> acceptors;
+  for (const unsigned bond : s_.atoms[atom].bonds) {
+    const unsigned nbr = s_.Other(bond, atom);
+    const double excess = std::isnan(s_.bonds[bond].excess) ? 0.0 : s_.bonds[bond].excess;
+    if (IsTerminal(nbr) && NxIsChalcogen(s_.AtomicNum(nbr))) {
+      acceptors.emplace_back(s_.AtomicNum(nbr) == kOxygen ? 0 : 1, excess, bond);
+    } else if (s_.AtomicNum(nbr) == kNitrogen && wishes_[nbr].need > 0 &&
+               (s_.atoms[nbr].is_complete || excess <= kDoubleExcess)) {
+      acceptors.emplace_back(2, excess, bond);
+    }
+  }
+  std::sort(acceptors.begin(), acceptors.end());
+  int open = target - s_.Valence(atom);
+  for (const auto& [rank, excess, bond] : acceptors) {
+    const unsigned nbr = s_.Other(bond, atom);
+    if (rank < 2) {
+      s_.atoms[nbr].is_complete = true;
+      wishes_[nbr] = {};
+    }
+    if (open > 0) {
+      ++s_.bonds[bond].order;
+      --open;
+      if (rank == 2) {
+        --wishes_[nbr].need;
+      }
+    }
+  }
+  wishes_[atom] = {};
+}
+
+bool OrderPerception::CanRaise(const NxSkeletonBond& bond) const {
+  const Wish& a = wishes_[bond.a];
+  const Wish& b = wishes_[bond.b];
+  if ((a.need == 0 && a.extra == 0) || (b.need == 0 && b.extra == 0)) {
+    return false;
+  }
+  if (a.need == 0 && b.need == 0) {
+    return false;
+  }
+  if (a.need > 0 && b.need > 0 && s_.atoms[bond.a].is_complete && s_.atoms[bond.b].is_complete) {
+    return true;
+  }
+  const bool has_carbon = s_.AtomicNum(bond.a) == kCarbon || s_.AtomicNum(bond.b) == kCarbon;
+  if (bond.in_flat_ring) {
+    return bond.excess <= (has_carbon ? kConjugatedExcess : kHeteroExcess);
+  }
+  // An atom that is certain to need a double bond takes it where it can; one that may as well carry hydrogens must show
+  // by the bond that it is unsaturated.
+  const auto is_open_carbon = [this](unsigned atom) {
+    return s_.AtomicNum(atom) == kCarbon && wishes_[atom].unmet < kSureUnmet;
+  };
+  const bool one_is_certain = a.unmet >= kSureUnmet || b.unmet >= kSureUnmet;
+  const bool is_open = !one_is_certain || is_open_carbon(bond.a) || is_open_carbon(bond.b);
+  return bond.excess <= (is_open ? kDoubleExcess : kConjugatedExcess);
+}
+
+// An atom that lacks two orders stands for two vertices, so that it can get them from one bond or from two.
+void OrderPerception::RaiseOrders() {
+  NxMatching matching;
+  std::vector<std::vector<unsigned>> vertices(s_.atoms.size());
+  const auto vertices_of = [&](unsigned atom) -> const std::vector<unsigned>& {
+    if (vertices[atom].empty()) {
+      const Wish& wish = wishes_[atom];
+      vertices[atom].push_back(matching.AddVertex(wish.need > 0 ? wish.unmet : -wish.extra));
+      if (wish.need > 1) {
+        vertices[atom].push_back(matching.AddVertex(wish.unmet));
+      }
+    }
+    return vertices[atom];
+  };
+  // The bond of each edge.
+  std::vector<unsigned> bond_of;
+  for (unsigned number = 0; number < s_.bonds.size(); ++number) {
+    const NxSkeletonBond& bond = s_.bonds[number];
+    if (!CanRaise(bond)) {
+      continue;
+    }
+    const double cost = std::isnan(bond.excess) ? kMaxEdgeCost : (bond.excess - kFreeExcess) * kCostPerAngstrom;
+    const int bounded = static_cast<int>(std::clamp(cost, 0.0, static_cast<double>(kMaxEdgeCost)));
+    for (const unsigned a : vertices_of(bond.a)) {
+      for (const unsigned b : vertices_of(bond.b)) {
+        matching.AddEdge(a, b, bounded);
+        bond_of.push_back(number);
+      }
+    }
+  }
+  matching.Solve();
+  for (unsigned edge = 0; edge < bond_of.size(); ++edge) {
+    if (matching.IsChosen(edge)) {
+      ++s_.bonds[bond_of[edge]].order;
+    }
+  }
+}
+
+void OrderPerception::Store() const {
+  for (const NxSkeletonBond& bond : s_.bonds) {
+    bond.bond->SetOrder(bond.order);
+  }
+  for (unsigned atom = 0; atom < s_.atoms.size(); ++atom) {
+    const unsigned z = s_.AtomicNum(atom);
+    if (s_.Degree(atom) > 0) {
+      s_.atoms[atom].atom->SetFormalCharge(FormalCharge(atom));
+    } else if (NxMetalIonCharge(z) != 0 || NxIsHalogen(z)) {
+      s_.atoms[atom].atom->SetFormalCharge(NxIsHalogen(z) ? -1 : NxMetalIonCharge(z));
+    }
+  }
+}
+
+int OrderPerception::FormalCharge(unsigned atom) const {
+  const unsigned z = s_.AtomicNum(atom);
+  const int valence = s_.Valence(atom);
+  const bool is_complete = s_.atoms[atom].is_complete;
+  switch (z) {
+    case kBoron:
+      return valence == 4 ? -1 : 0;
+    case kCarbon:
+      // The carbon of an isonitrile.
+      return is_complete && s_.Degree(atom) == 1 && valence == 3 ? -1 : 0;
+    case kNitrogen:
+      // One bond short is an anion; two short is where the structure breaks off.
+      return valence == 4 ? 1 : is_complete && valence == 2 ? -1 : 0;
+    case kSilicon:
+      return valence > 4 ? 4 - valence : 0;
+    case kPhosphorus:
+    case kArsenic:
+      return valence == 4 ? 1 : valence == 6 ? -1 : is_complete && valence == 2 ? -1 : 0;
+    default:
+      if (NxIsChalcogen(z)) {
+        return valence == 3 ? 1 : is_complete && valence == 1 ? -1 : 0;
+      }
+      return NxIsHalogen(z) && s_.Degree(atom) == 2 && valence == 2 ? 1 : 0;
+  }
+}
+
+}  // namespace
+
+void NxPerceiveBondOrders(NxMolBase& mol) { OrderPerception(mol).Run(); }
+
+}  // namespace NxChem
