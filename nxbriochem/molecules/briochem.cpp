@@ -1,0 +1,216 @@
+// Whole molecules: making and deleting them, their names, how many atoms and bonds they have, ring and rotor flags.
+#include <nxbriochem/molecules/briochem.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include <nxbriochem/molecules/briochem_model.h>
+
+namespace briochem {
+namespace {
+
+using NxChem::NxAtomBase;
+using NxChem::NxBondBase;
+using NxChem::NxMolBase;
+
+int file_name_tag() {
+  static const int tag = NxSystem::NxGetTag("NxBrioFileName");
+  return tag;
+}
+
+int copy_text(char* out, const char* text) {
+  if (out == nullptr || text == nullptr) {
+    return 0;
+  }
+  std::memcpy(out, text, std::strlen(text) + 1);
+  return 1;
+}
+
+// Whether memory has room for n objects of this size. It is asked and given back, so that a number that cannot be had
+// fails before anything is changed.
+bool there_is_room(std::size_t n, std::size_t size) {
+  void* room = std::malloc(n * size + 1);
+  std::free(room);
+  return room != nullptr;
+}
+
+// The first n items of a walk.
+template <class Item, class Walk>
+std::vector<Item*> first_items(Walk walk, unsigned n) {
+  std::vector<Item*> items;
+  items.reserve(n);
+  for (; walk && items.size() < n; ++walk) {
+    items.push_back(&*walk);
+  }
+  return items;
+}
+
+const NxAtomBase* atom_or_warn(int atom, int mol) {
+  const NxAtomBase* found = model(mol).GetAtom(atom);
+  if (found == nullptr) {
+    NxSystem::NxThrow.Warning("Attempt to reference non-existent atom");
+  }
+  return found;
+}
+
+const NxBondBase* bond_or_warn(int bond, int mol) {
+  const NxBondBase* found = model(mol).GetBond(bond);
+  if (found == nullptr) {
+    NxSystem::NxThrow.Warning("Attempt to reference non-existent bond");
+  }
+  return found;
+}
+
+}  // namespace
+}  // namespace briochem
+
+using namespace briochem;
+
+int nx_make_molecule(void) {
+  // A new molecule has its one conformer, which is active. Its owner is the handle's user until nx_delete_molecule.
+  auto* mol = new (std::nothrow) NxChem::NxMol;
+  return mol == nullptr ? 0 : NxBrioChem::NxAcquireHandle(*mol);
+}
+
+int nx_delete_molecule(int mol) {
+  NxMolBase* molecule = NxBrioChem::NxDerefMolHandle(mol);
+  // Released first, every reference of it: the table finds its slot by the object, and must not keep a dead one.
+  NxBrioChem::NxReleaseAllHandles(*molecule);
+  delete molecule;
+  return 1;
+}
+
+int nx_clear_molecule(int mol) {
+  model(mol).Clear();
+  return 1;
+}
+
+int nx_set_molecule_name(const char* name, int mol) {
+  NxMolBase& molecule = model(mol);
+  if (name == nullptr) {
+    return 0;
+  }
+  molecule.SetTitle(name);
+  return 1;
+}
+
+int nx_get_molecule_name(char* name, int mol) { return copy_text(name, model(mol).GetTitle().c_str()); }
+
+int nx_get_molecule_name_length(int mol) { return static_cast<int>(std::strlen(model(mol).GetTitle().c_str())) + 1; }
+
+int nx_is_molecule_name_set(int mol) { return static_cast<int>(!model(mol).GetTitle().empty()); }
+
+int nx_set_molecule_file_name(const char* name, int mol) {
+  NxMolBase& molecule = model(mol);
+  if (name == nullptr) {
+    return 0;
+  }
+  molecule.SetData(file_name_tag(), std::string_view(name));
+  return 1;
+}
+
+int nx_get_molecule_file_name(char* name, int mol) {
+  const NxMolBase& molecule = model(mol);
+  return molecule.HasData(file_name_tag()) ? copy_text(name, molecule.GetStringData(file_name_tag())) : 0;
+}
+
+int nx_get_molecule_file_name_length(int mol) {
+  const NxMolBase& molecule = model(mol);
+  const char* name = molecule.HasData(file_name_tag()) ? molecule.GetStringData(file_name_tag()) : nullptr;
+  return name == nullptr ? 0 : static_cast<int>(std::strlen(name)) + 1;
+}
+
+int nx_is_molecule_file_name_set(int mol) { return static_cast<int>(model(mol).HasData(file_name_tag())); }
+
+int nx_set_molecule_atom_number(int n, int mol) {
+  NxMolBase& molecule = model(mol);
+  if (n < 0) {
+    return 0;
+  }
+  const auto wanted = static_cast<unsigned>(n);
+  const unsigned have = molecule.NumAtoms();
+  if (wanted == have) {
+    return 1;
+  }
+  if (wanted > have) {
+    if (!there_is_room(wanted - have, sizeof(NxAtomBase))) {
+      return 0;
+    }
+    molecule.Reserve(molecule.GetMaxAtomIdx() + (wanted - have), molecule.GetMaxBondIdx());
+    for (unsigned missing = wanted - have; missing > 0; --missing) {
+      molecule.NewAtom(0);
+    }
+  } else {
+    // From the front, on purpose: the last atoms remain.
+    for (NxAtomBase* atom : first_items<NxAtomBase>(molecule.GetAtoms(), have - wanted)) {
+      molecule.DeleteAtom(atom);
+    }
+  }
+  molecule.Sweep();
+  return 1;
+}
+
+int nx_get_molecule_atom_number(int mol) { return static_cast<int>(model(mol).NumAtoms()); }
+
+int nx_is_molecule_atom_number_set(int mol) { return static_cast<int>(model(mol).NumAtoms() > 0); }
+
+int nx_set_molecule_bond_number(int n, int mol) {
+  NxMolBase& molecule = model(mol);
+  if (n < 0) {
+    return 0;
+  }
+  const auto wanted = static_cast<unsigned>(n);
+  const unsigned have = molecule.NumBonds();
+  if (wanted == have) {
+    return 1;
+  }
+  if (wanted > have) {
+    if (!there_is_room(wanted - have, sizeof(NxBondBase))) {
+      return 0;
+    }
+    molecule.Reserve(molecule.GetMaxAtomIdx(), molecule.GetMaxBondIdx() + (wanted - have));
+    for (unsigned missing = wanted - have; missing > 0; --missing) {
+      molecule.NewBond(nullptr, nullptr, 0);
+    }
+  } else {
+    for (NxBondBase* bond : first_items<NxBondBase>(molecule.GetBonds(), have - wanted)) {
+      molecule.DeleteBond(bond);
+    }
+  }
+  molecule.Sweep();
+  return 1;
+}
+
+int nx_get_molecule_bond_number(int mol) { return static_cast<int>(model(mol).NumBonds()); }
+
+int nx_is_molecule_bond_number_set(int mol) { return static_cast<int>(model(mol).NumBonds() > 0); }
+
+int nx_get_index_for_atom(const char* name, int mol) {
+  const NxMolBase& molecule = model(mol);
+  if (name == nullptr) {
+    return -1;
+  }
+  for (const NxAtomBase& atom : molecule.GetAtoms()) {
+    if (name_of(atom) == name) {
+      return static_cast<int>(atom.GetIdx());
+    }
+  }
+  return -1;
+}
+
+int nx_is_atom_in_ring(int atom, int mol) {
+  const NxAtomBase* found = atom_or_warn(atom, mol);
+  return static_cast<int>(found != nullptr && found->IsInRing());
+}
+
+int nx_is_bond_in_ring(int bond, int mol) {
+  const NxBondBase* found = bond_or_warn(bond, mol);
+  return static_cast<int>(found != nullptr && found->IsInRing());
+}
+
+int nx_is_bond_a_rotor(int bond, int mol) {
+  const NxBondBase* found = bond_or_warn(bond, mol);
+  return static_cast<int>(found != nullptr && found->IsRotor());
+}

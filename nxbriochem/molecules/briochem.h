@@ -1,0 +1,322 @@
+// Molecules as callers see them: a handle and a set of flat per-atom and per-bond arrays, read and written one element
+// at a time or all at once, and written as structure files.
+//
+// The molecule handle is always the last argument, an output buffer the first. Element getters take (output pointer,
+// index, molecule), element setters (value, index, molecule). Results are 1 for success or true and 0 for failure or
+// false unless a comment says otherwise. A handle that names no molecule ends the process with a fatal report. Null
+// arrays and buffers give 0 and change nothing.
+//
+// An atom's place in an array is its atom index. Arrays are as long as the index bound, which nx_get_molecule_*_length
+// gives and which exceeds the atom count once atoms were deleted; getters leave the places of deleted atoms as they
+// were. Only the packed arrays of names walk the atoms that are there, in index order. The usual order of building a
+// molecule is atom number, per-atom arrays, bond number, bonds.
+#ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_H
+#define NXBRIOCHEM_MOLECULES_BRIOCHEM_H
+
+#include <nxbriochem/export.h>
+
+NX_BEGIN_DECLS
+
+// ---- Molecules ----
+
+// A new empty molecule with one conformer, which is active. Its handle; the caller deletes it with nx_delete_molecule.
+// 0 with a warning when handles are used up.
+NX_API int nx_make_molecule(void);
+// Destroys the molecule; its handle, however often acquired, is free from then on.
+NX_API int nx_delete_molecule(int mol);
+// Makes the molecule empty: no atoms, bonds, name or data; it keeps its handle.
+NX_API int nx_clear_molecule(int mol);
+
+// The molecule's title.
+NX_API int nx_set_molecule_name(const char* name, int mol);
+// Copies the title with its NUL into `name`, which has room for nx_get_molecule_name_length characters.
+NX_API int nx_get_molecule_name(char* name, int mol);
+// The title's length with its NUL.
+NX_API int nx_get_molecule_name_length(int mol);
+// 1 when the title is not empty.
+NX_API int nx_is_molecule_name_set(int mol);
+
+// The name of the file that the molecule belongs to, kept with the molecule and not otherwise used.
+NX_API int nx_set_molecule_file_name(const char* name, int mol);
+// Copies the file name with its NUL; 0 when none is set.
+NX_API int nx_get_molecule_file_name(char* name, int mol);
+// The file name's length with its NUL; 0 when none is set.
+NX_API int nx_get_molecule_file_name_length(int mol);
+// 1 when a file name was set, an empty one too.
+NX_API int nx_is_molecule_file_name_set(int mol);
+
+// Makes the molecule have n atoms. Missing ones are added with atomic number 0; surplus ones are deleted, with their
+// bonds, from the front: the atoms that remain are the last ones, under the indices they had. That is meant. 0 for
+// a negative n and for atoms that memory has no room for.
+NX_API int nx_set_molecule_atom_number(int n, int mol);
+// The atom count.
+NX_API int nx_get_molecule_atom_number(int mol);
+// 1 when there are atoms.
+NX_API int nx_is_molecule_atom_number_set(int mol);
+
+// Makes the molecule have n bonds. Missing ones are added without ends and with order 0, to be wired by
+// nx_set_molecule_bonds; surplus ones are deleted from the front. 0 for a negative n and for bonds that memory has no
+// room for.
+NX_API int nx_set_molecule_bond_number(int n, int mol);
+// The bond count.
+NX_API int nx_get_molecule_bond_number(int mol);
+// 1 when there are bonds.
+NX_API int nx_is_molecule_bond_number_set(int mol);
+
+// The index of the first atom of this name (as the name getters give it, whole), or -1.
+NX_API int nx_get_index_for_atom(const char* name, int mol);
+
+// Ring and rotor flags. 0 with a warning for an index that no atom or bond has. A rotor is a single bond outside rings
+// of which both ends have another heavy neighbour.
+NX_API int nx_is_atom_in_ring(int atom, int mol);
+NX_API int nx_is_bond_in_ring(int bond, int mol);
+NX_API int nx_is_bond_a_rotor(int bond, int mol);
+
+// ---- Coordinates: 3 floats x, y, z per atom, angstrom, of the active conformer ----
+
+// Sets all coordinates from 3 * bound floats.
+NX_API int nx_set_molecule_coordinates(const float* coordinates, int mol);
+// Writes 3 * bound floats.
+NX_API int nx_get_molecule_coordinates(float* coordinates, int mol);
+// 1 when some atom has a component that is not zero.
+NX_API int nx_is_molecule_coordinates_set(int mol);
+// 3 * bound.
+NX_API int nx_get_molecule_coordinates_length(int mol);
+// Copies "atom_number*3" when coordinates are set; 0 when not or for a null buffer.
+NX_API int nx_get_molecule_coordinates_length_string(char* out, int mol);
+// One component, at flat index 3 * atom + component. 0 below 0, beyond 3 * bound, and for an atom that is not there;
+// the index 3 * bound itself is let through (meant) and reads 0.
+NX_API int nx_get_molecule_coordinates_element(float* out, int i, int mol);
+// Sets one component; the index 3 * bound is let through and changes nothing.
+NX_API int nx_set_molecule_coordinates_element(float value, int i, int mol);
+
+// ---- Radii: 1 float per atom, angstrom ----
+
+// Sets every atom's radius from an array of bound entries.
+NX_API int nx_set_molecule_radii(const float* radii, int mol);
+// Writes every atom's radius into an array of bound entries.
+NX_API int nx_get_molecule_radii(float* radii, int mol);
+// 1 when some atom's radius is not zero.
+NX_API int nx_is_molecule_radii_set(int mol);
+// The index bound.
+NX_API int nx_get_molecule_radii_length(int mol);
+// Copies "atom_number" when the array is set; 0 when not or for a null buffer.
+NX_API int nx_get_molecule_radii_length_string(char* out, int mol);
+// One atom's radius; 0 when no atom has the index.
+NX_API int nx_get_molecule_radii_element(float* out, int atom, int mol);
+// Sets one atom's radius; 0 when no atom has the index.
+NX_API int nx_set_molecule_radii_element(float value, int atom, int mol);
+// 1 when some atom's radius is not zero.
+NX_API int nx_are_molecule_radii_non_zero(int mol);
+// The opposite.
+NX_API int nx_are_molecule_radii_all_zero(int mol);
+
+// ---- Partial charges: 1 float per atom, elementary charges ----
+
+// Sets every atom's partial charge from an array of bound entries.
+NX_API int nx_set_molecule_charges(const float* charges, int mol);
+// Writes every atom's partial charge into an array of bound entries.
+NX_API int nx_get_molecule_charges(float* charges, int mol);
+// 1 when some atom's partial charge is not zero.
+NX_API int nx_is_molecule_charges_set(int mol);
+// The index bound.
+NX_API int nx_get_molecule_charges_length(int mol);
+// Copies "atom_number" when the array is set; 0 when not or for a null buffer.
+NX_API int nx_get_molecule_charges_length_string(char* out, int mol);
+// One atom's partial charge; 0 when no atom has the index.
+NX_API int nx_get_molecule_charges_element(float* out, int atom, int mol);
+// Sets one atom's partial charge; 0 when no atom has the index.
+NX_API int nx_set_molecule_charges_element(float value, int atom, int mol);
+// 1 when some atom's partial charge is not zero.
+NX_API int nx_are_molecule_charges_non_zero(int mol);
+// The opposite.
+NX_API int nx_are_molecule_charges_all_zero(int mol);
+
+// ---- Atom types: 1 int per atom, the caller's numbers ----
+
+// Sets every atom's integer type from an array of bound entries.
+NX_API int nx_set_molecule_atom_type(const int* atom_type, int mol);
+// Writes every atom's integer type into an array of bound entries.
+NX_API int nx_get_molecule_atom_type(int* atom_type, int mol);
+// 1 when some atom's integer type is not zero.
+NX_API int nx_is_molecule_atom_type_set(int mol);
+// The index bound.
+NX_API int nx_get_molecule_atom_type_length(int mol);
+// Copies "atom_number" when the array is set; 0 when not or for a null buffer.
+NX_API int nx_get_molecule_atom_type_length_string(char* out, int mol);
+// One atom's integer type; 0 when no atom has the index.
+NX_API int nx_get_molecule_atom_type_element(int* out, int atom, int mol);
+// Sets one atom's integer type; 0 when no atom has the index.
+NX_API int nx_set_molecule_atom_type_element(int value, int atom, int mol);
+
+// ---- Elements: 1 character per atom, one-letter codes ----
+
+// Sets every atom's element from an array of bound entries.
+NX_API int nx_set_molecule_element(const char* element, int mol);
+// Writes every atom's element into an array of bound entries.
+NX_API int nx_get_molecule_element(char* element, int mol);
+// 1 when some atom's element is not 0 (a dummy atom).
+NX_API int nx_is_molecule_element_set(int mol);
+// The index bound.
+NX_API int nx_get_molecule_element_length(int mol);
+// Copies "atom_number" when the array is set; 0 when not or for a null buffer.
+NX_API int nx_get_molecule_element_length_string(char* out, int mol);
+// One atom's element; 0 when no atom has the index.
+NX_API int nx_get_molecule_element_element(char* out, int atom, int mol);
+// Sets one atom's element; 0 when no atom has the index.
+NX_API int nx_set_molecule_element_element(char value, int atom, int mol);
+
+// The two code tables are not inverse to each other, and that is meant: E is written for 26 and 34 and read as 34, 14
+// is written as G and G read as 13, 29 is written as U and U read as 26. The letter of an atomic number, Z for those
+// without.
+NX_API char nx_convert_element_number_to_one_letter_symbol(int atomic_number);
+// The atomic number of a letter A to U, upper case; 0 for any other character.
+NX_API int nx_convert_one_letter_symbol_to_element_number(char symbol);
+
+// ---- Residue numbers: 1 int per atom, as a PDB file shows them ----
+//
+// Setting one gives an atom without residue the residue "UNL".
+
+// Sets every atom's residue number from an array of bound entries.
+NX_API int nx_set_molecule_residue_number(const int* residue_number, int mol);
+// Writes every atom's residue number into an array of bound entries.
+NX_API int nx_get_molecule_residue_number(int* residue_number, int mol);
+// 1 when some atom's residue number is not zero.
+NX_API int nx_is_molecule_residue_number_set(int mol);
+// The index bound.
+NX_API int nx_get_molecule_residue_number_length(int mol);
+// Copies "atom_number" when the array is set; 0 when not or for a null buffer.
+NX_API int nx_get_molecule_residue_number_length_string(char* out, int mol);
+// One atom's residue number; 0 when no atom has the index.
+NX_API int nx_get_molecule_residue_number_element(int* out, int atom, int mol);
+// Sets one atom's residue number; 0 when no atom has the index.
+NX_API int nx_set_molecule_residue_number_element(int value, int atom, int mol);
+
+// ---- Sequence numbers: 1 int per atom, the residue's position in its chain's sequence ----
+//
+// Files do not show them. Setting one gives an atom without residue the residue "UNL".
+
+// Sets every atom's sequence number from an array of bound entries.
+NX_API int nx_set_molecule_sequence_number(const int* sequence_number, int mol);
+// Writes every atom's sequence number into an array of bound entries.
+NX_API int nx_get_molecule_sequence_number(int* sequence_number, int mol);
+// 1 when some atom's sequence number is not zero.
+NX_API int nx_is_molecule_sequence_number_set(int mol);
+// The index bound.
+NX_API int nx_get_molecule_sequence_number_length(int mol);
+// Copies "atom_number" when the array is set; 0 when not or for a null buffer.
+NX_API int nx_get_molecule_sequence_number_length_string(char* out, int mol);
+// One atom's sequence number; 0 when no atom has the index.
+NX_API int nx_get_molecule_sequence_number_element(int* out, int atom, int mol);
+// Sets one atom's sequence number; 0 when no atom has the index.
+NX_API int nx_set_molecule_sequence_number_element(int value, int atom, int mol);
+
+// ---- Atom names: packed, each name cut to 4 characters and ended by a NUL, one after the other ----
+//
+// An atom without a name reads as its element symbol, or "Du" for atomic number 0.
+
+// Gives each atom the next string of the buffer, which holds as many as there are atoms; names are kept whole.
+NX_API int nx_set_molecule_atom_names(const char* names, int mol);
+// Packs the names into a buffer of `length` bytes; 0, with the names that fit written, when it is too short.
+NX_API int nx_get_molecule_atom_names(char* names, int length, int mol);
+// 1 when some atom has a name of its own.
+NX_API int nx_is_molecule_atom_names_set(int mol);
+// The index bound.
+NX_API int nx_get_molecule_atom_names_size(int mol);
+// The bytes that the packed names take, and 1.
+NX_API int nx_get_molecule_atom_names_length(int mol);
+// Copies one atom's whole name with its NUL when `length` is at least the name's length (so a buffer just as long as
+// the name gets one byte more than its length; meant), else its first `length` characters without a NUL. 0 when no
+// atom has the index or `length` is negative.
+NX_API int nx_get_molecule_atom_names_element(char* out, int atom, int length, int mol);
+// The bytes that one atom's packed name takes, 5 at most; 0 when no atom has the index.
+NX_API int nx_get_molecule_atom_names_element_length(int atom, int mol);
+// Writes, at each atom's index, where its name starts in the packed names.
+NX_API int nx_get_molecule_atom_names_index(int* index, int mol);
+// Takes all atoms' names away.
+NX_API int nxi_unset_molecule_atom_names(int mol);
+
+// ---- Residue names: packed, each name whole and ended by a NUL, one per atom; empty for an atom without residue ----
+
+// Gives each atom's residue the next string of the buffer, which holds as many as there are atoms.
+NX_API int nx_set_molecule_residue_names(const char* names, int mol);
+// Packs the names into a buffer of `length` bytes; 0, with the names that fit written, when it is too short.
+NX_API int nx_get_molecule_residue_names(char* names, int length, int mol);
+// 1 when some atom's residue has a name.
+NX_API int nx_is_molecule_residue_names_set(int mol);
+// The index bound.
+NX_API int nx_get_molecule_residue_names_size(int mol);
+// The bytes that the packed names take, and 1.
+NX_API int nx_get_molecule_residue_names_length(int mol);
+// Copies one name with its NUL, cut to fit `length` bytes. 1 and nothing copied for a length of 0; 0 when no atom has
+// the index or `length` is negative.
+NX_API int nx_get_molecule_residue_names_element(char* out, int atom, int length, int mol);
+// One name's length with its NUL; 0 when no atom has the index or the atom has no residue.
+NX_API int nx_get_molecule_residue_names_element_length(int atom, int mol);
+// Writes, at each atom's index, where its residue's name starts in the packed names.
+NX_API int nx_get_molecule_residue_names_index(int* index, int mol);
+
+// ---- Chain names: one character per atom in atom order, without separators; a blank for none ----
+
+// Gives each atom's residue the next character. 0 when the text ends before the atoms do; those left keep their chain.
+NX_API int nx_set_molecule_chain_names(const char* chains, int mol);
+// Writes the characters and a NUL into a buffer of `length` bytes; 0, with those that fit written, when it is too
+// short.
+NX_API int nx_get_molecule_chain_names(char* chains, int length, int mol);
+// 1 when some atom's chain is not blank.
+NX_API int nx_is_molecule_chain_names_set(int mol);
+// The index bound.
+NX_API int nx_get_molecule_chain_names_size(int mol);
+// The atom count and 1.
+NX_API int nx_get_molecule_chain_names_length(int mol);
+// Writes a blank and a NUL, and then the chain in place of the blank. 0 for a buffer of under 2 bytes; 0, with the
+// blank written, when no atom has the index.
+NX_API int nx_get_molecule_chain_names_element(char* out, int atom, int length, int mol);
+// 2; 0 when no atom has the index.
+NX_API int nx_get_molecule_chain_names_element_length(int atom, int mol);
+// Writes, at each atom's index, where its character stands.
+NX_API int nx_get_molecule_chain_names_index(int* index, int mol);
+
+// ---- Bonds: 3 ints per bond at 3 * bond index: begin atom index, end atom index, order ----
+
+// Rewires every bond. A bond of which an atom is not there keeps what it had, with a warning.
+NX_API int nx_set_molecule_bonds(const int* bonds, int mol);
+// Writes 3 ints per bond; a bond that was never wired has ends -1 and order 0.
+NX_API int nx_get_molecule_bonds(int* bonds, int mol);
+// 1 when some bond has both its ends.
+NX_API int nx_is_molecule_bonds_set(int mol);
+// 3 * the highest bond index bound.
+NX_API int nx_get_molecule_bonds_length(int mol);
+// Copies "bond_number*3" when bonds are set; 0 when not or for a null buffer.
+NX_API int nx_get_molecule_bonds_length_string(char* out, int mol);
+// One bond's 3 ints; 0 when no bond has the index.
+NX_API int nx_get_molecule_bonds_element(int* bond_out, int bond, int mol);
+// Rewires one bond from 3 ints; 0 when no bond has the index, or with a warning when an atom is not there.
+NX_API int nx_set_molecule_bonds_element(const int* bond_in, int bond, int mol);
+
+// ---- Files ----
+
+// Writes the molecule as a file that appears whole or not at all. `format` is "pdb", "mol2", "sdf", "xyz", "pqr", or
+// "delphi_pdb": PDB with radius and charge in the columns of occupancy and temperature factor. 0 with a warning for a
+// null name or format, a file that cannot be made, an unknown format, or a molecule that the format cannot hold.
+NX_API int nx_write_molecule(const char* filename, const char* format, int mol);
+
+// ---- For the library's modules ----
+//
+// Copies of the arrays that the molecule owns, rebuilt at every call; the pointer is valid until the same function is
+// called again on the molecule, or the molecule is cleared or deleted. Packed in atom order: as long as the atom
+// count, so that an atom's place is its index only while no atom was deleted. Never null.
+
+// 3 floats per atom, of the active conformer, angstrom.
+NX_API float* nxi_molecule_coordinates(int mol);
+NX_API float* nxi_molecule_radii(int mol);
+NX_API float* nxi_molecule_charges(int mol);
+NX_API int* nxi_molecule_atom_type(int mol);
+// As nx_get_molecule_atom_names packs them.
+NX_API char* nxi_molecule_atom_names(int mol);
+// As nx_get_molecule_residue_names packs them.
+NX_API char* nxi_molecule_residue_names(int mol);
+
+NX_END_DECLS
+
+#endif

@@ -1,0 +1,45 @@
+// What the sources of briochem share: from a handle to the model, and what the model says of an atom. Not exported.
+#ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_MODEL_H
+#define NXBRIOCHEM_MOLECULES_BRIOCHEM_MODEL_H
+
+#include <string_view>
+
+#include <nxbriochem/molecules/memmgr.h>
+#include <nxbriochem/toolkit/nxchem.h>
+
+namespace briochem {
+
+inline NxChem::NxMolBase& model(int mol) { return *NxBrioChem::NxDerefMolHandle(mol); }
+
+// The atom's own name, else its element symbol, "Du" for atomic number 0.
+std::string_view name_of(const NxChem::NxAtomBase& atom);
+
+// Writes the atom's residue through `change`. An atom without residue gets one named "UNL" first.
+template <class Change>
+void change_residue(NxChem::NxAtomBase& atom, Change change) {
+  NxChem::NxResidue residue = NxChem::NxAtomGetResidue(atom);
+  if (!NxChem::NxHasResidue(atom)) {
+    residue.SetName("UNL");
+  }
+  change(residue);
+  NxChem::NxAtomSetResidue(atom, residue);
+}
+
+// How an array of names is packed: its bytes and where each atom's part starts come from the text of an atom and from
+// how many bytes that takes. Specialised by briochem_names.cpp for atom and residue names.
+struct NamePacking {
+  std::string_view (*text)(const NxChem::NxAtomBase& atom);
+  std::size_t longest;  // characters of a text that are packed
+
+  std::size_t packed_size(const NxChem::NxAtomBase& atom) const;
+  std::size_t total_size(const NxChem::NxMolBase& mol) const;
+  // Packs every text, each with its NUL; false as soon as they exceed `size` bytes, with those that fit written.
+  bool pack(const NxChem::NxMolBase& mol, char* out, std::size_t size) const;
+};
+
+extern const NamePacking atom_name_packing;
+extern const NamePacking residue_name_packing;
+
+}  // namespace briochem
+
+#endif

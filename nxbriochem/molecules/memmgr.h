@@ -1,0 +1,53 @@
+// Molecule and grid handles: the process-wide table that maps handles to toolkit objects and counts how often each
+// object was handed out. C++ only; callers that speak in handles alone never need it.
+//
+// Molecule handles are -1, -2, ...; grid handles -1000000001, -1000000002, ... The table never destroys an object. It
+// is not locked: callers that use handles from several threads hold NxGetBrioChemLock around every call.
+#ifndef NXBRIOCHEM_MOLECULES_MEMMGR_H
+#define NXBRIOCHEM_MOLECULES_MEMMGR_H
+
+#include <nxbriochem/export.h>
+#include <nxbriochem/toolkit/nxchem.h>
+#include <nxbriochem/toolkit/nxplatform.h>
+#include <nxbriochem/toolkit/nxsystem.h>
+
+namespace NxBrioChem {
+
+// The object's handle, with one more reference on it: the same one for an object that has a handle already, else the
+// one released last, else the next. 0 with a warning when handles are used up. Only what is acquired as NxMCMolBase or
+// NxMol can be used as a multi-conformer molecule later.
+NX_API int NxAcquireHandle(const NxChem::NxMolBase& mol);
+NX_API int NxAcquireHandle(NxChem::NxMolBase& mol);
+NX_API int NxAcquireHandle(NxChem::NxMCMolBase& mol);
+NX_API int NxAcquireHandle(NxChem::NxMol& mol);
+NX_API int NxAcquireGridHandle(NxSystem::NxBrioGrid& grid);
+
+// Drop one reference; the last one frees the handle. False with a warning when the object or handle is not in the
+// table. A handle out of range is fatal.
+NX_API bool NxReleaseHandle(const NxChem::NxMolBase& mol);
+NX_API bool NxReleaseHandle(int handle);
+NX_API bool NxReleaseGridHandle(const NxSystem::NxBrioGrid& grid);
+NX_API bool NxReleaseGridHandle(int handle);
+
+// Drop every reference at once. False, without a word, when the object has no handle.
+NX_API bool NxReleaseAllHandles(const NxChem::NxMolBase& mol);
+NX_API bool NxReleaseAllGridHandles(const NxSystem::NxBrioGrid& grid);
+
+// The object behind a handle. Fatal for a handle that is out of range or free, and for a molecule that was not
+// acquired as multi-conformer where one is asked for.
+NX_API NxChem::NxMolBase* NxDerefMolHandle(int handle);
+NX_API NxChem::NxMCMolBase* NxDerefMCMolHandle(int handle);
+NX_API NxSystem::NxBrioGrid* NxDerefGridHandle(int handle);
+
+// Whether the handle was acquired as multi-conformer. Fatal out of range.
+NX_API bool NxIsMultiConf(int handle);
+
+// Slots of both tables, in steps of 100 each: capacity, not live handles. That is meant.
+NX_API int NxGetNumHandles();
+
+// The one process-wide lock of this layer. The library itself never takes it.
+NX_API NxPlatform::NxMutex& NxGetBrioChemLock();
+
+}  // namespace NxBrioChem
+
+#endif
