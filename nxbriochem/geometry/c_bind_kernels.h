@@ -1,0 +1,83 @@
+// The sum over pairs of charges behind the Coulombic binding energies: one plain loop, which defines the result, and
+// vector versions that give the same bits faster. Private to the module; C++ only.
+//
+// For each target atom i in order, over each ligand atom j in order, charges of exactly 0 left out on both sides:
+//   r2 = (dx * dx + dy * dy) + dz * dz           in float, dx = x_i - x_j
+//   inner = float(double(inner) + double(q_j) / sqrt(double(r2)))
+//                                                quotient, root and addition in double, rounded to float at each step
+//   total = total + inner * q_i                  in float, once per i
+// A pair with r2 of exactly 0 is left out of the sum and counted.
+#ifndef NXBRIOCHEM_GEOMETRY_C_BIND_KERNELS_H
+#define NXBRIOCHEM_GEOMETRY_C_BIND_KERNELS_H
+
+#include <cmath>
+#include <cstddef>
+
+#include <nxbriochem/geometry/mol_func2.h>
+
+namespace c_bind {
+
+// Charged atoms: `count` records of NX_RECORD_FLOATS floats, x y z first, and as many charges.
+struct Sites {
+  const float* records;
+  const float* charges;
+  int count;
+
+  const float* record(int i) const { return records + static_cast<std::ptrdiff_t>(i) * NX_RECORD_FLOATS; }
+};
+
+struct PairSum {
+  float total = 0.0F;
+  // Pairs left out because they were at one place.
+  long long coincident = 0;
+};
+
+enum class InstructionSet { plain, sse2, avx2, avx512 };
+
+// True when this processor can run that version.
+bool is_supported(InstructionSet set);
+
+// The fastest version that this processor can run.
+InstructionSet best_instruction_set();
+
+// The sum, by the version asked for, which must be supported. Every version gives the same bits (of a NaN, only that it
+// is one). The vector versions take a work array of the ligand's size from the tracked allocator.
+PairSum sum_pairs(const Sites& target, const Sites& ligand, InstructionSet set);
+
+inline float squared_distance(const float* a, const float* b) {
+  const float dx = a[0] - b[0];
+  const float dy = a[1] - b[1];
+  const float dz = a[2] - b[2];
+  return dx * dx + dy * dy + dz * dz;
+}
+
+// The plain loop. `capped(i, j, distance)` is what a pair's distance, sqrt(double(r2)), is to count as; itself makes it
+// the sum above.
+template <class Capped>
+PairSum sum_pairs_in_order(const Sites& target, const Sites& ligand, Capped capped) {
+  PairSum sum;
+  for (int i = 0; i < target.count; ++i) {
+    if (target.charges[i] == 0.0F) {
+      continue;
+    }
+    float inner = 0.0F;
+    for (int j = 0; j < ligand.count; ++j) {
+      if (ligand.charges[j] == 0.0F) {
+        continue;
+      }
+      const float r2 = squared_distance(target.record(i), ligand.record(j));
+      if (r2 == 0.0F) {
+        ++sum.coincident;
+        continue;
+      }
+      const double term = static_cast<double>(ligand.charges[j]) / capped(i, j, std::sqrt(static_cast<double>(r2)));
+      inner = static_cast<float>(static_cast<double>(inner) + term);
+    }
+    sum.total += inner * target.charges[i];
+  }
+  return sum;
+}
+
+}  // namespace c_bind
+
+#endif

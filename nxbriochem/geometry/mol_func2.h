@@ -1,0 +1,122 @@
+// Atomic radii, by element and by atom name, and the electrostatics of two charged molecules in a uniform dielectric:
+// Coulombic binding energies, monopole and dipole, formal charges of side chains, Gaussian widths.
+//
+// Charges are in elementary charges, distances and radii in angstrom. Energies are DFactor2 times sums of q_i q_j / r.
+// Warnings and reports of this module go through nx_printf with handle 0.
+#ifndef NXBRIOCHEM_GEOMETRY_MOL_FUNC2_H
+#define NXBRIOCHEM_GEOMETRY_MOL_FUNC2_H
+
+#include <nxbriochem/export.h>
+
+NX_BEGIN_DECLS
+
+// ---- Radii by element ----
+//
+// A table of 256 radii, indexed by a one-character element code (a negative char by its unsigned value), with defaults
+// that a program may override one by one. Nothing resets it. Defaults: C 1.7, H 1.0, N 1.65, O 1.6, F 1.2001, P S
+// U 1.9, digits 1 to 4 1.0 (a name that begins with a digit is a hydrogen's), Z 1.34, X 0.0, all others 1.9.
+
+// Fills in the defaults of all codes that were not set with nx_set_element_radius, and of Z and X even then.
+NX_API void set_default_element_radii(void);
+// Sets one code's radius and says so on standard output. A radius set before the defaults are filled in survives that,
+// except for Z and X. Always 1.
+NX_API int nx_set_element_radius(char code, float radius);
+// One code's radius; the first call fills in the defaults. 1, or 0 for a null `out`.
+NX_API int nx_get_element_radius(char code, float* out);
+// Gives every atom the radius of its element code. A molecule without elements gets them from nx_make_element_list. 1,
+// or 0 for a molecule without atoms.
+NX_API int nx_assign_radii_by_element(int mol);
+
+// Sets every atom's element code from its name, as PDB and PQR files write names. Blanks and digits in front are passed
+// over, case does not matter.
+// - A name that is the residue's own name too is an ion: LI NA MG AL K MN FE BR CL I and so on; F is fluoride.
+// - CL and BR followed by no letter, FE and SE alone, are those elements; MG and MN always, LP is a lone pair (X).
+// - Else the first letter decides: B C N O F P S K I as they are, H and D hydrogen.
+// Names that fit none of this get Z. What a code can say is limited by nx_convert_one_letter_symbol_to_element_number:
+// calcium, zinc, silicon and others that no letter stands for become Z, a dummy atom. 1, or 0 for a molecule without
+// atoms.
+NX_API int nx_make_element_list(int mol);
+
+// ---- Radii by name ----
+
+// Gives every atom a van der Waals radius in the manner of Bondi (J. Phys. Chem. 1964, 68, 441), from its name; when no
+// atom of the molecule has a name, from its integer atom type, read as an atomic number. CA has the radius of calcium
+// only in a residue whose name begins with CA, lone pairs (LP) and unknown Z names have 0, other unknown names 1.9. 1,
+// or 0 when there are neither names nor atom types.
+NX_API int nx_assign_bondi_radii(int mol);
+
+// ---- Coulombic binding ----
+//
+// Atoms are handed over as records of NX_RECORD_FLOATS floats: x, y, z, then the atomic number at NX_RECORD_ELEMENT (0
+// when not known; only the functions that single out hydrogens read it), the others not read. Charges are one float per
+// atom. Null arrays and counts below 0 stand for no atoms. eps, the relative permittivity, is not checked: 0 gives an
+// infinite factor.
+
+enum { NX_RECORD_FLOATS = 9, NX_RECORD_ELEMENT = 3 };
+
+// Converts sums of q_i q_j / r into the energy unit; a program may change it. 560.73706 at the start, which makes the
+// unit kT at 298 K: 332.06 kcal/mol angstrom over 0.5922 kcal/mol.
+extern NX_API float DFactor2;
+
+// Energy of the first set's charges in the field of the second's: DFactor2 / eps times the sum of q_i q_j / r_ij. The
+// sum's order and widths are fixed, so that the same input has the same bits everywhere (see c_bind_kernels.h):
+// distances squared in float, quotients and square roots in double, each inner sum over the second set in float.
+// Charges of exactly 0 take no part. Pairs at one place are left out, counted and warned about once per call.
+NX_API float nxi_c_bind(const float* records1, const float* charges1, int count1, const float* records2,
+                        const float* charges2, int count2, float eps);
+
+// The same for two molecules, with their partial charges. Writes the energy to `out` unless that is null. Always 0,
+// also on success; that is meant.
+NX_API int nx_calculate_coulombic_binding(int mol1, int mol2, float* out, float eps);
+
+// As nxi_c_bind, with the distance of every pair that has a hydrogen on either side (NX_RECORD_ELEMENT 1) taken as
+// `cap` angstrom when it is smaller: rigid placement leaves hydrogens too close, and their energy must not drown the
+// rest. 1.0 to 1.5 is usual. Pairs at one place are left out and counted as there, hydrogen or not. Warns of capped
+// pairs, once per call. A cap of 0 or less caps nothing.
+NX_API float nxi_c_bind_cut1(const float* records1, const float* charges1, int count1, const float* records2,
+                             const float* charges2, int count2, float eps, float cap);
+
+// As nxi_c_bind, with the energies of the target's (first set's) point dipoles in the field of the ligand's charges,
+// and of the ligand's dipoles in the field of the target's. `dipoles1` and `dipoles2` have 3 floats per atom,
+// elementary charges times angstrom, at the atom's place; null stands for none. A dipole p and a charge q at r from it
+// have the energy DFactor2 / eps * q p.r / r^3; at one place, 0. Dipole-dipole terms are left out. Reports the
+// hydrogens of both sets and the two dipole energies, which the result includes.
+NX_API float nxi_c_bind_dipolar(const float* records1, const float* charges1, int count1, const float* records2,
+                                const float* charges2, int count2, float eps, const float* dipoles1,
+                                const float* dipoles2);
+
+// ---- Charges ----
+
+// Monopole and dipole of n charges q at xyz (3n floats). With P the sum of positive charges and N that of the negative
+// ones' magnitudes, and their centres p and m (positions weighted by charge):
+// - both signs: centre that of the larger sum (the positive one of equals), monopole P - N, dipole p - m, the vector in
+//   angstrom from the negative centre to the positive one. Times the smaller of P and N it is the moment of the charge
+//   that cancels; for a neutral set, the dipole moment in elementary charges times angstrom.
+// - only positive: centre p, monopole P, dipole 0.
+// - only negative: centre the weighted sum itself, not divided by N, monopole N, positive; both are meant.
+// - none: all 0.
+// `extra` receives the number of atoms that took no part, their charge being 0 or not a number. Sums are in double.
+// Each of the four results may be null. 1, or 0, with all results 0, for n below 1 or null xyz or q.
+NX_API int nx_calculate_monopole_and_dipole(const float* xyz, const float* q, int n, float centre[3], float* monopole,
+                                            float dipole[3], int* extra);
+
+// Sets the charges of charged side chains, as ionised at neutral pH: +1 on a lysine's NZ, +0.5 on each of an arginine's
+// NH1 and NH2, -0.5 on each of an aspartate's OD1 and OD2 and a glutamate's OE1 and OE2. Names are matched in upper
+// case or in lower case, with or without their blanks. An atom whose residue has a name must be in LYS, ARG, ASP or GLU
+// (or their forms at a chain's end, NLYS, CLYS and so on), so that asparagine, glutamine and neutral forms are passed
+// over; without residue name the atom's name decides. Other atoms keep their charges, unless the molecule's name is the
+// keyword "full": then theirs become 0 and the molecule carries these charges alone. 1, or 0 when no atom has a name.
+NX_API int nx_charge_protein(int mol);
+
+// ---- For the library's modules ----
+
+// Writes every atom's default Gaussian width in angstrom at its index into an array of bound entries (as long as
+// nx_get_molecule_radii_length says). The width w makes the density 2 sqrt(2) exp(-(r / w)^2) as large as the sphere of
+// the element's Bondi radius R: w = R / sqrt(2.41799) (Grant and Pickup, J. Phys. Chem. 1995, 99, 3503). Elements H C N
+// O F Si P S Cl Br I have one; any other atom is reported by index and gets 0. A molecule without elements gets them
+// from nx_make_element_list. 1, or 0 for a null array or a molecule without atoms.
+NX_API int nxi_assign_default_gaussians(float* widths, int mol);
+
+NX_END_DECLS
+
+#endif

@@ -1,0 +1,149 @@
+// Formal charges of a protein's side chains, and default Gaussian widths.
+#include <cctype>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include <nxbriochem/geometry/mol_func2.h>
+#include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/objects/print.h>
+
+namespace {
+
+constexpr std::string_view kChargeInFull = "full";
+
+// A charged side chain's atom, by the name as a PDB file pads it.
+struct ChargedAtom {
+  std::string_view name;
+  std::string_view lower_name;
+  std::string_view residue;
+  float charge;
+};
+constexpr ChargedAtom kChargedAtoms[] = {
+    {" NZ ", " nz ", "LYS", 1.0F},  {" NH1", " nh1", "ARG", 0.5F},  {" NH2", " nh2", "ARG", 0.5F},
+    {" OD1", " od1", "ASP", -0.5F}, {" OD2", " od2", "ASP", -0.5F}, {" OE1", " oe1", "GLU", -0.5F},
+    {" OE2", " oe2", "GLU", -0.5F},
+};
+
+std::string_view trimmed(std::string_view text) {
+  while (!text.empty() && text.front() == ' ') {
+    text.remove_prefix(1);
+  }
+  while (!text.empty() && text.back() == ' ') {
+    text.remove_suffix(1);
+  }
+  return text;
+}
+
+// The residue's name in upper case, without the N or C in front that marks a chain's end.
+std::string residue_kind(std::string_view residue) {
+  std::string kind;
+  for (const char c : trimmed(residue)) {
+    kind += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  }
+  if (kind.size() == 4 && (kind[0] == 'N' || kind[0] == 'C')) {
+    kind.erase(0, 1);
+  }
+  return kind;
+}
+
+// Null for an atom that bears no formal charge. Loaders differ in whether they keep the blanks of a name.
+const ChargedAtom* find_charged_atom(std::string_view name, std::string_view residue) {
+  const std::string_view bare = trimmed(name);
+  for (const ChargedAtom& atom : kChargedAtoms) {
+    if (bare == trimmed(atom.name) || bare == trimmed(atom.lower_name)) {
+      const std::string kind = residue_kind(residue);
+      return kind.empty() || kind == atom.residue ? &atom : nullptr;
+    }
+  }
+  return nullptr;
+}
+
+bool is_named(int mol, std::string_view name) {
+  const int length = nx_get_molecule_name_length(mol);
+  if (length != static_cast<int>(name.size()) + 1) {
+    return false;
+  }
+  std::string title(static_cast<std::size_t>(length), '\0');
+  nx_get_molecule_name(title.data(), mol);
+  title.pop_back();
+  return title == name;
+}
+
+// The element's Bondi radius in angstrom; 0 for a code that has no width. E stands for iron and selenium and so has
+// none.
+float gaussian_radius(char element) {
+  switch (element) {
+    case 'H':
+      return 1.2F;
+    case 'C':
+      return 1.7F;
+    case 'N':
+      return 1.55F;
+    case 'O':
+      return 1.52F;
+    case 'F':
+      return 1.47F;
+    case 'G':
+      return 2.1F;
+    case 'P':
+    case 'S':
+      return 1.8F;
+    case 'L':
+      return 1.75F;
+    case 'R':
+      return 1.85F;
+    case 'I':
+      return 1.98F;
+    default:
+      return 0.0F;
+  }
+}
+
+// Width over radius: the cube root of 4 / (3 p sqrt(pi)) with the height p = 2 sqrt(2).
+constexpr float kWidthOverRadius = 0.643092F;
+
+}  // namespace
+
+int nx_charge_protein(int mol) {
+  if (nx_is_molecule_atom_names_set(mol) == 0) {
+    return 0;
+  }
+  const bool in_full = is_named(mol, kChargeInFull);
+  const int length = nx_get_molecule_charges_length(mol);
+  for (int atom = 0; atom < length; ++atom) {
+    // Longer names and residues than these are cut and match nothing.
+    char name[8] = "";
+    char residue[8] = "";
+    if (nx_get_molecule_atom_names_element(name, atom, sizeof name - 1, mol) == 0) {
+      continue;
+    }
+    nx_get_molecule_residue_names_element(residue, atom, sizeof residue, mol);
+    const ChargedAtom* charged = find_charged_atom(name, residue);
+    if (charged != nullptr || in_full) {
+      nx_set_molecule_charges_element(charged != nullptr ? charged->charge : 0.0F, atom, mol);
+    }
+  }
+  return 1;
+}
+
+int nxi_assign_default_gaussians(float* widths, int mol) {
+  if (widths == nullptr || nx_get_molecule_atom_number(mol) == 0) {
+    return 0;
+  }
+  if (nx_is_molecule_element_set(mol) == 0) {
+    nx_make_element_list(mol);
+  }
+  const int length = nx_get_molecule_element_length(mol);
+  for (int atom = 0; atom < length; ++atom) {
+    char element = '\0';
+    if (nx_get_molecule_element_element(&element, atom, mol) == 0) {
+      continue;
+    }
+    widths[atom] = gaussian_radius(element) * kWidthOverRadius;
+    if (widths[atom] == 0.0F) {
+      nx_printf(0, "atom %d didnt match\n", atom);
+    }
+  }
+  return 1;
+}

@@ -1,0 +1,358 @@
+// Radii by element code, by atom name and by atom type, and element codes from atom names.
+#include <algorithm>
+#include <bit>
+#include <cctype>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include <nxbriochem/geometry/mol_func2.h>
+#include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/objects/object_memory.h>
+
+namespace mol_func2 {
+
+float element_radii[256];
+int element_radius_set[256];
+int element_defaults_filled = 0;
+
+}  // namespace mol_func2
+
+using mol_func2::element_defaults_filled;
+using mol_func2::element_radii;
+using mol_func2::element_radius_set;
+
+namespace {
+
+// The odd last digits tell a radius from this table from one that was read; they are meant.
+constexpr float kFluorineRadius = 1.2001F;
+constexpr float kBondiPhosphorus = 1.8001F;
+constexpr float kBondiLithium = 1.8002F;
+static_assert(std::bit_cast<uint32_t>(kFluorineRadius) == 0x3f999ce0U);
+static_assert(std::bit_cast<uint32_t>(kBondiPhosphorus) == 0x3fe669adU);
+static_assert(std::bit_cast<uint32_t>(kBondiLithium) == 0x3fe66cf4U);
+
+constexpr float kOtherRadius = 1.9F;
+
+constexpr unsigned char index_of(char code) { return static_cast<unsigned char>(code); }
+
+void fill_defaults_once() {
+  if (element_defaults_filled == 0) {
+    set_default_element_radii();
+  }
+}
+
+// An atom's name, cut to its first 9 characters, and its residue's, blanks in front passed over in the former.
+struct AtomLabel {
+  char name_text[12] = "";
+  char residue_text[12] = "";
+  std::string_view name;
+  std::string_view residue;
+
+  // False when no atom has the index.
+  bool read(int atom, int mol) {
+    // A length of 9 copies up to 9 characters and a NUL, or 9 without one.
+    if (nx_get_molecule_atom_names_element(name_text, atom, 9, mol) == 0) {
+      return false;
+    }
+    name_text[9] = '\0';
+    name = name_text;
+    name.remove_prefix(std::min(name.find_first_not_of(' '), name.size()));
+    residue_text[0] = '\0';
+    nx_get_molecule_residue_names_element(residue_text, atom, sizeof residue_text, mol);
+    residue = residue_text;
+    return true;
+  }
+};
+
+// The letter in upper case. Mask 223 takes away the bit that tells a lower-case letter from its upper-case form.
+constexpr char upper(char c) { return static_cast<char>(c & 223); }
+
+constexpr char second_letter(std::string_view name) { return name.size() > 1 ? upper(name[1]) : '\0'; }
+
+float bondi_carbon(char second, std::string_view residue) {
+  if (second == 'L') {
+    return 1.75F;
+  }
+  // Calcium, as its own residue; an alpha carbon elsewhere.
+  const bool calcium = second == 'A' && residue.size() >= 2 && upper(residue[0]) == 'C' && upper(residue[1]) == 'A';
+  return calcium ? 1.14F : 1.7F;
+}
+
+// `name` has no blanks in front.
+float bondi_radius_of_name(std::string_view name, std::string_view residue) {
+  if (name.empty()) {
+    return kOtherRadius;
+  }
+  const char second = second_letter(name);
+  switch (name[0]) {
+    case '1':
+    case '2':
+    case '3':
+    case 'H':
+    case 'h':
+      return 1.2F;
+    case 'B':
+    case 'b':
+      return second == 'O' ? 1.17F : 1.85F;
+    case 'C':
+    case 'c':
+      return bondi_carbon(second, residue);
+    case 'F':
+    case 'f':
+      return 1.47F;
+    case 'I':
+    case 'i':
+      return 1.98F;
+    case 'L':
+    case 'l':
+      return second == 'I' ? 1.82F : second == 'P' ? 0.0F : kBondiLithium;
+    case 'N':
+    case 'n':
+      return 1.55F;
+    case 'O':
+    case 'o':
+      return 1.52F;
+    case 'P':
+    case 'p':
+      return kBondiPhosphorus;
+    case 'S':
+    case 's':
+      return second == 'E' ? 1.9F : second == 'I' ? 2.1F : 1.8F;
+    case 'Z':
+    case 'z':
+      return second == 'N' ? 1.39F : 0.0F;
+    default:
+      return kOtherRadius;
+  }
+}
+
+float bondi_radius_of_type(int type) {
+  switch (type) {
+    case 0:
+      return 0.0F;
+    case 1:
+      return 1.2F;
+    case 5:
+      return 1.17F;
+    case 6:
+      return 1.7F;
+    case 7:
+    case 80:
+      return 1.55F;
+    case 8:
+      return 1.52F;
+    case 9:
+      return 1.47F;
+    case 14:
+      return 2.1F;
+    case 3:
+    case 16:
+    case 19:
+      return 1.8F;
+    case 17:
+      return 1.75F;
+    case 20:
+      return 1.14F;
+    case 26:
+    case 29:
+    case 30:
+      return 1.39F;
+    case 35:
+      return 1.85F;
+    case 53:
+      return 1.98F;
+    default:
+      return kOtherRadius;
+  }
+}
+
+// Elements of two letters that an element code can stand for. One named like its residue is an ion; `where` says when
+// the name alone is enough.
+enum class TwoLetters { as_ion, alone, before_no_letter, always };
+struct TwoLetterElement {
+  char symbol[3];
+  char code;
+  TwoLetters where;
+};
+constexpr TwoLetterElement kTwoLetterElements[] = {
+    {"LI", 'T', TwoLetters::as_ion},
+    {"NA", 'D', TwoLetters::as_ion},
+    {"MG", 'M', TwoLetters::always},
+    {"AL", 'G', TwoLetters::as_ion},
+    {"CL", 'L', TwoLetters::before_no_letter},
+    {"MN", 'A', TwoLetters::always},
+    {"FE", 'U', TwoLetters::alone},
+    {"SE", 'E', TwoLetters::alone},
+    {"BR", 'R', TwoLetters::before_no_letter},
+    {"LP", 'X', TwoLetters::always},
+    // Ions that no code stands for: without them their first letter would decide.
+    {"CA", 'Z', TwoLetters::as_ion},
+    {"CU", 'Z', TwoLetters::as_ion},
+    {"CO", 'Z', TwoLetters::as_ion},
+    {"CD", 'Z', TwoLetters::as_ion},
+    {"CS", 'Z', TwoLetters::as_ion},
+    {"NI", 'Z', TwoLetters::as_ion},
+    {"HG", 'Z', TwoLetters::as_ion},
+    {"PB", 'Z', TwoLetters::as_ion},
+    {"PT", 'Z', TwoLetters::as_ion},
+    {"SR", 'Z', TwoLetters::as_ion},
+    {"BA", 'Z', TwoLetters::as_ion},
+    {"SI", 'Z', TwoLetters::alone},
+    {"DU", 'Z', TwoLetters::alone},
+};
+
+bool is_letter(char c) { return std::isalpha(index_of(c)) != 0; }
+
+bool equal_letters(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) {
+    return false;
+  }
+  for (std::size_t k = 0; k < a.size(); ++k) {
+    if (std::toupper(index_of(a[k])) != std::toupper(index_of(b[k]))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool applies(const TwoLetterElement& element, std::string_view name, std::string_view residue) {
+  if (name.size() < 2 || !equal_letters(name.substr(0, 2), element.symbol)) {
+    return false;
+  }
+  const bool alone = name.size() == 2;
+  switch (element.where) {
+    case TwoLetters::always:
+      return true;
+    case TwoLetters::before_no_letter:
+      return alone || !is_letter(name[2]);
+    case TwoLetters::alone:
+      return alone;
+    case TwoLetters::as_ion:
+      break;
+  }
+  return alone && equal_letters(residue, element.symbol);
+}
+
+std::string_view trimmed(std::string_view text, std::string_view drop_in_front) {
+  text.remove_prefix(std::min(text.find_first_not_of(drop_in_front), text.size()));
+  while (!text.empty() && text.back() == ' ') {
+    text.remove_suffix(1);
+  }
+  return text;
+}
+
+char element_code_of_name(std::string_view whole_name, std::string_view whole_residue) {
+  const std::string_view name = trimmed(whole_name, " 0123456789");
+  const std::string_view residue = trimmed(whole_residue, " ");
+  for (const TwoLetterElement& element : kTwoLetterElements) {
+    if (applies(element, name, residue)) {
+      return element.code;
+    }
+  }
+  const char first = name.empty() ? '\0' : static_cast<char>(std::toupper(index_of(name[0])));
+  if (first == 'D') {
+    return 'H';
+  }
+  const bool known = first != '\0' && std::strchr("BCNOFPSKIH", first) != nullptr;
+  return known ? first : 'Z';
+}
+
+}  // namespace
+
+void set_default_element_radii() {
+  element_defaults_filled = 1;
+  const auto fill = [](char code, float radius) {
+    if (element_radius_set[index_of(code)] == 0) {
+      element_radii[index_of(code)] = radius;
+    }
+  };
+  for (int code = 0; code < 256; ++code) {
+    fill(static_cast<char>(code), kOtherRadius);
+  }
+  fill('C', 1.7F);
+  for (const char code : {'H', '1', '2', '3', '4'}) {
+    fill(code, 1.0F);
+  }
+  fill('N', 1.65F);
+  fill('O', 1.6F);
+  fill('F', kFluorineRadius);
+  // Even over a value that a program has set; that is meant.
+  element_radii[index_of('Z')] = 1.34F;
+  element_radii[index_of('X')] = 0.0F;
+}
+
+int nx_set_element_radius(char code, float radius) {
+  element_radii[index_of(code)] = radius;
+  element_radius_set[index_of(code)] = 1;
+  std::printf("set element %d to %f\n", static_cast<signed char>(code), static_cast<double>(radius));
+  return 1;
+}
+
+int nx_get_element_radius(char code, float* out) {
+  fill_defaults_once();
+  if (out == nullptr) {
+    return 0;
+  }
+  *out = element_radii[index_of(code)];
+  return 1;
+}
+
+int nx_assign_radii_by_element(int mol) {
+  fill_defaults_once();
+  if (nx_get_molecule_atom_number(mol) == 0) {
+    return 0;
+  }
+  if (nx_is_molecule_element_set(mol) == 0) {
+    nx_make_element_list(mol);
+  }
+  const int length = nx_get_molecule_radii_length(mol);
+  auto* radii = static_cast<float*>(nx_object_malloc(mol, length, sizeof(float), "radii", nullptr));
+  auto* element = static_cast<char*>(nx_object_calloc(mol, length, sizeof(char), "element", nullptr));
+  const bool have_room = radii != nullptr && element != nullptr;
+  if (have_room) {
+    nx_get_molecule_element(element, mol);
+    for (int atom = 0; atom < length; ++atom) {
+      radii[atom] = element_radii[index_of(element[atom])];
+    }
+    nx_set_molecule_radii(radii, mol);
+  }
+  nxi_free(mol, element);
+  nxi_free(mol, radii);
+  return have_room ? 1 : 0;
+}
+
+int nx_make_element_list(int mol) {
+  if (nx_get_molecule_atom_number(mol) == 0) {
+    return 0;
+  }
+  const int length = nx_get_molecule_element_length(mol);
+  AtomLabel label;
+  for (int atom = 0; atom < length; ++atom) {
+    if (label.read(atom, mol)) {
+      nx_set_molecule_element_element(element_code_of_name(label.name, label.residue), atom, mol);
+    }
+  }
+  return 1;
+}
+
+int nx_assign_bondi_radii(int mol) {
+  const bool by_name = nx_is_molecule_atom_names_set(mol) != 0;
+  if (!by_name && nx_is_molecule_atom_type_set(mol) == 0) {
+    return 0;
+  }
+  const int length = nx_get_molecule_radii_length(mol);
+  AtomLabel label;
+  for (int atom = 0; atom < length; ++atom) {
+    int type = 0;
+    if (by_name) {
+      if (label.read(atom, mol)) {
+        nx_set_molecule_radii_element(bondi_radius_of_name(label.name, label.residue), atom, mol);
+      }
+    } else if (nx_get_molecule_atom_type_element(&type, atom, mol) != 0) {
+      nx_set_molecule_radii_element(bondi_radius_of_type(type), atom, mol);
+    }
+  }
+  return 1;
+}
