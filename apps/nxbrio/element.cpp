@@ -1,0 +1,75 @@
+#include "element.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <gemmi/elem.hpp>
+#include <gemmi/resinfo.hpp>
+#include <utility>
+
+#include "text.h"
+
+namespace nxbrio {
+namespace {
+
+// The letters at the start of a name, upper case, after any digits: "HB" of "1HB1", "CL" of "Cl-".
+std::string letters_of(std::string_view name) {
+  const auto alphabetic = [](char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; };
+  const auto* const begin = std::find_if(name.begin(), name.end(), alphabetic);
+  return upper_case(std::string_view(begin, std::find_if_not(begin, name.end(), alphabetic)));
+}
+
+// Ions that force fields give names of their own.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 4> kIonNames{
+    {{"SOD", "NA"}, {"POT", "K"}, {"CLA", "CL"}, {"CAL", "CA"}}};
+
+int ion(const std::string& letters, const std::string& residue_letters) {
+  if (letters != residue_letters) {
+    return 0;
+  }
+  for (const auto& [name, symbol] : kIonNames) {
+    if (letters == name) {
+      return atomic_number(symbol);
+    }
+  }
+  return letters.size() <= 2 ? atomic_number(letters) : 0;
+}
+
+// Two-letter elements of ligands, cofactors and modified residues.
+int two_letter_element(const std::string& letters, std::string_view residue_name) {
+  constexpr std::array<std::string_view, 9> kSymbols{"CL", "BR", "FE", "ZN", "MG", "MN", "CU", "SE", "SI"};
+  const gemmi::ResidueInfo residue = gemmi::find_tabulated_residue(std::string(residue_name));
+  const bool standard = residue.is_standard() || residue.is_water();
+  const std::string start = letters.substr(0, 2);
+  if (standard || std::find(kSymbols.begin(), kSymbols.end(), start) == kSymbols.end()) {
+    return 0;
+  }
+  return atomic_number(start);
+}
+
+}  // namespace
+
+int atomic_number(std::string_view symbol) {
+  if (symbol.empty() || symbol.size() > 2) {
+    return 0;
+  }
+  return gemmi::Element(std::string(symbol)).atomic_number();
+}
+
+std::string element_symbol(int atomic_number) { return gemmi::Element(atomic_number).name(); }
+
+int guess_element(std::string_view atom_name, std::string_view residue_name) {
+  const std::string letters = letters_of(atom_name);
+  if (letters.empty()) {
+    return 0;
+  }
+  if (const int element = ion(letters, letters_of(residue_name)); element != 0) {
+    return element;
+  }
+  if (const int element = two_letter_element(letters, residue_name); element != 0) {
+    return element;
+  }
+  return atomic_number(letters.substr(0, 1));
+}
+
+}  // namespace nxbrio

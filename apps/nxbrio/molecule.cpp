@@ -1,0 +1,257 @@
+#include "molecule.h"
+
+#include <nxbriochem/nxbriochem.h>
+
+#include <algorithm>
+#include <map>
+
+#include "element.h"
+#include "failure.h"
+#include "text.h"
+
+namespace nxbrio {
+namespace {
+
+void require(int status, const char* what) {
+  if (status != 1) {
+    throw Failure(std::string("the library refused ") + what);
+  }
+}
+
+// One value per atom.
+template <class T, class Get>
+std::vector<T> per_atom(const Structure& structure, Get get) {
+  std::vector<T> values;
+  values.reserve(structure.atoms.size());
+  for (const Atom& atom : structure.atoms) {
+    values.push_back(get(atom));
+  }
+  return values;
+}
+
+// One string per atom, each ended by a NUL.
+template <class Get>
+std::string packed(const Structure& structure, Get get) {
+  std::string names;
+  for (const Atom& atom : structure.atoms) {
+    names += get(atom);
+    names += '\0';
+  }
+  return names;
+}
+
+// The one-letter code that the library reads as an atomic number; 'Z', which it reads as 0, where there is none.
+char element_code(int atomic_number) {
+  for (char code = 'A'; code <= 'U'; ++code) {
+    if (atomic_number > 0 && nx_convert_one_letter_symbol_to_element_number(code) == atomic_number) {
+      return code;
+    }
+  }
+  return 'Z';
+}
+
+void set_names(const Structure& structure, int mol) {
+  const auto residue = [](const Atom& atom) { return atom.residue; };
+  const auto name = [](const Atom& atom) { return atom.name; };
+  const auto chain = [](const Atom& atom) { return atom.chain; };
+  const auto number = [](const Atom& atom) { return atom.residue_number; };
+  const auto sequence = [](const Atom& atom) { return atom.sequence_number; };
+  std::vector<char> chains = per_atom<char>(structure, chain);
+  chains.push_back('\0');
+  require(nx_set_molecule_atom_names(packed(structure, name).c_str(), mol), "the atom names");
+  require(nx_set_molecule_residue_names(packed(structure, residue).c_str(), mol), "the residue names");
+  require(nx_set_molecule_chain_names(chains.data(), mol), "the chain names");
+  require(nx_set_molecule_residue_number(per_atom<int>(structure, number).data(), mol), "the residue numbers");
+  require(nx_set_molecule_sequence_number(per_atom<int>(structure, sequence).data(), mol), "the sequence numbers");
+}
+
+void set_bonds(const Structure& structure, int mol) {
+  if (structure.bonds.empty()) {
+    return;
+  }
+  std::vector<int> bonds;
+  for (const Bond& bond : structure.bonds) {
+    bonds.insert(bonds.end(), {bond.begin, bond.end, bond.order});
+  }
+  require(nx_set_molecule_bond_number(static_cast<int>(structure.bonds.size()), mol), "the number of bonds");
+  require(nx_set_molecule_bonds(bonds.data(), mol), "the bonds");
+}
+
+std::vector<float> get_floats(int (*get)(float*, int), std::size_t n, int mol) {
+  std::vector<float> values(n);
+  require(get(values.data(), mol), "to give an array");
+  return values;
+}
+
+// Sets the file's charges and radii, or has the library find them and keeps what it found.
+void set_charges_and_radii(Structure& structure, int mol) {
+  std::vector<float> charges = per_atom<float>(structure, [](const Atom& atom) { return atom.charge; });
+  std::vector<float> radii = per_atom<float>(structure, [](const Atom& atom) { return atom.radius; });
+  require(nx_set_molecule_charges(charges.data(), mol), "the charges");
+  require(nx_set_molecule_radii(radii.data(), mol), "the radii");
+  if (!structure.charges_given) {
+    nx_charge_protein(mol);
+    charges = get_floats(nx_get_molecule_charges, charges.size(), mol);
+  }
+  if (!structure.radii_given) {
+    require(nx_assign_bondi_radii(mol), "to assign radii");
+    radii = get_floats(nx_get_molecule_radii, radii.size(), mol);
+  }
+  for (std::size_t i = 0; i < charges.size(); ++i) {
+    structure.atoms[i].charge = charges[i];
+    structure.atoms[i].radius = radii[i];
+  }
+}
+
+void build(Structure& structure, int mol) {
+  require(nx_set_molecule_name(structure.name.c_str(), mol), "the name");
+  require(nx_set_molecule_file_name(structure.path.c_str(), mol), "the file name");
+  require(nx_set_molecule_atom_number(static_cast<int>(structure.atoms.size()), mol), "the number of atoms");
+  std::vector<float> coordinates;
+  for (const Atom& atom : structure.atoms) {
+    coordinates.insert(coordinates.end(), atom.position.begin(), atom.position.end());
+  }
+  require(nx_set_molecule_coordinates(coordinates.data(), mol), "the coordinates");
+  const auto element = [](const Atom& atom) { return element_code(atom.element); };
+  require(nx_set_molecule_element(per_atom<char>(structure, element).data(), mol), "the elements");
+  set_names(structure, mol);
+  set_charges_and_radii(structure, mol);
+  set_bonds(structure, mol);
+}
+
+// Hill's order: carbon, hydrogen, then the rest by the alphabet; without carbon all by the alphabet. Unknown ones last.
+std::vector<std::pair<std::string, int>> composition_of(const Structure& structure) {
+  std::map<std::string, int> counts;
+  for (const Atom& atom : structure.atoms) {
+    ++counts[atom.element != 0 ? element_symbol(atom.element) : "?"];
+  }
+  std::vector<std::pair<std::string, int>> composition(counts.begin(), counts.end());
+  const bool organic = counts.count("C") > 0;
+  const auto rank = [organic](const std::string& symbol) {
+    if (symbol == "?") {
+      return 3;
+    }
+    return !organic ? 2 : symbol == "C" ? 0 : symbol == "H" ? 1 : 2;
+  };
+  std::stable_sort(composition.begin(), composition.end(),
+                   [&](const auto& a, const auto& b) { return rank(a.first) < rank(b.first); });
+  return composition;
+}
+
+}  // namespace
+
+Molecule::Molecule(Structure& structure) : handle_(nx_make_molecule()) {
+  if (handle_ == 0) {
+    throw Failure("the library has no molecule handle left");
+  }
+  try {
+    build(structure, handle_);
+  } catch (...) {
+    nx_delete_molecule(handle_);
+    throw;
+  }
+}
+
+Molecule::~Molecule() { nx_delete_molecule(handle_); }
+
+Summary summarise(const Structure& structure, const Molecule& molecule) {
+  const int mol = molecule.handle();
+  const int atoms = nx_get_molecule_atom_number(mol);
+  const auto n = static_cast<std::size_t>(atoms);
+  std::vector<float> xyz = get_floats(nx_get_molecule_coordinates, 3 * n, mol);
+  std::vector<float> charges = get_floats(nx_get_molecule_charges, n, mol);
+  const std::vector<float> radii = get_floats(nx_get_molecule_radii, n, mol);
+
+  Summary summary;
+  summary.file = structure.path;
+  summary.name = structure.name;
+  summary.format = structure.format;
+  summary.composition = composition_of(structure);
+  summary.atoms = atoms;
+  summary.residues = structure.residues;
+  summary.bonds = nx_get_molecule_bond_number(mol);
+  summary.chains = structure.chains;
+  summary.charge_source = structure.charges_given ? "file" : "formal, by nx_charge_protein";
+  summary.radius_source = structure.radii_given ? "file" : "Bondi, by nx_assign_bondi_radii";
+  summary.notes = structure.notes;
+  for (const float charge : charges) {
+    (charge > 0.0F ? summary.positive_charge : summary.negative_charge) += static_cast<double>(charge);
+  }
+  summary.net_charge = summary.positive_charge + summary.negative_charge;
+  if (summary.negative_charge < 0.0 && summary.positive_charge == 0.0) {
+    summary.notes.emplace_back(
+        "all charges are negative: the library's monopole is without sign, its centre the sum of |charge| times place");
+  }
+  float monopole = 0.0F;
+  int extra = 0;
+  require(nx_calculate_monopole_and_dipole(xyz.data(), charges.data(), atoms, summary.charge_centre.data(), &monopole,
+                                           summary.dipole.data(), &extra),
+          "to calculate monopole and dipole");
+  summary.monopole = static_cast<double>(monopole);
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    summary.low[axis] = summary.high[axis] = xyz[axis];
+    for (std::size_t i = 1; i < n; ++i) {
+      summary.low[axis] = std::min(summary.low[axis], xyz[3 * i + axis]);
+      summary.high[axis] = std::max(summary.high[axis], xyz[3 * i + axis]);
+    }
+  }
+  const auto [smallest, largest] = std::minmax_element(radii.begin(), radii.end());
+  summary.smallest_radius = *smallest;
+  summary.largest_radius = *largest;
+  return summary;
+}
+
+Structure make_complex(const Structure& target, const Structure& ligand) {
+  Structure both = target;
+  both.path.clear();
+  both.name = target.name + " with " + ligand.name;
+  both.charges_given = both.radii_given = true;
+  both.notes.clear();
+  std::string used(target.chains.begin(), target.chains.end());
+  used.append(ligand.chains.begin(), ligand.chains.end());
+  std::map<char, char> letters;
+  for (const char chain : ligand.chains) {
+    const bool taken = std::find(target.chains.begin(), target.chains.end(), chain) != target.chains.end();
+    const char letter = taken ? free_chain_letter(used) : chain;
+    used += letter;
+    letters[chain] = letter;
+    if (letter != chain) {
+      both.notes.push_back(formatted("the ligand's chain '%c' is written as '%c'", chain, letter));
+    }
+  }
+  const int first = static_cast<int>(target.atoms.size());
+  for (Atom atom : ligand.atoms) {
+    atom.chain = letters[atom.chain];
+    both.atoms.push_back(std::move(atom));
+  }
+  for (const Bond& bond : ligand.bonds) {
+    both.bonds.push_back({bond.begin + first, bond.end + first, bond.order});
+  }
+  return both;
+}
+
+float binding_energy(const Molecule& target, const Molecule& ligand, float dielectric) {
+  float energy = 0.0F;
+  // Its result is 0 whatever happens.
+  nx_calculate_coulombic_binding(target.handle(), ligand.handle(), &energy, dielectric);
+  return energy;
+}
+
+long long coincident_pairs(const Structure& target, const Structure& ligand) {
+  std::map<std::array<float, 3>, long long> places;
+  const auto place = [](const Atom& atom) {
+    // Adding zero makes -0 and 0 one place.
+    return std::array<float, 3>{atom.position[0] + 0.0F, atom.position[1] + 0.0F, atom.position[2] + 0.0F};
+  };
+  for (const Atom& atom : ligand.atoms) {
+    places[place(atom)] += atom.charge != 0.0F ? 1 : 0;
+  }
+  long long pairs = 0;
+  for (const Atom& atom : target.atoms) {
+    const auto at = places.find(place(atom));
+    pairs += atom.charge != 0.0F && at != places.end() ? at->second : 0;
+  }
+  return pairs;
+}
+
+}  // namespace nxbrio

@@ -1,0 +1,140 @@
+// Tracked allocation against malloc and free, at various numbers of live blocks: newest first as single pairs and as
+// whole batches, with and without an old hole in the books, and in random order.
+#include <benchmark/benchmark.h>
+#include <nxbriochem/objects/memory.h>
+
+#include <cstdlib>
+#include <numeric>
+#include <random>
+#include <vector>
+
+#include "bench/paired.h"
+
+namespace {
+
+struct Tracked {
+  static void* allocate(std::size_t size) { return nx_malloc(static_cast<int64_t>(size)); }
+  static void release(void* block) { nx_free(block); }
+};
+
+struct Plain {
+  static void* allocate(std::size_t size) { return std::malloc(size); }
+  static void release(void* block) { std::free(block); }
+};
+
+std::vector<std::size_t> sizes(std::size_t n) {
+  std::mt19937 random(1);
+  std::vector<std::size_t> result(n);
+  for (std::size_t& size : result) {
+    size = 16 + random() % 240;
+  }
+  return result;
+}
+
+template <class Heap>
+std::vector<void*> hold(std::size_t n) {
+  std::vector<void*> blocks;
+  for (const std::size_t size : sizes(n)) {
+    blocks.push_back(Heap::allocate(size));
+  }
+  return blocks;
+}
+
+template <class Heap>
+void release_all(const std::vector<void*>& blocks) {
+  for (auto block = blocks.rbegin(); block != blocks.rend(); ++block) {
+    Heap::release(*block);
+  }
+}
+
+constexpr int kPairs = 20000;
+
+template <class Heap>
+void pairs() {
+  for (int i = 0; i < kPairs; ++i) {
+    void* block = Heap::allocate(64);
+    benchmark::DoNotOptimize(block);
+    Heap::release(block);
+  }
+}
+
+// A block is made and freed at once, over and over, above n live blocks.
+void newest_pair(benchmark::State& state, bool hole) {
+  const auto n = static_cast<std::size_t>(state.range(0));
+  std::vector<void*> tracked = hold<Tracked>(n);
+  const std::vector<void*> plain = hold<Plain>(n);
+  if (hole) {
+    nx_free(tracked[n / 3]);
+    tracked.erase(tracked.begin() + static_cast<std::ptrdiff_t>(n / 3));
+  }
+  bench::paired(state, kPairs, pairs<Tracked>, pairs<Plain>);
+  release_all<Tracked>(tracked);
+  release_all<Plain>(plain);
+}
+
+// Sizes differ from round to round: a round that repeats to the byte is learnt by heart by the branch predictor, which
+// no program that does other things between its allocations gets for free.
+template <class Heap>
+void batch(const std::vector<std::size_t>& wanted, std::vector<void*>& blocks, int rounds, std::size_t& at) {
+  for (int round = 0; round < rounds; ++round) {
+    for (void*& block : blocks) {
+      block = Heap::allocate(wanted[at++ % wanted.size()]);
+    }
+    release_all<Heap>(blocks);
+  }
+}
+
+// n blocks are made and freed, newest first.
+void newest_batch(benchmark::State& state, bool hole) {
+  const auto n = static_cast<std::size_t>(state.range(0));
+  const std::vector<std::size_t> wanted = sizes(1U << 20);
+  std::vector<void*> blocks(n);
+  std::vector<void*> older = hold<Tracked>(10);
+  if (hole) {
+    nx_free(older[3]);
+    older.erase(older.begin() + 3);
+  }
+  const int rounds = static_cast<int>(100000 / n);
+  std::size_t own_at = 0;
+  std::size_t their_at = 0;
+  bench::paired(
+      state, static_cast<double>(n) * rounds, [&] { batch<Tracked>(wanted, blocks, rounds, own_at); },
+      [&] { batch<Plain>(wanted, blocks, rounds, their_at); });
+  release_all<Tracked>(older);
+}
+
+constexpr int kReplacements = 100000;
+
+template <class Heap>
+void replace(std::vector<void*>& blocks, const std::vector<uint32_t>& order, const std::vector<std::size_t>& wanted) {
+  for (const uint32_t at : order) {
+    Heap::release(blocks[at]);
+    blocks[at] = Heap::allocate(wanted[at]);
+  }
+}
+
+// One of n live blocks, any, is freed and another made.
+void random_order(benchmark::State& state) {
+  const auto n = static_cast<std::size_t>(state.range(0));
+  const std::vector<std::size_t> wanted = sizes(n);
+  std::vector<void*> tracked = hold<Tracked>(n);
+  std::vector<void*> plain = hold<Plain>(n);
+  std::mt19937 random(2);
+  std::vector<uint32_t> order(kReplacements);
+  for (uint32_t& at : order) {
+    at = static_cast<uint32_t>(random() % n);
+  }
+  bench::paired(
+      state, kReplacements, [&] { replace<Tracked>(tracked, order, wanted); },
+      [&] { replace<Plain>(plain, order, wanted); });
+  release_all<Tracked>(tracked);
+  release_all<Plain>(plain);
+}
+
+BENCHMARK_CAPTURE(newest_pair, no_hole, false)->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime();
+BENCHMARK_CAPTURE(newest_pair, old_hole, true)->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime();
+BENCHMARK_CAPTURE(newest_batch, no_hole, false)->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime();
+BENCHMARK_CAPTURE(newest_batch, old_hole, true)->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime();
+BENCHMARK(random_order)->RangeMultiplier(10)->Range(100, 1000000)->UseManualTime();
+
+}  // namespace

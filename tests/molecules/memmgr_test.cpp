@@ -1,0 +1,185 @@
+#include <nxbriochem/molecules/memmgr.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <mutex>
+#include <random>
+#include <vector>
+
+#include <nxbriochem/molecules/memmgr_state.h>
+
+namespace {
+
+using namespace NxBrioChem;
+using NxChem::NxMCMolBase;
+using NxChem::NxMol;
+using NxChem::NxMolBase;
+using NxSystem::NxBrioGrid;
+
+template <class Call>
+std::string warned(Call call) {
+  testing::internal::CaptureStderr();
+  call();
+  return testing::internal::GetCapturedStderr();
+}
+
+// The table as described: slots searched from the first, free handles on a stack.
+struct Model {
+  std::vector<const NxMolBase*> slots;
+  std::vector<int> references;
+  std::vector<int> free;
+
+  int find(const NxMolBase* mol) const {
+    for (std::size_t slot = 0; slot < slots.size(); ++slot) {
+      if (slots[slot] == mol) {
+        return static_cast<int>(slot);
+      }
+    }
+    return -1;
+  }
+
+  int acquire(const NxMolBase* mol) {
+    int slot = find(mol);
+    if (slot < 0) {
+      if (free.empty()) {
+        for (int k = 100; k >= 1; --k) {
+          free.push_back(-(static_cast<int>(slots.size()) + k));
+        }
+        slots.resize(slots.size() + 100, nullptr);
+        references.resize(slots.size(), 0);
+      }
+      slot = -free.back() - 1;
+      free.pop_back();
+      slots[static_cast<std::size_t>(slot)] = mol;
+    }
+    ++references[static_cast<std::size_t>(slot)];
+    return -slot - 1;
+  }
+
+  bool release(int slot, bool all) {
+    if (slot < 0) {
+      return false;
+    }
+    auto& count = references[static_cast<std::size_t>(slot)];
+    count = all ? 0 : count - 1;
+    if (count == 0) {
+      slots[static_cast<std::size_t>(slot)] = nullptr;
+      free.push_back(-slot - 1);
+    }
+    return true;
+  }
+};
+
+TEST(Memmgr, AgreesWithTheDescriptionUnderRandomCalls) {
+  std::mt19937 random(3);
+  std::vector<NxMolBase> molecules(350);
+  Model model;
+  testing::internal::CaptureStderr();
+  for (int step = 0; step < 30000; ++step) {
+    const NxMolBase& mol = molecules[random() % molecules.size()];
+    switch (random() % 6) {
+      case 0:
+        ASSERT_EQ(NxReleaseHandle(mol), model.release(model.find(&mol), false));
+        break;
+      case 1:
+        if (step % 4 == 0) {
+          ASSERT_EQ(NxReleaseAllHandles(mol), model.release(model.find(&mol), true));
+        }
+        break;
+      case 2:
+        if (const int slot = model.find(&mol); slot >= 0) {
+          ASSERT_EQ(NxReleaseHandle(-slot - 1), model.release(slot, false));
+        }
+        break;
+      default:
+        ASSERT_EQ(NxAcquireHandle(mol), model.acquire(&mol));
+    }
+    ASSERT_EQ(NxGetNumHandles(), static_cast<int>(model.slots.size()));
+  }
+  testing::internal::GetCapturedStderr();
+  ASSERT_EQ(memmgr::vFreeHandle, model.free);
+  for (std::size_t slot = 0; slot < model.slots.size(); ++slot) {
+    ASSERT_EQ(memmgr::MolHandle[slot].object, model.slots[slot]);
+    ASSERT_EQ(memmgr::MolHandle[slot].references, model.references[slot]);
+  }
+}
+
+TEST(Memmgr, HandlesAreCountedReusedAndReleased) {
+  std::vector<NxMol> molecules(101);
+  for (int i = 0; i < 101; ++i) {
+    EXPECT_EQ(NxAcquireHandle(molecules[static_cast<std::size_t>(i)]), -(i + 1));
+  }
+  EXPECT_EQ(NxGetNumHandles(), 200);
+  EXPECT_EQ(NxAcquireHandle(molecules[2]), -3);
+  EXPECT_TRUE(NxReleaseHandle(molecules[2]));
+  EXPECT_EQ(NxDerefMolHandle(-3), &molecules[2]);
+  EXPECT_TRUE(NxReleaseHandle(-3));
+  EXPECT_EQ(warned([&] { EXPECT_FALSE(NxReleaseHandle(molecules[2])); }),
+            "Warning: Attempt to release non-existent handle\n");
+  EXPECT_EQ(warned([&] { EXPECT_FALSE(NxReleaseHandle(-3)); }), "Warning: Attempt to release non-existent handle\n");
+  EXPECT_TRUE(NxReleaseHandle(molecules[4]));
+  NxMol next;
+  NxMol last;
+  EXPECT_EQ(NxAcquireHandle(next), -5);
+  EXPECT_EQ(NxAcquireHandle(last), -3);
+  NxAcquireHandle(last);
+  EXPECT_TRUE(NxReleaseAllHandles(last));
+  EXPECT_EQ(warned([&] { EXPECT_FALSE(NxReleaseAllHandles(last)); }), "");
+}
+
+TEST(Memmgr, MultiConformerIsWhatWasAcquiredAsSuch) {
+  NxMolBase base;
+  NxMCMolBase multi;
+  NxMol mol;
+  const int plain = NxAcquireHandle(base);
+  EXPECT_FALSE(NxIsMultiConf(plain));
+  EXPECT_TRUE(NxIsMultiConf(NxAcquireHandle(multi)));
+  EXPECT_EQ(NxDerefMCMolHandle(NxAcquireHandle(mol)), &mol);
+  NxReleaseHandle(mol);
+  EXPECT_FALSE(NxIsMultiConf(NxAcquireHandle(static_cast<const NxMolBase&>(mol))));
+}
+
+TEST(Memmgr, GridsHaveTheirOwnTable) {
+  NxBrioGrid a;
+  NxBrioGrid b;
+  EXPECT_EQ(NxAcquireGridHandle(a), -1000000001);
+  EXPECT_EQ(NxAcquireGridHandle(b), -1000000002);
+  EXPECT_EQ(NxGetNumHandles(), 100);
+  EXPECT_EQ(NxDerefGridHandle(-1000000002), &b);
+  EXPECT_TRUE(NxReleaseGridHandle(-1000000001));
+  EXPECT_EQ(warned([&] { EXPECT_FALSE(NxReleaseGridHandle(a)); }),
+            "Warning: Attempt to release non-existent grid handle\n");
+  EXPECT_TRUE(NxReleaseAllGridHandles(b));
+  EXPECT_FALSE(NxReleaseAllGridHandles(b));
+}
+
+TEST(Memmgr, ExhaustedHandlesAreWarnedOfAndChangeNothing) {
+  NxMol mol;
+  memmgr::vFreeHandle.push_back(-1000000000);
+  EXPECT_EQ(warned([&] { EXPECT_EQ(NxAcquireHandle(mol), 0); }),
+            "Warning: Unable to get another molecule handle\nWarning: Unable to allocate NxBrio handle\n");
+  EXPECT_EQ(memmgr::vFreeHandle, std::vector<int>{-1000000000});
+}
+
+TEST(MemmgrDeathTest, BadHandlesAreFatal) {
+  NxMolBase base;
+  const int plain = NxAcquireHandle(base);
+  const char* const kAssertion = "Assertion failed at line [0-9]+ of memmgr\\.\n";
+  for (const int handle : {0, 1, -101, -999999999, INT32_MIN, INT32_MAX, -2}) {
+    EXPECT_EXIT(NxDerefMolHandle(handle), testing::ExitedWithCode(1), kAssertion) << handle;
+  }
+  for (const int handle : {0, -1, -1000000000, -1000000001, INT32_MIN}) {
+    EXPECT_EXIT(NxDerefGridHandle(handle), testing::ExitedWithCode(1), kAssertion) << handle;
+  }
+  EXPECT_EXIT(NxDerefMCMolHandle(plain), testing::ExitedWithCode(1), kAssertion);
+  EXPECT_EXIT(NxReleaseHandle(7), testing::ExitedWithCode(1), kAssertion);
+  EXPECT_EXIT(NxIsMultiConf(-5000), testing::ExitedWithCode(1), kAssertion);
+}
+
+TEST(Memmgr, TheLockIsOnePlainMutex) {
+  std::lock_guard<NxPlatform::NxMutex> hold(NxGetBrioChemLock());
+  EXPECT_EQ(&NxGetBrioChemLock(), &NxGetBrioChemLock());
+}
+
+}  // namespace

@@ -1,0 +1,296 @@
+#include <nxbriochem/objects/memory.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <set>
+#include <vector>
+
+#include <nxbriochem/objects/error.h>
+#include <nxbriochem/objects/memory_state.h>
+
+namespace {
+
+std::string captured() { return testing::internal::GetCapturedStdout(); }
+
+// The allocator's books as they are described: every look-up is a scan.
+class Model {
+ public:
+  std::vector<void*> list;
+  std::vector<int64_t> size;
+  std::vector<int64_t> freed;
+  int pnt_num = 0;
+
+  int find(void* block) const {
+    for (int slot = pnt_num - 1; slot >= 0; --slot) {
+      if (list[static_cast<std::size_t>(slot)] == block) {
+        return slot;
+      }
+    }
+    return -1;
+  }
+
+  void write(int slot, void* block, int64_t bytes) {
+    if (static_cast<std::size_t>(slot) >= list.size()) {
+      list.resize(static_cast<std::size_t>(slot) + 1, nullptr);
+      size.resize(list.size(), 0);
+    }
+    list[static_cast<std::size_t>(slot)] = block;
+    size[static_cast<std::size_t>(slot)] = bytes;
+  }
+
+  void record(void* block, int64_t bytes) {
+    ++pnt_num;
+    if (freed.empty()) {
+      write(pnt_num - 1, block, bytes);
+    } else {
+      --pnt_num;
+      write(pop(), block, bytes);
+    }
+  }
+
+  void record_unknown(void* block, int64_t bytes) {
+    if (freed.empty()) {
+      write(pnt_num - 1, block, bytes);
+    } else {
+      --pnt_num;
+      write(pop(), block, bytes);
+    }
+  }
+
+  void release(int slot) {
+    write(slot, nullptr, 0);
+    freed.push_back(slot);
+  }
+
+  void expect_equal() const {
+    ASSERT_EQ(memory::pnt_num, pnt_num);
+    ASSERT_EQ(memory::last_freed, static_cast<int>(freed.size()));
+    uint32_t total = 0;
+    for (int slot = 0; slot < pnt_num; ++slot) {
+      ASSERT_EQ(memory::pnt_list[slot], list[static_cast<std::size_t>(slot)]) << slot;
+      ASSERT_EQ(memory::pnt_size[slot], static_cast<uint64_t>(size[static_cast<std::size_t>(slot)])) << slot;
+      total += static_cast<uint32_t>(size[static_cast<std::size_t>(slot)]);
+    }
+    ASSERT_EQ(nx_total_memory_allocated(), total);
+  }
+
+ private:
+  int pop() {
+    const auto slot = static_cast<int>(freed.back());
+    freed.pop_back();
+    return slot;
+  }
+};
+
+// Random calls, against the model: releases of the newest, of any and of unknown blocks, both paths of reallocation,
+// and blocks that are freed behind the library's back, so that an address comes to be on record twice.
+class MemoryBooks : public testing::TestWithParam<int> {};
+
+TEST_P(MemoryBooks, AgreeWithTheScansUnderRandomCalls) {
+  std::mt19937 random(static_cast<unsigned>(GetParam()));
+  const auto below = [&random](std::size_t n) { return static_cast<std::size_t>(random() % n); };
+  // The queue's own block comes first, with room for all warnings to come.
+  while (nx_warning_queue_memory() < 4000000) {
+    nxi_warn(std::string(200, 'w').c_str());
+  }
+  Model model;
+  model.record(memory::pnt_list[0], static_cast<int64_t>(memory::pnt_size[0]));
+  std::vector<void*> live;  // what the heap holds for this test, on record or not
+  const std::size_t lenient_share = GetParam() % 2 == 0 ? 40 : 400;
+  const auto drop = [&live](std::size_t at) { live.erase(live.begin() + static_cast<std::ptrdiff_t>(at)); };
+
+  for (int step = 0; step < 20000; ++step) {
+    const auto bytes = static_cast<int64_t>(below(200));
+    const std::size_t choice = below(100);
+    if (live.empty() || choice < 40) {
+      live.push_back(choice % 2 == 0 ? nx_malloc(bytes) : nx_calloc(static_cast<int>(bytes), 1));
+      model.record(live.back(), bytes);
+    } else if (choice < 75) {
+      const std::size_t at = choice < 60 ? live.size() - 1 : below(live.size());
+      void* block = live[at];
+      const int slot = model.find(block);
+      const int warnings = nx_number_of_warnings();
+      nx_free(block);
+      if (slot < 0) {
+        ASSERT_EQ(nx_number_of_warnings(), warnings + 1);
+        std::free(block);
+      } else {
+        model.release(slot);
+      }
+      drop(at);
+    } else if (choice < 90) {
+      const std::size_t at = below(live.size());
+      const int slot = model.find(live[at]);
+      void* block = nx_realloc(live[at], bytes);
+      if (slot < 0) {
+        model.record_unknown(block, bytes);
+      } else if (model.size[static_cast<std::size_t>(slot)] < bytes) {
+        model.write(slot, block, bytes);
+      } else {
+        ASSERT_EQ(block, live[at]);
+      }
+      live[at] = block;
+    } else if (below(lenient_share) == 0) {
+      void* foreign = std::malloc(16);
+      if (model.find(foreign) >= 0) {
+        std::free(foreign);  // an address that is on record, of a block freed behind the library's back
+        continue;
+      }
+      void* block = nx_realloc(foreign, bytes + 1);
+      model.record_unknown(block, bytes + 1);
+      live.push_back(block);
+    } else if (below(10) == 0) {
+      const std::size_t at = below(live.size());
+      std::free(live[at]);
+      drop(at);
+    }
+    if (step % 50 == 0) {
+      ASSERT_NO_FATAL_FAILURE(model.expect_equal()) << "step " << step;
+    }
+  }
+  ASSERT_NO_FATAL_FAILURE(model.expect_equal());
+  for (void* block : live) {
+    std::free(block);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, MemoryBooks, testing::Range(1, 9));
+
+TEST(Memory, BlocksNeverShrinkAndKeepTheirContents) {
+  auto* block = static_cast<char*>(nx_malloc(100));
+  block[99] = 'x';
+  EXPECT_EQ(nx_realloc(block, 50), block);
+  EXPECT_EQ(nx_memory_allocated_to_pointer(block), 100U);
+  block = static_cast<char*>(nx_realloc(block, 100000));
+  EXPECT_EQ(block[99], 'x');
+  EXPECT_EQ(nx_total_memory_allocated(), 100000U);
+  nx_free(block);
+  auto* zeros = static_cast<char*>(nx_calloc(1000, 4));
+  EXPECT_EQ(std::string(zeros, 4000), std::string(4000, '\0'));
+  EXPECT_EQ(nx_realloc(nullptr, 8) == nullptr, false);
+  EXPECT_EQ(nx_total_number_of_active_pointers(), 2);
+}
+
+TEST(Memory, FreedSlotsAreReusedAndTheListsDouble) {
+  void* a = nx_malloc(1);
+  nx_malloc(2);
+  nx_free(a);
+  void* c = nx_malloc(3);
+  EXPECT_EQ(memory::pnt_list[0], c);
+  EXPECT_EQ(memory::pnt_num, 2);
+  EXPECT_EQ(nx_total_number_of_active_pointers(), 2);
+  while (memory::pnt_num < 1000) {
+    nx_malloc(1);
+  }
+  EXPECT_EQ(memory::pnt_list_size, 1000);
+  nx_malloc(1);
+  EXPECT_EQ(memory::pnt_list_size, 2000);
+  clear_memory_system();
+  EXPECT_EQ(memory::pnt_list_size, 0);
+  EXPECT_EQ(memory::pnt_num, 0);
+  EXPECT_EQ(nx_total_memory_allocated(), 0U);
+}
+
+TEST(Memory, WarnsOfWhatItNeverHandedOut) {
+  nx_free(nullptr);
+  EXPECT_EQ(nx_number_of_warnings_with_tag("NULL pointer passed to nx_free\n"), 1);
+  void* block = nx_malloc(8);
+  nx_free(block);
+  nx_free(block);
+  char text[100];
+  std::snprintf(text, sizeof text, "attempt to free a pointer, %p, not in the nx_memory system\n", block);
+  EXPECT_STREQ(nx_warning_with_tag("attempt", 0), text);
+  EXPECT_EQ(nx_memory_allocated_to_pointer(block), 0U);
+  EXPECT_EQ(nx_memory_allocated_to_pointer(nullptr), 0U);
+  EXPECT_EQ(nx_number_of_warnings_with_tag("no memory allocated to pointer sent to nx_memory_allocated_to_pointer\n"),
+            2);
+}
+
+TEST(Memory, StrictModeIsSwitchedByTheCrossedSetters) {
+  void* foreign = std::malloc(8);
+  const int shown = static_cast<int>(reinterpret_cast<intptr_t>(foreign));
+  nx_set_strict_memory_off();
+  EXPECT_EQ(nx_realloc(foreign, 16), nullptr);
+  char text[150];
+  std::snprintf(text, sizeof text,
+                "old pointer %d was not found in the nx_memory system, STRICT_MEMORY is ON therefore return NULL\n",
+                shown);
+  EXPECT_STREQ(nx_error_with_tag("", 0), text);
+  nx_set_strict_memory_on();
+  void* grown = nx_realloc(foreign, 16);
+  ASSERT_NE(grown, nullptr);
+  std::snprintf(text, sizeof text, "old pointer %d was not found in the nx_memory system, reallocing anyway\n", shown);
+  EXPECT_STREQ(nx_warning_with_tag("old pointer", 0), text);
+  // The newest record was overwritten: that of the error queue, which stands all the same.
+  EXPECT_EQ(nx_total_number_of_active_pointers(), 1 + 1);
+  EXPECT_EQ(memory::pnt_num, 2);
+}
+
+// The newest record, which the lenient path overwrites, is the warning queue's own: the queue must grow all the same,
+// in strict mode too, and not warn of itself without end.
+TEST(Memory, QueueThatDroppedFromTheBooksStillGrows) {
+  nx_realloc(std::malloc(8), 16);
+  nx_set_strict_memory_off();
+  while (nx_warning_queue_memory() < 8000) {
+    nxi_warn("fill");
+  }
+  EXPECT_STREQ(nx_warning_with_tag("fill", 5), "fill");
+  EXPECT_EQ(nx_number_of_errors(), 0);
+}
+
+TEST(Memory, AnnouncesAndListsSizes) {
+  testing::internal::CaptureStdout();
+  nx_print_pointers_and_memory();
+  nx_flag_memory_allocation_by_size(64);
+  void* block = nx_malloc(64);
+  nx_malloc(63);
+  nx_calloc(8, 8);
+  nx_clear_memory_flag();
+  nx_malloc(64);
+  EXPECT_EQ(captured(),
+            "no pointers found in nx_memory system\n"
+            "\nMemory allocated of size 64.\n\n\nMemory allocated of size 64.\n\n");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(nx_print_pointers_and_memory(), 1);
+  const std::string first =
+      "pointer " + std::to_string(reinterpret_cast<intptr_t>(block)) + " has 64 bytes of memory\n";
+  EXPECT_EQ(captured().substr(0, first.size()), first);
+}
+
+TEST(Memory, SummaryIsInDecimalMegabytes) {
+  clear_memory_system();
+  void* block = nx_malloc(2500000);
+  testing::internal::CaptureStdout();
+  print_memory_summary();
+  EXPECT_EQ(captured(),
+            "\n*******\n"
+            "Total nx_memory currently allocated=        2.500000 Mbytes\n"
+            "Total nx_object_memory currently allocated= 0.000000 Mbytes\n"
+            "Total memory currently allocated=           2.500000 Mbytes\n"
+            "*******pointer/memory list*******\n"
+            "pointer " +
+                std::to_string(reinterpret_cast<intptr_t>(block)) +
+                " has 2500000 bytes of memory\n"
+                "*******object memory********\n"
+                "total memory for all tables: 0\n"
+                "*******\n");
+}
+
+TEST(MemoryDeathTest, RunningOutPrintsAReportAndEndsWithStatus1) {
+  const auto run_out = [](auto allocate) {
+    std::fflush(stdout);
+    dup2(2, 1);  // the death test reads standard error
+    allocate();
+  };
+  EXPECT_EXIT(run_out([] { nx_malloc(-5); }), testing::ExitedWithCode(1),
+              "Out of memory trying to allocate -5 bytes of memory\n\n\\*\\*\\*\\*\\*\\*\\*\nTotal nx_memory");
+  EXPECT_EXIT(run_out([] { nx_realloc(nx_malloc(1), INT64_MAX); }), testing::ExitedWithCode(1),
+              "Out of memory trying to allocate 9223372036854775807 bytes of memory\n");
+  // In 32-bit arithmetic: -65536 * 65536 wraps to 0.
+  EXPECT_EXIT(run_out([] { nx_calloc(-65536, 65536); }), testing::ExitedWithCode(1),
+              "Out of memory trying to allocate 0 bytes of memory\n");
+}
+
+}  // namespace

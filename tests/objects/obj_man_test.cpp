@@ -1,0 +1,323 @@
+#include <nxbriochem/objects/obj_man.h>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <map>
+#include <random>
+#include <vector>
+
+#include <nxbriochem/objects/error.h>
+#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/objects/obj_man_state.h>
+#include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/print.h>
+#include <nxbriochem/util/prand.h>
+
+namespace {
+
+constexpr uint32_t kUnknown = 0xFFFFFFFFU;
+
+template <class Call>
+std::string printed(Call call) {
+  testing::internal::CaptureStdout();
+  call();
+  return testing::internal::GetCapturedStdout();
+}
+
+// Makes an object whose bytes hold `value`.
+int make(int type, int64_t value) {
+  uint32_t handle = 0;
+  auto* objects = static_cast<int64_t*>(nxi_make_object(type, &handle));
+  if (objects != nullptr && obj_man::ObjProp[type].size == sizeof value) {
+    objects[obj_man::ObjProp[type].count - 1] = value;
+  }
+  return static_cast<int>(handle);
+}
+
+int64_t value_of(int type, int handle) {
+  return static_cast<int64_t*>(obj_man::ObjProp[type].objects)[nxi_translate_handle(handle)];
+}
+
+// The described look-up over the registry's own records: shortcut, then scan.
+const obj_man::Handle* described_lookup(int handle) {
+  const uint32_t slot = static_cast<uint32_t>(handle) & obj_man::HashBlank;
+  if (obj_man::HandleHashOcc[slot] == 1) {
+    return &obj_man::Handles[obj_man::HandleHash[slot]];
+  }
+  for (int i = 0; i < obj_man::HandlesNum; ++i) {
+    if (obj_man::Handles[i].handle == handle) {
+      return &obj_man::Handles[i];
+    }
+  }
+  return nullptr;
+}
+
+void expect_described(int handle) {
+  const obj_man::Handle* record = described_lookup(handle);
+  ASSERT_EQ(nxi_translate_handle(handle), record == nullptr ? kUnknown : static_cast<uint32_t>(record->index));
+  if (handle >= 0) {
+    ASSERT_EQ(nxi_return_type_of_handle(handle), record == nullptr ? -1 : record->type);
+  }
+}
+
+TEST(ObjMan, AgreesWithTheDescriptionUnderRandomMakingAndDeletion) {
+  std::mt19937 random(1);
+  std::map<int, std::pair<int, int64_t>> live;  // handle to type and value
+  std::vector<int> handles;
+  for (const int type : {20, 21, 22}) {
+    nxi_register_object(type, "mine", sizeof(int64_t), static_cast<unsigned>(type - 19));
+  }
+  for (int step = 0; step < 6000; ++step) {
+    if (handles.size() < 5 || random() % 5 < 3) {
+      const int type = 20 + static_cast<int>(random() % 3);
+      const auto value = static_cast<int64_t>(random());
+      const int handle = make(type, value);
+      ASSERT_TRUE(live.emplace(handle, std::pair(type, value)).second);
+      nx_object_malloc_new(handle, 3, 4, "owned");
+      handles.push_back(handle);
+    } else {
+      const auto at = static_cast<std::ptrdiff_t>(random() % handles.size());
+      int handle = handles[static_cast<std::size_t>(at)];
+      ASSERT_EQ(nx_delete(&handle), 1);
+      ASSERT_EQ(handle, 0);
+      live.erase(handles[static_cast<std::size_t>(at)]);
+      handles.erase(handles.begin() + at);
+    }
+    if (step % 100 == 0) {
+      for (const auto& [handle, object] : live) {
+        ASSERT_EQ(value_of(object.first, handle), object.second);
+        ASSERT_NO_FATAL_FAILURE(expect_described(handle));
+        ASSERT_EQ(nxi_get_memory_handle(handle), described_lookup(handle)->memory_table);
+      }
+      for (int i = 0; i < 300; ++i) {
+        ASSERT_NO_FATAL_FAILURE(expect_described(static_cast<int>(random())));
+      }
+      ASSERT_EQ(obj_man::HandlesNum, static_cast<int>(handles.size()));
+      for (std::size_t i = 0; i < handles.size(); ++i) {
+        ASSERT_EQ(obj_man::Handles[i].handle, handles[i]);  // the order of making is kept
+      }
+    }
+  }
+}
+
+TEST(ObjMan, IndexGrowsAndMissesTheHandleMadeAtThatMoment) {
+  std::vector<int> handles;
+  // The mask is 65535: the first count for which it is below four times the count before is the 16385th.
+  for (int i = 0; i < 16385; ++i) {
+    ASSERT_EQ(obj_man::HashBitNum, 16);
+    handles.push_back(make(30, 0));
+  }
+  ASSERT_EQ(obj_man::HashBitNum, 17);
+  int entered = 0;
+  for (const int handle : handles) {
+    ASSERT_NO_FATAL_FAILURE(expect_described(handle));
+  }
+  for (uint32_t slot = 0; slot <= obj_man::HashBlank; ++slot) {
+    entered += obj_man::HandleHashOcc[slot];
+  }
+  EXPECT_EQ(entered, 16384);
+  EXPECT_EQ(nxi_translate_handle(handles.back()), 16384U);
+  EXPECT_EQ(nx_total_memory_allocated() > 2U * 131072 * 4, true);
+  nxi_delete_object(handles[5]);
+  EXPECT_EQ(obj_man::HandleHashOcc[static_cast<uint32_t>(handles.back()) & obj_man::HashBlank] >= 1, true);
+  EXPECT_EQ(nxi_translate_handle(handles.back()), 16383U);
+}
+
+TEST(ObjMan, HandlesComeFromTheSequenceAfterItsFirstValue) {
+  const int sequence = nx_make_rseq_with_prime_and_seed(982569952, 0);
+  nx_rand(sequence);
+  EXPECT_EQ(make(40, 0), static_cast<int>(nx_rand(sequence)));
+  EXPECT_EQ(make(40, 0), static_cast<int>(nx_rand(sequence)));
+}
+
+TEST(ObjMan, ValueInASlotWithOneHandleTranslatesAsThatHandle) {
+  make(40, 0);
+  int handle = make(41, 0);
+  const int alias = handle + 65536;
+  EXPECT_EQ(nxi_translate_handle(alias), 0U);
+  EXPECT_EQ(nxi_return_type_of_handle(alias), 41);
+  EXPECT_EQ(nxi_get_memory_handle(alias), -1);
+  EXPECT_EQ(nx_set_print_status("debug", alias), 0);
+  EXPECT_EQ(nxi_delete_object(alias), 0);
+  EXPECT_EQ(nxi_get_number_of_objects_of_type(41), 1U);
+  EXPECT_EQ(nx_delete(&handle), 1);
+}
+
+TEST(ObjMan, Molecules_GridsAndNamesAreToldByCode) {
+  for (const int handle : {-1, -999999999}) {
+    EXPECT_EQ(nxi_return_type_of_handle(handle), 3);
+    EXPECT_STREQ(nxi_object_type_name(handle), "MOLECULE");
+  }
+  EXPECT_STREQ(nxi_object_type_name(-1000000001), "GRID");
+  EXPECT_STREQ(nxi_object_type_name(INT32_MIN), "GRID");
+  EXPECT_EQ(nxi_return_type_of_handle(-1000000000), -1);
+  EXPECT_EQ(nxi_translate_handle(5), kUnknown);
+  const std::map<int, const char*> names = {{1, "HANDLE"}, {2, "LIST"},      {5, "SURFACE"}, {6, "LOOKUP"},
+                                            {7, "MIRL"},   {8, "AREACALC"},  {9, "OVERLAY"}, {14, "ECONSTRUCT"},
+                                            {15, "EMER"},  {16, "BINDCALC"}, {17, "PCCALC"}, {18, "ETCALC"}};
+  for (int type = 0; type < 256; ++type) {
+    if (type == 3 || type == 4) {
+      continue;
+    }
+    const auto known = names.find(type);
+    EXPECT_STREQ(nxi_object_type_name(make(type, 0)), known == names.end() ? "UNKNOWN" : known->second) << type;
+  }
+  EXPECT_STREQ(nxi_object_type_name(987654321), "UNKNOWN");
+}
+
+TEST(ObjMan, RegistrationIsRefusedThroughThePrintingFunction) {
+  EXPECT_EQ(printed([] { EXPECT_EQ(nxi_register_object(256, "x", 4, 4), 0); }), "");
+  nx_print_everything();
+  EXPECT_EQ(printed([] {
+              EXPECT_EQ(nxi_register_object(256, "x", 4, 4), 0);
+              EXPECT_EQ(nxi_register_object(-1, "x", 4, 4), 0);
+              EXPECT_EQ(nxi_register_object(50, "first", 4, 4), 1);
+              EXPECT_EQ(nxi_register_object(50, "second", 8, 8), 0);
+              EXPECT_EQ(nxi_register_object(51, nullptr, 8, 8), 0);
+            }),
+            "maximum tag number for objects is 255\ntag number for objects cannot be less than 0\n"
+            "object first already registered at 50\n");
+  register_handles();
+  EXPECT_EQ(nx_number_of_warnings(), 0);
+  EXPECT_EQ(obj_man::ObjProp[1].size, 20U);
+  EXPECT_STREQ(obj_man::ObjProp[1].name, "handles");
+  EXPECT_STREQ(obj_man::ObjProp[2].name, " ");
+  nx_print_nothing();
+  register_handles();
+  EXPECT_EQ(nx_number_of_warnings_with_tag("problem registering handles\n"), 1);
+}
+
+TEST(ObjMan, DeletingTheMiddleObjectMovesTheOthersDown) {
+  nxi_register_object(50, "mine", sizeof(int64_t), 2);
+  const int a = make(50, 1);
+  int b = make(50, 2);
+  const int c = make(50, 3);
+  EXPECT_EQ(nxi_get_allocated_space_for_objects_of_type(50), 4U);
+  const int table = nxi_get_memory_handle(b);
+  EXPECT_EQ(nx_delete(&b), 1);
+  EXPECT_EQ(nxi_translate_handle(c), 1U);
+  EXPECT_EQ(value_of(50, c), 3);
+  EXPECT_EQ(value_of(50, a), 1);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(nxi_get_memory_table(table), -1);
+  testing::internal::GetCapturedStdout();
+  int gone = 4711;
+  EXPECT_EQ(nx_delete(&gone), 0);
+  EXPECT_EQ(gone, 4711);
+  EXPECT_EQ(nx_delete(nullptr), 0);
+  EXPECT_EQ(nxi_delete_object(4711), 0);
+  EXPECT_STREQ(nx_warning_with_tag("can not", 0), "can not delete, no such handle as 4711\n");
+}
+
+TEST(ObjMan, OddTypesDoNotOverrun) {
+  uint32_t handle = 0;
+  EXPECT_EQ(nxi_make_object(-1, &handle), nullptr);
+  EXPECT_EQ(nxi_make_object(256, &handle), nullptr);
+  EXPECT_EQ(nxi_make_object(5, nullptr), nullptr);
+  EXPECT_EQ(nxi_get_number_of_objects_of_type(300), 0U);
+  nxi_register_object(70, "no increment", sizeof(int64_t), 0);
+  make(71, 0);  // registered late, once there is an object of no size
+  nxi_register_object(71, "late", sizeof(int64_t), 1);
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(value_of(70, make(70, i)), i);
+    EXPECT_EQ(value_of(71, make(71, i)), i);
+  }
+}
+
+TEST(ObjMan, PrintStatusGovernsThePrintingFunction) {
+  const int handle = make(50, 0);
+  EXPECT_EQ(nx_get_print_status(handle), 0);
+  for (const char* level : {"debugging", "Silent", "", "standar"}) {
+    EXPECT_EQ(nx_set_print_status(level, handle), 1);
+    EXPECT_EQ(nx_get_print_status(handle), 0);
+  }
+  EXPECT_EQ(nx_set_print_status(nullptr, handle), 1);
+  EXPECT_EQ(nx_set_print_status("debug", handle), 1);
+  EXPECT_EQ(nx_get_print_status(handle), 3);
+  EXPECT_EQ(nx_get_print_status(99), 0);
+  EXPECT_EQ(printed([&] { nx_printf(handle, "debug prints nothing\n"); }), "");
+  nx_set_print_status("standard", handle);
+  EXPECT_EQ(printed([&] {
+              nx_printf(0, "not before\n");
+              EXPECT_EQ(nx_printf(handle, "a%d\n", 1), 3);
+              nx_printf(0, "again\n");
+              nx_printf(77, "unknown\n");
+              nx_printf(0, "silent again\n");
+              nx_print_everything();
+              nx_printf(77, "everything\n");
+              nx_print_nothing();
+              nx_printf(handle, "nothing\n");
+              nx_print_by_handle();
+              nx_printf(handle, "by handle\n");
+            }),
+            "a1\nagain\neverything\nby handle\n");
+  obj_man::Handles[0].print_status = 2;
+  testing::internal::CaptureStderr();
+  nx_printf(handle, "to stderr\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "to stderr\n");
+}
+
+TEST(ObjMan, MakingIsMonitoredAndListed) {
+  nxi_monitor_make();
+  int handle = 0;
+  const std::string text = printed([&] { handle = make(8, 0); });
+  EXPECT_EQ(text, "make object handle: " + std::to_string(handle) + "\nMade object with handle " +
+                      std::to_string(handle) + " of type AREACALC\n");
+  nx_print_everything();
+  EXPECT_EQ(printed(print_handle_list), "handle 0 is " + std::to_string(handle) + "\n");
+}
+
+TEST(ObjMan, GoesOnAfterAllTrackedMemoryWasFreed) {
+  const int first = make(50, 0);
+  nx_free_all_memory();
+  EXPECT_EQ(nxi_translate_handle(first), 0U);
+  const int second = make(50, 0);
+  EXPECT_NE(first, second);  // the sequence starts over, and uniqueness is checked from here on
+  EXPECT_EQ(nxi_translate_handle(second), 1U);
+  EXPECT_EQ(nxi_delete_object(first), 1);
+  EXPECT_EQ(nxi_translate_handle(second), 0U);
+}
+
+TEST(ObjManDeathTest, FatalConditionsHaveTheirStatuses) {
+  make(50, 0);
+  EXPECT_EXIT(
+      {
+        dup2(2, 1);
+        obj_man::HashBitNum = 29;
+        obj_man::HashBlank = 1;
+        make(50, 0);
+      },
+      testing::ExitedWithCode(107), "Hash Tables cant be resized past 2\\*\\*30!\nSorry\n");
+  EXPECT_EXIT(
+      {
+        dup2(2, 1);
+        obj_man::random_sequence_handle = 0;  // an unknown sequence, which gives 0 over and over
+        obj_man::handle_overflow = 1;
+        make(50, 0);
+        make(50, 0);
+      },
+      testing::ExitedWithCode(108), "1000 attempts to find unique handle failed\n");
+}
+
+TEST(ObjManDeathTest, SignalHandlerReportsAndExits) {
+  const int handle = make(50, 0);
+  nxi_set_memory_padding(handle, 2);
+  static_cast<char*>(nx_object_malloc_new(handle, 4, 1, "hit"))[4] ^= 1;
+  nxi_err("before the signal");
+  EXPECT_EXIT(
+      {
+        dup2(2, 1);
+        nxi_error_handler(11);
+      },
+      testing::ExitedWithCode(1),
+      "\nSIGNAL HANDLER CALLED\nCHECKING NX_ARRAY BOUNDS\n\\*{32}\nChecking memory bounds\n"
+      "high bounds violation of entry 0,value=0, name= hit\nSummary: 1 bounds violations found\n"
+      "Memory for this table, ordered by pointer value\n\\*{47}\n\nORDERED LIST OF ARRAYS WITH MEMORY TABLE [0-9]+\n"
+      "\\*{43}\n-?[0-9]+ to -?[0-9]+ belong to hit, entry 0\n\\*{32}\n"
+      "\nNEW ERROR MESSAGES:\nERROR #0: before the signal\n\nNo warnings messages\nCLOSING ALL OPEN FILES\n"
+      "ALL DONE\nExit code 11\n");
+}
+
+}  // namespace

@@ -1,0 +1,574 @@
+#include <nxbriochem/objects/object_memory.h>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <nxbriochem/objects/error.h>
+#include <nxbriochem/objects/obj_man.h>
+#include <nxbriochem/objects/object_memory_state.h>
+#include <nxbriochem/objects/print.h>
+
+namespace {
+
+using object_memory::Entry;
+using object_memory::Table;
+
+template <class Call>
+std::string printed(Call call) {
+  testing::internal::CaptureStdout();
+  call();
+  return testing::internal::GetCapturedStdout();
+}
+
+int make_object() {
+  uint32_t handle = 0;
+  nxi_make_object(60, &handle);
+  return static_cast<int>(handle);
+}
+
+const Table& table_of(int handle) { return object_memory::memtab[nxi_get_memory_table(handle)]; }
+
+// ---- Random use of one table against what a caller remembers of its blocks ----
+
+struct Block {
+  unsigned char* bytes;
+  std::string name;
+  std::vector<unsigned char> contents;
+};
+
+class TableUse : public testing::TestWithParam<int> {
+ protected:
+  void fill(Block& block) {
+    for (std::size_t i = 0; i < block.contents.size(); ++i) {
+      block.bytes[i] = block.contents[i] = static_cast<unsigned char>(random_());
+    }
+  }
+
+  std::mt19937 random_{static_cast<unsigned>(GetParam())};
+};
+
+TEST_P(TableUse, KeepsContentsPadsTotalsAndOrder) {
+  const int handle = make_object();
+  std::vector<Block> blocks;
+  for (int step = 0; step < 3000; ++step) {
+    if (step % 37 == 0) {
+      nxi_set_memory_padding(handle, static_cast<int>(random_() % 4));
+    }
+    const auto count = static_cast<int>(random_() % 60);
+    const int size = 1 << (random_() % 5);
+    const auto bytes = static_cast<std::size_t>(count * size);
+    const auto choice = random_() % 10;
+    if (blocks.empty() || choice < 3) {
+      Block block{nullptr, std::string("b").append(std::to_string(step)), std::vector<unsigned char>(bytes)};
+      block.bytes = static_cast<unsigned char*>(nx_object_calloc_new(handle, count, size, block.name.c_str()));
+      for (std::size_t i = 0; i < bytes; ++i) {
+        ASSERT_EQ(block.bytes[i], 0);
+      }
+      blocks.push_back(block);
+      fill(blocks.back());
+    } else if (choice < 8) {
+      Block& block = blocks[random_() % blocks.size()];
+      auto* moved =
+          static_cast<unsigned char*>(nx_object_realloc(handle, count, size, block.name.c_str(), block.bytes));
+      const std::size_t kept = std::min(bytes, block.contents.size());
+      ASSERT_TRUE(std::equal(moved, moved + kept, block.contents.begin()));
+      block.bytes = moved;
+      block.contents.resize(bytes);
+      fill(block);
+    } else {
+      const auto at = random_() % blocks.size();
+      testing::internal::CaptureStdout();  // blocks of no bytes are remarked on
+      ASSERT_EQ(nxi_free(handle, blocks[at].bytes), nullptr);
+      testing::internal::GetCapturedStdout();
+      blocks.erase(blocks.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+    ASSERT_EQ(nxi_boundscheck_all_s(handle), 0) << "step " << step;
+  }
+  const Table& table = table_of(handle);
+  ASSERT_EQ(table.count, static_cast<int>(blocks.size()));
+  int total = 0;
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    EXPECT_EQ(blocks[i].name, table.entries[i].name);
+    EXPECT_EQ(nxi_mem_used_by(handle, blocks[i].bytes), static_cast<int>(blocks[i].contents.size()));
+    EXPECT_TRUE(std::equal(blocks[i].contents.begin(), blocks[i].contents.end(), blocks[i].bytes));
+    total += table.entries[i].allocated;
+  }
+  EXPECT_EQ(table.total, total);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, TableUse, testing::Range(1, 5));
+
+// ---- Allocation ----
+
+TEST(ObjectMemory, ShrinkingKeepsTheBlockAndGrowingMovesIt) {
+  const int handle = make_object();
+  nxi_set_memory_padding(handle, 1);
+  auto* block = static_cast<char*>(nx_object_malloc_new(handle, 100, 4, "block"));
+  EXPECT_EQ(nx_object_realloc(handle, 50, 4, "block", block), block);
+  EXPECT_EQ(nxi_mem_alloc_to(handle, block), 400);
+  EXPECT_EQ(nxi_mem_used_by(handle, block), 200);
+  block[200] ^= 1;  // the high pad stands at the new end
+  EXPECT_EQ(printed([&] { nxi_boundscheck_all(handle); }),
+            "Checking memory bounds\nhigh bounds violation of entry 0,value=8, name= block\n"
+            "Summary: 1 bounds violations found\n");
+  EXPECT_EQ(table_of(handle).total, 400);
+  nx_object_malloc(handle, 1000, 4, "renamed", block);
+  EXPECT_STREQ(table_of(handle).entries[0].name, "renamed");
+  EXPECT_EQ(table_of(handle).count, 1);
+  EXPECT_EQ(table_of(handle).total, 4000);
+}
+
+TEST(ObjectMemory, NewZeroedBlockIsAllocatedTwiceWithoutAnOldOne) {
+  const int handle = make_object();
+  nxi_cAlloc_new(handle, 10, 4, "twice", nullptr);
+  EXPECT_EQ(table_of(handle).count, 2);
+  int old = 0;
+  nxi_cAlloc_new(handle, 10, 4, "once", &old);
+  EXPECT_EQ(table_of(handle).count, 3);
+}
+
+TEST(ObjectMemory, NegativeHandlesUseThePlainHeap) {
+  nx_set_object_memory_warning_on();
+  void* block = nullptr;
+  EXPECT_EQ(printed([&] {
+              block = nx_object_malloc(-3, 5, 8, "x", nullptr);
+              block = nx_object_realloc(-3, 9, 8, "x", block);
+              nxi_free(-3, block);
+              block = nx_object_calloc(-3, 2, 4, "x", nullptr);
+            }),
+            "WARNING: SerNum: 1, C Object Manager to malloc 5 elements, 8 bytes each\n"
+            "WARNING: SerNum: 2, C Object Manager to realloc 9 elements, 8 bytes each\n"
+            "WARNING: SerNum: 1, C Object Manager nxi_free\n"
+            "WARNING: SerNum: 3, C Object Manager to calloc 2 elements, 4 bytes each\n");
+  nx_set_object_memory_warning_off();
+  EXPECT_EQ(printed([&] { nxi_free(-3, block); }), "");
+}
+
+TEST(ObjectMemory, NamesAreCutAt40CharactersWithAWarning) {
+  const int handle = make_object();
+  const std::string name(45, 'n');
+  nx_object_malloc_new(handle, 1, 1, name.c_str());
+  EXPECT_EQ(table_of(handle).entries[0].name, std::string(40, 'n'));
+  EXPECT_EQ(std::string(nx_warning_with_tag("pointer", 0)), "pointer name " + name + " is longer than 40 characters\n");
+  EXPECT_NE(nxi_get_pointer_by_name(name.c_str(), handle), nullptr);
+}
+
+TEST(ObjectMemory, BadSizesAndHandlesGiveNull) {
+  const int handle = make_object();
+  EXPECT_EQ(nx_object_malloc_new(handle, -1, 4, "x"), nullptr);
+  EXPECT_EQ(nx_object_malloc_new(handle, 4, -1, "x"), nullptr);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(nx_object_malloc_new(12345, 1, 1, "x"), nullptr);
+  EXPECT_EQ(nxi_boundscheck_all(12345), 0);
+  EXPECT_EQ(nxi_set_memstrict(12345, 1), 0);
+  nxi_delete_memory_table(12345);
+  const std::string report = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(report.substr(0, 49), "no pointer found for memory table handle 12345\nme");
+  EXPECT_EQ(table_of(handle).count, 0);
+}
+
+TEST(ObjectMemory, PrintFlagReportsEveryStep) {
+  const int handle = make_object();
+  nxi_set_memprn(handle, 1);
+  EXPECT_EQ(printed([&] {
+              void* block = nx_object_malloc_new(handle, 10, 4, "b");
+              block = nx_object_malloc(handle, 5, 4, "b", block);
+              nxi_free(handle, block);
+            }),
+            "malloc_Z: b has 40 used, 40 allocated, total memory allocated= 40\n"
+            "malloc_Z: b has 20 used, 40 allocated, total memory allocated= 40\n"
+            "free_Z: b nxi_freed 40 bytes, total memory allocated=  0\n");
+}
+
+TEST(ObjectMemory, UnknownPointersAreJudgedByStrictness) {
+  const int handle = make_object();
+  int foreign = 0;
+  EXPECT_EQ(printed([&] { nx_object_malloc(handle, 1, 4, "quiet", &foreign); }), "");
+  nxi_set_memstrict(handle, 1);
+  EXPECT_EQ(printed([&] { nx_object_malloc(handle, 1, 4, "loud", &foreign); }),
+            "SEVERE WARNING: NO match to pointer table for loud!!\nAssigning memory anyway.\n");
+  nxi_set_memstrict(handle, 2);
+  EXPECT_EQ(printed([&] { EXPECT_EQ(nx_object_malloc(handle, 1, 4, "none", &foreign), &foreign); }),
+            "SEVERE WARNING: NO match to pointer table for none!!\nReturning with pointer UNASSIGNED.\n");
+  EXPECT_EQ(table_of(handle).count, 2);
+  EXPECT_EQ(table_of(handle).entries[0].initial_pointer, &foreign);
+  char text[160];
+  std::snprintf(text, sizeof text,
+                "WARNING: No match to pointer table!! table= %d, pointer= %p\n"
+                "Too dangerous to free this rogue pointer!\n",
+                table_of(handle).handle, static_cast<void*>(&foreign));
+  EXPECT_EQ(printed([&] { EXPECT_EQ(nxi_free(handle, &foreign), &foreign); }), text);
+  EXPECT_EQ(nxi_free(handle, nullptr), nullptr);
+  nxi_set_memstrict(handle, 3);
+  EXPECT_EXIT(
+      {
+        dup2(2, 1);
+        nx_object_malloc(handle, 1, 4, "fatal", &foreign);
+      },
+      testing::ExitedWithCode(4), "SEVERE WARNING: NO match to pointer table for fatal!!\nExiting program.\n");
+}
+
+TEST(ObjectMemoryDeathTest, FatalConditionsHaveTheirStatuses) {
+  const int handle = make_object();
+  void* block = nx_object_malloc_new(handle, 1, 4, "one");
+  nxi_attach_pointer_to_object(handle, 1, 4, "two", block);
+  EXPECT_EXIT(
+      {
+        dup2(2, 1);
+        nxi_free(handle, block);
+      },
+      testing::ExitedWithCode(3),
+      "WARNING: Possible corruption of memory table.\nThe pointer checked has the same pointer value as: two\n"
+      "FIX this bug!!!\n");
+  const auto fails = [&](auto allocate, const char* text) {
+    EXPECT_EXIT(
+        {
+          dup2(2, 1);
+          allocate();
+        },
+        testing::ExitedWithCode(7), text);
+  };
+  fails([&] { nx_object_malloc_new(handle, 1 << 30, 4, "m"); }, "out of memory mallocing 1073741824 for m!\n\n\\*");
+  fails([&] { nx_object_calloc_new(handle, 1 << 30, 4, "c"); }, "out of memory mallocing  0 for c!\n");
+  fails([&] { nx_object_realloc(handle, INT32_MAX, 2, "r", nullptr); }, "out of memory mallocing  -2 for r!\n");
+}
+
+TEST(ObjectMemoryDeathTest, AThousandAndOneClashesEndTheProcess) {
+  make_object();
+  object_memory::handle_overflow = 1;
+  EXPECT_EXIT(
+      {
+        dup2(2, 1);
+        object_memory::random_sequence_handle = 0;  // an unknown sequence, which gives 0 over and over
+        nxi_add_memory_table(1);
+        nxi_add_memory_table(2);
+      },
+      testing::ExitedWithCode(208), "1001 attempts to find unique handle failed\n");
+}
+
+// ---- Bounds ----
+
+TEST(ObjectMemory, DamagedPadsAreNamed) {
+  const int handle = make_object();
+  nxi_set_memory_padding(handle, 1);
+  std::vector<char*> blocks;
+  for (const char* name : {"low", "high", "both", "none"}) {
+    blocks.push_back(static_cast<char*>(nx_object_malloc_new(handle, 10, 4, name)));
+  }
+  blocks[0][-1] ^= 1;
+  blocks[1][40] ^= 1;
+  blocks[2][-4] ^= 1;
+  blocks[2][43] ^= 1;
+  EXPECT_EQ(nxi_boundscheck_pnt(handle, blocks[0]), 1);
+  EXPECT_EQ(nxi_boundscheck_pnt(handle, blocks[1]), 2);
+  EXPECT_EQ(nxi_boundscheck_pnt(handle, blocks[2]), 3);
+  EXPECT_EQ(nxi_boundscheck_pnt(handle, blocks[3]), 0);
+  EXPECT_EQ(printed([&] { EXPECT_EQ(nxi_boundscheck_pnt(handle, &blocks), -1); }),
+            "no such pointer found in the memory table!\n");
+  const std::string violations =
+      "low bounds violation of entry 0, value=0, name= low\n"
+      "high bounds violation of entry 1,value=12, name= high\n"
+      "high and low bounds violation of entry 2, values 20 16, name= both\n"
+      "Summary: 3 bounds violations found\n";
+  EXPECT_EQ(printed([&] { EXPECT_EQ(nxi_boundscheck_all(handle), 3); }), "Checking memory bounds\n" + violations);
+  EXPECT_EQ(printed([&] { nxi_boundscheck_all_s(handle); }), violations);
+  nxi_set_auto_bndcheck(handle, 3);
+  EXPECT_EQ(printed([&] { nxi_free(handle, nx_object_malloc_new(handle, 1, 1, "x")); }), violations + violations);
+  for (char* block : blocks) {
+    nxi_set_auto_bndcheck(handle, 0);
+    nxi_free(handle, block);
+  }
+  EXPECT_EQ(printed([&] { nxi_boundscheck_all(handle); }),
+            "Checking memory bounds\nSummary: memory bounds are undisturbed\n");
+}
+
+TEST(ObjectMemory, LevelsAreConfirmedThroughThePrintingFunction) {
+  const int handle = make_object();
+  EXPECT_EQ(printed([&] { nxi_set_memory_padding(handle, 1); }), "");
+  nx_set_print_status("standard", handle);
+  EXPECT_EQ(printed([&] {
+              for (const int mode : {1, 2, 3, 0, 9, -1}) {
+                nxi_set_memory_padding(handle, mode);
+              }
+            }),
+            "memory now to be padded, high and low\nmemory now to be padded, high \nmemory now to be padded, low\n"
+            "memory padding turned off\n");
+  EXPECT_EQ(table_of(handle).padding, -1);
+  EXPECT_EQ(printed([&] {
+              for (const int level : {0, 1, 2, 3, 4}) {
+                nxi_set_auto_bndcheck(handle, level);
+              }
+            }),
+            "BoundCheck Frequency set to Zero=  only check upon explicit demand\n"
+            "BoundCheck Frequency set to One= check upon memory allocation\n"
+            "BoundCheck Frequency set to Two= check upon memory deallocation\n"
+            "BoundCheck Frequency set to Three= check upon memory allocation or deallocation\n"
+            "no Bound Checking Level 3, hence unchanged.\n");
+  EXPECT_EQ(printed([&] {
+              for (const int level : {0, 1, 2, 3, 7}) {
+                nxi_set_memstrict(handle, level);
+              }
+            }),
+            "Memory Strictness set to Zero= garbage pointers treated as NULL\n"
+            "Memory Strictness set to One= warn then garbage pointers treated as NULL\n"
+            "Memory Strictness set to Two= garbage pointers prevent memory assignment\n"
+            "Memory Strictness set to Three= garbage pointers terminate program\n"
+            "no Memory Strictness Level 3, hence unchanged.\n");
+}
+
+// ---- Named values, attached and protected blocks ----
+
+TEST(ObjectMemory, NamedValuesAreKeptWithTheObject) {
+  const int handle = make_object();
+  EXPECT_EQ(nx_attach_float_to_object("eps", handle), 1);
+  EXPECT_EQ(nx_attach_integers_to_object("counts", 3, handle), 1);
+  EXPECT_EQ(nx_set_object_float("eps", handle, 80.5F), 1);
+  EXPECT_EQ(nx_object_float("eps", handle), 80.5F);
+  const int counts[] = {4, 5, 6};
+  EXPECT_EQ(nx_set_object_integers(counts, "counts", handle), 1);
+  EXPECT_EQ(nx_object_integers("counts", handle)[2], 6);
+  EXPECT_EQ(nx_object_integers_size("counts", handle), 3);
+  EXPECT_EQ(nx_set_object_integer(9, "counts", handle), 1);
+  EXPECT_EQ(nx_object_integer("counts", handle), 9);
+  EXPECT_EQ(nx_set_object_integer(9, "absent", handle), 0);
+  EXPECT_EQ(nx_set_object_float("absent", handle, 1.0F), 0);
+  EXPECT_EQ(nx_object_floats("absent", handle), nullptr);
+  EXPECT_EQ(nx_object_floats_size(nullptr, handle), 0);
+  nx_object_malloc_new(handle, 3, 1, "short");
+  EXPECT_EQ(nx_set_object_integer(9, "short", handle), 0);
+}
+
+TEST(ObjectMemory, PurgingSparesProtectedAndAttachedBlocks) {
+  const int handle = make_object();
+  void* owned = nx_object_malloc_new(handle, 8, 1, "owned");
+  void* kept = nx_object_malloc_new(handle, 8, 1, "kept");
+  nxi_protect_memory(handle, kept);
+  nxi_attach_pointer_to_object(handle, 8, 1, "made elsewhere", std::malloc(8));
+  EXPECT_EQ(nxi_mem_total(handle), 24);
+  EXPECT_EQ(printed([&] { nxi_purge_memory_table(handle); }), "memory table purged, 2 entries remain\n");
+  EXPECT_EQ(printed([&] { nxi_unprotect_memory(handle, kept); }),
+            "pointer to memory called kept marked as unprotected\n");
+  EXPECT_EQ(nxi_protect_memory(handle, owned), 0);
+  EXPECT_EQ(nxi_attach_associated_pointer(handle, owned), 0);
+  EXPECT_EQ(nx_number_of_errors_with_tag("found in the pointer table of handle "), 1);
+  EXPECT_EQ(nxi_get_attached_pointer(handle, "kept"), kept);
+  EXPECT_EQ(nx_number_of_warnings_with_tag("pointer \"kept\" is not of the correct type!\n"), 1);
+  EXPECT_EQ(nxi_attach_associated_pointer(handle, kept), 1);
+  EXPECT_EQ(nxi_get_attached_pointer(handle, "absent"), nullptr);
+  EXPECT_EQ(nx_number_of_warnings(), 2);
+  EXPECT_EQ(printed([&] { EXPECT_EQ(nxi_set_pnt_name(handle, owned, "x"), 0); }),
+            "no such pointer found in memory table! therefore can't reassign pointer name\n");
+  for (int i = 0; i < 250; ++i) {
+    nxi_attach_pointer_to_object(handle, 1, 1, "many", std::malloc(1));
+  }
+  EXPECT_EQ(table_of(handle).capacity, 300);
+}
+
+// ---- Reports and deletion ----
+
+TEST(ObjectMemory, ReportsAndTracesToTheLetter) {
+  const int handle = make_object();
+  void* first = nx_object_malloc_new(handle, 10, 4, "first");
+  nxi_set_pnt_name(handle, first, "1st");
+  EXPECT_EQ(printed([&] {
+              nxi_print_mem_alloc_to(handle, first);
+              nxi_filter_print_mem_alloc(handle, "s");
+              nxi_filter_print_mem_alloc(handle, "q");
+              nxi_mem_total(handle);
+              nxi_print_initial_pnt_status(handle, first);
+            }),
+            "total memory in 1st is 40, used = 40\narray 1st has memory 40\ntotal memory allocated is: 40 bytes\n"
+            "pointer entered the memory management as (nil)\n");
+  const auto address = reinterpret_cast<intptr_t>(first);
+  char text[400];
+  std::snprintf(text, sizeof text,
+                "\nORDERED LIST OF ARRAYS WITH MEMORY TABLE %d\n*******************************************\n"
+                "%d to %d belong to 1st, entry 0\n",
+                table_of(handle).handle, static_cast<int>(address), static_cast<int>(address + 40));
+  EXPECT_EQ(printed([&] { nxi_print_mem_alloc_ordered(handle); }), text);
+  nxi_monitor_delete();
+  std::snprintf(text, sizeof text,
+                "deleting memory table 1 belonging to object: %d of type UNKNOWN\nfreeing memory for 1st\n"
+                "freeing pnt %ld\n1 memory table entries deleted from table 2 of 2\nmemory table 2 deleted\n",
+                handle, static_cast<long>(address));
+  EXPECT_EQ(printed([&] { nxi_delete_memory_table(handle); }), text);
+  EXPECT_EQ(object_memory::MemTabNum, 1);
+}
+
+TEST(ObjectMemory, RegistryStartsAnewAfterAllTablesWereDeleted) {
+  nxi_register_object(61, "mine", 4, 10);
+  uint32_t first = 0;
+  nxi_make_object(61, &first);
+  EXPECT_EQ(printed(nxi_delete_all_memory_tables), "all memory tables removed\n");
+  EXPECT_EQ(nxi_total_object_memory_allocated(), 0U);
+  EXPECT_EQ(nxi_translate_handle(static_cast<int>(first)), 0xFFFFFFFFU);
+  uint32_t second = 0;
+  auto* objects = static_cast<int*>(nxi_make_object(61, &second));
+  ASSERT_NE(objects, nullptr);
+  objects[nxi_translate_handle(static_cast<int>(second))] = 1;
+  EXPECT_NE(first, second);
+  EXPECT_EQ(nxi_get_number_of_objects_of_type(61), 1U);
+}
+
+// ---- Saving, reading, copying ----
+
+class SavedTable : public testing::Test {
+ protected:
+  SavedTable() {
+    nxi_set_memory_padding(source_, 1);
+    nxi_attach_pointer_to_object(source_, 3, 2, "attached", std::calloc(3, 2));
+    std::strcpy(static_cast<char*>(nx_object_malloc_new(source_, 10, 4, "text")), "contents");
+    nx_object_realloc(source_, 5, 4, "text", nxi_get_pointer_by_name("text", source_));
+    nx_object_calloc_new(source_, 300, 1, "zeros");
+    saved_ = save(source_);
+  }
+
+  static std::string save(int handle) {
+    std::FILE* file = std::tmpfile();
+    EXPECT_EQ(nxi_write_memory_table(file, handle), 1);
+    std::string bytes(static_cast<std::size_t>(std::ftell(file)), '\0');
+    std::rewind(file);
+    EXPECT_EQ(std::fread(bytes.data(), 1, bytes.size(), file), bytes.size());
+    std::fclose(file);
+    return bytes;
+  }
+
+  static int read(const std::string& bytes, int handle) {
+    std::FILE* file = bytes.empty() ? std::tmpfile() : fmemopen(const_cast<char*>(bytes.data()), bytes.size(), "rb");
+    const int result = nxi_read_memory_table(file, handle);
+    std::fclose(file);
+    return result;
+  }
+
+  static int32_t word(const std::string& bytes, std::size_t index) {
+    uint32_t value = 0;
+    for (std::size_t i = 4; i-- > 0;) {
+      value = (value << 8) | static_cast<unsigned char>(bytes[4 * index + i]);
+    }
+    return static_cast<int32_t>(value);
+  }
+
+  const int source_ = make_object();
+  std::string saved_;
+};
+
+TEST_F(SavedTable, HasTheLayoutThatIsPromised) {
+  // 13 words, then per entry 2 words, name, pointer and 9 words, and the block.
+  ASSERT_EQ(saved_.size(), 13U * 4 + 3 * (2 * 4 + 40 + 8 + 9 * 4) + 6 + 40 + 300);
+  const int32_t expected[] = {0, 3, 100, 346, 0, 0, 0, 0, 1, table_of(source_).handle, source_};
+  for (std::size_t i = 0; i < std::size(expected); ++i) {
+    EXPECT_EQ(word(saved_, i), expected[i]) << "word " << i;
+  }
+  EXPECT_EQ(saved_.substr(60, 9), std::string("attached\0", 9));
+  const std::string text = saved_.substr(52 + 92 + 6, 92 + 40);
+  EXPECT_EQ(word(text, 1), 40);
+  EXPECT_EQ(word(text, 14), 20);  // used
+  EXPECT_EQ(text.substr(92, 8), "contents");
+}
+
+TEST_F(SavedTable, ReadsBackAndWritesTheSameBytes) {
+  const int target = make_object();
+  nx_object_malloc_new(target, 1000, 1, "gone afterwards");
+  ASSERT_EQ(read(saved_, target), 1);
+  EXPECT_EQ(table_of(target).handle, target);
+  EXPECT_EQ(table_of(target).owner, source_);
+  EXPECT_STREQ(static_cast<char*>(nxi_get_pointer_by_name("text", target)), "contents");
+  std::string again = save(target);
+  ASSERT_EQ(again.size(), saved_.size());
+  again.replace(36, 4, saved_.substr(36, 4));  // but for the table handle
+  EXPECT_EQ(again, saved_);
+  // Blocks without pads of their own pass the checks, shrink, grow and are freed; new ones are padded again.
+  EXPECT_EQ(nxi_boundscheck_all_s(target), 0);
+  void* text = nxi_get_pointer_by_name("text", target);
+  text = nx_object_realloc(target, 2, 4, "text", text);
+  text = nx_object_realloc(target, 100, 4, "text", text);
+  EXPECT_STREQ(static_cast<char*>(text), "contents");
+  static_cast<char*>(text)[400] ^= 1;
+  EXPECT_EQ(nxi_boundscheck_pnt(target, text), 2);
+  EXPECT_EQ(nxi_free(target, text), nullptr);
+}
+
+TEST_F(SavedTable, CopiesAreIndependent) {
+  const int target = make_object();
+  ASSERT_EQ(nxi_copy_memory_table(source_, target), 1);
+  EXPECT_EQ(table_of(target).handle, target);
+  auto* copy = static_cast<char*>(nxi_get_pointer_by_name("text", target));
+  EXPECT_STREQ(copy, "contents");
+  copy[0] = 'C';
+  EXPECT_STREQ(static_cast<char*>(nxi_get_pointer_by_name("text", source_)), "contents");
+  EXPECT_EQ(nxi_boundscheck_all_s(source_), 0);
+  EXPECT_EQ(nxi_boundscheck_all_s(target), 0);
+  nxi_delete_memory_table(source_);
+  EXPECT_STREQ(copy, "Contents");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(nxi_copy_memory_table(4711, target), 0);
+  testing::internal::GetCapturedStdout();
+}
+
+TEST_F(SavedTable, CutShortGivesZeroAndChangesNothing) {
+  const int target = make_object();
+  nx_object_malloc_new(target, 8, 1, "stays");
+  for (std::size_t size = 0; size < saved_.size(); ++size) {
+    ASSERT_EQ(read(saved_.substr(0, size), target), 0) << size;
+    ASSERT_NE(nxi_get_pointer_by_name("stays", target), nullptr) << size;
+  }
+  EXPECT_EQ(nxi_read_memory_table(nullptr, target), 0);
+  EXPECT_EQ(nxi_write_memory_table(nullptr, target), 0);
+  std::string other_revision = saved_;
+  other_revision[0] = 1;
+  EXPECT_EQ(read(other_revision, target), 1);
+  EXPECT_NE(nxi_get_pointer_by_name("stays", target), nullptr);
+}
+
+TEST_F(SavedTable, LiesAreRefusedOrHarmless) {
+  const auto with_word = [this](std::size_t offset, uint32_t value) {
+    std::string bytes = saved_;
+    for (std::size_t i = 0; i < 4; ++i) {
+      bytes[offset + i] = static_cast<char>(value >> (8 * i));
+    }
+    return bytes;
+  };
+  const int target = make_object();
+  const std::size_t entry = 52 + 92 + 6;  // the entry of "text"
+  for (const uint32_t lie : {0xFFFFFFFFU, 0x80000000U, 0x7FFFFFFFU, 0x10000000U}) {
+    for (const std::size_t field : {4U, 8U, 12U, 44U, 48U}) {
+      ASSERT_EQ(read(with_word(field, lie), target), field == 8 && lie == 0x10000000U ? 1 : 0) << field << " " << lie;
+    }
+    for (const std::size_t field : {4U, 56U, 60U, 72U, 76U, 80U}) {
+      ASSERT_EQ(read(with_word(entry + field, lie), target), 0) << field << " " << lie;
+    }
+  }
+  // An entry of another revision is left unread; what follows no longer makes sense.
+  read(with_word(entry, 1), target);
+  nxi_boundscheck_all_s(target);
+  std::mt19937 random(5);
+  for (int i = 0; i < 20000; ++i) {
+    std::string bytes = saved_;
+    for (auto changes = 1 + random() % 4; changes > 0; --changes) {
+      bytes[random() % (52 + 92 + 6 + 92)] = static_cast<char>(random());
+    }
+    if (read(bytes, target) == 1) {
+      nxi_boundscheck_all_s(target);
+      nx_object_malloc_new(target, 3, 7, "after");
+    }
+  }
+  testing::internal::CaptureStdout();
+  nxi_delete_memory_table(target);
+  testing::internal::GetCapturedStdout();
+}
+
+TEST_F(SavedTable, WriteFailureIsAFailure) {
+  std::FILE* full = std::fopen("/dev/full", "wb");
+  ASSERT_NE(full, nullptr);
+  std::setvbuf(full, nullptr, _IONBF, 0);
+  EXPECT_EQ(nxi_write_memory_table(full, source_), 0);
+  std::fclose(full);
+}
+
+}  // namespace

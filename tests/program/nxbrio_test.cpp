@@ -1,0 +1,502 @@
+// The command-line program from outside: exit status, standard output, standard error, files.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "tests/support/run.h"
+
+namespace {
+
+using nlohmann::json;
+using test_support::RunResult;
+using test_support::ScratchDirectory;
+
+const std::string kExamples = APBS_EXAMPLES;
+
+RunResult nxbrio(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), NXBRIO_PROGRAM);
+  return test_support::run(arguments);
+}
+
+// Runs with --json; the object is all of standard output, and standard error is empty.
+json nxbrio_json(std::vector<std::string> arguments) {
+  arguments.emplace_back("--json");
+  const RunResult result = nxbrio(arguments);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  json object = json::parse(result.out, nullptr, false);
+  EXPECT_TRUE(object.is_object()) << result.out;
+  return object;
+}
+
+// The failure is this one line and nothing else.
+void expect_failure(const RunResult& result, int status, const std::string& line) {
+  EXPECT_EQ(result.status, status);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "nxbrio: " + line + "\n");
+}
+
+// An atom as the test itself reads a PQR file of white-space fields: the last five are numbers.
+struct PqrAtom {
+  std::string name;
+  double x, y, z, q, r;
+};
+
+std::vector<PqrAtom> parse_pqr(const std::string& path) {
+  std::vector<PqrAtom> atoms;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream words(line);
+    const std::vector<std::string> f{std::istream_iterator<std::string>(words), {}};
+    if (!f.empty() && f[0] == "ATOM") {
+      const auto number = [&](std::size_t from_end) { return std::stod(f[f.size() - from_end]); };
+      atoms.push_back({f[2], number(5), number(4), number(3), number(2), number(1)});
+    }
+  }
+  return atoms;
+}
+
+double coulomb_sum(const std::vector<PqrAtom>& a, const std::vector<PqrAtom>& b) {
+  double sum = 0.0;
+  for (const PqrAtom& i : a) {
+    for (const PqrAtom& j : b) {
+      sum += i.q * j.q / std::hypot(i.x - j.x, i.y - j.y, i.z - j.z);
+    }
+  }
+  return sum;
+}
+
+struct Complex {
+  std::string target;
+  std::string ligand;
+};
+
+void PrintTo(const Complex& tested, std::ostream* out) { *out << tested.target << " with " << tested.ligand; }
+
+class RealComplex : public testing::TestWithParam<Complex> {
+ protected:
+  std::string target = kExamples + GetParam().target;
+  std::string ligand = kExamples + GetParam().ligand;
+};
+
+INSTANTIATE_TEST_SUITE_P(All, RealComplex,
+                         testing::Values(Complex{"/pbsam-barn_bars/barnase.pqr", "/pbsam-barn_bars/barstar.pqr"},
+                                         Complex{"/hca-bind/hca.pqr", "/hca-bind/acet.pqr"}),
+                         [](const auto& tested) {
+                           return tested.param.target.find("hca") == std::string::npos ? "Barnase" : "Anhydrase";
+                         });
+
+TEST_P(RealComplex, EnergiesAndMultipolesAgreeWithAnIndependentSum) {
+  const std::vector<PqrAtom> a = parse_pqr(target);
+  const std::vector<PqrAtom> b = parse_pqr(ligand);
+  const json report = nxbrio_json({"bind", target, ligand, "-e", "1", "--dielectric", "78.54"});
+
+  // 332.0637 kcal/mol angstrom between unit charges; the library's unit is that over 560.737 of its own.
+  const double sum = coulomb_sum(a, b);
+  ASSERT_EQ(report["energies"].size(), 2U);
+  for (const json& energy : report["energies"]) {
+    const double dielectric = energy["dielectric"];
+    const double expected = 560.73706 * sum / dielectric;
+    EXPECT_NEAR(energy["energy"], expected, 1e-4 * std::abs(expected));
+    EXPECT_NEAR(energy["kcal_per_mol"], 332.0637 * sum / dielectric, 1e-4 * std::abs(expected));
+    EXPECT_NEAR(energy["kJ_per_mol"], 4.184 * 332.0637 * sum / dielectric, 4e-4 * std::abs(expected));
+  }
+  EXPECT_EQ(report["energies"][1]["dielectric"], 78.54);
+
+  for (const auto& [side, atoms] : {std::pair{report["target"], a}, {report["ligand"], b}}) {
+    double net = 0.0;
+    std::array<double, 3> moment{};
+    for (const PqrAtom& atom : atoms) {
+      net += atom.q;
+    }
+    const std::vector<double> centre = side["charge_centre_A"];
+    for (const PqrAtom& atom : atoms) {
+      moment[0] += atom.q * (atom.x - centre[0]);
+      moment[1] += atom.q * (atom.y - centre[1]);
+      moment[2] += atom.q * (atom.z - centre[2]);
+    }
+    EXPECT_EQ(side["atoms"], atoms.size());
+    EXPECT_NEAR(side["net_charge_e"], net, 1e-4);
+    EXPECT_NEAR(side["monopole_e"], net, 1e-3);
+    EXPECT_NEAR(side["dipole_moment_D"], 4.80320 * std::hypot(moment[0], moment[1], moment[2]), 0.05);
+  }
+  EXPECT_EQ(report["memory_held"], (json{{"bytes", 0}, {"blocks", 0}}));
+  EXPECT_EQ(report["errors"], json::array());
+  EXPECT_EQ(report["warnings"], json::array());
+}
+
+TEST_P(RealComplex, WritesTheComplex) {
+  const ScratchDirectory scratch;
+  const RunResult result =
+      nxbrio({"bind", target, ligand, "--write", scratch.path("c.pdb"), "--write", scratch.path("c.PQR")});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(scratch.names(), (std::vector<std::string>{"c.PQR", "c.pdb"}));
+
+  std::vector<PqrAtom> expected = parse_pqr(target);
+  const std::vector<PqrAtom> ligand_atoms = parse_pqr(ligand);
+  expected.insert(expected.end(), ligand_atoms.begin(), ligand_atoms.end());
+  const std::vector<PqrAtom> pqr = parse_pqr(scratch.path("c.PQR"));
+  ASSERT_EQ(pqr.size(), expected.size());
+  std::vector<std::string> pdb;
+  std::istringstream lines(test_support::read_file(scratch.path("c.pdb")));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("ATOM") || line.starts_with("HETATM")) {
+      pdb.push_back(line);
+    }
+  }
+  ASSERT_EQ(pdb.size(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    SCOPED_TRACE(i);
+    const std::vector<double> want{expected[i].x, expected[i].y, expected[i].z, expected[i].q, expected[i].r};
+    const std::vector<double> have{pqr[i].x, pqr[i].y, pqr[i].z, pqr[i].q, pqr[i].r};
+    for (std::size_t k = 0; k < 5; ++k) {
+      EXPECT_NEAR(have[k], want[k], 1.01e-4);
+    }
+    EXPECT_EQ(pqr[i].name, expected[i].name);
+    for (std::size_t k = 0; k < 3; ++k) {
+      EXPECT_NEAR(std::stod(pdb[i].substr(30 + 8 * k, 8)), want[k], 5.01e-4);
+    }
+    EXPECT_NE(pdb[i].substr(12, 4).find(expected[i].name), std::string::npos);
+  }
+  // The ligand's atoms are told apart by their chain, in both files.
+  for (const std::string name : {"c.pdb", "c.PQR"}) {
+    const json both = nxbrio_json({"info", scratch.path(name)});
+    EXPECT_EQ(both["chains"].size(),
+              nxbrio_json({"info", target})["chains"].size() + nxbrio_json({"info", ligand})["chains"].size());
+  }
+}
+
+TEST(Nxbrio, TablesSayWhatTheJsonSays) {
+  const std::string target = kExamples + "/hca-bind/hca.pqr";
+  const std::string ligand = kExamples + "/hca-bind/acet.pqr";
+  const RunResult text = nxbrio({"bind", target, ligand});
+  const json report = nxbrio_json({"bind", target, ligand});
+  EXPECT_EQ(text.status, 0);
+  EXPECT_EQ(text.err, "");
+  // The rows of the energy table: a line of four numbers.
+  std::vector<std::vector<double>> rows;
+  std::istringstream lines(text.out);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    const std::vector<double> numbers{std::istream_iterator<double>(words), {}};
+    if (numbers.size() == 4) {
+      rows.push_back(numbers);
+    }
+  }
+  ASSERT_EQ(rows.size(), 3U);
+  ASSERT_EQ(report["energies"].size(), 3U);
+  for (std::size_t i = 0; i < 3; ++i) {
+    const json& energy = report["energies"][i];
+    EXPECT_EQ(rows[i][0], (std::array{1.0, 4.0, 80.0}[i]));
+    EXPECT_EQ(rows[i][0], energy["dielectric"]);
+    EXPECT_NEAR(rows[i][1], energy["energy"], 5.1e-5);
+    EXPECT_NEAR(rows[i][2], energy["kcal_per_mol"], 5.1e-5);
+    EXPECT_NEAR(rows[i][3], energy["kJ_per_mol"], 5.1e-5);
+  }
+  EXPECT_NE(text.out.find("1 library unit = 0.592191 kcal/mol = 2.477729 kJ/mol"), std::string::npos);
+  EXPECT_TRUE(
+      text.out.ends_with("\nNo warnings messages\n"
+                         "errors 0, warnings 0; memory still held: 0 bytes in 0 blocks\n"))
+      << text.out;
+}
+
+TEST(Nxbrio, CoincidentPairsAreCountedAndLeftOut) {
+  const ScratchDirectory scratch;
+  const std::string charged = "ATOM 1 A X 1 0 0 0 1 1\nATOM 2 B X 1 0 0 2 -1 1\n";
+  const std::string a = scratch.write("a.pqr", charged + "ATOM 3 C X 1 5 5 5 0 1\nATOM 4 D X 1 0 0 -0 0 1\n");
+  const std::string b = scratch.write("b.pqr", charged + "ATOM 3 C X 1 5 5 5 0 1\n");
+  const json report = nxbrio_json({"bind", a, b, "-e", "2"});
+  EXPECT_EQ(report["coincident_pairs"], 2);
+  EXPECT_NEAR(report["energies"][0]["energy"], -560.73706 / 2, 1e-3);
+}
+
+// ---- Formats ----
+
+// Two residues of a protein, in all the ways that a PQR file may be laid out.
+constexpr const char* kPlainPqr =
+    "REMARK a comment\n"
+    "ATOM 1 N ALA 52 -100.123 -200.456 3.000 -0.3000 1.8240\n"
+    "ATOM 2 CA ALA 52 -99.000 -200.000 4.500 0.5000 1.9080\n"
+    "HETATM 3 CA CA 53 -98.000 -199.000 5.500 2.0000 1.4000\n"
+    "TER\nEND\n";
+
+TEST(Pqr, AllLayoutsReadAlike) {
+  const std::vector<std::pair<std::string, std::string>> layouts{
+      {"chain",
+       "ATOM 1 N ALA A 52 -100.123 -200.456 3.000 -0.3000 1.8240\r\n"
+       "ATOM 2 CA ALA A 52A -99.000 -200.000 4.500 0.5000 1.9080\r\n"
+       "HETATM 3 CA CA B 53 -98.000 -199.000 5.500 2.0000 1.4000"},
+      {"touching",
+       "ATOM100001 N ALA A52 -100.123 -200.456 3.000 -0.3000 1.8240\n"
+       "ATOM100002 CA ALA A52A -99.000 -200.000 4.500 0.5000 1.9080\n"
+       "HETATM100003 CA CA B-3 -98.000 -199.000 5.500 2.0000 1.4000 CA\n"},
+      {"columns",
+       "ATOM      1  N   ALA A  52    -100.123-200.456   3.000 -0.3000 1.8240\n"
+       "ATOM      2  CA  ALA A  52A    -99.000-200.000   4.500  0.5000 1.9080\n"
+       "HETATM    3 CA    CA B  53     -98.000-199.000   5.500  2.0000 1.4000\n"},
+      {"element",
+       "atom 1 N ALA A 52 -1.00123e2 -200.456 +3.0 -.3 1.824 N\n"
+       "ATOM 2 CA ALA A 52A -99 -200 4.5 0.5 1.908 C\n"
+       "HETATM 3 Q CA B 53 -98 -199 5.5 2 1.4 Ca\n"}};
+  const ScratchDirectory scratch;
+  const json plain = nxbrio_json({"info", scratch.write("plain.pqr", kPlainPqr)});
+  EXPECT_EQ(plain["residues"], 2);
+  EXPECT_EQ(plain["chains"], json::array({" "}));
+  EXPECT_EQ(plain["composition"], (json{{"C", 1}, {"N", 1}, {"Ca", 1}}));
+  EXPECT_EQ(plain["low_A"], (json{-100.123, -200.456, 3.0}));
+  EXPECT_EQ(plain["high_A"], (json{-98.0, -199.0, 5.5}));
+  EXPECT_NEAR(plain["net_charge_e"], 2.2, 1e-6);
+  EXPECT_EQ(plain["radii_A"], (json{1.4, 1.908}));
+  for (const auto& [name, text] : layouts) {
+    SCOPED_TRACE(name);
+    json info = nxbrio_json({"info", scratch.write(name + ".pqr", text)});
+    EXPECT_EQ(info["residues"], 3);
+    EXPECT_EQ(info["chains"], json::array({"A", "B"}));
+    for (const char* key : {"atoms", "composition", "low_A", "high_A", "net_charge_e", "radii_A", "charges_from"}) {
+      EXPECT_EQ(info[key], plain[key]) << key;
+    }
+  }
+}
+
+TEST(Pqr, ReadsTheFirstModelAndFillsRadiiOnlyWhereNoneIsGiven) {
+  const ScratchDirectory scratch;
+  const std::string atom = "ATOM 1 CA ALA 1 0 0 0 0.5 0\n";
+  const json info = nxbrio_json({"info", scratch.write("m.pqr", "MODEL 1\n" + atom + "ENDMDL\nMODEL 2\n" + atom)});
+  EXPECT_EQ(info["atoms"], 1);
+  EXPECT_EQ(info["notes"].size(), 1U);
+  EXPECT_EQ(info["radii_A"], (json{1.7, 1.7}));
+  const json some = nxbrio_json({"info", scratch.write("s.pqr", atom + "ATOM 2 HG SER 1 1 1 1 0.1 1.5\n")});
+  EXPECT_EQ(some["radii_A"], (json{0.0, 1.5}));
+}
+
+constexpr const char* kPdb =
+    "HEADER    TEST\n"
+    "MODEL        1\n"
+    "ATOM      1  NZ  LYS A   1       1.000   2.000   3.000  1.00 10.00           N\n"
+    "ATOM      2  OD1 ASP A  -2       2.000   2.000   3.000  1.00 10.00           O\n"
+    "ATOM      3  CB ASER A   3       3.000   2.000   3.000  0.40 10.00           C\n"
+    "ATOM      4  CB BSER A   3       3.500   2.000   3.000  0.60 10.00           C\n"
+    "ATOM      5  SG  CYS B   7       4.000   2.000   3.000  1.00 10.00           S\n"
+    "HETATM    6  O   HOH A 101       9.000   2.000   3.000  1.00 10.00           O\n"
+    "CONECT    1    5    5\n"
+    "ENDMDL\n"
+    "MODEL        2\n"
+    "ATOM      1  NZ  LYS A   1      11.000   2.000   3.000  1.00 10.00           N\n"
+    "ENDMDL\nEND\n";
+
+constexpr const char* kMmcif =
+    "data_TEST\nloop_\n_atom_site.group_PDB\n_atom_site.id\n_atom_site.type_symbol\n_atom_site.label_atom_id\n"
+    "_atom_site.label_alt_id\n_atom_site.label_comp_id\n_atom_site.label_asym_id\n_atom_site.label_seq_id\n"
+    "_atom_site.Cartn_x\n_atom_site.Cartn_y\n_atom_site.Cartn_z\n_atom_site.occupancy\n_atom_site.B_iso_or_equiv\n"
+    "_atom_site.auth_seq_id\n_atom_site.auth_asym_id\n_atom_site.pdbx_PDB_model_num\n"
+    "ATOM 1 N NZ . LYS A 1 1.0 2.0 3.0 1.0 10 1 A 1\n"
+    "ATOM 2 O OD1 . ASP A 2 2.0 2.0 3.0 1.0 10 -2 A 1\n"
+    "ATOM 3 C CB A SER A 3 3.0 2.0 3.0 0.4 10 3 A 1\n"
+    "ATOM 4 C CB B SER A 3 3.5 2.0 3.0 0.6 10 3 A 1\n"
+    "ATOM 5 S SG . CYS B 1 4.0 2.0 3.0 1.0 10 7 BB 1\n"
+    "HETATM 6 O O . HOH C . 9.0 2.0 3.0 1.0 10 101 A 1\n"
+    "ATOM 1 N NZ . LYS A 1 11.0 2.0 3.0 1.0 10 1 A 2\n";
+
+TEST(Formats, PdbAndMmcifPlainGzippedAndUnnamed) {
+  const ScratchDirectory scratch;
+  std::vector<std::string> files{scratch.write("a.pdb", kPdb), scratch.write("b.cif", kMmcif),
+                                 scratch.write("pdb_without_ending", kPdb),
+                                 scratch.write("cif.of_unknown_ending", kMmcif)};
+  for (const char* name : {"c.ent", "d.mmcif"}) {
+    const std::string plain = scratch.write(name, name[0] == 'c' ? kPdb : kMmcif);
+    ASSERT_EQ(test_support::run({"/bin/gzip", plain}).status, 0);
+    files.push_back(plain + ".gz");
+  }
+  for (const std::string& file : files) {
+    SCOPED_TRACE(file);
+    const json info = nxbrio_json({"info", file});
+    EXPECT_EQ(info["atoms"], 5);
+    EXPECT_EQ(info["residues"], 5);
+    EXPECT_EQ(info["chains"].size(), 2U);
+    EXPECT_EQ(info["low_A"], (json{1.0, 2.0, 3.0}));
+    EXPECT_EQ(info["high_A"], (json{9.0, 2.0, 3.0}));
+    EXPECT_EQ(info["composition"], (json{{"C", 1}, {"N", 1}, {"O", 2}, {"S", 1}}));
+    // +1 on the lysine nitrogen, -0.5 on the one carboxylate oxygen there is.
+    EXPECT_EQ(info["net_charge_e"], 0.5);
+    EXPECT_EQ(info["charges_from"], "formal, by nx_charge_protein");
+    EXPECT_EQ(info["radii_A"], (json{1.52, 1.8}));
+    EXPECT_EQ(info["bonds"], info["format"] == "PDB" ? 1 : 0);
+  }
+  // Of the two locations the likelier one is kept.
+  ASSERT_EQ(nxbrio({"bind", files[0], files[1], "--write", scratch.path("c.xyz")}).status, 0);
+  std::istringstream words(test_support::read_file(scratch.path("c.xyz")));
+  std::vector<double> carbons;
+  for (std::string word; words >> word;) {
+    double x = 0.0;
+    if (word == "C" && words >> x) {
+      carbons.push_back(x);
+    }
+  }
+  EXPECT_EQ(carbons, (std::vector<double>{3.5, 3.5}));
+}
+
+// ---- Failures ----
+
+TEST(Failures, OneLineThatNamesFileAndLine) {
+  const std::string good = "ATOM 1 N ALA 1 0.0 0.0 0.0 0.5 1.5\n";
+  std::string pdb = kPdb;
+  pdb.replace(pdb.find("   3.500"), 8, " 3.5 1.0");
+  std::string short_pdb = kPdb;
+  short_pdb.erase(short_pdb.find("   4.000"), std::string("   4.000   2.000   3.000  1.00 10.00           S").size());
+  std::string cif = kMmcif;
+  cif.replace(cif.find("11.0"), 4, "1l.0");
+  std::string odd_cif = kMmcif;
+  odd_cif.erase(odd_cif.find(" BB 1"), 5);
+  const std::vector<std::tuple<std::string, std::string, std::string>> cases{
+      {"x.pqr", good + "ATOM 2 N ALA 1 0.0 abc 0.0 0.5 1.5\n", ":2: y coordinate 'abc' is not a number"},
+      {"nan.pqr", good + good + "ATOM 2 N ALA 1 0.0 0.0 nan 0.5 1.5\n", ":3: z coordinate 'nan' is not finite"},
+      {"inf.pqr", "ATOM 2 N ALA 1 0.0 0.0 0.0 -inf 1.5\n", ":1: charge '-inf' is not finite"},
+      {"huge.pqr", "\n\nATOM 2 N ALA 1 1e39 0.0 0.0 0 1.5\n", ":3: x coordinate '1e39' is out of range"},
+      {"neg.pqr", "ATOM 2 N ALA 1 0.0 0.0 0.0 0 -1.5\r\n", ":1: radius '-1.5' is negative"},
+      {"few.pqr", "ATOM 2 N ALA 1 0.0 0.0 0.0\n", ":1: 8 fields where an atom has 10 or, with a chain, 11"},
+      {"res.pqr", "ATOM 2 N ALA A 1x2 0 0 0 0 1\n", ":1: residue number '1x2' is not an integer"},
+      {"far.pqr", "ATOM 2 N ALA A 99999999999 0 0 0 0 1\n", ":1: residue number '99999999999' is not an integer"},
+      {"empty.pqr", "", ": no atoms"},
+      {"remarks.pqr", "REMARK nothing\nEND\n", ": no atoms"},
+      {"header.pdb", "HEADER    NOTHING\nEND\n", ": no atoms"},
+      {"empty.cif", "data_x\n_a.b c\n", ": no atoms"},
+      {"nul.pqr", good + std::string("ATOM\0", 5) + "\n", ": binary data, not a structure file"},
+      {"letter", "Dear Sir,\n", ": not a PQR, PDB or mmCIF file"},
+      {"wrong.pdb", pdb, ":6: x coordinate '3.5 1.0' is not a number"},
+      {"short.pdb", short_pdb, ":7: the record ends before its coordinates do"},
+      {"wrong.cif", cif, ":25: x coordinate '1l.0' is not a number"},
+      {"odd.cif", odd_cif, ":2: Wrong number of values in the loop"},
+  };
+  const ScratchDirectory scratch;
+  for (const auto& [name, text, message] : cases) {
+    SCOPED_TRACE(name);
+    const std::string file = scratch.write(name, text);
+    expect_failure(nxbrio({"info", file}), 1, file + message);
+    expect_failure(nxbrio({"bind", kExamples + "/hca-bind/acet.pqr", file, "--json"}), 1, file + message);
+  }
+  expect_failure(nxbrio({"info", scratch.path("none.pqr")}), 1, scratch.path("none.pqr: No such file or directory"));
+  expect_failure(nxbrio({"info", scratch.path("")}), 1, scratch.path(": is a directory"));
+
+  const std::string plain = scratch.write("cut.pqr", test_support::read_file(kExamples + "/hca-bind/hca.pqr"));
+  ASSERT_EQ(test_support::run({"/bin/gzip", plain}).status, 0);
+  const std::string packed = test_support::read_file(plain + ".gz");
+  const std::string cut = scratch.write("cut.pqr.gz", packed.substr(0, packed.size() / 2));
+  expect_failure(nxbrio({"info", cut}), 1, cut + ": gzipped file is cut short");
+}
+
+TEST(Failures, LeaveNoFileAndAnOlderOneUntouched) {
+  const ScratchDirectory scratch;
+  const std::string good = kExamples + "/hca-bind/acet.pqr";
+  const std::string bad = scratch.write("bad.pqr", "ATOM 1 N ALA 1 0 0 x 0 1\n");
+  const std::string old = scratch.write("old.pdb", "precious\n");
+  const std::vector<std::string> before = scratch.names();
+  EXPECT_EQ(nxbrio({"bind", good, bad, "--write", old, "--write", scratch.path("new.pdb")}).status, 1);
+  expect_failure(nxbrio({"bind", good, good, "--write", scratch.path("no/c.pdb")}), 1,
+                 scratch.path("no/c.pdb: No such file or directory"));
+  EXPECT_EQ(nxbrio({"bind", good, good, "--write", scratch.path("c.pdb"), "--write", "c.doc"}).status, 2);
+  EXPECT_EQ(nxbrio({"bind", good, good, "--write", scratch.path("c.pdb"), "-e", "-1"}).status, 2);
+  EXPECT_EQ(scratch.names(), before);
+  EXPECT_EQ(test_support::read_file(old), "precious\n");
+
+  // What the format cannot hold is told by the library, and told once.
+  const std::string far = scratch.write("far.pqr", "ATOM 1 N ALA 1 1e30 0 0 1 1\n");
+  const RunResult refused = nxbrio({"bind", far, good, "--write", scratch.path("far.pdb")});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.out, "");
+  EXPECT_TRUE(refused.err.starts_with("nxbrio: " + scratch.path("far.pdb") + ": ")) << refused.err;
+  EXPECT_NE(refused.err.find("atom 1"), std::string::npos) << refused.err;
+  EXPECT_EQ(std::count(refused.err.begin(), refused.err.end(), '\n'), 1) << refused.err;
+  EXPECT_EQ(scratch.names(), (std::vector<std::string>{"bad.pqr", "far.pqr", "old.pdb"}));
+
+  const std::string copy = scratch.write("copy.pqr", test_support::read_file(good));
+  expect_failure(nxbrio({"bind", copy, good, "--write", copy}), 2, "--write: " + copy + " is read as well");
+  EXPECT_EQ(test_support::read_file(copy), test_support::read_file(good));
+}
+
+TEST(Usage, WrongCallsAreToldInOneLineAndEndWithStatus2) {
+  const std::vector<std::vector<std::string>> calls{
+      {},
+      {"bind"},
+      {"bind", "a.pqr"},
+      {"bind", "a.pqr", "b.pqr", "c.pqr"},
+      {"bind", "a.pqr", "b.pqr", "--dielectric"},
+      {"bind", "a.pqr", "b.pqr", "--bogus"},
+      {"info"},
+      {"dissolve", "a.pqr"},
+  };
+  for (const auto& call : calls) {
+    const RunResult result = nxbrio(call);
+    EXPECT_EQ(result.status, 2) << testing::PrintToString(call);
+    EXPECT_EQ(result.out, "");
+    EXPECT_TRUE(result.err.starts_with("nxbrio: ")) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  }
+  for (const char* dielectric : {"0", "-4", "nan", "inf", "1e-60", "1e60", "four", ""}) {
+    expect_failure(nxbrio({"bind", "a.pqr", "b.pqr", "--dielectric", dielectric}), 2,
+                   std::string("--dielectric: '") + dielectric + "' is not a finite number above 0");
+  }
+  expect_failure(nxbrio({"bind", "a.pqr", "b.pqr", "--write", "c.doc"}), 2,
+                 "--write: c.doc ends in none of .pdb, .pqr, .mol2, .sdf, .xyz");
+}
+
+TEST(Usage, HelpAndVersion) {
+  for (const std::vector<std::string>& call :
+       std::vector<std::vector<std::string>>{{"--help"}, {"bind", "--help"}, {"info", "--help"}, {"--version"}}) {
+    const RunResult result = nxbrio(call);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_NE(result.out.find(call.size() == 2 ? "Usage: nxbrio " + call[0] : "nxbrio"), std::string::npos);
+  }
+}
+
+// Damaged files end in a report or in one line of complaint, never in anything else.
+TEST(Hostile, DamagedFiles) {
+  const ScratchDirectory scratch;
+  std::string pqr = test_support::read_file(kExamples + "/hca-bind/acet.pqr");
+  const std::vector<std::pair<std::string, std::string>> seeds{{"f.pqr", pqr}, {"f.pdb", kPdb}, {"f.cif", kMmcif}};
+  const std::vector<std::string> morsels{
+      "nan",      "1e999", "-99999999999", ";", "'", "\n",        "loop_",
+      "ENDMDL\n", "ATOM",  "\xff",         "#", " ", "CONECT1\n", std::string(100000, 'A')};
+  std::mt19937 random(20240229);
+  for (int round = 0; round < 90; ++round) {
+    SCOPED_TRACE(round);
+    auto [name, text] = seeds[static_cast<std::size_t>(round) % seeds.size()];
+    for (int i = 0; i < 4; ++i) {
+      const std::size_t at = random() % text.size();
+      switch (random() % 3) {
+        case 0:
+          text[at] = static_cast<char>(random() % 256);
+          break;
+        case 1:
+          text.insert(at, morsels[random() % morsels.size()]);
+          break;
+        default:
+          text.erase(at, 1 + random() % 40);
+      }
+    }
+    const RunResult result = nxbrio({"info", scratch.write(name, text)});
+    if (result.status == 0) {
+      EXPECT_EQ(result.err, "");
+    } else {
+      EXPECT_EQ(result.status, 1);
+      EXPECT_TRUE(result.err.starts_with("nxbrio: " + scratch.path(name) + ":")) << result.err;
+      EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+      EXPECT_LT(result.err.size(), 500U);
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,168 @@
+#include <gtest/gtest.h>
+#include <nxbriochem/toolkit/nxformat.h>
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string Printed(float value, int width, int decimals) {
+  char text[128];
+  std::snprintf(text, sizeof text, "%*.*f", width, decimals, static_cast<double>(value));
+  return text;
+}
+
+std::string Formatted(float value, int decimals) {
+  char room[NxChem::kNxFixedRoom];
+  return {room, NxChem::NxFormatFixed(room, value, decimals)};
+}
+
+// A number put into columns between marks, which must stay; empty when it is refused.
+template <class Put>
+std::string Field(std::size_t width, Put put) {
+  std::string text(width + 2, '#');
+  const bool done = put(text.data() + 1);
+  EXPECT_TRUE(text.front() == '#' && text.back() == '#');
+  EXPECT_TRUE(done || text == std::string(width + 2, '#')) << "a refused number left marks";
+  return done ? text.substr(1, width) : "";
+}
+
+// Any bits, coordinates, values about rounding ties, and the ends of the ranges that fit the columns.
+std::vector<float> Samples(int n) {
+  std::mt19937 random(20240611);
+  std::vector<float> samples = {0.0F,
+                                -0.0F,
+                                -0.0004F,
+                                0.0005F,
+                                999.4995F,
+                                999.9995F,
+                                9999.9995F,
+                                -999.9995F,
+                                99.995F,
+                                -99.995F,
+                                1e-40F,
+                                -1e-40F,
+                                3.4e38F,
+                                -3.4e38F,
+                                2.2517998e12F,
+                                2.2517999e12F,
+                                std::numeric_limits<float>::infinity(),
+                                -std::numeric_limits<float>::infinity(),
+                                std::numeric_limits<float>::quiet_NaN()};
+  std::uniform_real_distribution<float> coordinate(-1200.0F, 12000.0F);
+  std::uniform_int_distribution<int> sixteenths(-2000000, 2000000);
+  std::uniform_real_distribution<float> exponent(-6.0F, 12.0F);
+  for (int i = 0; i < n; ++i) {
+    samples.push_back(std::bit_cast<float>(static_cast<std::uint32_t>(random())));
+    samples.push_back(coordinate(random) / (i % 2 == 0 ? 1.0F : 100.0F));
+    samples.push_back(static_cast<float>(sixteenths(random)) / (i % 2 == 0 ? 16.0F : 1024.0F));
+    samples.push_back(std::pow(10.0F, exponent(random)) * (i % 2 == 0 ? 1.0F : -1.0F));
+  }
+  return samples;
+}
+
+TEST(NxFormat, FixedPointHasTheBytesOfPrintf) {
+  for (const float value : Samples(60000)) {
+    for (const int decimals : {0, 2, 3, 4, 6, 9}) {
+      ASSERT_EQ(Formatted(value, decimals), Printed(value, 0, decimals)) << std::hexfloat << value;
+    }
+  }
+}
+
+template <int kWidth, int kDecimals>
+void ExpectColumns(float value) {
+  std::string expected;
+  for (int decimals = kDecimals; decimals >= 0 && expected.empty() && std::isfinite(value); --decimals) {
+    const std::string text = Printed(value, kWidth, decimals);
+    expected = text.size() == kWidth ? text : "";
+  }
+  ASSERT_EQ(Field(kWidth, [&](char* at) { return NxChem::NxPutFixed<kWidth, kDecimals>(at, value); }), expected)
+      << std::hexfloat << value;
+}
+
+TEST(NxFormat, ColumnsHoldTheMostDecimalsThatFit) {
+  for (const float value : Samples(60000)) {
+    ASSERT_NO_FATAL_FAILURE((ExpectColumns<8, 3>(value)));
+    ASSERT_NO_FATAL_FAILURE((ExpectColumns<6, 2>(value)));
+    ASSERT_NO_FATAL_FAILURE((ExpectColumns<7, 3>(value)));
+  }
+}
+
+// Two sides of every boundary, as the definition of hybrid-36 gives them.
+TEST(NxFormat, Hybrid36GoesOnWhereDigitsEnd) {
+  const auto serial = [](int value) { return Field(5, [&](char* at) { return NxChem::NxPutHybrid36<5>(at, value); }); };
+  const auto residue = [](int value) {
+    return Field(4, [&](char* at) { return NxChem::NxPutHybrid36<4>(at, value); });
+  };
+  EXPECT_EQ(serial(1), "    1");
+  EXPECT_EQ(serial(99999), "99999");
+  EXPECT_EQ(serial(100000), "A0000");
+  EXPECT_EQ(serial(100035), "A000Z");
+  EXPECT_EQ(serial(100036), "A0010");
+  EXPECT_EQ(serial(43770015), "ZZZZZ");
+  EXPECT_EQ(serial(43770016), "a0000");
+  EXPECT_EQ(serial(87440031), "zzzzz");
+  EXPECT_EQ(serial(87440032), "");
+  EXPECT_EQ(residue(-999), "-999");
+  EXPECT_EQ(residue(-1000), "");
+  EXPECT_EQ(residue(9999), "9999");
+  EXPECT_EQ(residue(10000), "A000");
+  EXPECT_EQ(residue(1223055), "ZZZZ");
+  EXPECT_EQ(residue(1223056), "a000");
+  EXPECT_EQ(residue(2436111), "zzzz");
+  EXPECT_EQ(residue(2436112), "");
+  EXPECT_EQ(residue(std::numeric_limits<int>::max()), "");
+  EXPECT_EQ(residue(std::numeric_limits<int>::min()), "");
+}
+
+TEST(NxFormat, BufferAgreesWithAString) {
+  std::mt19937 random(7);
+  NxChem::NxTextBuffer buffer;
+  std::string model;
+  for (int i = 0; i < 5000; ++i) {
+    const std::string word(random() % 40, static_cast<char>('a' + i % 26));
+    switch (random() % 6) {
+      case 0:
+        buffer.AppendLeft(word, 20);
+        model += word + std::string(word.size() < 20 ? 20 - word.size() : 0, ' ');
+        break;
+      case 1: {
+        const std::size_t at = random() % (model.size() + 1);
+        buffer.Insert(at, word);
+        model.insert(at, word);
+        break;
+      }
+      case 2:
+        buffer.AppendInt(i - 2500, 6).Append('|');
+        model += Printed(static_cast<float>(i - 2500), 6, 0) + "|";
+        break;
+      case 3:
+        buffer.AppendFixed(static_cast<float>(i) * 1.37F, 9, 3);
+        model += Printed(static_cast<float>(i) * 1.37F, 9, 3);
+        break;
+      case 4:
+        if (model.size() > 3 && i % 50 == 0) {
+          buffer.Truncate(model.size() - 3);
+          model.resize(model.size() - 3);
+        }
+        break;
+      default:
+        buffer.Append(word);
+        model += word;
+    }
+    ASSERT_EQ(buffer.Size(), model.size());
+  }
+  EXPECT_EQ(buffer.View(), model);
+}
+
+TEST(NxFormat, HostileTextBecomesSafe) {
+  EXPECT_EQ(NxChem::NxOneLine(" \n two\r\nlines\t\x7F"), "two  lines");
+  EXPECT_EQ(NxChem::NxOneWord(" H 1\t", "X"), "H_1");
+  EXPECT_EQ(NxChem::NxOneWord(std::string("\0 \n", 3), "X"), "X");
+}
+
+}  // namespace
