@@ -132,7 +132,7 @@ void forget_messages() {
 
 // Makes room once per message, which suffices: a message is at most 200 bytes and the first buffer 1000.
 void make_room(Queue& queue, int32_t length) {
-  if (queue.capacity != 0 && queue.position + length <= queue.capacity) {
+  if (queue.text != nullptr && queue.position + length <= queue.capacity) {
     return;
   }
   const int32_t capacity = queue.capacity == 0 ? kFirstCapacity : queue.capacity * 2;

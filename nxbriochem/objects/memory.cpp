@@ -87,7 +87,7 @@ void complete_index() {
     return;
   }
   if (block_index.full() || indexed_end == 0) {
-    block_index.reset(static_cast<std::size_t>(top + 1));
+    block_index.reset(static_cast<std::size_t>(top) + 1);
     indexed_end = 0;
     known_block = nullptr;
   }

@@ -49,7 +49,6 @@ constexpr int kGridType = 4;
 constexpr int32_t kLastMolecule = -999999999;
 constexpr int32_t kAboveGrids = -1000000000;
 constexpr int32_t kHandlesIncrement = 1000;
-constexpr int32_t kFirstHashBits = 16;
 constexpr int32_t kTooManyHashBits = 30;
 constexpr uint32_t kHandleRange = 982569952;
 constexpr int kMostRedraws = 1000;
@@ -389,7 +388,7 @@ int nxi_delete_object(int handle) {
     make_index();
   }
   const int32_t slot = slot_of(handle);
-  if (HandleHashOcc[slot] <= 1) {
+  if (HandleHashOcc[slot] <= 1) {  // 0 for a handle that a freshly grown index misses
     HandleHashOcc[slot] = 0;
     HandleHash[slot] = 0;
   } else {
