@@ -66,10 +66,12 @@ NX_API int nx_is_molecule_bond_number_set(int mol);
 // The index of the first atom of this name (as the name getters give it, whole), or -1.
 NX_API int nx_get_index_for_atom(const char* name, int mol);
 
-// Ring and rotor flags. 0 with a warning for an index that no atom or bond has. A rotor is a single bond outside rings
-// of which both ends have another heavy neighbour.
+// 1 when the atom is in a ring; 0 with a warning for an index that no atom has.
 NX_API int nx_is_atom_in_ring(int atom, int mol);
+// 1 when the bond is in a ring; 0 with a warning for an index that no bond has.
 NX_API int nx_is_bond_in_ring(int bond, int mol);
+// 1 for a single bond outside rings of which both ends have another heavy neighbour; 0 with a warning for an index that
+// no bond has.
 NX_API int nx_is_bond_a_rotor(int bond, int mol);
 
 // ---- Coordinates: 3 floats x, y, z per atom, angstrom, of the active conformer ----
@@ -309,8 +311,11 @@ NX_API int nx_write_molecule(const char* filename, const char* format, int mol);
 
 // 3 floats per atom, of the active conformer, angstrom.
 NX_API float* nxi_molecule_coordinates(int mol);
+// 1 float per atom, angstrom.
 NX_API float* nxi_molecule_radii(int mol);
+// 1 float per atom, elementary charges.
 NX_API float* nxi_molecule_charges(int mol);
+// 1 int per atom.
 NX_API int* nxi_molecule_atom_type(int mol);
 // As nx_get_molecule_atom_names packs them.
 NX_API char* nxi_molecule_atom_names(int mol);

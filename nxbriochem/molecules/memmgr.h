@@ -14,29 +14,37 @@
 namespace NxBrioChem {
 
 // The object's handle, with one more reference on it: the same one for an object that has a handle already, else the
-// one released last, else the next. 0 with a warning when handles are used up. Only what is acquired as NxMCMolBase or
-// NxMol can be used as a multi-conformer molecule later.
+// one released last, else the next. 0 with a warning when handles are used up. A molecule acquired so cannot be used as
+// a multi-conformer one through its handle.
 NX_API int NxAcquireHandle(const NxChem::NxMolBase& mol);
+// The same.
 NX_API int NxAcquireHandle(NxChem::NxMolBase& mol);
+// The same, for a molecule to be used as multi-conformer, unless it has a handle already that is not.
 NX_API int NxAcquireHandle(NxChem::NxMCMolBase& mol);
+// The same, of the multi-conformer molecule that it is.
 NX_API int NxAcquireHandle(NxChem::NxMol& mol);
+// The same for a grid.
 NX_API int NxAcquireGridHandle(NxSystem::NxBrioGrid& grid);
 
-// Drop one reference; the last one frees the handle. False with a warning when the object or handle is not in the
-// table. A handle out of range is fatal.
+// Drops one reference; the last one frees the handle. False with a warning when the object has no handle.
 NX_API bool NxReleaseHandle(const NxChem::NxMolBase& mol);
+// Drops one reference by handle. False with a warning for a free handle; a handle out of range is fatal.
 NX_API bool NxReleaseHandle(int handle);
+// As for molecules.
 NX_API bool NxReleaseGridHandle(const NxSystem::NxBrioGrid& grid);
+// As for molecules.
 NX_API bool NxReleaseGridHandle(int handle);
 
-// Drop every reference at once. False, without a word, when the object has no handle.
+// Drops every reference at once. False, without a word, when the object has no handle.
 NX_API bool NxReleaseAllHandles(const NxChem::NxMolBase& mol);
+// As for molecules.
 NX_API bool NxReleaseAllGridHandles(const NxSystem::NxBrioGrid& grid);
 
-// The object behind a handle. Fatal for a handle that is out of range or free, and for a molecule that was not
-// acquired as multi-conformer where one is asked for.
+// The molecule behind a handle. Fatal for a handle that is out of range or free.
 NX_API NxChem::NxMolBase* NxDerefMolHandle(int handle);
+// The multi-conformer molecule behind a handle. Fatal for a handle that is out of range, free, or not acquired as such.
 NX_API NxChem::NxMCMolBase* NxDerefMCMolHandle(int handle);
+// The grid behind a handle. Fatal for a handle that is out of range or free.
 NX_API NxSystem::NxBrioGrid* NxDerefGridHandle(int handle);
 
 // Whether the handle was acquired as multi-conformer. Fatal out of range.

@@ -13,47 +13,59 @@ NX_BEGIN_DECLS
 
 // 1 when a message was queued since all or the new ones were last printed, else 0.
 NX_API int nx_new_errors(void);
+// As nx_new_errors.
 NX_API int nx_new_warnings(void);
 
 // Messages queued so far.
 NX_API int nx_number_of_errors(void);
+// Warnings queued so far.
 NX_API int nx_number_of_warnings(void);
 
 // Capacity of the queue's buffer in bytes: 0, 1000, 2000, 4000, ...
 NX_API int nx_error_queue_memory(void);
+// As nx_error_queue_memory.
 NX_API int nx_warning_queue_memory(void);
 
 // How many stored messages contain `tag`; 0 for a null tag.
 NX_API int nx_number_of_errors_with_tag(const char* tag);
+// As nx_number_of_errors_with_tag.
 NX_API int nx_number_of_warnings_with_tag(const char* tag);
 
 // The (k + 1)-th stored message that contains `tag`, k from 0. The queue owns it; it stays valid until the next message
 // is queued. With too few such messages the result is the free space behind the last message, an empty string. An empty
 // queue says so on standard output and gives null, as does a null tag without a word.
 NX_API const char* nx_error_with_tag(const char* tag, int k);
+// As nx_error_with_tag.
 NX_API const char* nx_warning_with_tag(const char* tag, int k);
 
 // Prints every message; afterwards none is new. An empty queue says so.
 NX_API void nx_print_all_errors(void);
+// As nx_print_all_errors.
 NX_API void nx_print_all_warnings(void);
+// All errors, then all warnings.
 NX_API void nx_print_all_errors_warnings(void);
+// All warnings, then all errors.
 NX_API void nx_print_all_warnings_errors(void);
 
-// Prints the messages queued since the last printing of all or new ones; afterwards none is new. With an empty queue,
-// errors print nothing and warnings say so.
+// Prints the errors queued since the last printing of all or new ones; afterwards none is new. An empty queue prints
+// nothing.
 NX_API void nx_print_new_errors(void);
+// As nx_print_new_errors, but an empty queue says so.
 NX_API void nx_print_new_warnings(void);
 
 // Prints message n - 1 (message 0 for n = 0) when 0 <= n < count, else nothing. That it is not message n is meant.
 NX_API void nx_print_error(int n);
+// As nx_print_error, in words of its own.
 NX_API void nx_print_warning(int n);
 
 // Prints the most recent message under the number of messages (not its own number).
 NX_API void nx_print_last_error(void);
+// As nx_print_last_error.
 NX_API void nx_print_last_warning(void);
 
-// Echo every message, error or warning, to standard output as it is queued: on, off.
+// From now on every message, error or warning, is echoed to standard output as it is queued.
 NX_API void nx_error_debug_on(void);
+// Stops the echo.
 NX_API void nx_error_debug_off(void);
 
 // Silences the extra echo of nxi_error_print and nxi_warning_print for the rest of the process.
@@ -75,13 +87,16 @@ NX_API uint32_t nx_time_dependent_seed(void);
 // Queues a finished text. Messages end in "\n" where their callers want one. An empty or null text queues a warning
 // instead; one over 200 characters queues a warning first and is stored cut, while the log and the echo get it whole.
 NX_API void nxi_err(const char* text);
+// As nxi_err, for the warning queue.
 NX_API void nxi_warn(const char* text);
 
-// Format by printf's rules and queue; the formatted text is cut at 255 characters. The printing variants print it as
-// well.
+// Formats by printf's rules and queues an error; the formatted text is cut at 255 characters.
 NX_API void nxi_error(const char* format, ...) NX_PRINTF(1, 2);
+// As nxi_error, for the warning queue.
 NX_API void nxi_warning(const char* format, ...) NX_PRINTF(1, 2);
+// As nxi_error, and prints the text to standard output unless nx_suppress_error_printing was called.
 NX_API void nxi_error_print(const char* format, ...) NX_PRINTF(1, 2);
+// As nxi_error_print, for the warning queue.
 NX_API void nxi_warning_print(const char* format, ...) NX_PRINTF(1, 2);
 
 NX_END_DECLS

@@ -13,6 +13,7 @@ NX_BEGIN_DECLS
 // that is already open gives the stream it is open on, whatever `mode` asks for. The registry closes the stream:
 // through nxi_fclose, nxi_close_file or nxi_fclose_all.
 NX_API FILE* nxi_fopen(const char* path, const char* mode);
+// The same.
 NX_API FILE* nxi_open_file(const char* path, const char* mode);
 
 // Closes a stream. 1, or 0 for a stream that is not open in the registry, which is then left as it is.
@@ -22,12 +23,14 @@ NX_API int nxi_close_file(const char* path);
 // Closes every open file and says how many. 1, or 0 when the registry was never used.
 NX_API int nxi_fclose_all(void);
 
-// Print the open files, or all files ever opened. 1.
+// Prints the open files. 1.
 NX_API int nxi_list_open_files(void);
+// Prints all files ever opened. 1.
 NX_API int nxi_list_files(void);
 
-// 1 when the registry holds the stream or path as open, else 0.
+// 1 when the registry holds the stream as open, else 0.
 NX_API int nxi_is_fopen(FILE* stream);
+// 1 when a file is open under this path, else 0.
 NX_API int nxi_is_file_open(const char* path);
 
 NX_END_DECLS

@@ -49,10 +49,12 @@ NX_API void clear_memory_system(void);
 // The two setters are crossed, and meant to be: "off" makes nx_realloc refuse blocks that are not on record (strict),
 // "on" makes it accept them with a warning (lenient, the default). Programs rely on each doing what it does.
 NX_API void nx_set_strict_memory_off(void);
+// Lenient.
 NX_API void nx_set_strict_memory_on(void);
 
 // Announces on standard output every allocation of exactly `size` bytes from now on (0: none).
 NX_API void nx_flag_memory_allocation_by_size(int size);
+// Ends the announcements.
 NX_API void nx_clear_memory_flag(void);
 
 // Reports that `size` bytes could not be had: queues and prints an error, prints the memory report, and ends the

@@ -57,8 +57,9 @@ NX_API const char* nxi_object_type_name(int handle);
 // The handle of the object's memory table, or -1. No shortcut: only the very handle is found.
 NX_API int nxi_get_memory_handle(int handle);
 
-// Live objects of a type, and room in its array; 0 for a type out of range.
+// Live objects of a type; 0 for a type out of range.
 NX_API uint32_t nxi_get_number_of_objects_of_type(int type);
+// Objects that the type's array has room for; 0 for a type out of range.
 NX_API uint32_t nxi_get_allocated_space_for_objects_of_type(int type);
 
 // Deletes an object: closes the gap in its type's array, renumbers the objects behind it, and deletes its memory

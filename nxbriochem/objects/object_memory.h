@@ -21,59 +21,82 @@
 NX_BEGIN_DECLS
 
 // A block of count * element_size bytes, owned by the object until it is freed or the object is deleted. `old` is null
-// or the block to replace. An old block that is large enough is kept as it is; else malloc and calloc give a fresh
-// block in its place (contents lost), realloc one with the contents kept. calloc zeroes the requested bytes in every
-// case. What becomes of an old block that the table does not know is up to nxi_set_memstrict.
+// or the block to replace. An old block that is large enough is kept as it is, contents and all; else a fresh block
+// takes its place, contents lost. What becomes of an old block that the table does not know is up to nxi_set_memstrict.
 NX_API void* nx_object_malloc(int handle, int count, int element_size, const char* name, void* old);
+// As nx_object_malloc, with the requested bytes zeroed in every case.
 NX_API void* nx_object_calloc(int handle, int count, int element_size, const char* name, void* old);
+// As nx_object_malloc, with the contents kept when the block grows.
 NX_API void* nx_object_realloc(int handle, int count, int element_size, const char* name, void* old);
-
-// The same without an old block.
+// nx_object_malloc without an old block.
 NX_API void* nx_object_malloc_new(int handle, int count, int element_size, const char* name);
+// nx_object_calloc without an old block.
 NX_API void* nx_object_calloc_new(int handle, int count, int element_size, const char* name);
 
-// Frees one block. 0; the pointer itself, which is then not freed, when the table does not know it.
+// Frees one block. Null; the pointer itself, which is then not freed, when the table does not know it.
 NX_API void* nx_free_object_memory(int handle, void* pointer);
 
-// Named scalars and arrays of 4-byte values kept with the object. The attachers make a block, 1 when one was made; the
-// setters write into the first block of the name, 0 when there is none (or it is too short); the single getters give 0
-// and the array getters null when there is none. Arrays are as long as their block: nx_object_floats_size values. Mind
-// the two setters' argument orders.
+// Named scalars and arrays of 4-byte values kept with the object; a name means the first block of that name. Mind the
+// argument orders of the float and the integer setters.
+
+// Makes a block for one float, uninitialised. 1 when it was made.
 NX_API int nx_attach_float_to_object(const char* name, int handle);
+// Makes a block for `count` floats.
 NX_API int nx_attach_floats_to_object(const char* name, int count, int handle);
+// Makes a block for one integer.
 NX_API int nx_attach_integer_to_object(const char* name, int handle);
+// Makes a block for `count` integers.
 NX_API int nx_attach_integers_to_object(const char* name, int count, int handle);
+// Sets the block's first float. 0 when there is no such block or it is too short.
 NX_API int nx_set_object_float(const char* name, int handle, float value);
+// Sets the block's first integer. 0 when there is no such block or it is too short.
 NX_API int nx_set_object_integer(int value, const char* name, int handle);
+// Sets the whole block, from nx_object_floats_size floats. 0 when there is no such block.
 NX_API int nx_set_object_floats(const char* name, int handle, const float* values);
+// Sets the whole block, from nx_object_integers_size integers. 0 when there is no such block.
 NX_API int nx_set_object_integers(const int* values, const char* name, int handle);
+// The block's first float; 0 when there is none.
 NX_API float nx_object_float(const char* name, int handle);
+// The block's first integer; 0 when there is none.
 NX_API int nx_object_integer(const char* name, int handle);
+// The block itself, which the object owns; null when there is none.
 NX_API float* nx_object_floats(const char* name, int handle);
+// The block itself, which the object owns; null when there is none.
 NX_API int* nx_object_integers(const char* name, int handle);
+// The floats in use in the block; 0 when there is none.
 NX_API int nx_object_floats_size(const char* name, int handle);
+// The integers in use in the block; 0 when there is none.
 NX_API int nx_object_integers_size(const char* name, int handle);
 
-// Print a serial-numbered line for every allocation and release made without a table: on, off (the default).
+// From now on every allocation and release made without a table prints a line with its serial number.
 NX_API void nx_set_object_memory_warning_on(void);
+// Back to the default: no such lines.
 NX_API void nx_set_object_memory_warning_off(void);
 
 // ---- For the library's modules and for programs that register object types of their own ----
 
-// Allocation under its inner names. nxi_mAlloc is malloc, nxi_cAlloc and nxi_calloc are calloc, nxi_reAlloc is realloc
-// as above; the byte forms count bytes.
+// nx_object_malloc under its inner name.
 NX_API void* nxi_mAlloc(int handle, int count, int element_size, const char* name, void* old);
+// nx_object_calloc under its inner name.
 NX_API void* nxi_cAlloc(int handle, int count, int element_size, const char* name, void* old);
+// nx_object_calloc under another inner name.
 NX_API void* nxi_calloc(int handle, int count, int element_size, const char* name, void* old);
+// nx_object_realloc under its inner name.
 NX_API void* nxi_reAlloc(int handle, int count, int element_size, const char* name, void* old);
+// nx_object_malloc of bytes.
 NX_API void* nxi_malloc(int handle, int bytes, const char* name, void* old);
+// nx_object_realloc of bytes; mind the order.
 NX_API void* nxi_realloc(int handle, void* old, int bytes, const char* name);
+// nx_object_malloc_new under its inner name.
 NX_API void* nxi_mAlloc_new(int handle, int count, int element_size, const char* name);
+// nx_object_calloc_new under its inner name.
 NX_API void* nxi_calloc_new(int handle, int count, int element_size, const char* name);
+// nx_object_malloc_new of bytes.
 NX_API void* nxi_malloc_new(int handle, int bytes, const char* name);
 // A zeroed block; with a null `old` it is allocated twice and the second returned, the first staying in the table until
 // the object dies. That is meant.
 NX_API void* nxi_cAlloc_new(int handle, int count, int element_size, const char* name, void* old);
+// nx_free_object_memory under its inner name.
 NX_API void* nxi_free(int handle, void* pointer);
 
 // Makes a table for an owner; its handle, pseudo-random from 1000000000 up.
@@ -87,14 +110,16 @@ NX_API void nxi_delete_all_memory_tables(void);
 // Frees every block that is neither protected nor attached and prints how many remain.
 NX_API void nxi_purge_memory_table(int handle);
 
-// Protect a block from purging; 1, or 0 when the table does not know it.
+// Protects a block from purging; 1, or 0 when the table does not know it.
 NX_API int nxi_protect_memory(int handle, void* pointer);
+// Ends the protection, and says so; 1, or 0 when the table does not know the block.
 NX_API int nxi_unprotect_memory(int handle, void* pointer);
 
 // Hands a block that was made elsewhere (by malloc) over to the table; 1, or 0 for a null pointer or bad sizes.
 NX_API int nxi_attach_pointer_to_object(int handle, int count, int element_size, const char* name, void* pointer);
-// Mark a block of the table as attached or not; 1, or 0 with a queued error when the table does not know it.
+// Marks a block of the table as attached; 1, or 0 with a queued error when the table does not know it.
 NX_API int nxi_attach_associated_pointer(int handle, void* pointer);
+// Marks it as not attached; the same results.
 NX_API int nxi_unattach_associated_pointer(int handle, void* pointer);
 // The first block of the name, with a queued warning when it is not attached; null with a queued warning when there is
 // none.
@@ -105,8 +130,9 @@ NX_API void* nxi_get_pointer_by_name(const char* name, int handle);
 // Renames a block; 1, or 0 after a printed line when the table does not know it.
 NX_API int nxi_set_pnt_name(int handle, void* pointer, const char* name);
 
-// Allocated and used bytes of a block; 0 after a printed line when the table does not know it.
+// Allocated bytes of a block; 0 after a printed line when the table does not know it.
 NX_API int nxi_mem_alloc_to(int handle, void* pointer);
+// Used bytes of a block; 0 after a printed line when the table does not know it.
 NX_API int nxi_mem_used_by(int handle, void* pointer);
 // Prints and returns the bytes allocated over the whole table.
 NX_API int nxi_mem_total(int handle);
@@ -128,31 +154,37 @@ NX_API int nxi_set_memprn(int handle, int flag);
 
 // 0 when the block's pads are intact, 1 low pad damaged, 2 high pad, 3 both; -1 after a printed line when unknown.
 NX_API int nxi_boundscheck_pnt(int handle, void* pointer);
-// Checks every block of the table, prints what is damaged and a summary, and returns how many are; _s prints nothing
-// when all are intact. 0 without a table.
+// Checks every block of the table, prints what is damaged and a summary, and returns how many are. 0 without a
+// table.
 NX_API int nxi_boundscheck_all(int handle);
+// The same, but prints nothing when all are intact.
 NX_API int nxi_boundscheck_all_s(int handle);
 
-// Write a table and its blocks to a binary stream, and fill a table from one, as 32-bit little-endian words. 1, or 0
-// for a null stream, a handle without a table, or a write that failed. Reading takes the place of what the table held:
-// its earlier blocks are freed. A stream that is cut short or contradicts itself (counts, sizes, pads, totals) gives 0
-// and leaves the table as it was; one of another revision gives 1 and leaves it as well. Blocks read have no pads of
-// their own, whatever their pad fields say, and pass every bounds check until they are reallocated. The registry's own
-// table is not to be read into: 0.
+// Writes a table and its blocks to a binary stream, as 32-bit little-endian words. 1, or 0 for a null stream, a handle
+// without a table, or a write that failed.
 NX_API int nxi_write_memory_table(FILE* stream, int handle);
+// Fills a table from a stream so written, in place of what it held: its earlier blocks are freed, and its table handle
+// is the number passed as `handle` from then on. 1. A stream that is cut short or contradicts itself (counts, sizes,
+// pads, totals) gives 0 and leaves the table as it was; one of another revision gives 1 and leaves it as well. Blocks
+// read have no pads of their own, whatever their pad fields say, and pass every bounds check until they are
+// reallocated. 0 for a null stream, a handle without a table, and the registry's own table.
 NX_API int nxi_read_memory_table(FILE* stream, int handle);
 // Makes `destination` a copy of `source`, blocks duplicated without pads; the blocks that it held are freed. From then
 // on its table handle is the number passed as `destination`. 1, or 0 when either has no table or the destination is
 // the registry's own.
 NX_API int nxi_copy_memory_table(int source, int destination);
 
-// Reports: a table's blocks in order; in order of address; those whose name contains `filter` (all for null); one
-// block; the old pointer with which a block was first asked for; every table's blocks and totals.
+// Prints a table's blocks in order.
 NX_API void nxi_print_mem_alloc(int handle);
+// Prints a table's blocks in order of address.
 NX_API void nxi_print_mem_alloc_ordered(int handle);
+// Prints a table's blocks whose names contain `filter`, all of them for null.
 NX_API void nxi_filter_print_mem_alloc(int handle, const char* filter);
+// Prints one block's name and bytes.
 NX_API void nxi_print_mem_alloc_to(int handle, void* pointer);
+// Prints the old pointer with which a block was first asked for.
 NX_API void nxi_print_initial_pnt_status(int handle, void* pointer);
+// Prints every table's blocks and totals.
 NX_API void nxi_print_all_allocated_memory(void);
 
 // From now on every deletion of a table is traced on standard output.

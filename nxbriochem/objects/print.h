@@ -13,9 +13,11 @@ NX_BEGIN_DECLS
 // of characters printed.
 NX_API int nx_printf(int handle, const char* format, ...) NX_PRINTF(2, 3);
 
-// The global print mode: print whatever the handle says, print nothing, or go by the handle (the default).
+// From now on nx_printf prints whatever the handle's status.
 NX_API void nx_print_everything(void);
+// From now on nx_printf prints nothing.
 NX_API void nx_print_nothing(void);
+// Back to the default: the handle's status decides.
 NX_API void nx_print_by_handle(void);
 
 NX_END_DECLS

@@ -365,10 +365,12 @@ class NX_API NxMol : public NxMCMolBase {
   ~NxMol() override;
 };
 
+// Whether a residue record was set for the atom.
 NX_API bool NxHasResidue(const NxAtomBase& atom);
 // The atom's residue record; an empty one when none is set. Valid until the atom's record is set again or the atom
 // dies.
 NX_API const NxResidue& NxAtomGetResidue(const NxAtomBase& atom);
+// Gives the atom a copy of the record.
 NX_API void NxAtomSetResidue(NxAtomBase& atom, const NxResidue& residue);
 
 }  // namespace NxChem

@@ -31,9 +31,11 @@ NX_API uint32_t nx_rand(int handle);
 // `low` is not added (meant), so callers add it.
 NX_API int nx_rand_range(int handle, int low, int high);
 
-// The next value as a float: value / (N - 1) in [0, 1] (0 when N is 1), (value + 1) / N in (0, 1], value / N in [0, 1).
+// The next value as a float in [0, 1]: value / (N - 1), 0 when N is 1.
 NX_API float nx_rand_float(int handle);
+// The next value as a float in (0, 1]: (value + 1) / N.
 NX_API float nx_rand_float_exclude_zero(int handle);
+// The next value as a float in [0, 1): value / N.
 NX_API float nx_rand_float_exclude_one(int handle);
 
 NX_END_DECLS

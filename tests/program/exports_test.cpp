@@ -61,6 +61,15 @@ TEST(Exports, EveryFunctionThatAHeaderMarksIsListed) {
   EXPECT_EQ(difference(declared, listed()), std::vector<std::string>{});
 }
 
+TEST(Exports, EveryExportedFunctionHasACommentOfItsOwn) {
+  const RunResult result =
+      run({"/bin/sh", "-c",
+           "awk 'FNR == 1 { last = \"\" } /^(extern )?NX_API / && last !~ /^ *\\/\\// "
+           "{ print FILENAME \": \" $0 } { last = $0 }' '" NXBRIO_SOURCE_DIR "'/nxbriochem/*/*.h"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "");
+}
+
 TEST(Exports, TheUmbrellaHeaderIsC11) {
   const std::string program = testing::TempDir() + "umbrella.c";
   std::ofstream(program) << "#include <nxbriochem/nxbriochem.h>\nint main(void) { return nx_new_errors(); }\n";
