@@ -36,15 +36,56 @@ bool there_is_room(std::size_t n, std::size_t size) {
   return room != nullptr;
 }
 
-// The first n items of a walk.
-template <class Item, class Walk>
-std::vector<Item*> first_items(Walk walk, unsigned n) {
-  std::vector<Item*> items;
-  items.reserve(n);
-  for (; walk && items.size() < n; ++walk) {
-    items.push_back(&*walk);
+// How a count of atoms or bonds is set: missing ones are made one by one, surplus ones deleted.
+struct Atoms {
+  using Item = NxAtomBase;
+  static unsigned count(const NxMolBase& mol) { return mol.NumAtoms(); }
+  static auto walk(const NxMolBase& mol) { return mol.GetAtoms(); }
+  static void reserve(NxMolBase& mol, unsigned more) { mol.Reserve(mol.GetMaxAtomIdx() + more, mol.GetMaxBondIdx()); }
+  static void make(NxMolBase& mol) { mol.NewAtom(0); }
+  static void remove(NxMolBase& mol, Item* atom) { mol.DeleteAtom(atom); }
+};
+
+struct Bonds {
+  using Item = NxBondBase;
+  static unsigned count(const NxMolBase& mol) { return mol.NumBonds(); }
+  static auto walk(const NxMolBase& mol) { return mol.GetBonds(); }
+  static void reserve(NxMolBase& mol, unsigned more) { mol.Reserve(mol.GetMaxAtomIdx(), mol.GetMaxBondIdx() + more); }
+  static void make(NxMolBase& mol) { mol.NewBond(nullptr, nullptr, 0); }
+  static void remove(NxMolBase& mol, Item* bond) { mol.DeleteBond(bond); }
+};
+
+template <class Items>
+int set_count(int n, int mol) {
+  NxMolBase& molecule = model(mol);
+  if (n < 0) {
+    return 0;
   }
-  return items;
+  const auto wanted = static_cast<unsigned>(n);
+  const unsigned have = Items::count(molecule);
+  if (wanted == have) {
+    return 1;
+  }
+  if (wanted > have) {
+    if (!there_is_room(wanted - have, sizeof(typename Items::Item))) {
+      return 0;
+    }
+    Items::reserve(molecule, wanted - have);
+    for (unsigned missing = wanted - have; missing > 0; --missing) {
+      Items::make(molecule);
+    }
+  } else {
+    // From the front, on purpose: the last ones remain.
+    std::vector<typename Items::Item*> surplus;
+    for (auto item = Items::walk(molecule); surplus.size() < have - wanted; ++item) {
+      surplus.push_back(&*item);
+    }
+    for (typename Items::Item* item : surplus) {
+      Items::remove(molecule, item);
+    }
+  }
+  molecule.Sweep();
+  return 1;
 }
 
 const NxAtomBase* atom_or_warn(int atom, int mol) {
@@ -124,64 +165,13 @@ int nx_get_molecule_file_name_length(int mol) {
 
 int nx_is_molecule_file_name_set(int mol) { return static_cast<int>(model(mol).HasData(file_name_tag())); }
 
-int nx_set_molecule_atom_number(int n, int mol) {
-  NxMolBase& molecule = model(mol);
-  if (n < 0) {
-    return 0;
-  }
-  const auto wanted = static_cast<unsigned>(n);
-  const unsigned have = molecule.NumAtoms();
-  if (wanted == have) {
-    return 1;
-  }
-  if (wanted > have) {
-    if (!there_is_room(wanted - have, sizeof(NxAtomBase))) {
-      return 0;
-    }
-    molecule.Reserve(molecule.GetMaxAtomIdx() + (wanted - have), molecule.GetMaxBondIdx());
-    for (unsigned missing = wanted - have; missing > 0; --missing) {
-      molecule.NewAtom(0);
-    }
-  } else {
-    // From the front, on purpose: the last atoms remain.
-    for (NxAtomBase* atom : first_items<NxAtomBase>(molecule.GetAtoms(), have - wanted)) {
-      molecule.DeleteAtom(atom);
-    }
-  }
-  molecule.Sweep();
-  return 1;
-}
+int nx_set_molecule_atom_number(int n, int mol) { return set_count<Atoms>(n, mol); }
 
 int nx_get_molecule_atom_number(int mol) { return static_cast<int>(model(mol).NumAtoms()); }
 
 int nx_is_molecule_atom_number_set(int mol) { return static_cast<int>(model(mol).NumAtoms() > 0); }
 
-int nx_set_molecule_bond_number(int n, int mol) {
-  NxMolBase& molecule = model(mol);
-  if (n < 0) {
-    return 0;
-  }
-  const auto wanted = static_cast<unsigned>(n);
-  const unsigned have = molecule.NumBonds();
-  if (wanted == have) {
-    return 1;
-  }
-  if (wanted > have) {
-    if (!there_is_room(wanted - have, sizeof(NxBondBase))) {
-      return 0;
-    }
-    molecule.Reserve(molecule.GetMaxAtomIdx(), molecule.GetMaxBondIdx() + (wanted - have));
-    for (unsigned missing = wanted - have; missing > 0; --missing) {
-      molecule.NewBond(nullptr, nullptr, 0);
-    }
-  } else {
-    for (NxBondBase* bond : first_items<NxBondBase>(molecule.GetBonds(), have - wanted)) {
-      molecule.DeleteBond(bond);
-    }
-  }
-  molecule.Sweep();
-  return 1;
-}
+int nx_set_molecule_bond_number(int n, int mol) { return set_count<Bonds>(n, mol); }
 
 int nx_get_molecule_bond_number(int mol) { return static_cast<int>(model(mol).NumBonds()); }
 

@@ -13,13 +13,13 @@
 
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/files.h>
+#include <nxbriochem/objects/handle_sequence.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/memory_owners.h>
 #include <nxbriochem/objects/obj_man_state.h>
 #include <nxbriochem/objects/obj_man_tables.h>
 #include <nxbriochem/objects/object_memory.h>
 #include <nxbriochem/objects/print.h>
-#include <nxbriochem/util/prand.h>
 #include <nxbriochem/util/slot_index.h>
 
 namespace obj_man {
@@ -50,7 +50,6 @@ constexpr int32_t kLastMolecule = -999999999;
 constexpr int32_t kAboveGrids = -1000000000;
 constexpr int32_t kHandlesIncrement = 1000;
 constexpr int32_t kTooManyHashBits = 30;
-constexpr uint32_t kHandleRange = 982569952;
 constexpr int kMostRedraws = 1000;
 constexpr int kHashLimitStatus = 107;
 constexpr int kNoUniqueHandleStatus = 108;
@@ -116,15 +115,18 @@ void rebuild_positions() {
   }
 }
 
+void forget_tracked_blocks();
+const objects::HandleSequence sequence{random_sequence_handle, random_sequence_handle_set, handle_overflow,
+                                       forget_tracked_blocks};
+
 // All tracked memory was freed by the program: the public index and the sequence's record with it. The objects stand,
-// in their memory tables; the next sequence starts over, so its values may be taken.
+// in their memory tables.
 void forget_tracked_blocks() {
   HandleHash = nullptr;
   HandleHashOcc = nullptr;
   HashBlank = 0;
   lone_positions.assign(1, kNoPosition);
-  random_sequence_handle_set = 0;
-  handle_overflow = 1;
+  sequence.forget_sequence();
 }
 
 void make_index() {
@@ -196,28 +198,10 @@ void make_room_for_object(Type& type) {
                                          : nx_object_realloc(OBJ_TABLE, allocated, size, type.name, type.objects);
 }
 
-uint32_t draw() {
-  if (random_sequence_handle_set == 0) {
-    random_sequence_handle = nx_make_rseq_with_prime_and_seed(kHandleRange, 0);
-    random_sequence_handle_set = nx_rand(random_sequence_handle);
-    memory::when_all_freed(forget_tracked_blocks);
-  }
-  return nx_rand(random_sequence_handle);
-}
-
 int32_t draw_handle() {
-  auto handle = static_cast<int32_t>(draw());
-  for (int redraws = 0; handle_overflow != 0 && find_record(handle) != nullptr;) {
-    if (++redraws == kMostRedraws) {
-      std::puts("1000 attempts to find unique handle failed");
-      std::exit(kNoUniqueHandleStatus);
-    }
-    handle = static_cast<int32_t>(draw());
-  }
-  if (static_cast<uint32_t>(handle) == random_sequence_handle_set) {
-    handle_overflow = 1;
-  }
-  return handle;
+  const auto taken = [](int32_t handle) { return find_record(handle) != nullptr; };
+  return static_cast<int32_t>(
+      sequence.draw_unique(taken, kMostRedraws, "1000 attempts to find unique handle failed", kNoUniqueHandleStatus));
 }
 
 // Enters the new handle, whose record comes next, under the index as it is, and then grows the index if need be.

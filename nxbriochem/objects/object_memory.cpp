@@ -9,12 +9,11 @@
 #include <cstdlib>
 
 #include <nxbriochem/objects/error.h>
+#include <nxbriochem/objects/handle_sequence.h>
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/objects/memory_owners.h>
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/objects/obj_man_tables.h>
 #include <nxbriochem/objects/object_memory_tables.h>
-#include <nxbriochem/util/prand.h>
 #include <nxbriochem/util/slot_index.h>
 
 namespace object_memory {
@@ -32,7 +31,6 @@ int32_t handle_overflow = 0;
 
 namespace {
 
-constexpr uint32_t kHandleRange = 982569952;
 constexpr int32_t kFirstTableHandle = 1000000000;
 constexpr int kMostClashes = 1001;
 
@@ -43,11 +41,10 @@ int32_t tables_room = 0;
 util::SlotIndex<int32_t> table_index;
 bool index_is_current = false;
 
-// The sequence's record was freed with all tracked memory. A new one starts over, so handles may come up again.
-void forget_sequence() {
-  random_sequence_handle_set = 0;
-  handle_overflow = 1;
-}
+void forget_sequence();
+const objects::HandleSequence sequence{random_sequence_handle, random_sequence_handle_set, handle_overflow,
+                                       forget_sequence};
+void forget_sequence() { sequence.forget_sequence(); }
 
 void make_room_for_table() {
   if (MemTabNum < MemTabAll) {
@@ -77,17 +74,9 @@ int32_t index_of(int32_t handle) {
 }
 
 int32_t draw_table_handle() {
-  uint32_t value = draw();
-  for (int clashes = 0; handle_overflow != 0 && index_of(static_cast<int32_t>(value) + kFirstTableHandle) >= 0;) {
-    if (++clashes == kMostClashes) {
-      std::puts("1001 attempts to find unique handle failed");
-      std::exit(kNoUniqueHandleStatus);
-    }
-    value = draw();
-  }
-  if (value == random_sequence_handle_set) {
-    handle_overflow = 1;
-  }
+  const auto taken = [](int32_t value) { return index_of(value + kFirstTableHandle) >= 0; };
+  const uint32_t value =
+      sequence.draw_unique(taken, kMostClashes, "1001 attempts to find unique handle failed", kNoUniqueHandleStatus);
   return static_cast<int32_t>(value) + kFirstTableHandle;
 }
 
@@ -139,14 +128,7 @@ void delete_table(int32_t index) {
 
 }  // namespace
 
-uint32_t draw() {
-  if (random_sequence_handle_set == 0) {
-    random_sequence_handle = nx_make_rseq_with_prime_and_seed(kHandleRange, 0);
-    random_sequence_handle_set = nx_rand(random_sequence_handle);
-    memory::when_all_freed(forget_sequence);
-  }
-  return nx_rand(random_sequence_handle);
-}
+uint32_t draw() { return sequence.draw(); }
 
 void tables_changed() { index_is_current = false; }
 
