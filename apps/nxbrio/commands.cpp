@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -113,7 +114,11 @@ BindReport bind_molecules(const BindOptions& options) {
   const Molecule target_molecule(target);
   const Molecule ligand_molecule(ligand);
   for (const float dielectric : dielectrics) {
-    report.energies.push_back({dielectric, binding_energy(target_molecule, ligand_molecule, dielectric)});
+    const float energy = binding_energy(target_molecule, ligand_molecule, dielectric);
+    if (!std::isfinite(energy)) {
+      throw Failure(formatted("the energy at dielectric %g is too large to be told", static_cast<double>(dielectric)));
+    }
+    report.energies.push_back({dielectric, energy});
   }
   report.coincident_pairs = coincident_pairs(target, ligand);
   report.target = summarise(target, target_molecule);

@@ -50,15 +50,23 @@ char element_code(int atomic_number) {
   return 'Z';
 }
 
+// An element of two letters that no code stands for is a dummy atom to the library. A PDB file then tells it by the
+// column that the name starts in, which the library leaves as it is in a name of four characters.
+std::string name_in_columns(const Atom& atom) {
+  const std::string symbol = atom.element > 0 ? element_symbol(atom.element) : "";
+  const bool told_by_column = symbol.size() == 2 && element_code(atom.element) == 'Z' && atom.name.size() < 4 &&
+                              starts_with_ignoring_case(atom.name, upper_case(symbol));
+  return told_by_column ? atom.name + std::string(4 - atom.name.size(), ' ') : atom.name;
+}
+
 void set_names(const Structure& structure, int mol) {
   const auto residue = [](const Atom& atom) { return atom.residue; };
-  const auto name = [](const Atom& atom) { return atom.name; };
   const auto chain = [](const Atom& atom) { return atom.chain; };
   const auto number = [](const Atom& atom) { return atom.residue_number; };
   const auto sequence = [](const Atom& atom) { return atom.sequence_number; };
   std::vector<char> chains = per_atom<char>(structure, chain);
   chains.push_back('\0');
-  require(nx_set_molecule_atom_names(packed(structure, name).c_str(), mol), "the atom names");
+  require(nx_set_molecule_atom_names(packed(structure, name_in_columns).c_str(), mol), "the atom names");
   require(nx_set_molecule_residue_names(packed(structure, residue).c_str(), mol), "the residue names");
   require(nx_set_molecule_chain_names(chains.data(), mol), "the chain names");
   require(nx_set_molecule_residue_number(per_atom<int>(structure, number).data(), mol), "the residue numbers");

@@ -30,7 +30,8 @@ NX_API int nx_assign_radii_by_element(int mol);
 // Sets every atom's element code from its name, as PDB and PQR files write names. Blanks and digits in front are passed
 // over, case does not matter.
 // - A name that is the residue's own name too is an ion: LI NA MG AL K MN FE BR CL I and so on; F is fluoride.
-// - CL and BR followed by no letter, FE and SE alone, are those elements; MG and MN always, LP is a lone pair (X).
+// - CL and BR followed by no letter, FE and SE alone, are those elements; MG and MN always; LP, a lone pair, is Z
+//   and so has 1.34 by element, while nx_assign_bondi_radii gives it 0.
 // - Else the first letter decides: B C N O F P S K I as they are, H and D hydrogen.
 // Names that fit none of this get Z. What a code can say is limited by nx_convert_one_letter_symbol_to_element_number:
 // calcium, zinc, silicon and others that no letter stands for become Z, a dummy atom. 1, or 0 for a molecule without

@@ -186,8 +186,8 @@ constexpr TwoLetterElement kTwoLetterElements[] = {
     {"FE", 'U', TwoLetters::alone},
     {"SE", 'E', TwoLetters::alone},
     {"BR", 'R', TwoLetters::before_no_letter},
-    {"LP", 'X', TwoLetters::always},
-    // Ions that no code stands for: without them their first letter would decide.
+    // Lone pairs, and ions that no code stands for: without them their first letter would decide.
+    {"LP", 'Z', TwoLetters::always},
     {"CA", 'Z', TwoLetters::as_ion},
     {"CU", 'Z', TwoLetters::as_ion},
     {"CO", 'Z', TwoLetters::as_ion},

@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <vector>
 
 #include <nxbriochem/molecules/briochem_model.h>
@@ -28,10 +27,13 @@ int copy_text(char* out, const char* text) {
   return 1;
 }
 
-// Whether memory has room for n objects of this size. It is asked and given back, so that a number that cannot be had
-// fails before anything is changed.
+// Whether memory has room for n objects of this size with what goes with each: its place in tables, its coordinates,
+// the heap's own bookkeeping. It is asked and given back, so that a number that cannot be had fails before anything is
+// changed.
 bool there_is_room(std::size_t n, std::size_t size) {
-  void* volatile room = std::malloc(n * size + 1);  // volatile: an allocation that is not used may be optimised away
+  constexpr std::size_t kBesides = 64;
+  void* volatile room =
+      std::malloc(n * (size + kBesides) + 1);  // volatile: an allocation that is not used may be optimised away
   std::free(room);
   return room != nullptr;
 }
@@ -111,21 +113,24 @@ using namespace briochem;
 
 int nx_make_molecule(void) {
   // A new molecule has its one conformer, which is active. Its owner is the handle's user until nx_delete_molecule.
-  auto* mol = new (std::nothrow) NxChem::NxMol;
-  return mol == nullptr ? 0 : NxBrioChem::NxAcquireHandle(*mol);
+  return guarded([] { return NxBrioChem::NxAcquireHandle(*new NxChem::NxMol); });
 }
 
 int nx_delete_molecule(int mol) {
   NxMolBase* molecule = NxBrioChem::NxDerefMolHandle(mol);
-  // Released first, every reference of it: the table finds its slot by the object, and must not keep a dead one.
+  // Released first, and every reference of it, also those of other holders: the table finds a slot by its object, and
+  // must not keep a dead one behind a handle that still looks alive.
   NxBrioChem::NxReleaseAllHandles(*molecule);
   delete molecule;
   return 1;
 }
 
 int nx_clear_molecule(int mol) {
-  model(mol).Clear();
-  return 1;
+  NxMolBase& molecule = model(mol);
+  return guarded([&] {
+    molecule.Clear();
+    return 1;
+  });
 }
 
 int nx_set_molecule_name(const char* name, int mol) {
@@ -133,8 +138,10 @@ int nx_set_molecule_name(const char* name, int mol) {
   if (name == nullptr) {
     return 0;
   }
-  molecule.SetTitle(name);
-  return 1;
+  return guarded([&] {
+    molecule.SetTitle(name);
+    return 1;
+  });
 }
 
 int nx_get_molecule_name(char* name, int mol) { return copy_text(name, model(mol).GetTitle().c_str()); }
@@ -148,8 +155,10 @@ int nx_set_molecule_file_name(const char* name, int mol) {
   if (name == nullptr) {
     return 0;
   }
-  molecule.SetData(file_name_tag(), std::string_view(name));
-  return 1;
+  return guarded([&] {
+    molecule.SetData(file_name_tag(), std::string_view(name));
+    return 1;
+  });
 }
 
 int nx_get_molecule_file_name(char* name, int mol) {
@@ -165,13 +174,17 @@ int nx_get_molecule_file_name_length(int mol) {
 
 int nx_is_molecule_file_name_set(int mol) { return static_cast<int>(model(mol).HasData(file_name_tag())); }
 
-int nx_set_molecule_atom_number(int n, int mol) { return set_count<Atoms>(n, mol); }
+int nx_set_molecule_atom_number(int n, int mol) {
+  return guarded([&] { return set_count<Atoms>(n, mol); });
+}
 
 int nx_get_molecule_atom_number(int mol) { return static_cast<int>(model(mol).NumAtoms()); }
 
 int nx_is_molecule_atom_number_set(int mol) { return static_cast<int>(model(mol).NumAtoms() > 0); }
 
-int nx_set_molecule_bond_number(int n, int mol) { return set_count<Bonds>(n, mol); }
+int nx_set_molecule_bond_number(int n, int mol) {
+  return guarded([&] { return set_count<Bonds>(n, mol); });
+}
 
 int nx_get_molecule_bond_number(int mol) { return static_cast<int>(model(mol).NumBonds()); }
 
@@ -192,15 +205,15 @@ int nx_get_index_for_atom(const char* name, int mol) {
 
 int nx_is_atom_in_ring(int atom, int mol) {
   const NxAtomBase* found = atom_or_warn(atom, mol);
-  return static_cast<int>(found != nullptr && found->IsInRing());
+  return guarded([&] { return static_cast<int>(found != nullptr && found->IsInRing()); });
 }
 
 int nx_is_bond_in_ring(int bond, int mol) {
   const NxBondBase* found = bond_or_warn(bond, mol);
-  return static_cast<int>(found != nullptr && found->IsInRing());
+  return guarded([&] { return static_cast<int>(found != nullptr && found->IsInRing()); });
 }
 
 int nx_is_bond_a_rotor(int bond, int mol) {
   const NxBondBase* found = bond_or_warn(bond, mol);
-  return static_cast<int>(found != nullptr && found->IsRotor());
+  return guarded([&] { return static_cast<int>(found != nullptr && found->IsRotor()); });
 }

@@ -74,19 +74,21 @@ template <class Property>
 int set_all(const typename Property::Value* values, int mol) {
   const NxMolBase& molecule = model(mol);
   if (values == nullptr) {
-    return 0;
+    return is_empty(molecule);
   }
-  for (NxAtomBase& atom : molecule.GetAtoms()) {
-    Property::set(atom, values[atom.GetIdx()]);
-  }
-  return 1;
+  return guarded([&] {
+    for (NxAtomBase& atom : molecule.GetAtoms()) {
+      Property::set(atom, values[atom.GetIdx()]);
+    }
+    return 1;
+  });
 }
 
 template <class Property>
 int get_all(typename Property::Value* values, int mol) {
   const NxMolBase& molecule = model(mol);
   if (values == nullptr) {
-    return 0;
+    return is_empty(molecule);
   }
   for (const NxAtomBase& atom : molecule.GetAtoms()) {
     values[atom.GetIdx()] = Property::get(atom);
@@ -135,8 +137,10 @@ int set_one(typename Property::Value value, int index, int mol) {
   if (atom == nullptr) {
     return 0;
   }
-  Property::set(*atom, value);
-  return 1;
+  return guarded([&] {
+    Property::set(*atom, value);
+    return 1;
+  });
 }
 
 // Finds the place of a flat coordinate index. False when the index is out of range or its atom is not there. The index
@@ -226,7 +230,7 @@ int nx_set_molecule_sequence_number_element(int value, int atom, int mol) {
 int nx_set_molecule_coordinates(const float* coordinates, int mol) {
   NxMolBase& molecule = model(mol);
   if (coordinates == nullptr) {
-    return 0;
+    return is_empty(molecule);
   }
   molecule.SetCoords(coordinates);
   return 1;
@@ -235,7 +239,7 @@ int nx_set_molecule_coordinates(const float* coordinates, int mol) {
 int nx_get_molecule_coordinates(float* coordinates, int mol) {
   const NxMolBase& molecule = model(mol);
   if (coordinates == nullptr) {
-    return 0;
+    return is_empty(molecule);
   }
   molecule.GetCoords(coordinates);
   return 1;

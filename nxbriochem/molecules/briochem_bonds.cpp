@@ -42,18 +42,20 @@ using namespace briochem;
 int nx_set_molecule_bonds(const int* bonds, int mol) {
   const NxMolBase& molecule = model(mol);
   if (bonds == nullptr) {
-    return 0;
+    return static_cast<int>(molecule.NumBonds() == 0);
   }
-  for (NxBondBase& bond : molecule.GetBonds()) {
-    wire(molecule, bond, bonds + std::size_t{kIntsPerBond} * bond.GetIdx());
-  }
-  return 1;
+  return guarded([&] {
+    for (NxBondBase& bond : molecule.GetBonds()) {
+      wire(molecule, bond, bonds + std::size_t{kIntsPerBond} * bond.GetIdx());
+    }
+    return 1;
+  });
 }
 
 int nx_get_molecule_bonds(int* bonds, int mol) {
   const NxMolBase& molecule = model(mol);
   if (bonds == nullptr) {
-    return 0;
+    return static_cast<int>(molecule.NumBonds() == 0);
   }
   for (const NxBondBase& bond : molecule.GetBonds()) {
     unwire(bond, bonds + std::size_t{kIntsPerBond} * bond.GetIdx());
@@ -95,5 +97,5 @@ int nx_set_molecule_bonds_element(const int* bond_in, int bond, int mol) {
   if (found == nullptr || bond_in == nullptr) {
     return 0;
   }
-  return wire(molecule, *found, bond_in);
+  return guarded([&] { return wire(molecule, *found, bond_in); });
 }

@@ -12,18 +12,22 @@ using NxChem::NxMolBase;
 
 template <class T, class Value>
 T* cache_values(NxMolBase& molecule, int tag, Value value) {
-  std::vector<T> values;
-  values.reserve(molecule.NumAtoms());
-  for (const NxAtomBase& atom : molecule.GetAtoms()) {
-    values.push_back(value(atom));
-  }
-  return molecule.SetData(tag, values.data(), values.size());
+  return guarded([&] {
+    std::vector<T> values;
+    values.reserve(molecule.NumAtoms());
+    for (const NxAtomBase& atom : molecule.GetAtoms()) {
+      values.push_back(value(atom));
+    }
+    return molecule.SetData(tag, values.data(), values.size());
+  });
 }
 
 char* cache_names(NxMolBase& molecule, int tag, const NamePacking& packing) {
-  std::vector<char> names(packing.total_size(molecule));
-  packing.pack(molecule, names.data(), names.size());
-  return molecule.SetData(tag, names.data(), names.size());
+  return guarded([&] {
+    std::vector<char> names(packing.total_size(molecule));
+    packing.pack(molecule, names.data(), names.size());
+    return molecule.SetData(tag, names.data(), names.size());
+  });
 }
 
 }  // namespace
@@ -34,19 +38,21 @@ using namespace briochem;
 float* nxi_molecule_coordinates(int mol) {
   static const int tag = NxSystem::NxGetTag("NxBrioCoords");
   NxMolBase& molecule = model(mol);  // its coordinates are those of its active conformer
-  const unsigned bound = molecule.GetMaxAtomIdx();
-  std::vector<float> coordinates(std::size_t{3} * bound, 0.0F);
-  std::size_t written = coordinates.size();
-  if (molecule.NumAtoms() == bound) {
-    molecule.GetCoords(coordinates.data());
-  } else {
-    written = 0;
-    for (const NxAtomBase& atom : molecule.GetAtoms()) {
-      molecule.GetCoords(atom, &coordinates[written]);
-      written += 3;
+  return guarded([&] {
+    const unsigned bound = molecule.GetMaxAtomIdx();
+    std::vector<float> coordinates(std::size_t{3} * bound, 0.0F);
+    std::size_t written = coordinates.size();
+    if (molecule.NumAtoms() == bound) {
+      molecule.GetCoords(coordinates.data());
+    } else {
+      written = 0;
+      for (const NxAtomBase& atom : molecule.GetAtoms()) {
+        molecule.GetCoords(atom, &coordinates[written]);
+        written += 3;
+      }
     }
-  }
-  return molecule.SetData(tag, coordinates.data(), written);
+    return molecule.SetData(tag, coordinates.data(), written);
+  });
 }
 
 float* nxi_molecule_radii(int mol) {

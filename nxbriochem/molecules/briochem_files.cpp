@@ -23,20 +23,7 @@ Format find_format(const char* word) {
   return {NxChem::NxGetFileType(word), 0};
 }
 
-}  // namespace
-}  // namespace briochem
-
-using namespace briochem;
-
-int nx_write_molecule(const char* filename, const char* format, int mol) {
-  if (filename == nullptr) {
-    NxSystem::NxThrow.Warning("Unrecognized blank filename");
-    return 0;
-  }
-  if (format == nullptr) {
-    NxSystem::NxThrow.Warning("Unrecognized blank file format");
-    return 0;
-  }
+int write_file(const char* filename, const char* format, int mol) {
   const Format found = find_format(format);
   NxChem::nxmolostream stream;
   if (!stream.open(filename)) {
@@ -52,4 +39,21 @@ int nx_write_molecule(const char* filename, const char* format, int mol) {
   }
   const bool written = NxChem::NxWriteMolecule(stream, model(mol));
   return static_cast<int>(stream.close() && written);
+}
+
+}  // namespace
+}  // namespace briochem
+
+using namespace briochem;
+
+int nx_write_molecule(const char* filename, const char* format, int mol) {
+  if (filename == nullptr) {
+    NxSystem::NxThrow.Warning("Unrecognized blank filename");
+    return 0;
+  }
+  if (format == nullptr) {
+    NxSystem::NxThrow.Warning("Unrecognized blank file format");
+    return 0;
+  }
+  return guarded([&] { return write_file(filename, format, mol); });
 }

@@ -4,12 +4,18 @@
 
 #include <string_view>
 
+#include <nxbriochem/molecules/guarded.h>
 #include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/toolkit/nxchem.h>
 
 namespace briochem {
 
+using NxBrioChem::guarded;
+
 inline NxChem::NxMolBase& model(int mol) { return *NxBrioChem::NxDerefMolHandle(mol); }
+
+// What becomes of a whole array that is null: there is nothing to be done for a molecule without atoms.
+inline int is_empty(const NxChem::NxMolBase& mol) { return static_cast<int>(mol.NumAtoms() == 0); }
 
 // The atom's own name, else its element symbol, "Du" for atomic number 0.
 std::string_view name_of(const NxChem::NxAtomBase& atom);

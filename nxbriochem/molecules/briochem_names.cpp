@@ -25,14 +25,16 @@ template <class Set>
 int set_names(const char* names, int mol, Set set) {
   const NxMolBase& molecule = model(mol);
   if (names == nullptr) {
-    return 0;
+    return is_empty(molecule);
   }
-  for (NxAtomBase& atom : molecule.GetAtoms()) {
-    const std::string_view name(names);
-    set(atom, name);
-    names += name.size() + 1;
-  }
-  return 1;
+  return guarded([&] {
+    for (NxAtomBase& atom : molecule.GetAtoms()) {
+      const std::string_view name(names);
+      set(atom, name);
+      names += name.size() + 1;
+    }
+    return 1;
+  });
 }
 
 int get_names(const NamePacking& packing, char* names, int length, int mol) {
@@ -181,13 +183,10 @@ int nx_get_molecule_residue_names_length(int mol) {
 
 int nx_get_molecule_residue_names_element(char* out, int atom, int length, int mol) {
   const NxAtomBase* found = model(mol).GetAtom(atom);
-  if (found == nullptr || length < 0) {
-    return 0;
-  }
   if (length == 0) {
     return 1;
   }
-  if (out == nullptr) {
+  if (found == nullptr || length < 0 || out == nullptr) {
     return 0;
   }
   copy_string(out, residue_name_of(*found).substr(0, static_cast<std::size_t>(length) - 1));
@@ -209,16 +208,18 @@ int nx_get_molecule_residue_names_index(int* index, int mol) {
 int nx_set_molecule_chain_names(const char* chains, int mol) {
   const NxMolBase& molecule = model(mol);
   if (chains == nullptr) {
-    return 0;
+    return is_empty(molecule);
   }
-  for (NxAtomBase& atom : molecule.GetAtoms()) {
-    const char chain = *chains++;
-    if (chain == '\0') {
-      return 0;
+  return guarded([&] {
+    for (NxAtomBase& atom : molecule.GetAtoms()) {
+      const char chain = *chains++;
+      if (chain == '\0') {
+        return 0;
+      }
+      change_residue(atom, [chain](NxChem::NxResidue& residue) { residue.SetChainID(chain); });
     }
-    change_residue(atom, [chain](NxChem::NxResidue& residue) { residue.SetChainID(chain); });
-  }
-  return 1;
+    return 1;
+  });
 }
 
 int nx_get_molecule_chain_names(char* chains, int length, int mol) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 
+#include <nxbriochem/molecules/guarded.h>
 #include <nxbriochem/molecules/memmgr_state.h>
 #include <nxbriochem/util/slot_index.h>
 
@@ -152,7 +153,7 @@ class HandleTable {
     delete[] T::entries();
     T::entries() = grown;
     std::vector<int>& free_handles = T::free_handles();
-    free_handles.reserve(free_handles.size() + kIncrement);
+    free_handles.reserve(static_cast<std::size_t>(old) + kIncrement);  // so that releasing never needs memory
     for (int slot = old + kIncrement - 1; slot >= old; --slot) {
       free_handles.push_back(T::handle_of(slot));
     }
@@ -185,7 +186,7 @@ using GridTable = HandleTable<Grids>;
 
 int acquire_molecule(NxChem::NxMolBase& mol, bool multi_conf) {
   bool is_new = false;
-  const int handle = MolTable::acquire(mol, is_new);
+  const int handle = NxBrioChem::guarded([&] { return MolTable::acquire(mol, is_new); });
   if (is_new && handle != kNoHandle) {
     MolTable::entry(handle).multi_conf = multi_conf;
   }
@@ -211,7 +212,7 @@ int NxAcquireHandle(NxChem::NxMol& mol) { return NxAcquireHandle(static_cast<NxC
 
 int NxAcquireGridHandle(NxSystem::NxBrioGrid& grid) {
   bool is_new = false;
-  return GridTable::acquire(grid, is_new);
+  return guarded([&] { return GridTable::acquire(grid, is_new); });
 }
 
 bool NxReleaseHandle(const NxChem::NxMolBase& mol) { return MolTable::release(mol); }

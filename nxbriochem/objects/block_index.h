@@ -1,4 +1,4 @@
-// The tracked allocator's index from a block's address to the slots that may hold it. Not exported; plain heap memory.
+// The tracked allocator's index from a block's address to the slots that may hold it. Not exported.
 //
 // It holds hints, not facts: a pair is entered when a slot takes an address and never taken out. Whether the slot holds
 // the address still is for the caller's table to say, so a look-up asks a predicate. Pairs gone stale are left behind
@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+#include <nxbriochem/objects/plain_heap.h>
 
 namespace memory {
 
@@ -33,7 +35,7 @@ class BlockIndex {
   }
 
   void clear() {
-    std::vector<uint64_t>().swap(cells_);
+    Cells().swap(cells_);
     used_ = 0;
   }
 
@@ -68,6 +70,8 @@ class BlockIndex {
   }
 
  private:
+  using Cells = std::vector<uint64_t, objects::PlainHeap<uint64_t>>;
+
   static constexpr std::size_t kFirstSize = 1024;
 
   // Fibonacci hashing; the high bits of the tag choose the cell.
@@ -79,7 +83,7 @@ class BlockIndex {
   }
   std::size_t home(uint32_t tag) const { return tag >> shift_; }
 
-  std::vector<uint64_t> cells_;  // tag and slot + 1; 0 is an empty cell
+  Cells cells_;  // tag and slot + 1; 0 is an empty cell
   std::size_t used_ = 0;
   std::size_t mask_ = 0;
   unsigned shift_ = 0;

@@ -119,7 +119,8 @@ Queue warning_queue{
     "LAST WARNING MESSAGE (#%d): %s\n",
 };
 
-// After a program freed all tracked memory the messages are gone: the queues are as new, the log file keeps its state.
+// After a program freed all tracked memory the messages are gone and the queues as new. The log file's name is gone
+// too; one that is named later is appended to, as ever after the first.
 void forget_messages() {
   for (Queue* queue : {&error_queue, &warning_queue}) {
     queue->text = nullptr;
@@ -127,7 +128,6 @@ void forget_messages() {
     queue->count = queue->is_new = queue->printed = 0;
   }
   error_file = nullptr;
-  error_write = 0;
 }
 
 // Makes room once per message, which suffices: a message is at most 200 bytes and the first buffer 1000.
@@ -142,7 +142,7 @@ void make_room(Queue& queue, int32_t length) {
 }
 
 void write_to_log(const Queue& queue, const char* text) {
-  if (error_write == 0) {
+  if (error_write == 0 || error_file == nullptr) {
     return;
   }
   std::FILE* log = std::fopen(error_file, error_write == 1 ? "w" : "a");

@@ -9,6 +9,7 @@
 #include <nxbriochem/objects/files_state.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/plain_heap.h>
 #include <nxbriochem/objects/print.h>
 
 namespace files {
@@ -20,7 +21,9 @@ namespace {
 
 constexpr uint32_t kIncrement = 10;
 
-std::forward_list<std::string> kept_names;
+using Name = std::basic_string<char, std::char_traits<char>, objects::PlainHeap<char>>;
+
+std::forward_list<Name, objects::PlainHeap<Name>> kept_names;
 
 int64_t bytes_for(uint32_t entries) { return static_cast<int64_t>(entries) * static_cast<int64_t>(sizeof(Entry)); }
 

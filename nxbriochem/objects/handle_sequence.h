@@ -9,6 +9,7 @@
 
 #include <nxbriochem/objects/memory_owners.h>
 #include <nxbriochem/util/prand.h>
+#include <nxbriochem/util/prand_keep.h>
 
 namespace objects {
 
@@ -24,6 +25,7 @@ struct HandleSequence {
   uint32_t draw() const {
     if (first == 0) {
       handle = nx_make_rseq_with_prime_and_seed(kRange, 0);
+      prand::keep(handle);
       first = nx_rand(handle);
       memory::when_all_freed(forget);
     }

@@ -16,9 +16,10 @@
 #include <sys/types.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
+#include <iterator>
 
 #include <nxbriochem/objects/block_index.h>
 #include <nxbriochem/objects/error.h>
@@ -49,15 +50,18 @@ int32_t indexed_end = 0;
 void* known_block = nullptr;
 int32_t known_slot = 0;
 
-// Set while a failure is being reported: the report queues a message, which may need memory that is not there either.
-bool reporting = false;
-int64_t reported_size = 0;
+// How the process ends once memory ran out. The report may want memory that is not there either; then the failure that
+// came first decides all the same.
+struct Exhaustion {
+  bool reporting;
+  int status;
+  char text[256];
+  const char* last_line;  // of the memory report; null for none
+};
+Exhaustion exhaustion{};
 
-// What the library's modules keep in tracked blocks; see when_all_freed.
-std::vector<void (*)()>& forgetters() {
-  static std::vector<void (*)()> all;
-  return all;
-}
+// The library's modules that keep state in tracked blocks; see when_all_freed. There is room for each of them.
+void (*forgetters[16])() = {};
 
 template <class T>
 bool grow(T*& list, int32_t capacity) {
@@ -71,12 +75,7 @@ bool grow(T*& list, int32_t capacity) {
 void reallocate_lists() {
   const int32_t capacity = pnt_list_size == 0 ? kFirstCapacity : pnt_list_size * 2;
   if (!grow(pnt_list, capacity) || !grow(pnt_size, capacity) || !grow(freed_list, capacity)) {
-    if (!reporting) {
-      reporting = true;
-      nxi_err("Out of memory trying to allocate for the nx_memory system\n");
-    }
-    std::puts("Out of memory trying to allocate for the nx_memory system");
-    std::exit(kListsExhaustedStatus);
+    end_exhausted(kListsExhaustedStatus, "Out of memory trying to allocate for the nx_memory system\n", nullptr);
   }
   pnt_list_size = capacity;
 }
@@ -127,15 +126,11 @@ void write_slot(int32_t slot, void* block, int64_t size) {
 }
 
 void record(void* block, int64_t size) {
-  int32_t slot = pnt_num;
-  if (last_freed > 0) {
-    slot = static_cast<int32_t>(freed_list[--last_freed]);
-  } else {
-    if (pnt_num >= pnt_list_size) {
-      reallocate_lists();
-    }
-    ++pnt_num;
+  // The lists grow before a freed slot is looked for, so also when one would do.
+  if (pnt_num >= pnt_list_size) {
+    reallocate_lists();
   }
+  const int32_t slot = last_freed > 0 ? static_cast<int32_t>(freed_list[--last_freed]) : pnt_num++;
   write_slot(slot, block, size);
 }
 
@@ -243,6 +238,19 @@ void print_report(const char* last_line) {
 
 }  // namespace
 
+void end_exhausted(int status, const char* text, const char* last_line) {
+  if (!exhaustion.reporting) {
+    exhaustion = {true, status, "", last_line};
+    std::snprintf(exhaustion.text, sizeof exhaustion.text, "%s", text);
+    nxi_err(exhaustion.text);
+  }
+  std::fputs(exhaustion.text, stdout);
+  if (exhaustion.last_line != nullptr) {
+    print_report(exhaustion.last_line);
+  }
+  std::exit(exhaustion.status);
+}
+
 void* grow_own(void* block, int64_t size) {
   if (block == nullptr || find_slot(block) >= 0) {
     return nx_realloc(block, size);
@@ -253,10 +261,10 @@ void* grow_own(void* block, int64_t size) {
 }
 
 void when_all_freed(void (*forget)()) {
-  std::vector<void (*)()>& all = forgetters();
-  if (std::find(all.begin(), all.end(), forget) == all.end()) {
-    all.push_back(forget);
-  }
+  void (**place)() = std::find_if(std::begin(forgetters), std::end(forgetters),
+                                  [forget](void (*known)()) { return known == nullptr || known == forget; });
+  assert(place != std::end(forgetters));
+  *place = forget;
 }
 
 }  // namespace memory
@@ -359,8 +367,10 @@ void nx_free_all_memory(void) {
       nx_free(pnt_list[slot]);
     }
   }
-  for (void (*forget)() : forgetters()) {
-    forget();
+  for (void (*forget)() : forgetters) {
+    if (forget != nullptr) {
+      forget();
+    }
   }
 }
 
@@ -390,14 +400,10 @@ void nx_flag_memory_allocation_by_size(int size) { check_size = size; }
 void nx_clear_memory_flag(void) { check_size = 0; }
 
 void out_of_memory(int64_t size) {
-  if (!reporting) {
-    reporting = true;
-    reported_size = size;
-    nxi_error("Out of memory trying to allocate %zd bytes of memory\n", static_cast<ssize_t>(size));
-  }
-  std::printf("Out of memory trying to allocate %zd bytes of memory\n", static_cast<ssize_t>(reported_size));
-  print_report("\n*******\n");
-  std::exit(kOutOfMemoryStatus);
+  char text[sizeof exhaustion.text];
+  std::snprintf(text, sizeof text, "Out of memory trying to allocate %zd bytes of memory\n",
+                static_cast<ssize_t>(size));
+  end_exhausted(kOutOfMemoryStatus, text, "\n*******\n");
 }
 
 void print_memory_summary(void) { print_report("*******\n"); }

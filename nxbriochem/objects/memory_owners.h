@@ -15,6 +15,10 @@ void when_all_freed(void (*forget)());
 // on them. The message queues could not grow otherwise: the warning of an unknown block needs room in them.
 __attribute__((returns_nonnull)) void* grow_own(void* block, int64_t size);
 
+// Queues and prints a text, prints the memory report with this last line (null: no report), and ends the process with
+// the status. Called again from within, when the report itself finds no memory, it ends as the first call says.
+[[noreturn]] void end_exhausted(int status, const char* text, const char* last_line);
+
 }  // namespace memory
 
 #endif

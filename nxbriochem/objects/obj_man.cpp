@@ -19,6 +19,7 @@
 #include <nxbriochem/objects/obj_man_state.h>
 #include <nxbriochem/objects/obj_man_tables.h>
 #include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/plain_heap.h>
 #include <nxbriochem/objects/print.h>
 #include <nxbriochem/util/slot_index.h>
 
@@ -67,10 +68,13 @@ struct PrintLevel {
 };
 constexpr PrintLevel kPrintLevels[] = {{"silent", 0}, {"standard", 1}, {"debug", 3}};
 
-util::SlotIndex<int32_t> positions;
+util::SlotIndex<int32_t, objects::PlainHeap> positions;
 
 constexpr int32_t kNoPosition = -1;
-std::vector<int32_t> lone_positions{kNoPosition};  // one per slot of the index; there is one slot before it is made
+// One per slot of the index. Before it is made there is one slot, so that look-ups need not ask.
+int32_t no_position = kNoPosition;
+int32_t* lone_positions = &no_position;
+std::vector<int32_t, objects::PlainHeap<int32_t>> lone_storage;
 
 int32_t slot_of(int32_t handle) { return static_cast<int32_t>(static_cast<uint32_t>(handle) & HashBlank); }
 
@@ -84,7 +88,7 @@ Handle* find_record(int32_t handle) {
 
 // The record that translation goes by: the shortcut of a slot with one live handle, else the very handle's.
 const Handle* translate(int32_t handle) {
-  const int32_t lone = lone_positions[static_cast<std::size_t>(slot_of(handle))];
+  const int32_t lone = lone_positions[slot_of(handle)];
   if (lone >= 0) [[likely]] {
     return &Handles[lone];
   }
@@ -93,7 +97,12 @@ const Handle* translate(int32_t handle) {
 
 // To be called when a slot's count or position changed.
 void update_lone_position(int32_t slot) {
-  lone_positions[static_cast<std::size_t>(slot)] = HandleHashOcc[slot] == 1 ? HandleHash[slot] : kNoPosition;
+  lone_positions[slot] = HandleHashOcc[slot] == 1 ? HandleHash[slot] : kNoPosition;
+}
+
+void clear_lone_positions() {
+  lone_storage.assign(hash_slots(), kNoPosition);
+  lone_positions = lone_storage.data();
 }
 
 void rehash_handles() {
@@ -125,7 +134,7 @@ void forget_tracked_blocks() {
   HandleHash = nullptr;
   HandleHashOcc = nullptr;
   HashBlank = 0;
-  lone_positions.assign(1, kNoPosition);
+  lone_positions = &no_position;
   sequence.forget_sequence();
 }
 
@@ -134,7 +143,7 @@ void make_index() {
   HandleHash = static_cast<int32_t*>(nx_calloc(static_cast<int>(hash_slots()), sizeof(int32_t)));
   HandleHashOcc = static_cast<int32_t*>(nx_calloc(static_cast<int>(hash_slots()), sizeof(int32_t)));
   memory::when_all_freed(forget_tracked_blocks);
-  lone_positions.assign(hash_slots(), kNoPosition);
+  clear_lone_positions();
   rehash_handles();
 }
 
@@ -151,7 +160,7 @@ void grow_index() {
   HandleHashOcc = static_cast<int32_t*>(memory::grow_own(HandleHashOcc, static_cast<int64_t>(bytes)));
   std::memset(HandleHash, 0, bytes);
   std::memset(HandleHashOcc, 0, bytes);
-  lone_positions.assign(hash_slots(), kNoPosition);
+  clear_lone_positions();
   rehash_handles();
 }
 
@@ -221,8 +230,9 @@ const char* name_of_type(int type) {
   return static_cast<unsigned>(type) < std::size(kTypeNames) ? kTypeNames[type] : "UNKNOWN";
 }
 
+// An array with less room than objects is that of a type that was registered late: its objects have no bytes yet.
 void remove_object_bytes(Type& type, uint32_t index) {
-  if (index + 1 < type.count && type.objects != nullptr) {
+  if (index + 1 < type.count && type.count <= type.allocated && type.objects != nullptr) {
     char* object = static_cast<char*>(type.objects) + static_cast<std::size_t>(index) * type.size;
     std::memmove(object, object + type.size, static_cast<std::size_t>(type.count - 1 - index) * type.size);
   }
@@ -240,7 +250,7 @@ void forget_objects() {
   positions.clear();
   if (HandleHashOcc != nullptr) {
     std::memset(HandleHashOcc, 0, hash_slots() * sizeof(int32_t));
-    lone_positions.assign(hash_slots(), kNoPosition);
+    clear_lone_positions();
   }
 }
 

@@ -8,12 +8,12 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/handle_sequence.h>
-#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/objects/memory_owners.h>
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/objects/obj_man_tables.h>
 #include <nxbriochem/objects/object_memory_tables.h>
+#include <nxbriochem/objects/plain_heap.h>
 #include <nxbriochem/util/slot_index.h>
 
 namespace object_memory {
@@ -38,7 +38,7 @@ constexpr int kMostClashes = 1001;
 // doubles.
 int32_t tables_room = 0;
 
-util::SlotIndex<int32_t> table_index;
+util::SlotIndex<int32_t, objects::PlainHeap> table_index;
 bool index_is_current = false;
 
 void forget_sequence();
@@ -57,7 +57,7 @@ void make_room_for_table() {
   tables_room = std::max(MemTabAll, 2 * tables_room);
   void* grown = std::realloc(memtab, sizeof(Table) * static_cast<std::size_t>(tables_room));
   if (grown == nullptr) {
-    exit_out_of_memory("out of memory mallocing the memory table!\n", "out of memory mallocing the memory table!\n");
+    exit_out_of_memory("out of memory mallocing the memory table!\n");
   }
   memtab = static_cast<Table*>(grown);
 }
@@ -137,12 +137,7 @@ Table* find_table(int handle) {
   return index < 0 ? nullptr : &memtab[index];
 }
 
-void exit_out_of_memory(const char* queued, const char* printed) {
-  nxi_err(queued);
-  std::fputs(printed, stdout);
-  print_memory_summary();
-  std::exit(kOutOfMemoryStatus);
-}
+void exit_out_of_memory(const char* text) { memory::end_exhausted(kOutOfMemoryStatus, text, "*******\n"); }
 
 }  // namespace object_memory
 

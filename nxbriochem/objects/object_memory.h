@@ -6,7 +6,8 @@
 // plain heap blocks, zeroed where asked. For a handle of 0 or above without a table the report of nxi_get_memory_table
 // is printed and the call gives its failure value (null, 0). `name` is a block's name, of which 40 characters count;
 // null is an empty name. Reports are printed on standard output. A block that cannot be had, also because its size
-// overflows, ends the process with exit status 7 after a report; a negative count or element size gives null.
+// overflows, ends the process with exit status 7 after a report (for a negative handle: null); a negative count or
+// element size gives null.
 //
 // The tables and the registry (obj_man.h) need one another: a table is found through its owner's handle, and the
 // registry keeps its arrays in the table of handle 0.

@@ -44,7 +44,7 @@ void* plain_allocation(Mode mode, int element_size, void* old, int count) {
 [[noreturn]] void block_exhausted(const char* format, int32_t number, const char* name) {
   char text[128];
   std::snprintf(text, sizeof text, format, number, name);
-  exit_out_of_memory(text, text);
+  exit_out_of_memory(text);
 }
 
 // What is asked for, and what it is called in the report when it cannot be had.
@@ -151,6 +151,9 @@ void new_block(Table& table, const Request& request, void* old, int handle) {
 
 // Moves the caller's bytes when the low pad before them changed size.
 void* reallocate_block(const Entry& entry, const Request& request) {
+  if (entry.block == nullptr) {
+    return std::malloc(at_least_one(request.total()));  // a block of no bytes that was made elsewhere
+  }
   const auto* bytes = static_cast<const unsigned char*>(entry.block);
   const auto old_low = static_cast<std::size_t>(static_cast<const unsigned char*>(entry.pointer) - bytes);
   const auto new_low = static_cast<std::size_t>(request.low_pad);
@@ -270,8 +273,7 @@ Entry& append_entry(Table& table, int owner) {
     table.room = table.count + kEntriesIncrement;
     void* grown = std::realloc(table.entries, sizeof(Entry) * static_cast<std::size_t>(table.room));
     if (grown == nullptr) {
-      exit_out_of_memory("out of memory mallocing the memory table entries!\n",
-                         "out of memory mallocing the memory table entries!\n");
+      exit_out_of_memory("out of memory mallocing the memory table entries!\n");
     }
     table.entries = static_cast<Entry*>(grown);
   }
@@ -370,7 +372,7 @@ void* nxi_free(int handle, void* pointer) {
   if (allocated < 1) {
     std::printf("NOTE: nxi_free found pointer %s already had zero associated memory\n", entry->name);
   }
-  std::free(entry->block);  // even a block of no bytes is one of the heap's
+  std::free(entry->block);  // null for a block of no bytes that was made elsewhere
   adjust_total(*table, -static_cast<int64_t>(allocated));
   if (table->print_flag != 0) {
     std::printf("free_Z: %s nxi_freed %d bytes, total memory allocated=  %d\n", entry->name, allocated, table->total);

@@ -101,11 +101,14 @@ bool is_plausible(const Table& table, const Entry& entry) {
          pad_is_plausible(table, entry, entry.high_pad, entry.high_seed);
 }
 
+bool is_level(int32_t value) { return value >= 0 && value <= 3; }
+
 bool is_plausible(const Table& table) {
   constexpr int32_t kMost = INT32_MAX / 2;  // room for the fields to grow by their steps
   // A pack store has as many units as its bytes need, so more are a lie that the next pad would pay for.
   return table.count >= 0 && table.count <= table.capacity && table.capacity <= kMost && table.pack_used >= 0 &&
-         table.pack_used <= kMost && table.pack_capacity == (table.pack_used + kPackUnit - 1) / kPackUnit;
+         table.pack_used <= kMost && is_level(table.strictness) && is_level(table.auto_check) &&
+         table.pack_capacity == (table.pack_used + kPackUnit - 1) / kPackUnit;
 }
 
 // The block's bytes in plain memory; null when the stream ends before them.
@@ -191,7 +194,7 @@ void copy_entries(const Table& from, Table& to) {
       if (entry.block == nullptr) {
         char text[128];
         std::snprintf(text, sizeof text, "out of memory mallocing %d for %s!\n", entry.allocated, entry.name);
-        exit_out_of_memory(text, text);
+        exit_out_of_memory(text);
       }
       std::memcpy(entry.block, entry.pointer, static_cast<std::size_t>(entry.allocated));
     }

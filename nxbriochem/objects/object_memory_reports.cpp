@@ -7,6 +7,7 @@
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/objects/object_memory.h>
 #include <nxbriochem/objects/object_memory_tables.h>
+#include <nxbriochem/objects/plain_heap.h>
 
 namespace object_memory {
 namespace {
@@ -46,12 +47,14 @@ void nxi_print_mem_alloc_ordered(int handle) {
   if (table == nullptr) {
     return;
   }
-  std::vector<int32_t> order(static_cast<std::size_t>(table->count));
+  std::vector<int32_t, objects::PlainHeap<int32_t>> order(static_cast<std::size_t>(table->count));
   for (int32_t i = 0; i < table->count; ++i) {
     order[static_cast<std::size_t>(i)] = i;
   }
-  std::stable_sort(order.begin(), order.end(), [table](int32_t a, int32_t b) {
-    return long_address(table->entries[a].pointer) < long_address(table->entries[b].pointer);
+  std::sort(order.begin(), order.end(), [table](int32_t a, int32_t b) {
+    const long at_a = long_address(table->entries[a].pointer);
+    const long at_b = long_address(table->entries[b].pointer);
+    return at_a != at_b ? at_a < at_b : a < b;
   });
   std::printf("\nORDERED LIST OF ARRAYS WITH MEMORY TABLE %d\n", table->handle);
   std::printf("*******************************************\n");

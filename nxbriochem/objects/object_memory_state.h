@@ -27,7 +27,7 @@ struct Entry {
   int32_t reserved;
   int32_t owner;
 
-  void* block;      // what the heap gave
+  void* block;      // what the heap gave, or the caller; null for what is not to be freed
   bool pads_stand;  // false for entries that were read or copied: their pad fields are carried, their blocks have none
 };
 

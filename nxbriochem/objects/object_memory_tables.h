@@ -43,8 +43,8 @@ uint32_t draw();
 // To be called after a table's handle was changed or a table was moved.
 void tables_changed();
 
-// Queues an error, prints a text and the memory report, and ends the process with exit status 7.
-[[noreturn]] void exit_out_of_memory(const char* queued, const char* printed);
+// Queues and prints a text, prints the memory report, and ends the process with exit status 7.
+[[noreturn]] void exit_out_of_memory(const char* text);
 
 // The number of damaged blocks; what is damaged is printed, the rest only outside a silent check.
 int check_bounds(Table& table);

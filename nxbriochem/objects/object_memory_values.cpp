@@ -144,7 +144,7 @@ int nxi_attach_pointer_to_object(int handle, int count, int element_size, const 
   }
   Entry& entry = append_entry(*table, handle);
   entry.pointer = pointer;
-  entry.block = pointer;
+  entry.block = bytes > 0 ? pointer : nullptr;  // what has no bytes is not freed
   entry.allocated = static_cast<int32_t>(bytes);
   entry.used = entry.allocated;
   entry.element_size = element_size;

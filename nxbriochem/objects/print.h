@@ -9,7 +9,7 @@ NX_BEGIN_DECLS
 
 // Prints by printf's rules: to standard output when the global mode is "everything" or the handle's print status is 1
 // (standard), to standard error when the status is 2, and nowhere otherwise (so not for status 3, debug) or when the
-// global mode is "nothing". Handle 0 reuses the status of the previous call; an unknown handle is silent. The number
+// global mode is "nothing". Handle 0 reuses the status of the previous call; an unknown handle has status 0. The number
 // of characters printed.
 NX_API int nx_printf(int handle, const char* format, ...) NX_PRINTF(2, 3);
 

@@ -7,7 +7,7 @@
 // where a format separates fields by blanks. Numbers that a format cannot hold refuse the molecule: those that are not
 // finite, in every format, and what is said below.
 //
-// PDB (wwPDB format 3.3, lines of 80 columns):
+// PDB (wwPDB format 3.3, atom records of 80 columns):
 // - TITLE when there is a title; ATOM or HETATM (the residue record tells; HETATM without one); TER after the last ATOM
 //   record of each run of one chain; CONECT with every bond at both its atoms, as often as its order says; END. Several
 //   molecules in one stream stand between MODEL and ENDMDL each.

@@ -83,6 +83,11 @@ class NX_API NxBase {
   const T* GetData(int tag, std::size_t* n = nullptr) const {
     return static_cast<const T*>(Find(tag, NxDataTypeOf<T>::value, n));
   }
+  // The same.
+  template <class T>
+  const T* FindData(int tag, std::size_t* n = nullptr) const {
+    return GetData<T>(tag, n);
+  }
   // The stored string, NUL-terminated, or null as above.
   const char* GetStringData(int tag) const;
 

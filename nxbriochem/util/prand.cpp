@@ -19,6 +19,7 @@
 
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/util/prand_keep.h>
 #include <nxbriochem/util/prand_state.h>
 
 namespace prand {
@@ -109,6 +110,9 @@ uint32_t choose_modulus(uint32_t range) {
   return range;
 }
 
+// The flag of a sequence that the library keeps for itself; that of any other one in use is 1.
+constexpr int32_t kKept = 2;
+
 bool known(int handle) { return rseq != nullptr && handle >= 1 && handle <= RLnum && rseq_occupancy[handle - 1] != 0; }
 
 void forget_sequences() {
@@ -141,6 +145,8 @@ int32_t free_slot() {
 }
 
 }  // namespace
+
+void keep(int handle) { rseq_occupancy[handle - 1] = kKept; }
 
 uint32_t DoubleModulus(uint32_t high, uint32_t low, uint32_t m) {
   // The divisor is brought to its full 32 bits, and the dividend with it, for the benefit of processors that divide 64
@@ -204,7 +210,7 @@ int nx_set_seed(int handle, uint32_t seed) {
 }
 
 int nx_delete_rseq(int handle) {
-  if (!known(handle)) {
+  if (!known(handle) || rseq_occupancy[handle - 1] == kKept) {
     return 0;
   }
   rseq_occupancy[handle - 1] = 0;

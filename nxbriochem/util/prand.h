@@ -18,7 +18,8 @@ NX_API int nx_make_rseq(void);
 
 // Restarts the sequence from the seed, reduced modulo N when it exceeds N. 1; 0 for an unknown handle.
 NX_API int nx_set_seed(int handle, uint32_t seed);
-// 1; 0 for an unknown handle. The handle may be given to the next sequence made.
+// 1; 0 for an unknown handle, and for the sequences that the library draws its own handles from. The handle may be
+// given to the next sequence made.
 NX_API int nx_delete_rseq(int handle);
 
 // The functions below give 0 for an unknown handle.

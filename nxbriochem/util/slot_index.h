@@ -2,18 +2,19 @@
 // slots uses so as not to scan. One key may stand in several slots; the scan's answer is then the highest or lowest
 // one, which `find_highest` gives. Open addressing with linear probing and removal by shifting back, so no tombstones.
 //
-// Not exported; plain heap memory.
+// Not exported; `Heap` is the standard allocator or one in its place.
 #ifndef NXBRIOCHEM_UTIL_SLOT_INDEX_H
 #define NXBRIOCHEM_UTIL_SLOT_INDEX_H
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <type_traits>
 #include <vector>
 
 namespace util {
 
-template <class Key>
+template <class Key, template <class> class Heap = std::allocator>
 class SlotIndex {
  public:
   static constexpr int32_t kNone = -1;
@@ -100,6 +101,8 @@ class SlotIndex {
     int32_t slot;
   };
 
+  using Cells = std::vector<Cell, Heap<Cell>>;
+
   static constexpr std::size_t kFirstSize = 64;
 
   // Fibonacci hashing: the high bits of the product depend on all bits of the key.
@@ -119,7 +122,7 @@ class SlotIndex {
   }
 
   void rehash(std::size_t cells) {
-    std::vector<Cell> old(cells, Cell{Key{}, kNone});
+    Cells old(cells, Cell{Key{}, kNone});
     old.swap(cells_);
     set_geometry();
     size_ = 0;
@@ -156,7 +159,7 @@ class SlotIndex {
     }
   }
 
-  std::vector<Cell> cells_;
+  Cells cells_;
   std::size_t size_ = 0;
   std::size_t repeated_ = 0;
   std::size_t mask_ = 0;

@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include <nxbriochem/molecules/memmgr.h>
+
+#include "tests/support/use_up_memory.h"
 
 namespace {
 
@@ -94,6 +97,8 @@ void check_family(const Family<T>& f) {
   EXPECT_EQ(f.get_one(&one, 0, mol), 0);
   nx_set_molecule_atom_number(0, mol);
   EXPECT_EQ(f.set(f.values.data(), mol), 1);
+  EXPECT_EQ(f.set(nullptr, mol), 1);  // there is nothing to be done
+  EXPECT_EQ(f.get(nullptr, mol), 1);
   EXPECT_EQ(f.is_set(mol), 0);
   nx_delete_molecule(mol);
 }
@@ -318,6 +323,7 @@ TEST(Briochem, ResidueNamesAreWhole) {
   EXPECT_EQ(nx_get_molecule_residue_names_element(buffer, 0, 8, mol), 1);
   EXPECT_STREQ(buffer, "GLYCINE");
   EXPECT_EQ(nx_get_molecule_residue_names_element(nullptr, 0, 0, mol), 1);
+  EXPECT_EQ(nx_get_molecule_residue_names_element(nullptr, 77, 0, mol), 1);
   EXPECT_EQ(nx_get_molecule_residue_names_element(buffer, 5, 4, mol), 0);
   int index[3];
   nx_get_molecule_residue_names_index(index, mol);
@@ -434,5 +440,26 @@ TEST(Briochem, WritingChecksInOrderAndLeavesNoFile) {
     EXPECT_EQ(std::remove(path.c_str()), 0) << word;
   }
 }
+
+#if !defined(__SANITIZE_ADDRESS__)
+
+TEST(BriochemDeathTest, ExhaustedMemoryIsAFatalReportAndNothingIsThrown) {
+  const std::string text(1U << 20, 'x');
+  const int mol = make_molecule(3);
+  const auto run_out = [](auto call) {
+    test_support::use_up_memory();
+    call();
+  };
+  const auto is_fatal = [&](auto call) {
+    EXPECT_EXIT(run_out(call), testing::ExitedWithCode(1), "Fatal: Out of memory in the molecule layer\n");
+  };
+  is_fatal([&] { nx_set_molecule_name(text.c_str(), mol); });
+  is_fatal([&] { nx_set_molecule_file_name(text.c_str(), mol); });
+  is_fatal([&] { nx_write_molecule("/nonexistent/never", "pdb", mol); });
+  is_fatal([] { nx_make_molecule(); });
+  EXPECT_EXIT(run_out([&] { std::exit(nx_set_molecule_atom_number(100000, mol)); }), testing::ExitedWithCode(0), "");
+}
+
+#endif
 
 }  // namespace

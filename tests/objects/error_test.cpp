@@ -166,6 +166,8 @@ TEST(Error, LogFileIsTruncatedByTheFirstMessageOnly) {
 }
 
 TEST(Error, QueuesStartAnewAfterAllMemoryWasFreed) {
+  const std::string log = testing::TempDir() + "anew.log";
+  nx_write_errors_to_file(log.c_str());
   queue_errors(3);
   nxi_warn("w");
   nx_free_all_memory();
@@ -173,6 +175,9 @@ TEST(Error, QueuesStartAnewAfterAllMemoryWasFreed) {
   EXPECT_EQ(nx_error_queue_memory(), 0);
   nxi_err("fresh");
   EXPECT_STREQ(nx_error_with_tag("fresh", 0), "fresh");
+  nx_write_errors_to_file(log.c_str());
+  nxi_err("later");
+  EXPECT_EQ(contents(log), "ERROR: message 0\nERROR: message 1\nERROR: message 2\nWARNING: w\nERROR: later\n");
 }
 
 TEST(ErrorDeathTest, ExitPrintsBothQueues) {

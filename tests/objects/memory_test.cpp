@@ -1,6 +1,7 @@
 #include <nxbriochem/objects/memory.h>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <random>
@@ -9,6 +10,10 @@
 
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/memory_state.h>
+#include <nxbriochem/objects/obj_man.h>
+#include <nxbriochem/objects/object_memory.h>
+
+#include "tests/support/use_up_memory.h"
 
 namespace {
 
@@ -185,7 +190,9 @@ TEST(Memory, FreedSlotsAreReusedAndTheListsDouble) {
     nx_malloc(1);
   }
   EXPECT_EQ(memory::pnt_list_size, 1000);
-  nx_malloc(1);
+  nx_free(c);
+  nx_malloc(1);  // goes to the freed slot, but the lists grow before that is looked for
+  EXPECT_EQ(memory::pnt_num, 1000);
   EXPECT_EQ(memory::pnt_list_size, 2000);
   clear_memory_system();
   EXPECT_EQ(memory::pnt_list_size, 0);
@@ -292,5 +299,29 @@ TEST(MemoryDeathTest, RunningOutPrintsAReportAndEndsWithStatus1) {
   EXPECT_EXIT(run_out([] { nx_calloc(-65536, 65536); }), testing::ExitedWithCode(1),
               "Out of memory trying to allocate 0 bytes of memory\n");
 }
+
+#if !defined(__SANITIZE_ADDRESS__)
+
+// With no address space left, the report itself finds no memory. The first failure decides how the process ends.
+TEST(MemoryDeathTest, ExhaustionThatLastsEndsAsItBegan) {
+  EXPECT_EXIT(
+      {
+        dup2(2, 1);
+        test_support::use_up_memory();
+        nx_malloc(100000);
+      },
+      testing::ExitedWithCode(1), "^Out of memory trying to allocate 100000 bytes of memory\n");
+  uint32_t handle = 0;
+  nxi_make_object(60, &handle);
+  EXPECT_EXIT(
+      {
+        dup2(2, 1);
+        test_support::use_up_memory();
+        nx_object_malloc_new(static_cast<int>(handle), 100000, 1, "block");
+      },
+      testing::ExitedWithCode(7), "^out of memory mallocing 100000 for block!\n");
+}
+
+#endif
 
 }  // namespace

@@ -220,6 +220,9 @@ TEST(ObjMan, OddTypesDoNotOverrun) {
   nxi_register_object(70, "no increment", sizeof(int64_t), 0);
   make(71, 0);  // registered late, once there is an object of no size
   nxi_register_object(71, "late", sizeof(int64_t), 1);
+  const std::vector<int> late = {make(73, 0), make(73, 0), make(73, 0)};
+  nxi_register_object(73, "later", 1000, 10);
+  EXPECT_EQ(nxi_delete_object(late[0]), 1);  // none of them has bytes to move
   for (int i = 0; i < 20; ++i) {
     EXPECT_EQ(value_of(70, make(70, i)), i);
     EXPECT_EQ(value_of(71, make(71, i)), i);
@@ -278,6 +281,14 @@ TEST(ObjMan, GoesOnAfterAllTrackedMemoryWasFreed) {
   EXPECT_EQ(nxi_translate_handle(second), 1U);
   EXPECT_EQ(nxi_delete_object(first), 1);
   EXPECT_EQ(nxi_translate_handle(second), 0U);
+}
+
+TEST(ObjMan, SequencesOfHandlesAreNotDeletedByMistake) {
+  make(50, 0);
+  const int own = nx_make_rseq();
+  EXPECT_EQ(nx_delete_rseq(obj_man::random_sequence_handle), 0);
+  EXPECT_EQ(nx_delete_rseq(own), 1);
+  EXPECT_NE(make(50, 0), make(50, 0));
 }
 
 TEST(ObjManDeathTest, FatalConditionsHaveTheirStatuses) {

@@ -364,6 +364,12 @@ TEST(ObjectMemory, PurgingSparesProtectedAndAttachedBlocks) {
   EXPECT_EQ(nx_number_of_warnings(), 2);
   EXPECT_EQ(printed([&] { EXPECT_EQ(nxi_set_pnt_name(handle, owned, "x"), 0); }),
             "no such pointer found in memory table! therefore can't reassign pointer name\n");
+  static char no_bytes = 0;
+  nxi_attach_pointer_to_object(handle, 0, 4, "nothing", &no_bytes);
+  EXPECT_EQ(printed([&] { nxi_free(handle, &no_bytes); }),
+            "NOTE: nxi_free found pointer nothing already had zero associated memory\n");
+  nxi_attach_pointer_to_object(handle, 0, 4, "nothing", &no_bytes);
+  EXPECT_NE(nx_object_realloc(handle, 5, 4, "something", &no_bytes), nullptr);
   for (int i = 0; i < 250; ++i) {
     nxi_attach_pointer_to_object(handle, 1, 1, "many", std::malloc(1));
   }
@@ -537,7 +543,7 @@ TEST_F(SavedTable, LiesAreRefusedOrHarmless) {
   const int target = make_object();
   const std::size_t entry = 52 + 92 + 6;  // the entry of "text"
   for (const uint32_t lie : {0xFFFFFFFFU, 0x80000000U, 0x7FFFFFFFU, 0x10000000U}) {
-    for (const std::size_t field : {4U, 8U, 12U, 44U, 48U}) {
+    for (const std::size_t field : {4U, 8U, 12U, 20U, 24U, 44U, 48U}) {
       ASSERT_EQ(read(with_word(field, lie), target), field == 8 && lie == 0x10000000U ? 1 : 0) << field << " " << lie;
     }
     for (const std::size_t field : {4U, 56U, 60U, 72U, 76U, 80U}) {
