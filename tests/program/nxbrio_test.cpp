@@ -233,6 +233,30 @@ constexpr const char* kPlainPqr =
     "HETATM 3 CA CA 53 -98.000 -199.000 5.500 2.0000 1.4000\n"
     "TER\nEND\n";
 
+// Elements that no one-letter code stands for are told in a PDB file by the column that the name starts in.
+TEST(Nxbrio, IonsKeepTheirElementInTheComplex) {
+  const ScratchDirectory scratch;
+  const std::string ions =
+      scratch.write("ions.pqr", "ATOM 1 CA CA 1 0 0 0 2 1\nATOM 2 ZN ZN 2 9 0 0 2 1\nATOM 3 CA ALA 3 5 5 5 0.1 1.9\n");
+  const std::string other = scratch.write("other.pqr", "ATOM 1 CL CL 1 3 0 0 -1 1.8\n");
+  const std::string complex = scratch.path("complex.pdb");
+  nxbrio_json({"bind", ions, other, "--write", complex, "--json"});
+  const std::string composition = nxbrio_json({"info", complex})["composition"].dump();
+  for (const char* const one : {"\"C\":1", "\"Ca\":1", "\"Zn\":1", "\"Cl\":1"}) {
+    EXPECT_NE(composition.find(one), std::string::npos) << composition;
+  }
+}
+
+TEST(Nxbrio, EnergiesOutOfRangeAreAFailure) {
+  const ScratchDirectory scratch;
+  const std::string ion = scratch.write("ion.pqr", "ATOM 1 NA NA 1 0 0 0 1 1\n");
+  const std::string other = scratch.write("other.pqr", "ATOM 1 CL CL 1 3 0 0 -1 1.8\n");
+  const RunResult result = nxbrio({"bind", ion, other, "--dielectric", "1e-40", "--json"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "nxbrio: the energy at dielectric 9.99995e-41 is too large to be told\n");
+}
+
 TEST(Pqr, AllLayoutsReadAlike) {
   const std::vector<std::pair<std::string, std::string>> layouts{
       {"chain",
