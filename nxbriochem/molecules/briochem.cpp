@@ -15,7 +15,7 @@ using NxChem::NxBondBase;
 using NxChem::NxMolBase;
 
 int file_name_tag() {
-  static const int tag = NxSystem::NxGetTag("NxBrioFileName");
+  static const int tag = tag_of("NxBrioFileName");
   return tag;
 }
 

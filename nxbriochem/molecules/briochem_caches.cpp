@@ -36,7 +36,7 @@ char* cache_names(NxMolBase& molecule, int tag, const NamePacking& packing) {
 using namespace briochem;
 
 float* nxi_molecule_coordinates(int mol) {
-  static const int tag = NxSystem::NxGetTag("NxBrioCoords");
+  static const int tag = tag_of("NxBrioCoords");
   NxMolBase& molecule = model(mol);  // its coordinates are those of its active conformer
   return guarded([&] {
     const unsigned bound = molecule.GetMaxAtomIdx();
@@ -56,26 +56,26 @@ float* nxi_molecule_coordinates(int mol) {
 }
 
 float* nxi_molecule_radii(int mol) {
-  static const int tag = NxSystem::NxGetTag("NxBrioRadii");
+  static const int tag = tag_of("NxBrioRadii");
   return cache_values<float>(model(mol), tag, [](const NxAtomBase& atom) { return atom.GetRadius(); });
 }
 
 float* nxi_molecule_charges(int mol) {
-  static const int tag = NxSystem::NxGetTag("NxBrioCharges");
+  static const int tag = tag_of("NxBrioCharges");
   return cache_values<float>(model(mol), tag, [](const NxAtomBase& atom) { return atom.GetPartialCharge(); });
 }
 
 int* nxi_molecule_atom_type(int mol) {
-  static const int tag = NxSystem::NxGetTag("NxBrioAtomType");
+  static const int tag = tag_of("NxBrioAtomType");
   return cache_values<int>(model(mol), tag, [](const NxAtomBase& atom) { return atom.GetIntType(); });
 }
 
 char* nxi_molecule_atom_names(int mol) {
-  static const int tag = NxSystem::NxGetTag("NxBrioAtomNames");
+  static const int tag = tag_of("NxBrioAtomNames");
   return cache_names(model(mol), tag, atom_name_packing);
 }
 
 char* nxi_molecule_residue_names(int mol) {
-  static const int tag = NxSystem::NxGetTag("NxBrioResidueNames");
+  static const int tag = tag_of("NxBrioResidueNames");
   return cache_names(model(mol), tag, residue_name_packing);
 }

@@ -14,6 +14,10 @@ using NxBrioChem::guarded;
 
 inline NxChem::NxMolBase& model(int mol) { return *NxBrioChem::NxDerefMolHandle(mol); }
 
+inline int tag_of(const char* name) {
+  return guarded([name] { return NxSystem::NxGetTag(name); });
+}
+
 // What becomes of a whole array that is null: there is nothing to be done for a molecule without atoms.
 inline int is_empty(const NxChem::NxMolBase& mol) { return static_cast<int>(mol.NumAtoms() == 0); }
 
