@@ -16,6 +16,7 @@
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/files.h>
+#include <nxbriochem/objects/list_obj.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/objects/object_memory.h>

@@ -267,6 +267,11 @@ void registry_table_deleted() {
   OBJ_TABLE = -1;
 }
 
+void* objects_of_type(int type) {
+  const Type* properties = type_or_null(type);
+  return properties == nullptr ? nullptr : properties->objects;
+}
+
 }  // namespace obj_man
 
 using namespace obj_man;

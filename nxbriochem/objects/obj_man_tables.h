@@ -1,4 +1,5 @@
-// What the memory tables ask of the registry, whose arrays live in one of them. Not exported.
+// What other modules of this directory ask of the registry: the memory tables, in one of which its arrays live, and the
+// modules that own an object type. Not exported.
 #ifndef NXBRIOCHEM_OBJECTS_OBJ_MAN_TABLES_H
 #define NXBRIOCHEM_OBJECTS_OBJ_MAN_TABLES_H
 
@@ -11,6 +12,9 @@ bool is_registry_table(int table_handle);
 // registry starts anew at its next use. Registered types stay registered.
 void registry_blocks_freed();
 void registry_table_deleted();
+
+// The base of a type's object array, null while it has none. Making an object of the type may move it.
+void* objects_of_type(int type);
 
 }  // namespace obj_man
 
