@@ -13,6 +13,7 @@
 #define NXBRIOCHEM_NXBRIOCHEM_H
 
 #include <nxbriochem/geometry/mol_func2.h>
+#include <nxbriochem/molecules/bits.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/files.h>

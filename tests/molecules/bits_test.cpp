@@ -1,0 +1,185 @@
+#include <nxbriochem/molecules/bits.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+int plain_count(uint64_t value) {
+  int count = 0;
+  for (; value != 0; value >>= 1) {
+    count += static_cast<int>(value & 1);
+  }
+  return count;
+}
+
+// A bitstring as a row of bits.
+class Bits {
+ public:
+  explicit Bits(const std::vector<uint32_t>& words) {
+    for (const uint32_t word : words) {
+      for (unsigned bit = 0; bit < 32; ++bit) {
+        bits_.push_back((word >> bit) & 1U);
+      }
+    }
+  }
+  uint32_t field(unsigned position, unsigned width) const {
+    uint32_t value = 0;
+    for (unsigned bit = 0; bit < width; ++bit) {
+      value |= bits_[position + bit] << bit;
+    }
+    return value;
+  }
+  void put(uint32_t value, unsigned position, unsigned width) {
+    for (unsigned bit = 0; bit < width; ++bit) {
+      bits_[position + bit] |= (value >> bit) & 1U;
+    }
+    if (position % 32 + width > 32) {
+      for (unsigned bit = position + width; bit % 32 != 0; ++bit) {
+        bits_[bit] = 0;
+      }
+      for (unsigned bit = (position / 32 + 1) * 32; bit < position + width; ++bit) {
+        bits_[bit] = (value >> (bit - position)) & 1U;
+      }
+    }
+  }
+  bool operator==(const Bits&) const = default;
+
+ private:
+  std::vector<uint32_t> bits_;
+};
+
+TEST(Bits, FieldsAtEveryPositionAndWidthAreAsBitByBit) {
+  std::mt19937 random(2);
+  for (unsigned width = 1; width <= 32; ++width) {
+    for (unsigned position = 0; position < 96; ++position) {
+      // As many words as the field touches, so that the sanitizers see a step beyond.
+      std::vector<uint32_t> words((position + width + 31) / 32);
+      std::generate(words.begin(), words.end(), [&] { return static_cast<uint32_t>(random()); });
+      Bits model(words);
+      uint32_t field = ~model.field(position, width);
+      ASSERT_EQ(nx_extract_int_from_bitstring(&field, words.data(), position, width), 1);
+      ASSERT_EQ(field, model.field(position, width)) << position << " " << width;
+      const auto value = static_cast<uint32_t>(random());
+      ASSERT_EQ(nx_put_bits_in_bitstring(value, words.data(), position, width), 1);
+      model.put(value, position, width);
+      ASSERT_EQ(Bits(words), model) << position << " " << width;
+    }
+  }
+}
+
+TEST(Bits, FieldsWrittenInIncreasingOrderComeBack) {
+  struct Field {
+    uint32_t value;
+    unsigned position;
+    unsigned width;
+  };
+  std::mt19937 random(3);
+  std::vector<uint32_t> words(4000);
+  std::vector<Field> fields;
+  for (unsigned position = 0; position < 32 * 3999;) {
+    const unsigned width = 1 + static_cast<unsigned>(random() % 32);
+    const auto value = static_cast<uint32_t>(random());  // bits above the width are cut off
+    fields.push_back({value & (0xFFFFFFFFU >> (32 - width)), position, width});
+    ASSERT_EQ(nx_put_bits_in_bitstring(value, words.data(), position, width), 1);
+    position += width + static_cast<unsigned>(random() % 2);
+  }
+  for (const Field& field : fields) {
+    uint32_t value = 0;
+    ASSERT_EQ(nx_extract_int_from_bitstring(&value, words.data(), field.position, field.width), 1);
+    ASSERT_EQ(value, field.value) << field.position << " " << field.width;
+  }
+}
+
+TEST(Bits, OddWidthsAreKept) {
+  std::vector<uint32_t> words = {0x10U, 0xFFFFFFFFU};
+  EXPECT_EQ(nx_put_bits_in_bitstring(0x5U, words.data(), 30, 3), 1);
+  EXPECT_EQ(words, (std::vector<uint32_t>{0x40000010U, 1U}));  // the whole next word replaced
+  EXPECT_EQ(nx_put_bits_in_bitstring(7, words.data(), 0, 33), 0);
+  EXPECT_EQ(nx_put_bits_in_bitstring(7, nullptr, 0, 3), 0);
+  EXPECT_EQ(words, (std::vector<uint32_t>{0x40000010U, 1U}));
+  uint32_t out = 9;
+  EXPECT_EQ(nx_extract_int_from_bitstring(&out, words.data(), 0, UINT_MAX), 0);
+  EXPECT_EQ(nx_extract_int_from_bitstring(nullptr, words.data(), 0, 1), 0);
+  EXPECT_EQ(nx_extract_int_from_bitstring(&out, nullptr, 0, 1), 0);
+  EXPECT_EQ(out, 9U);
+  for (unsigned position = 0; position < 32; ++position) {
+    uint32_t word = 0;  // one word only: a width of 0 never reaches the next
+    EXPECT_EQ(nx_put_bits_in_bitstring(0x80000003U, &word, position, 0), 1);
+    EXPECT_EQ(word, static_cast<uint32_t>(0x80000003ULL << position));
+    word = 0xABCDEF01U;
+    EXPECT_EQ(nx_extract_int_from_bitstring(&out, &word, position, 0), 1);
+    EXPECT_EQ(out, static_cast<uint32_t>(uint64_t{0xABCDEF01U} << ((32 - position) % 32)));
+  }
+}
+
+TEST(Bits, CountsGoByTheTableUntilItIsMadeAndAreExactAfterwards) {
+  std::mt19937 random(4);
+  std::vector<uint32_t> words(1003);
+  std::generate(words.begin(), words.end(), [&] { return static_cast<uint32_t>(random()); });
+  words[0] = 0xFFFFFFFFU;
+  std::vector<uint32_t> counts(words.size() + 1, 77);
+  const int n = static_cast<int>(words.size());
+  EXPECT_EQ(nx_bits_on(words.data(), n), 0U);
+  nx_count_bits(words.data(), counts.data(), n);
+  EXPECT_EQ(counts[0], 0U);
+  nx_short_nob[0xFFFF] = 5;  // a program's own filling
+  EXPECT_EQ(nx_bits_on(words.data(), 1), 10U);
+  nx_make_short_nob_table();
+  for (unsigned value = 0; value < 65536; ++value) {
+    ASSERT_EQ(nx_short_nob[value], plain_count(value));
+  }
+  nx_count_bits(words.data(), counts.data(), n);
+  EXPECT_EQ(counts.back(), 77U);
+  unsigned sum = 0;
+  for (int i = 0; i < n; ++i) {
+    ASSERT_EQ(nx_bits_on(words.data(), i), sum);
+    const auto count = static_cast<unsigned>(plain_count(words[static_cast<std::size_t>(i)]));
+    ASSERT_EQ(counts[static_cast<std::size_t>(i)], count);
+    ASSERT_EQ(nx_bits_on(words.data() + i, 1), count);
+    sum += count;
+  }
+  nx_count_bits(words.data(), words.data(), n);
+  counts.pop_back();
+  EXPECT_EQ(words, counts);
+  EXPECT_EQ(nx_bits_on(words.data(), -1) + nx_bits_on(nullptr, 5), 0U);
+  nx_count_bits(nullptr, counts.data(), 1);
+  nx_count_bits(words.data(), nullptr, 1);
+}
+
+TEST(Bits, SingleBitsCountFromZeroButForSetting) {
+  int value = 0;
+  nxi_setbit(&value, 1);
+  EXPECT_EQ(value, 1);
+  nxi_togglebit(&value, 1);
+  EXPECT_EQ(value, 3);
+  nxi_setbit(&value, 32);
+  EXPECT_EQ(value, INT_MIN + 3);
+  for (const int bit : {0, 33, -1, INT_MIN, INT_MAX}) {
+    nxi_setbit(&value, bit);
+  }
+  for (const int bit : {32, -1, INT_MIN, INT_MAX}) {
+    nxi_togglebit(&value, bit);
+    EXPECT_EQ(nxi_isbitset(-1, bit), 0);
+  }
+  EXPECT_EQ(value, INT_MIN + 3);
+  nxi_setbit(nullptr, 1);
+  nxi_togglebit(nullptr, 1);
+  EXPECT_EQ(nxi_isbitset(value, 31), 1);
+  EXPECT_EQ(nxi_isbitset(value, 2), 0);
+  EXPECT_EQ(nxi_numberofbits(value, 1), 1);
+  EXPECT_EQ(nxi_numberofbits(value, INT_MAX), 3);
+  EXPECT_EQ(nxi_numberofbits(value, 0), 0);
+  EXPECT_EQ(nxi_differentbits(0b1100, 0b1010, 2), 1);
+  testing::internal::CaptureStdout();
+  nxi_printbits(0b1011, 6);
+  nxi_printbits(-1, -3);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "110100\n\n");
+}
+
+}  // namespace
