@@ -1,5 +1,5 @@
 # The front door: thin targets over the CMake presets.
-.PHONY: all bootstrap demo test check-asan bench lint format clean
+.PHONY: all bootstrap demo test check-asan fuzz bench lint format clean
 
 all:
 	cmake --preset release
@@ -18,6 +18,14 @@ check-asan: bootstrap
 	cmake --preset asan
 	cmake --build --preset asan
 	ctest --preset asan
+
+# Each fuzz target, for so long.
+FUZZ_SECONDS ?= 60
+fuzz:
+	scripts/bootstrap fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	scripts/fuzz build/fuzz $(FUZZ_SECONDS)
 
 bench: bootstrap
 	cmake --preset bench

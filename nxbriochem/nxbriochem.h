@@ -22,6 +22,7 @@
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/objects/object_memory.h>
 #include <nxbriochem/objects/print.h>
+#include <nxbriochem/util/parser.h>
 #include <nxbriochem/util/prand.h>
 
 #endif

@@ -1,0 +1,553 @@
+// Lines, tokens, variables and expressions.
+//
+// An expression is evaluated by one small machine for all four levels of the grammar. It alternates between two steps:
+// `read_factor` takes what may stand as a factor, `completes` joins the factor's value to what waits for it and looks
+// at the token behind for what comes next. What waits is in a frame; parentheses and '=' open another one on top, whose
+// value becomes the factor of the frame below. The frames are on the heap: a text may nest as deep as memory goes,
+// which the machine's own stack, with a function for each level calling the next, would not survive.
+#include <nxbriochem/util/parser.h>
+
+#include <array>
+#include <charconv>
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/plain_heap.h>
+#include <nxbriochem/util/parser_state.h>
+#include <nxbriochem/util/slot_index.h>
+
+namespace parser {
+
+const char* sp = "";
+const char* sp_save = "";
+char token[NXI_TOKEN_LENGTH + 1] = "";
+int type = kNoToken;
+std::size_t level = 0;
+std::size_t nspace = 0;
+int result_integer = 0;
+float result_float = 0.0F;
+double result_double = 0.0;
+VariableTable VarTab{};
+int32_t VarTabAll = 0;
+
+namespace {
+
+constexpr int kClosingStatus = 0;  // a request that cannot be met ends the process, but not as a failure: meant
+constexpr int32_t kVariableIncrement = 40;
+
+using TokenText = char[NXI_TOKEN_LENGTH + 1];
+
+// ---- Tokens
+
+// The type of the token that a character begins.
+constexpr std::array<unsigned char, 256> make_beginnings() {
+  std::array<unsigned char, 256> types{};  // NXI_TOKEN_OTHER
+  for (unsigned char letter = 0; letter < 26; ++letter) {
+    types[static_cast<std::size_t>('A' + letter)] = NXI_TOKEN_NAME;
+    types[static_cast<std::size_t>('a' + letter)] = NXI_TOKEN_NAME;
+  }
+  for (unsigned char digit = '0'; digit <= '9'; ++digit) {
+    types[digit] = NXI_TOKEN_INTEGER;
+  }
+  types['"'] = NXI_TOKEN_STRING;
+  constexpr char kSigns[] = "();:,.'+-*/^=";
+  for (unsigned char i = 0; kSigns[i] != '\0'; ++i) {
+    types[static_cast<unsigned char>(kSigns[i])] = static_cast<unsigned char>(NXI_TOKEN_LEFT_PARENTHESIS + i);
+  }
+  types['\0'] = NXI_TOKEN_END;
+  return types;
+}
+
+constexpr std::array<unsigned char, 256> kBeginnings = make_beginnings();
+static_assert(kBeginnings['('] == 5 && kBeginnings['='] == NXI_TOKEN_EQUALS && kBeginnings['_'] == NXI_TOKEN_OTHER);
+
+int beginning(char c) { return kBeginnings[static_cast<unsigned char>(c)]; }
+bool is_digit(char c) { return beginning(c) == NXI_TOKEN_INTEGER; }
+bool is_white(char c) { return c == ' ' || c == '\t' || c == '\n'; }
+
+// Copies characters of the scanned text into a token's text until that is full.
+class Copier {
+ public:
+  Copier(const char* from, char* to) : from_(from), to_(to), end_(to + NXI_TOKEN_LENGTH) {}
+
+  char next() const { return *from_; }
+  bool full() const { return to_ == end_; }
+  void skip() { ++from_; }
+  void take() {
+    if (!full()) {
+      *to_++ = *from_++;
+    }
+  }
+  void take_digits() {
+    while (!full() && is_digit(next())) {
+      take();
+    }
+  }
+  // Ends the token's text; where the next token is to be looked for.
+  const char* finish() {
+    *to_ = '\0';
+    return from_;
+  }
+
+ private:
+  const char* from_;
+  char* to_;
+  char* end_;
+};
+
+void copy_name(Copier& text) {
+  const auto belongs = [](char c) {
+    return beginning(c) == NXI_TOKEN_NAME || beginning(c) == NXI_TOKEN_INTEGER || c == '_';
+  };
+  while (!text.full() && belongs(text.next())) {
+    text.take();
+  }
+}
+
+int copy_number(Copier& text) {
+  text.take_digits();
+  if (text.next() != '.' || text.full()) {
+    return NXI_TOKEN_INTEGER;  // so of 1E5 only the 1: meant
+  }
+  text.take();
+  if (text.next() != '\0') {
+    text.take();  // whatever it is: meant
+  }
+  text.take_digits();
+  if (text.next() == 'E' || text.next() == 'e') {
+    text.take();
+    if (text.next() == '+' || text.next() == '-') {
+      text.take();
+    }
+    text.take_digits();
+  }
+  return NXI_TOKEN_REAL;
+}
+
+void copy_string(Copier& text) {
+  text.skip();
+  while (text.next() != '"' && text.next() != '\0') {
+    if (text.full()) {
+      text.skip();
+    } else {
+      text.take();
+    }
+  }
+  if (text.next() == '"') {
+    text.skip();
+  }
+}
+
+int scan(const char*& position, char* text) {
+  const char* start = position;
+  while (is_white(*position)) {
+    ++position;
+  }
+  nspace = static_cast<std::size_t>(position - start);
+  int found = beginning(*position);
+  Copier copier(position, text);
+  if (found == NXI_TOKEN_NAME) {
+    copy_name(copier);
+  } else if (found == NXI_TOKEN_INTEGER) {
+    found = copy_number(copier);
+  } else if (found == NXI_TOKEN_STRING) {
+    copy_string(copier);
+  } else if (found != NXI_TOKEN_END) {
+    copier.take();
+  }
+  const char* behind = copier.finish();
+  position = found == NXI_TOKEN_OTHER ? position : behind;
+  return found;
+}
+
+void advance() {
+  sp_save = sp;
+  type = scan(sp, token);
+}
+
+// As strtol in base 10 takes it: what is too large becomes the largest.
+double integer_value(const char* text) {
+  long value = LONG_MAX;
+  std::from_chars(text, text + std::strlen(text), value);
+  return static_cast<double>(value);
+}
+
+// As strtod takes it in the C locale, whatever the program's locale: a decimal point is a point.
+double real_value(const char* text) {
+  double value = 0.0;
+  const std::from_chars_result end = std::from_chars(text, text + std::strlen(text), value);
+  if (end.ec == std::errc::result_out_of_range) {
+    // It has an exponent: 40 digits without one are in range.
+    return std::strchr(text, '-') != nullptr ? 0.0 : HUGE_VAL;
+  }
+  return value;
+}
+
+// ---- Variables
+
+// From hashes of names to indexes in the table. Names are never taken out of the table one by one.
+util::SlotIndex<uint64_t, objects::PlainHeap> variable_index;
+
+uint64_t hash_of(const char* name) {
+  uint64_t hash = 0xCBF29CE484222325U;  // FNV-1a
+  for (; *name != '\0'; ++name) {
+    hash = (hash ^ static_cast<unsigned char>(*name)) * 0x100000001B3U;
+  }
+  return hash;
+}
+
+void forget_variables() {
+  VarTab = {};
+  VarTabAll = 0;
+  variable_index.clear();
+}
+
+void make_room_for_variable() {
+  if (VarTab.count < VarTabAll) {
+    return;
+  }
+  memory::when_all_freed(forget_variables);
+  VarTabAll += kVariableIncrement;
+  VarTab.entries =
+      static_cast<Variable*>(memory::grow_own(VarTab.entries, VarTabAll * static_cast<int64_t>(sizeof(Variable))));
+}
+
+int find_variable(const char* name, uint64_t hash) {
+  const int slot = variable_index.find_highest(hash);
+  if (slot < 0 || std::strcmp(VarTab.entries[slot].name, name) == 0) {
+    return slot;
+  }
+  // Another name has the same hash.
+  for (int i = 0; i < VarTab.count; ++i) {
+    if (std::strcmp(VarTab.entries[i].name, name) == 0) {
+      return i;
+    }
+  }
+  return -1;
+}
+
+void append_variable(const char* name, uint64_t hash, double value) {
+  make_room_for_variable();
+  const std::size_t bytes = std::strlen(name) + 1;
+  char* copy = static_cast<char*>(nx_malloc(static_cast<int64_t>(bytes)));
+  std::memcpy(copy, name, bytes);
+  VarTab.entries[VarTab.count] = {copy, value};
+  variable_index.insert(hash, VarTab.count);
+  ++VarTab.count;
+}
+
+[[noreturn]] void close_down() {
+  std::fflush(stdout);
+  std::exit(kClosingStatus);
+}
+
+double variable_value(const char* name) {
+  const int index = nxi_FindVariable(name);
+  if (index < 0) {
+    std::printf("Undefined variable: %s \n", name);
+    close_down();
+  }
+  return VarTab.entries[index].value;
+}
+
+// What follows a name and '=': defines the name if it is not known yet, and leaves it alone if it is. Meant.
+void define_if_unknown(const char* name, double value) {
+  const uint64_t hash = hash_of(name);
+  if (find_variable(name, hash) < 0) {
+    append_variable(name, hash, value);
+  }
+}
+
+// ---- Expressions
+
+// What of the grammar a frame evaluates.
+enum class Part : unsigned char { kFactor, kSignedFactor, kSimpleExpression, kExpression };
+
+enum class OpenedBy : unsigned char { kCaller, kParenthesis, kAssignment };
+
+// The places where a left operand waits for its right one, the tightest first.
+enum Rank { kPower, kProduct, kSum, kRanks };
+
+struct Frame {
+  double left[kRanks] = {};
+  unsigned char operation[kRanks] = {};  // the operator's token type; 0 where nothing waits
+  Part part = Part::kExpression;
+  OpenedBy opened_by = OpenedBy::kCaller;
+  bool negated = false;  // the next factor
+};
+
+// Frames of what is open, `level` of them, and the names that stand before the '=' that opened some. They keep
+// their room from value to value, up to these many frames.
+constexpr std::size_t kKeptFrames = 1024;
+std::vector<Frame, objects::PlainHeap<Frame>> frames;
+
+struct Name {
+  TokenText text;
+};
+std::vector<Name, objects::PlainHeap<Name>> assigned_names;
+
+void forget_frames() {
+  level = 0;
+  frames.clear();
+  assigned_names.clear();
+}
+
+void open(Part part, OpenedBy opened_by) {
+  frames.emplace_back();
+  frames.back().part = part;
+  frames.back().opened_by = opened_by;
+  ++level;
+}
+
+// Closes the innermost frame, whose value this is.
+void close(double value) {
+  const OpenedBy opened_by = frames.back().opened_by;
+  frames.pop_back();
+  --level;
+  if (opened_by == OpenedBy::kParenthesis && type == NXI_TOKEN_RIGHT_PARENTHESIS) {
+    advance();
+  } else if (opened_by == OpenedBy::kAssignment) {
+    define_if_unknown(assigned_names.back().text, value);
+    assigned_names.pop_back();
+  }
+}
+
+double combined(double left, int operation, double right) {
+  switch (operation) {
+    case NXI_TOKEN_POWER:
+      return std::exp(right * std::log(left));  // no number for a negative base: meant
+    case NXI_TOKEN_TIMES:
+      return left * right;
+    case NXI_TOKEN_DIVIDE:
+      return left / right;
+    case NXI_TOKEN_PLUS:
+      return left + right;
+    case NXI_TOKEN_MINUS:
+      return left - right;
+    default:
+      return right;
+  }
+}
+
+// Joins the value to the left operand that waits at the rank, if there is one. True when the current token is an
+// operator of this rank: then the result waits in its turn, and the operator is passed.
+bool joined_and_waits(Frame& frame, Rank rank, double& value) {
+  value = combined(frame.left[rank], frame.operation[rank], value);
+  frame.operation[rank] = 0;
+  const bool waits = rank == kPower     ? type == NXI_TOKEN_POWER
+                     : rank == kProduct ? type == NXI_TOKEN_TIMES || type == NXI_TOKEN_DIVIDE
+                                        : type == NXI_TOKEN_PLUS || type == NXI_TOKEN_MINUS;
+  if (waits) {
+    frame.left[rank] = value;
+    frame.operation[rank] = static_cast<unsigned char>(type);
+    advance();
+  }
+  return waits;
+}
+
+// Reads the signed factor at the current token as far as it goes without another frame. False when it opens one. What
+// is no factor counts as 0 and stays.
+bool read_factor(double& value) {
+  Frame& frame = frames.back();
+  if (frame.part != Part::kFactor && token[0] == '-') {  // the text of a string too: meant
+    frame.negated = true;
+    advance();
+  }
+  value = 0.0;
+  if (type == NXI_TOKEN_NAME) {
+    Name name;
+    std::memcpy(name.text, token, sizeof name.text);
+    advance();
+    if (type == NXI_TOKEN_EQUALS) {
+      advance();
+      assigned_names.push_back(name);
+      open(Part::kExpression, OpenedBy::kAssignment);
+      return false;
+    }
+    value = variable_value(name.text);
+  } else if (type == NXI_TOKEN_INTEGER) {
+    value = integer_value(token);
+    advance();
+  } else if (type == NXI_TOKEN_REAL) {
+    value = real_value(token);
+    advance();
+  } else if (type == NXI_TOKEN_LEFT_PARENTHESIS) {
+    advance();
+    open(Part::kExpression, OpenedBy::kParenthesis);
+    return false;
+  }
+  return true;
+}
+
+// Takes a factor's value into the innermost frame. True when the frame is through, with its value; false when an
+// operator asks for another signed factor.
+bool completes(const char* start, double& value) {
+  Frame& frame = frames.back();
+  if (frame.negated) {
+    value = -value;
+    frame.negated = false;
+  }
+  if (frame.part == Part::kFactor || frame.part == Part::kSignedFactor) {
+    return true;
+  }
+  if (joined_and_waits(frame, kPower, value) || joined_and_waits(frame, kProduct, value)) {
+    return false;
+  }
+  if (frame.part == Part::kSimpleExpression) {
+    return true;
+  }
+  // White space ends the outermost expression only behind its first summand: meant. At `start` the expression's own
+  // first token is still standing, whose white space does not count.
+  if (level == 1 && frame.operation[kSum] == 0 && nspace > 0 && sp != start) {
+    sp = sp_save;
+    return true;
+  }
+  return !joined_and_waits(frame, kSum, value);
+}
+
+double evaluate(Part part) {
+  if (type == kNoToken) {
+    advance();
+  }
+  forget_frames();
+  const char* const start = sp;
+  open(part, OpenedBy::kCaller);
+  double value = 0.0;
+  while (level > 0) {
+    if (read_factor(value)) {
+      while (level > 0 && completes(start, value)) {
+        close(value);
+      }
+    }
+  }
+  if (frames.capacity() > kKeptFrames) {
+    frames.shrink_to_fit();
+    assigned_names.shrink_to_fit();
+  }
+  return value;
+}
+
+int truncated(double value) {
+  if (std::isnan(value)) {
+    return 0;
+  }
+  if (value >= INT_MAX) {
+    return INT_MAX;
+  }
+  return value <= INT_MIN ? INT_MIN : static_cast<int>(value);
+}
+
+}  // namespace
+}  // namespace parser
+
+using namespace parser;
+
+int nxi_ReadLine(FILE* stream, char* buffer, int size) {
+  if (buffer == nullptr || size < 1) {
+    return 0;
+  }
+  buffer[0] = '\0';
+  if (stream == nullptr || size < 2) {
+    return 0;
+  }
+  // A line that just fits is read with its end.
+  int length = 0;
+  int c = getc_unlocked(stream);
+  const bool read = c != EOF;
+  while (c != EOF && c != '\n' && c != '\r' && length < size - 1) {
+    buffer[length++] = static_cast<char>(c);
+    c = getc_unlocked(stream);
+  }
+  buffer[length] = '\0';
+  if (c == '\r') {
+    c = getc_unlocked(stream);
+  }
+  if (c != '\n' && c != EOF) {
+    std::ungetc(c, stream);
+  }
+  return read ? 1 : 0;
+}
+
+void nxi_SetScanLine(const char* text) {
+  sp = text == nullptr ? "" : text;
+  sp_save = sp;
+  token[0] = '\0';
+  type = kNoToken;
+  level = 0;
+  nspace = 0;
+}
+
+int nxi_ScanLine(const char** position, char* token_text) {
+  if (token_text != nullptr) {
+    token_text[0] = '\0';
+  }
+  if (position == nullptr || *position == nullptr || token_text == nullptr) {
+    return NXI_TOKEN_END;
+  }
+  return scan(*position, token_text);
+}
+
+void* nxi_GetDataElement(const char* type_name) {
+  const auto wanted = [type_name](const char* name) {
+    return type_name != nullptr && std::strcmp(type_name, name) == 0;
+  };
+  advance();
+  if (wanted("char")) {
+    return token;
+  }
+  result_double = nxi_Expression();
+  if (wanted("int")) {
+    result_integer = truncated(result_double);
+    return &result_integer;
+  }
+  if (wanted("float")) {
+    result_float = static_cast<float>(result_double);
+    return &result_float;
+  }
+  if (wanted("double")) {
+    return &result_double;
+  }
+  std::printf("type is %s \n", type_name == nullptr ? "(null)" : type_name);
+  std::puts("Invalid request for data element ");
+  std::puts("Closing down code ");
+  close_down();
+}
+
+double nxi_Expression(void) { return evaluate(Part::kExpression); }
+double nxi_SimpleExpression(void) { return evaluate(Part::kSimpleExpression); }
+double nxi_SignedFactor(void) { return evaluate(Part::kSignedFactor); }
+double nxi_Factor(void) { return evaluate(Part::kFactor); }
+
+int nxi_FindVariable(const char* name) {
+  if (VarTab.entries == nullptr) {
+    make_room_for_variable();  // the first look-up makes the table
+  }
+  return name == nullptr ? -1 : find_variable(name, hash_of(name));
+}
+
+int nxi_AddVariableToTable(const char* name, double value) {
+  if (name == nullptr) {
+    return 0;
+  }
+  const uint64_t hash = hash_of(name);
+  if (find_variable(name, hash) >= 0) {
+    std::printf("Multiple defintion of variable %s requested \n", name);
+    std::puts("request ignored ");
+    return 0;
+  }
+  append_variable(name, hash, value);
+  return 0;
+}
+
+void nxi_PrintVariableTable(void) {
+  std::printf("There are %4d entries in Variable Table \n", VarTab.count);
+  std::printf("No.      NAME                 Value\n\n");
+  for (int i = 0; i < VarTab.count; ++i) {
+    std::printf("%4d  %-20s  %8.4f \n", i, VarTab.entries[i].name, VarTab.entries[i].value);
+  }
+}
