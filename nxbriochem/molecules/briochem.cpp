@@ -1,6 +1,7 @@
 // Whole molecules: making and deleting them, their names, how many atoms and bonds they have, ring and rotor flags.
 #include <nxbriochem/molecules/briochem.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -8,6 +9,18 @@
 #include <nxbriochem/molecules/briochem_model.h>
 
 namespace briochem {
+
+bool there_is_room(std::size_t n, std::size_t size) {
+  constexpr std::size_t kBesides = 64;
+  if (n > PTRDIFF_MAX / (size + kBesides)) {
+    return false;
+  }
+  void* volatile room =
+      std::malloc(n * (size + kBesides) + 1);  // volatile: an allocation that is not used may be optimised away
+  std::free(room);
+  return room != nullptr;
+}
+
 namespace {
 
 using NxChem::NxAtomBase;
@@ -25,17 +38,6 @@ int copy_text(char* out, const char* text) {
   }
   std::memcpy(out, text, std::strlen(text) + 1);
   return 1;
-}
-
-// Whether memory has room for n objects of this size with what goes with each: its place in tables, its coordinates,
-// the heap's own bookkeeping. It is asked and given back, so that a number that cannot be had fails before anything is
-// changed.
-bool there_is_room(std::size_t n, std::size_t size) {
-  constexpr std::size_t kBesides = 64;
-  void* volatile room =
-      std::malloc(n * (size + kBesides) + 1);  // volatile: an allocation that is not used may be optimised away
-  std::free(room);
-  return room != nullptr;
 }
 
 // How a count of atoms or bonds is set: missing ones are made one by one, surplus ones deleted.

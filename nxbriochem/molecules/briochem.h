@@ -296,6 +296,109 @@ NX_API int nx_get_molecule_bonds_element(int* bond_out, int bond, int mol);
 // Rewires one bond from 3 ints; 0 when no bond has the index, or with a warning when an atom is not there.
 NX_API int nx_set_molecule_bonds_element(const int* bond_in, int bond, int mol);
 
+// ---- Atom masks: 1 int per atom; an entry that is not 0 selects the atom ----
+//
+// A molecule without mask counts as fully selected. The two defaults that functions start from differ, and that is
+// meant: the combining functions and nx_mask_molecule_hydrogens start from entries of 16843009 (every byte 1),
+// nx_set_molecule_atom_mask_element from entries of 1. Combining is bitwise, so that "and" with a mask of 1 keeps 1 of
+// a default entry and "and" with a mask of 2 keeps nothing. Atoms made after a mask was set are not selected: their
+// entries are 0. Data of another type than int under the mask's tag gives the toolkit's warning and counts as no mask.
+
+// Sets the mask from an array of bound entries.
+NX_API int nx_set_molecule_atom_mask(const int* mask, int mol);
+// Writes bound entries; 0 when no mask is set.
+NX_API int nx_get_molecule_atom_mask(int* mask, int mol);
+// 1 when a mask is set.
+NX_API int nx_is_molecule_atom_mask_set(int mol);
+// One atom's entry; 0 when no mask is set or no atom has the index; 1 and nothing written when the index bound is 0.
+NX_API int nx_get_molecule_atom_mask_element(int* value, int atom, int mol);
+// Sets one atom's entry; 0 when no atom has the index; 1 and nothing set when the index bound is 0.
+NX_API int nx_set_molecule_atom_mask_element(int value, int atom, int mol);
+// The combining functions take bound entries and give 1, with no mask set, when the index bound is 0.
+//
+// Sets to 0 every entry whose entry in `mask` is not 0. So this is "and not": it never selects an atom.
+NX_API int nx_not_molecule_atom_mask(const int* mask, int mol);
+// Each entry becomes its bitwise or with the entry in `mask`.
+NX_API int nx_or_molecule_atom_mask(const int* mask, int mol);
+// Each entry becomes its bitwise and with the entry in `mask`.
+NX_API int nx_and_molecule_atom_mask(const int* mask, int mol);
+// Sets the entries of hydrogens and dummy atoms (atomic numbers 1 and 0) to 0; as the combining functions.
+NX_API int nx_mask_molecule_hydrogens(int mol);
+// Entries that are not 0, those of deleted atoms too; the atom count when no mask is set.
+NX_API int nx_atoms_masked(int mol);
+
+// ---- Transforms: 7 floats a, b, c, d, tx, ty, tz: a quaternion, scalar first, and a translation in angstrom ----
+//
+// A transform is kept with the molecule until another is set; it moves nothing until it is applied. The quaternion may
+// have any length but 0: it is normalised whenever it is used. A transform with a value that is not finite can be set
+// but not used. It turns a point p, a column, into M p with the rows of M
+//
+//     aa+bb-cc-dd   2(bc+ad)      2(bd-ac)
+//     2(bc-ad)      aa-bb+cc-dd   2(cd+ab)
+//     2(bd+ac)      2(cd-ab)      aa-bb-cc+dd
+//
+// which is the transpose of the matrix that textbooks give for the quaternion: it turns by the quaternion's angle the
+// other way round.
+
+// Sets the transform.
+NX_API int nx_set_molecule_transform(const float* transform, int mol);
+// Writes the 7 floats; 0 when no transform is set.
+NX_API int nx_get_molecule_transform(float* transform, int mol);
+// 1 when a transform is set.
+NX_API int nx_is_molecule_transform_set(int mol);
+// Writes the 9 floats of M, row by row, and the 3 of the translation; either may be null, but not both. 0 when no
+// transform is set; 0 too, where M is asked for, for a quaternion that is not finite, and with a warning for one of
+// length 0.
+NX_API int nx_get_molecule_transform_matrix(float* rotation, float* translation, int mol);
+// Sets the transform whose M is the rotation (9 floats, row by row; null: no rotation) with the translation (3 floats;
+// null: none). The quaternion comes out of unit length, with a not negative. `rotation` must be a rotation, as
+// nx_reorthogonalize_rotation makes one of what is nearly one; of anything else the result is the quaternion of no
+// rotation in particular, and 0 with nothing set when it is not finite.
+NX_API int nx_set_molecule_transform_matrix(const float* rotation, const float* translation, int mol);
+// Replaces the coordinates p of every atom, in every conformer, by M p + t, computed in double precision. The transform
+// stays set. 0 when none is set or it is not finite, and with a warning for a quaternion of length 0.
+NX_API int nx_transform_molecule(int mol);
+// Takes the transform back: replaces p by the inverse of M times (p - t). Otherwise as nx_transform_molecule.
+NX_API int nx_untransform_molecule(int mol);
+
+// ---- Conformers ----
+//
+// All need a multi-conformer molecule, such as nx_make_molecule makes; for another one they warn and give 0. A
+// conformer's index stays with it while it lives; deleting conformers leaves gaps.
+
+// Writes the index of the active conformer.
+NX_API int nx_get_molecule_conformer(int* conformer, int mol);
+// Makes a conformer active; 0 when none has the index.
+NX_API int nx_set_molecule_conformer(int conformer, int mol);
+// Makes the conformer with the next higher index active and forgets the toolkit's stack of saved ones; 0, with nothing
+// changed, at the last one.
+NX_API int nx_increment_molecule_conformer(int mol);
+// Makes the conformer with the next lower index active, likewise; 0, with nothing changed, at the first one.
+NX_API int nx_decrement_molecule_conformer(int mol);
+// The number of conformers.
+NX_API int nx_get_molecule_conformer_number(int mol);
+// Makes the molecule have n conformers. Missing ones are added with the coordinates of the active one; surplus ones are
+// deleted from the front, and if the active one is among them, the first that is left becomes active. 0 for an n below
+// 1 and for conformers that memory has no room for.
+NX_API int nx_set_molecule_conformer_number(int n, int mol);
+// 1 for a multi-conformer molecule.
+NX_API int nx_is_molecule_conformer_number_set(int mol);
+
+// ---- Copies ----
+
+// A new molecule that equals this one: atoms and bonds under the same indices, names, residues, conformers and which is
+// active, mask, transform and every other data item. Its handle; the caller deletes it with nx_delete_molecule. A
+// multi-conformer molecule becomes one, as nx_make_molecule makes them; of any other the copy has one set of
+// coordinates, those that the handle shows. 0 with a warning when handles are used up.
+NX_API int nx_copy_molecule(int mol);
+// A new molecule of the atoms that the mask selects, all atoms when no mask is set. The atoms keep their order and are
+// numbered from 0; with them go all their properties, names, residues and coordinates in every conformer. The bonds of
+// which both ends are kept go too, in their order and numbered from 0; bonds that were never wired do not. Title,
+// transform and the other data items are carried as they are, and conformers with their indices, their data and which
+// is active; of the mask the entries of the kept atoms are carried, and the internal arrays of nxi_molecule_* are not.
+// Its handle, 0 as above.
+NX_API int nx_make_molecule_from_mask(int mol);
+
 // ---- Files ----
 
 // Writes the molecule as a file that appears whole or not at all. `format` is "pdb", "mol2", "sdf", "xyz", "pqr", or
@@ -321,6 +424,10 @@ NX_API int* nxi_molecule_atom_type(int mol);
 NX_API char* nxi_molecule_atom_names(int mol);
 // As nx_get_molecule_residue_names packs them.
 NX_API char* nxi_molecule_residue_names(int mol);
+
+// The molecule's own mask, of as many entries as the index bound, or null when none is set; valid until the mask is set
+// again, atoms are made, or the molecule is cleared or deleted. Changing its entries changes the mask.
+NX_API int* nxi_molecule_atom_mask(int mol);
 
 NX_END_DECLS
 

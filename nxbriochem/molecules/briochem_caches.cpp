@@ -1,4 +1,5 @@
 // Arrays that the molecule owns, rebuilt at every call and kept as its generic data.
+#include <array>
 #include <vector>
 
 #include <nxbriochem/molecules/briochem.h>
@@ -10,33 +11,49 @@ namespace {
 using NxChem::NxAtomBase;
 using NxChem::NxMolBase;
 
+enum Cache { kCoords, kRadii, kCharges, kAtomType, kAtomNames, kResidueNames };
+
+// Looked up once.
+const std::array<int, 6>& tags() {
+  static const std::array<int, 6> all = {tag_of("NxBrioCoords"),    tag_of("NxBrioRadii"),
+                                         tag_of("NxBrioCharges"),   tag_of("NxBrioAtomType"),
+                                         tag_of("NxBrioAtomNames"), tag_of("NxBrioResidueNames")};
+  return all;
+}
+
 template <class T, class Value>
-T* cache_values(NxMolBase& molecule, int tag, Value value) {
+T* cache_values(NxMolBase& molecule, Cache cache, Value value) {
   return guarded([&] {
     std::vector<T> values;
     values.reserve(molecule.NumAtoms());
     for (const NxAtomBase& atom : molecule.GetAtoms()) {
       values.push_back(value(atom));
     }
-    return molecule.SetData(tag, values.data(), values.size());
+    return molecule.SetData(tags()[cache], values.data(), values.size());
   });
 }
 
-char* cache_names(NxMolBase& molecule, int tag, const NamePacking& packing) {
+char* cache_names(NxMolBase& molecule, Cache cache, const NamePacking& packing) {
   return guarded([&] {
     std::vector<char> names(packing.total_size(molecule));
     packing.pack(molecule, names.data(), names.size());
-    return molecule.SetData(tag, names.data(), names.size());
+    return molecule.SetData(tags()[cache], names.data(), names.size());
   });
 }
 
 }  // namespace
+
+void drop_caches(NxMolBase& mol) {
+  for (const int tag : tags()) {
+    mol.DeleteData(tag);
+  }
+}
+
 }  // namespace briochem
 
 using namespace briochem;
 
 float* nxi_molecule_coordinates(int mol) {
-  static const int tag = tag_of("NxBrioCoords");
   NxMolBase& molecule = model(mol);  // its coordinates are those of its active conformer
   return guarded([&] {
     const unsigned bound = molecule.GetMaxAtomIdx();
@@ -51,31 +68,22 @@ float* nxi_molecule_coordinates(int mol) {
         written += 3;
       }
     }
-    return molecule.SetData(tag, coordinates.data(), written);
+    return molecule.SetData(tags()[kCoords], coordinates.data(), written);
   });
 }
 
 float* nxi_molecule_radii(int mol) {
-  static const int tag = tag_of("NxBrioRadii");
-  return cache_values<float>(model(mol), tag, [](const NxAtomBase& atom) { return atom.GetRadius(); });
+  return cache_values<float>(model(mol), kRadii, [](const NxAtomBase& atom) { return atom.GetRadius(); });
 }
 
 float* nxi_molecule_charges(int mol) {
-  static const int tag = tag_of("NxBrioCharges");
-  return cache_values<float>(model(mol), tag, [](const NxAtomBase& atom) { return atom.GetPartialCharge(); });
+  return cache_values<float>(model(mol), kCharges, [](const NxAtomBase& atom) { return atom.GetPartialCharge(); });
 }
 
 int* nxi_molecule_atom_type(int mol) {
-  static const int tag = tag_of("NxBrioAtomType");
-  return cache_values<int>(model(mol), tag, [](const NxAtomBase& atom) { return atom.GetIntType(); });
+  return cache_values<int>(model(mol), kAtomType, [](const NxAtomBase& atom) { return atom.GetIntType(); });
 }
 
-char* nxi_molecule_atom_names(int mol) {
-  static const int tag = tag_of("NxBrioAtomNames");
-  return cache_names(model(mol), tag, atom_name_packing);
-}
+char* nxi_molecule_atom_names(int mol) { return cache_names(model(mol), kAtomNames, atom_name_packing); }
 
-char* nxi_molecule_residue_names(int mol) {
-  static const int tag = tag_of("NxBrioResidueNames");
-  return cache_names(model(mol), tag, residue_name_packing);
-}
+char* nxi_molecule_residue_names(int mol) { return cache_names(model(mol), kResidueNames, residue_name_packing); }

@@ -2,6 +2,7 @@
 #ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_MODEL_H
 #define NXBRIOCHEM_MOLECULES_BRIOCHEM_MODEL_H
 
+#include <cstddef>
 #include <string_view>
 
 #include <nxbriochem/molecules/guarded.h>
@@ -20,6 +21,17 @@ inline int tag_of(const char* name) {
 
 // What becomes of a whole array that is null: there is nothing to be done for a molecule without atoms.
 inline int is_empty(const NxChem::NxMolBase& mol) { return static_cast<int>(mol.NumAtoms() == 0); }
+
+// Whether memory has room for n objects of this size with what goes with each: its place in tables, its coordinates,
+// the heap's own bookkeeping. It is asked and given back, so that a number that cannot be had fails before anything is
+// changed.
+bool there_is_room(std::size_t n, std::size_t size);
+
+// The tag of the atom mask.
+int mask_tag();
+
+// Takes away the arrays that the nxi_molecule_* functions keep with the molecule for their callers.
+void drop_caches(NxChem::NxMolBase& mol);
 
 // The atom's own name, else its element symbol, "Du" for atomic number 0.
 std::string_view name_of(const NxChem::NxAtomBase& atom);

@@ -15,6 +15,8 @@ void ReleaseSpare(std::vector<T>& table) {
   }
 }
 
+bool Selects(const int* mask, const NxAtomBase& atom) { return mask == nullptr || mask[atom.GetIdx()] != 0; }
+
 }  // namespace
 
 void NxAtomBase::SetAtomicNum(unsigned atomic_num) {
@@ -130,6 +132,33 @@ NxMolBase::NxMolBase(const NxMolBase& other)
   }
 }
 
+NxMolBase::NxMolBase(const NxMolBase& other, const int* mask)
+    : NxBase(other), title_(other.title_), rings_known_(false) {
+  std::vector<NxAtomBase*> copies(other.atoms_.size());
+  for (const NxAtomBase& atom : other.GetAtoms()) {
+    if (!Selects(mask, atom)) {
+      continue;
+    }
+    atoms_.push_back(std::unique_ptr<NxAtomBase>(new NxAtomBase(atom)));
+    NxAtomBase* copy = atoms_.back().get();
+    copy->parent_ = this;
+    copy->idx_ = num_atoms_++;
+    copy->bonds_.clear();
+    copies[atom.idx_] = copy;
+  }
+  for (const NxBondBase& bond : other.GetBonds()) {
+    NxAtomBase* bgn = bond.bgn_ != nullptr ? copies[bond.bgn_->idx_] : nullptr;
+    NxAtomBase* end = bond.end_ != nullptr ? copies[bond.end_->idx_] : nullptr;
+    if (bgn != nullptr && end != nullptr) {
+      NewBond(bgn, end, bond.order_);
+    }
+  }
+  coords_.resize(3 * atoms_.size());
+  if (const float* xyz = other.CoordData()) {
+    coords_ = other.SelectCoords(xyz, mask);
+  }
+}
+
 NxMolBase::~NxMolBase() = default;
 
 NxAtomBase* NxMolBase::NewAtom(unsigned atomic_num) {
@@ -207,6 +236,18 @@ void NxMolBase::CopyLiveCoords(const float* from, float* to) const {
     const std::size_t at = std::size_t{3} * atom.idx_;
     std::copy_n(from + at, 3, to + at);
   }
+}
+
+std::vector<float> NxMolBase::SelectCoords(const float* from, const int* mask) const {
+  std::vector<float> selected;
+  selected.reserve(std::size_t{3} * num_atoms_);
+  for (const NxAtomBase& atom : GetAtoms()) {
+    if (Selects(mask, atom)) {
+      const float* at = from + std::size_t{3} * atom.idx_;
+      selected.insert(selected.end(), at, at + 3);
+    }
+  }
+  return selected;
 }
 
 void NxMolBase::GetCoords(float* xyz) const {

@@ -222,6 +222,10 @@ class NX_API NxMolBase : public NxSystem::NxBase {
   NxMolBase();
   // Deep copies: atoms, bonds, conformers, title and generic data, with the same indices.
   NxMolBase(const NxMolBase& other);
+  // A part of the other molecule: the atoms whose entry in `mask` is not 0, one entry per atom index (null: all atoms),
+  // and the bonds of which both ends are such atoms, both in their order and numbered anew from 0. Placeholder bonds
+  // are left out. Title and generic data are copied whole.
+  NxMolBase(const NxMolBase& other, const int* mask);
   NxMolBase& operator=(const NxMolBase& other) = delete;
   ~NxMolBase() override;
 
@@ -274,6 +278,8 @@ class NX_API NxMolBase : public NxSystem::NxBase {
   virtual float* ActiveCoords();
   // Called when the index bound has become n: new entries are zero.
   virtual void ResizeCoords(unsigned n);
+  // The triples of the atoms that `mask` selects, one after the other, out of one full coordinate array.
+  NX_LOCAL std::vector<float> SelectCoords(const float* from, const int* mask) const;
 
  private:
   friend class NxAtomBase;
@@ -325,8 +331,10 @@ class NX_API NxConfBase : public NxSystem::NxBase {
 class NX_API NxMCMolBase : public NxMolBase {
  public:
   NxMCMolBase();
-  // The copy's conformers have the indices and the generic data of the originals.
+  // The copy's conformers have the indices and the generic data of the originals; its stack of active ones is empty.
   NxMCMolBase(const NxMCMolBase& other);
+  // A part, as the molecule's, with every conformer under its index and with its generic data.
+  NxMCMolBase(const NxMCMolBase& other, const int* mask);
   ~NxMCMolBase() override;
 
   unsigned NumConfs() const { return num_confs_; }
@@ -338,6 +346,16 @@ class NX_API NxMCMolBase : public NxMolBase {
   // False when the conformer is not one of this molecule's.
   bool SetActive(NxConfBase* conf);
   NxConfBase* GetConf(int idx) const;
+
+  // A stack of conformers that were active, for code that works on one for a while: PushActive saves the active one and
+  // makes another active (false, with nothing changed, when that is not one of this molecule's); PopActive makes the
+  // one saved last active again (false when none is saved). SetActive leaves the stack alone; a conformer that is
+  // deleted is taken off it.
+  bool PushActive(NxConfBase* conf);
+  bool PopActive();
+  // Forgets the saved conformers; the active one stays.
+  void ClearActiveStack() { saved_active_.clear(); }
+
   // A new last conformer with the coordinates of the active one, all zero when there is none; the first becomes active.
   NxConfBase* NewConf();
   // Deleting the active conformer makes the first remaining one active.
@@ -352,16 +370,23 @@ class NX_API NxMCMolBase : public NxMolBase {
   void ResizeCoords(unsigned n) override;
 
  private:
+  NX_LOCAL void CopyConfs(const NxMCMolBase& other);
+
   std::vector<std::unique_ptr<NxConfBase>> confs_;
   unsigned num_confs_ = 0;
   NxConfBase* active_ = nullptr;
+  std::vector<NxConfBase*> saved_active_;
 };
 
-// The molecule that callers make: multi-conformer, with one conformer, which is active.
+// The molecule that callers make: multi-conformer, with one conformer, which is active. A copy has the conformers of
+// what it copies.
 class NX_API NxMol : public NxMCMolBase {
  public:
   NxMol();
   NxMol(const NxMol& other);
+  explicit NxMol(const NxMCMolBase& other);
+  // A part, as the molecule's.
+  NxMol(const NxMCMolBase& other, const int* mask);
   ~NxMol() override;
 };
 

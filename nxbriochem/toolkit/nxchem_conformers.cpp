@@ -41,9 +41,19 @@ void NxConfBase::SetCoords(const NxAtomBase& atom, const float xyz[3]) {
 
 NxMCMolBase::NxMCMolBase() = default;
 
-NxMCMolBase::NxMCMolBase(const NxMCMolBase& other) : NxMolBase(other), num_confs_(other.num_confs_) {
+NxMCMolBase::NxMCMolBase(const NxMCMolBase& other) : NxMolBase(other) { CopyConfs(other); }
+
+NxMCMolBase::NxMCMolBase(const NxMCMolBase& other, const int* mask) : NxMolBase(other, mask) {
+  CopyConfs(other);
+  for (NxConfBase& conf : GetConfs()) {
+    conf.coords_ = other.SelectCoords(conf.coords_.data(), mask);
+  }
+}
+
+void NxMCMolBase::CopyConfs(const NxMCMolBase& other) {
   // The base took the active conformer's coordinates for its own; here the conformers hold them all.
   NxMolBase::ResizeCoords(0);
+  num_confs_ = other.num_confs_;
   confs_.resize(other.confs_.size());
   for (const NxConfBase& conf : other.GetConfs()) {
     auto& copy = confs_[conf.idx_];
@@ -70,6 +80,24 @@ NxConfBase* NxMCMolBase::GetConf(int idx) const {
   return idx >= 0 && static_cast<unsigned>(idx) < confs_.size() ? confs_[static_cast<unsigned>(idx)].get() : nullptr;
 }
 
+bool NxMCMolBase::PushActive(NxConfBase* conf) {
+  if (conf == nullptr || conf->parent_ != this) {
+    return false;
+  }
+  saved_active_.push_back(active_);
+  active_ = conf;
+  return true;
+}
+
+bool NxMCMolBase::PopActive() {
+  if (saved_active_.empty()) {
+    return false;
+  }
+  active_ = saved_active_.back();
+  saved_active_.pop_back();
+  return true;
+}
+
 NxConfBase* NxMCMolBase::NewConf() {
   confs_.push_back(std::unique_ptr<NxConfBase>(new NxConfBase(this, GetMaxConfIdx())));
   ++num_confs_;
@@ -87,6 +115,7 @@ bool NxMCMolBase::DeleteConf(NxConfBase* conf) {
     return false;
   }
   const bool was_active = conf == active_;
+  std::erase(saved_active_, conf);
   confs_[conf->idx_].reset();
   --num_confs_;
   if (was_active) {
@@ -108,6 +137,7 @@ void NxMCMolBase::Sweep() {
 void NxMCMolBase::Clear() {
   const bool had_conformer = num_confs_ != 0;
   active_ = nullptr;
+  saved_active_.clear();
   confs_.clear();
   num_confs_ = 0;
   NxMolBase::Clear();
@@ -127,6 +157,10 @@ void NxMCMolBase::ResizeCoords(unsigned n) {
 NxMol::NxMol() { NewConf(); }
 
 NxMol::NxMol(const NxMol& other) = default;
+
+NxMol::NxMol(const NxMCMolBase& other) : NxMCMolBase(other) {}
+
+NxMol::NxMol(const NxMCMolBase& other, const int* mask) : NxMCMolBase(other, mask) {}
 
 NxMol::~NxMol() = default;
 

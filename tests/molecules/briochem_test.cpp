@@ -441,7 +441,7 @@ TEST(Briochem, WritingChecksInOrderAndLeavesNoFile) {
   }
 }
 
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(NXBRIOCHEM_UNDER_SANITIZER)
 
 TEST(BriochemDeathTest, ExhaustedMemoryIsAFatalReportAndNothingIsThrown) {
   const std::string text(1U << 20, 'x');
@@ -457,7 +457,13 @@ TEST(BriochemDeathTest, ExhaustedMemoryIsAFatalReportAndNothingIsThrown) {
   is_fatal([&] { nx_set_molecule_file_name(text.c_str(), mol); });
   is_fatal([&] { nx_write_molecule("/nonexistent/never", "pdb", mol); });
   is_fatal([] { nx_make_molecule(); });
+  is_fatal([&] { nx_copy_molecule(mol); });
+  is_fatal([&] { nx_make_molecule_from_mask(mol); });
+  is_fatal([&] { nx_mask_molecule_hydrogens(mol); });
+  is_fatal([&] { nx_set_molecule_transform_matrix(nullptr, nullptr, mol); });
   EXPECT_EXIT(run_out([&] { std::exit(nx_set_molecule_atom_number(100000, mol)); }), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(run_out([&] { std::exit(nx_set_molecule_conformer_number(100000, mol)); }), testing::ExitedWithCode(0),
+              "");
 }
 
 #endif

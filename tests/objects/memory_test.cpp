@@ -300,7 +300,7 @@ TEST(MemoryDeathTest, RunningOutPrintsAReportAndEndsWithStatus1) {
               "Out of memory trying to allocate 0 bytes of memory\n");
 }
 
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(NXBRIOCHEM_UNDER_SANITIZER)
 
 // With no address space left, the report itself finds no memory. The first failure decides how the process ends.
 TEST(MemoryDeathTest, ExhaustionThatLastsEndsAsItBegan) {

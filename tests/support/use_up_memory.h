@@ -7,6 +7,14 @@
 
 #include <cstdlib>
 
+#if defined(__SANITIZE_ADDRESS__)
+#define NXBRIOCHEM_UNDER_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define NXBRIOCHEM_UNDER_SANITIZER
+#endif
+#endif
+
 namespace test_support {
 
 // To be called in a child process: takes away all further address space and then what the heap has left.

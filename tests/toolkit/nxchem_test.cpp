@@ -29,6 +29,7 @@ struct Model {
   std::map<int, Bond> bonds;
   std::map<int, std::map<int, Triple>> confs;
   int active = -1;
+  std::vector<int> saved;  // the stack of active conformers
   int next_atom = 0;
   int next_bond = 0;
   int next_conf = 0;
@@ -96,7 +97,7 @@ class RandomOperations {
   }
 
   void Step() {
-    switch (random_() % 16) {
+    switch (random_() % 18) {
       case 0:
       case 1:
       case 2:
@@ -121,6 +122,10 @@ class RandomOperations {
       case 13:
       case 14:
         return MoveAtom();
+      case 15:
+        return PushActive();
+      case 16:
+        return PopActive();
       default:
         return Rarely();
     }
@@ -195,6 +200,7 @@ class RandomOperations {
     const int idx = AnyOf(model_.confs);
     ASSERT_EQ(mol_->DeleteConf(mol_->GetConf(idx)), idx >= 0);
     model_.confs.erase(idx);
+    std::erase(model_.saved, idx);
     if (idx == model_.active) {
       model_.active = model_.confs.empty() ? -1 : model_.confs.begin()->first;
     }
@@ -203,6 +209,51 @@ class RandomOperations {
     const int idx = AnyOf(model_.confs);
     ASSERT_EQ(mol_->SetActive(mol_->GetConf(idx)), idx >= 0);
     model_.active = idx >= 0 ? idx : model_.active;
+  }
+  void PushActive() {
+    const int idx = AnyOf(model_.confs);
+    ASSERT_EQ(mol_->PushActive(mol_->GetConf(idx)), idx >= 0);
+    if (idx >= 0) {
+      model_.saved.push_back(model_.active);
+      model_.active = idx;
+    }
+  }
+  void PopActive() {
+    ASSERT_EQ(mol_->PopActive(), !model_.saved.empty());
+    if (!model_.saved.empty()) {
+      model_.active = model_.saved.back();
+      model_.saved.pop_back();
+    }
+  }
+  // Goes on with a part of the molecule: kept atoms and bonds count from 0, conformers keep their indices.
+  void TakePart() {
+    std::vector<int> mask(mol_->GetMaxAtomIdx());
+    std::map<int, int> place;
+    Model part;
+    for (const auto& [idx, z] : model_.atoms) {
+      if (random_() % 5 != 0) {
+        mask[static_cast<std::size_t>(idx)] = static_cast<int>(random_() | 1U);
+        place[idx] = part.next_atom;
+        part.atoms[part.next_atom++] = z;
+      }
+    }
+    for (const auto& [idx, bond] : model_.bonds) {
+      if (place.contains(bond.bgn) && place.contains(bond.end)) {
+        part.bonds[part.next_bond++] = {place[bond.bgn], place[bond.end], bond.order};
+      }
+    }
+    for (const auto& [number, coords] : model_.confs) {
+      part.confs[number];
+      for (const auto& [idx, to] : place) {
+        part.confs[number][to] = coords.at(idx);
+      }
+    }
+    part.active = model_.active;
+    part.next_conf = model_.next_conf;
+    auto taken = std::make_unique<NxMol>(*mol_, mask.data());
+    mol_->Clear();
+    mol_ = std::move(taken);
+    model_ = part;
   }
   void MoveAtom() {
     const int idx = AnyOf(model_.atoms);
@@ -214,15 +265,16 @@ class RandomOperations {
       }
     }
   }
-  // Goes on with a copy, sweeps, moves everything at once, or clears.
+  // Goes on with a copy or a part, sweeps, moves everything at once, or clears.
   void Rarely() {
-    switch (random_() % 8) {
+    switch (random_() % 10) {
       case 0:
       case 1:
       case 2: {
         auto copy = std::make_unique<NxMol>(*mol_);
         mol_->Clear();
         mol_ = std::move(copy);
+        model_.saved.clear();
         break;
       }
       case 3:
@@ -232,6 +284,12 @@ class RandomOperations {
         mol_->Reserve(static_cast<unsigned>(random_() % 100), 10);
         break;
       case 5:
+        return TakePart();
+      case 6:
+        mol_->ClearActiveStack();
+        model_.saved.clear();
+        break;
+      case 7:
         if (random_() % 10 == 0) {
           mol_->Clear();
           const bool had = model_.active >= 0;
@@ -355,6 +413,9 @@ TEST(NxMol, RefusesWhatIsNotItsOwn) {
   EXPECT_FALSE(mol.SetActive(other.GetActive()));
   EXPECT_FALSE(mol.DeleteConf(other.GetActive()));
   EXPECT_FALSE(mol.DeleteConf(nullptr));
+  EXPECT_FALSE(mol.PushActive(other.GetActive()));
+  EXPECT_FALSE(mol.PushActive(nullptr));
+  EXPECT_FALSE(mol.PopActive());
   mol.GetCoords(static_cast<float*>(nullptr));
   mol.SetCoords(static_cast<const float*>(nullptr));
   EXPECT_EQ(mol.NumBonds(), 1U);

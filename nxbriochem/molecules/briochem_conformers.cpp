@@ -1,0 +1,118 @@
+// Conformers: which one is active, and how many there are.
+#include <vector>
+
+#include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/molecules/briochem_model.h>
+
+namespace briochem {
+namespace {
+
+using NxChem::NxConfBase;
+using NxChem::NxMCMolBase;
+
+// The molecule as one with conformers. Null with a warning when its handle was not acquired as such.
+NxMCMolBase* conformers_or_warn(int mol, const char* function) {
+  model(mol);  // a handle that names no molecule is fatal, not a warning
+  if (!NxBrioChem::NxIsMultiConf(mol)) {
+    NxSystem::NxThrow.Warning("called %s with NxMolBase", function);
+    return nullptr;
+  }
+  return NxBrioChem::NxDerefMCMolHandle(mol);
+}
+
+// Makes the nearest conformer above (step 1) or below (step -1) the active one active.
+int step_to_next(NxMCMolBase* molecule, int step) {
+  if (molecule == nullptr || molecule->GetActive() == nullptr) {
+    return 0;
+  }
+  const auto bound = static_cast<int>(molecule->GetMaxConfIdx());
+  for (int idx = static_cast<int>(molecule->GetActive()->GetIdx()) + step; idx >= 0 && idx < bound; idx += step) {
+    if (NxConfBase* conf = molecule->GetConf(idx)) {
+      molecule->ClearActiveStack();  // whoever steps has left the conformers that were to be returned to
+      molecule->SetActive(conf);
+      return 1;
+    }
+  }
+  return 0;
+}
+
+bool add_conformers(NxMCMolBase& molecule, unsigned more) {
+  const std::size_t coordinates = 3 * sizeof(float) * std::size_t{molecule.GetMaxAtomIdx()};
+  if (!there_is_room(more, sizeof(NxConfBase) + coordinates)) {
+    return false;
+  }
+  for (; more > 0; --more) {
+    molecule.NewConf();  // with the active one's coordinates
+  }
+  return true;
+}
+
+void remove_conformers(NxMCMolBase& molecule, unsigned surplus) {
+  // From the front, on purpose: the last ones remain.
+  std::vector<NxConfBase*> doomed;
+  auto conf = molecule.GetConfs();
+  bool active_goes = false;
+  for (; doomed.size() < surplus; ++conf) {
+    doomed.push_back(&*conf);
+    active_goes = active_goes || &*conf == molecule.GetActive();
+  }
+  if (active_goes) {
+    molecule.SetActive(&*conf);
+  }
+  for (NxConfBase* one : doomed) {
+    molecule.DeleteConf(one);
+  }
+}
+
+}  // namespace
+}  // namespace briochem
+
+using namespace briochem;
+
+int nx_get_molecule_conformer(int* conformer, int mol) {
+  const NxMCMolBase* molecule = conformers_or_warn(mol, "nx_get_molecule_conformer");
+  if (molecule == nullptr || molecule->GetActive() == nullptr || conformer == nullptr) {
+    return 0;
+  }
+  *conformer = static_cast<int>(molecule->GetActive()->GetIdx());
+  return 1;
+}
+
+int nx_set_molecule_conformer(int conformer, int mol) {
+  NxMCMolBase* molecule = conformers_or_warn(mol, "nx_set_molecule_conformer");
+  return molecule == nullptr ? 0 : static_cast<int>(molecule->SetActive(molecule->GetConf(conformer)));
+}
+
+int nx_increment_molecule_conformer(int mol) {
+  return step_to_next(conformers_or_warn(mol, "nx_increment_molecule_conformer"), 1);
+}
+
+int nx_decrement_molecule_conformer(int mol) {
+  // The doubled letter is part of the message.
+  return step_to_next(conformers_or_warn(mol, "nx_deccrement_molecule_conformer"), -1);
+}
+
+int nx_get_molecule_conformer_number(int mol) {
+  const NxMCMolBase* molecule = conformers_or_warn(mol, "nx_get_molecule_conformer_number");
+  return molecule == nullptr ? 0 : static_cast<int>(molecule->NumConfs());
+}
+
+int nx_set_molecule_conformer_number(int n, int mol) {
+  NxMCMolBase* molecule = conformers_or_warn(mol, "nx_set_molecule_conformer_number");
+  if (molecule == nullptr || n < 1) {
+    return 0;
+  }
+  return guarded([&] {
+    const auto wanted = static_cast<unsigned>(n);
+    const unsigned have = molecule->NumConfs();
+    if (wanted > have) {
+      return static_cast<int>(add_conformers(*molecule, wanted - have));
+    }
+    remove_conformers(*molecule, have - wanted);
+    return 1;
+  });
+}
+
+int nx_is_molecule_conformer_number_set(int mol) {
+  return static_cast<int>(conformers_or_warn(mol, "nx_is_molecule_conformer_number_set") != nullptr);
+}

@@ -1,0 +1,74 @@
+// Copies of molecules, whole and in part.
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/molecules/briochem_model.h>
+
+namespace briochem {
+namespace {
+
+using NxChem::NxAtomBase;
+using NxChem::NxMol;
+using NxChem::NxMolBase;
+
+// Gives a new molecule a handle, whose user owns it from then on. Without one, the molecule goes and the result is 0.
+template <class Molecule>
+int hand_over(std::unique_ptr<Molecule> molecule) {
+  const int handle = NxBrioChem::NxAcquireHandle(*molecule);
+  if (handle != 0) {
+    static_cast<void>(molecule.release());
+  }
+  return handle;
+}
+
+// The mask's entries of the atoms that it selects.
+std::vector<int> selected_entries(const NxMolBase& molecule, const int* mask) {
+  std::vector<int> entries;
+  for (const NxAtomBase& atom : molecule.GetAtoms()) {
+    if (mask[atom.GetIdx()] != 0) {
+      entries.push_back(mask[atom.GetIdx()]);
+    }
+  }
+  return entries;
+}
+
+// Gives a part of a molecule the mask's entries of its atoms and takes away what belongs to the whole. Its handle.
+template <class Molecule>
+int finish_part(std::unique_ptr<Molecule> part, const NxMolBase& whole, const int* mask) {
+  drop_caches(*part);
+  if (mask != nullptr) {
+    const std::vector<int> entries = selected_entries(whole, mask);
+    part->SetData(mask_tag(), entries.data(), entries.size());
+  }
+  return hand_over(std::move(part));
+}
+
+}  // namespace
+}  // namespace briochem
+
+using namespace briochem;
+
+// A copy is of the kind that the source's handle was acquired as.
+
+int nx_copy_molecule(int mol) {
+  const NxMolBase& molecule = model(mol);
+  return guarded([&] {
+    if (NxBrioChem::NxIsMultiConf(mol)) {
+      return hand_over(std::make_unique<NxMol>(*NxBrioChem::NxDerefMCMolHandle(mol)));
+    }
+    return hand_over(std::make_unique<NxMolBase>(molecule));
+  });
+}
+
+int nx_make_molecule_from_mask(int mol) {
+  const NxMolBase& molecule = model(mol);
+  return guarded([&] {
+    const int* mask = nxi_molecule_atom_mask(mol);
+    if (NxBrioChem::NxIsMultiConf(mol)) {
+      return finish_part(std::make_unique<NxMol>(*NxBrioChem::NxDerefMCMolHandle(mol), mask), molecule, mask);
+    }
+    return finish_part(std::make_unique<NxMolBase>(molecule, mask), molecule, mask);
+  });
+}

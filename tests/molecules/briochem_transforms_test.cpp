@@ -1,0 +1,316 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/molecules/memmgr.h>
+
+namespace {
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr const char* kZeroWarning = "Warning: quaternion of length zero set for molecule!\n";
+
+using Transform = std::array<float, 7>;
+using Real = long double;
+using Quaternion = std::array<Real, 4>;
+using Point = std::array<Real, 3>;
+
+template <class Call>
+std::string warned(Call call) {
+  testing::internal::CaptureStderr();
+  call();
+  return testing::internal::GetCapturedStderr();
+}
+
+Quaternion product(const Quaternion& p, const Quaternion& q) {
+  return {p[0] * q[0] - p[1] * q[1] - p[2] * q[2] - p[3] * q[3], p[0] * q[1] + p[1] * q[0] + p[2] * q[3] - p[3] * q[2],
+          p[0] * q[2] - p[1] * q[3] + p[2] * q[0] + p[3] * q[1], p[0] * q[3] + p[1] * q[2] - p[2] * q[1] + p[3] * q[0]};
+}
+
+// q* p q by Hamilton's product, of the quaternion made a unit one.
+Point turned(const float* quaternion, const Point& p) {
+  Quaternion q{};
+  Real s = 0;
+  for (std::size_t i = 0; i < 4; ++i) {
+    q[i] = quaternion[i];
+    s += q[i] * q[i];
+  }
+  for (Real& component : q) {
+    component /= std::sqrt(s);
+  }
+  const Quaternion conjugate = {q[0], -q[1], -q[2], -q[3]};
+  const Quaternion result = product(product(conjugate, {0, p[0], p[1], p[2]}), q);
+  return {result[1], result[2], result[3]};
+}
+
+std::vector<float> coordinates_of(int mol) {
+  std::vector<float> xyz(static_cast<std::size_t>(nx_get_molecule_coordinates_length(mol)), -77.0F);
+  nx_get_molecule_coordinates(xyz.data(), mol);
+  return xyz;
+}
+
+// A molecule of random atoms in three conformers, 0 and 2 to 3, of which the first atom and a conformer were deleted.
+class Molecule {
+ public:
+  explicit Molecule(unsigned seed) : random(seed), mol(nx_make_molecule()) {
+    nx_set_molecule_atom_number(12, mol);
+    nx_set_molecule_conformer_number(4, mol);
+    for (auto& conf : toolkit().GetConfs()) {
+      std::vector<float> xyz(36);
+      for (float& x : xyz) {
+        x = any(50);
+      }
+      conf.SetCoords(xyz.data());
+    }
+    toolkit().DeleteConf(toolkit().GetConf(1));
+    toolkit().DeleteAtom(toolkit().GetAtom(5));
+    nx_set_molecule_conformer(3, mol);
+  }
+  ~Molecule() { nx_delete_molecule(mol); }
+  Molecule(const Molecule&) = delete;
+  Molecule& operator=(const Molecule&) = delete;
+
+  NxChem::NxMCMolBase& toolkit() const { return *NxBrioChem::NxDerefMCMolHandle(mol); }
+  float any(float range) { return std::uniform_real_distribution<float>(-range, range)(random); }
+  Transform any_transform() {
+    Transform t{};
+    const float scale = std::ldexp(1.0F, static_cast<int>(random() % 200) - 100);
+    for (std::size_t i = 0; i < 7; ++i) {
+      t[i] = i < 4 ? scale * any(1) : any(100);
+    }
+    return t;
+  }
+  // Each conformer's coordinates, one after the other.
+  std::vector<float> all() const {
+    std::vector<float> result;
+    for (const auto& conf : toolkit().GetConfs()) {
+      std::vector<float> xyz(3 * toolkit().GetMaxAtomIdx());
+      conf.GetCoords(xyz.data());
+      result.insert(result.end(), xyz.begin(), xyz.end());
+    }
+    return result;
+  }
+
+  std::mt19937 random;
+  const int mol;
+};
+
+TEST(Transforms, MoveEveryConformerAsTheQuaternionProductDoesAndBack) {
+  for (unsigned seed = 1; seed <= 300; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Molecule molecule(seed);
+    const int mol = molecule.mol;
+    const Transform t = molecule.any_transform();
+    ASSERT_EQ(nx_set_molecule_transform(t.data(), mol), 1);
+    const std::vector<float> before = molecule.all();
+    ASSERT_EQ(nx_transform_molecule(mol), 1);
+    const std::vector<float> after = molecule.all();
+    ASSERT_EQ(before.size(), 3U * 36);
+    for (std::size_t at = 0; at < before.size(); at += 3) {
+      const bool deleted = at % 36 == 15;  // read as zero, before and after
+      const Point p = turned(t.data(), {before[at], before[at + 1], before[at + 2]});
+      for (std::size_t i = 0; i < 3; ++i) {
+        const Real expected = deleted ? 0 : p[i] + t[4 + i];
+        // One rounding to float of a result that is exact to some 1e-14.
+        ASSERT_NEAR(static_cast<double>(after[at + i]), static_cast<double>(expected),
+                    6.1e-8 * std::abs(static_cast<double>(expected)) + 1e-12);
+      }
+    }
+    ASSERT_EQ(nx_untransform_molecule(mol), 1);
+    const std::vector<float> back = molecule.all();
+    for (std::size_t i = 0; i < before.size(); ++i) {
+      ASSERT_NEAR(back[i], before[i], 4e-5F);  // two roundings of values up to 200
+    }
+    Transform kept{};
+    ASSERT_EQ(nx_get_molecule_transform(kept.data(), mol), 1);
+    ASSERT_EQ(kept, t);
+  }
+}
+
+TEST(Transforms, MatrixIsWhatMovesThePoints) {
+  Molecule molecule(7);
+  for (int round = 0; round < 200; ++round) {
+    const Transform t = molecule.any_transform();
+    nx_set_molecule_transform(t.data(), molecule.mol);
+    float m[9];
+    float translation[3];
+    ASSERT_EQ(nx_get_molecule_transform_matrix(m, translation, molecule.mol), 1);
+    for (std::size_t column = 0; column < 3; ++column) {
+      Point axis{};
+      axis[column] = 1;
+      const Point p = turned(t.data(), axis);
+      for (std::size_t row = 0; row < 3; ++row) {
+        ASSERT_NEAR(m[3 * row + column], static_cast<double>(p[row]), 1e-7);
+      }
+      ASSERT_EQ(translation[column], t[4 + column]);
+    }
+  }
+}
+
+// Rotations by an angle about an axis, angles of every size up to the half-turn and just about it.
+TEST(Transforms, SettingAMatrixAndGettingItGivesItBack) {
+  std::mt19937 random(11);
+  std::normal_distribution<double> normal;
+  const int mol = nx_make_molecule();
+  for (int round = 0; round < 5000; ++round) {
+    std::array<double, 3> axis = {normal(random), normal(random), normal(random)};
+    for (std::size_t i = 0; i < 3; ++i) {
+      axis[i] = round % 7 == static_cast<int>(i) ? 0 : axis[i];
+      axis[i] = round % 5 == 4 && i > 0 ? 0 : axis[i];
+    }
+    const double length = std::hypot(axis[0], axis[1], axis[2]);
+    if (length == 0) {
+      continue;
+    }
+    const double near = std::ldexp(1.0, -static_cast<int>(random() % 40));
+    const double pi = std::acos(-1.0);
+    const double angles[] = {near, pi, pi - near, pi + near, 2 * pi * near, 0};
+    const double angle = angles[random() % 6];
+    const double c = std::cos(angle);
+    const double s = std::sin(angle);
+    const double x = axis[0] / length;
+    const double y = axis[1] / length;
+    const double z = axis[2] / length;
+    const double rotation[] = {c + x * x * (1 - c),     x * y * (1 - c) - z * s, x * z * (1 - c) + y * s,
+                               y * x * (1 - c) + z * s, c + y * y * (1 - c),     y * z * (1 - c) - x * s,
+                               z * x * (1 - c) - y * s, z * y * (1 - c) + x * s, c + z * z * (1 - c)};
+    float in[9];
+    std::copy(std::begin(rotation), std::end(rotation), in);
+    const float moved[] = {1, 2, 3};
+    ASSERT_EQ(nx_set_molecule_transform_matrix(in, moved, mol), 1);
+    float out[9];
+    float translation[3];
+    ASSERT_EQ(nx_get_molecule_transform_matrix(out, translation, mol), 1);
+    for (std::size_t i = 0; i < 9; ++i) {
+      ASSERT_NEAR(out[i], rotation[i], 4e-7) << "round " << round << " angle " << angle;
+    }
+    ASSERT_EQ(translation[2], 3.0F);
+    Transform t{};
+    nx_get_molecule_transform(t.data(), mol);
+    ASSERT_GE(t[0], 0.0F);
+    ASSERT_FALSE(std::signbit(t[0]));
+    ASSERT_NEAR(std::hypot(std::hypot(t[0], t[1]), std::hypot(t[2], t[3])), 1.0, 2e-7);
+  }
+}
+
+TEST(Transforms, MissingPartsOfAMatrixAreTheIdentity) {
+  const int mol = nx_make_molecule();
+  Transform t{};
+  const float moved[] = {1, 2, 3};
+  const float half_turn[] = {-1, 0, 0, 0, 1, 0, 0, 0, -1};
+  EXPECT_EQ(nx_set_molecule_transform_matrix(nullptr, moved, mol), 1);
+  nx_get_molecule_transform(t.data(), mol);
+  EXPECT_EQ(t, (Transform{1, 0, 0, 0, 1, 2, 3}));
+  EXPECT_EQ(nx_set_molecule_transform_matrix(half_turn, nullptr, mol), 1);
+  nx_get_molecule_transform(t.data(), mol);
+  EXPECT_EQ(t, (Transform{0, 0, 1, 0, 0, 0, 0}));
+  for (const float bad : {kInfinity, -kInfinity, kNaN}) {
+    const float rotation[] = {1, 0, 0, 0, 1, 0, bad, 0, 1};
+    EXPECT_EQ(nx_set_molecule_transform_matrix(rotation, moved, mol), 0);
+  }
+  const float nothing[9] = {};
+  nx_get_molecule_transform(t.data(), mol);
+  EXPECT_EQ(t, (Transform{0, 0, 1, 0, 0, 0, 0}));
+  EXPECT_EQ(nx_set_molecule_transform_matrix(nothing, nullptr, mol), 1);  // no rotation, but no fault either
+  EXPECT_EQ(nx_set_molecule_transform_matrix(nullptr, nullptr, mol), 1);
+  nx_get_molecule_transform(t.data(), mol);
+  EXPECT_EQ(t, (Transform{1, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST(Transforms, NormaliseAnyLengthThatIsNotZero) {
+  const int mol = nx_make_molecule();
+  nx_set_molecule_atom_number(1, mol);
+  const std::vector<float> place = {1.5F, -2, 3};
+  const float tiny = std::numeric_limits<float>::denorm_min();
+  const float huge = std::numeric_limits<float>::max();
+  for (const float length : {2.0F, -1.0F, tiny, huge}) {
+    nx_set_molecule_coordinates(place.data(), mol);
+    nx_set_molecule_transform((Transform{length, 0, 0, 0, 1, 0, 0}).data(), mol);
+    EXPECT_EQ(nx_transform_molecule(mol), 1);
+    EXPECT_EQ(coordinates_of(mol), (std::vector<float>{2.5F, -2, 3}));
+    // A third of a turn carries x to z: the transpose of what carries it to y.
+    nx_set_molecule_transform((Transform{length, length, length, length, 0, 0, 0}).data(), mol);
+    nx_set_molecule_coordinates(place.data(), mol);
+    EXPECT_EQ(nx_transform_molecule(mol), 1);
+    EXPECT_EQ(coordinates_of(mol), (std::vector<float>{-2, 3, 1.5F}));
+    EXPECT_EQ(nx_untransform_molecule(mol), 1);
+    EXPECT_EQ(coordinates_of(mol), place);
+  }
+}
+
+TEST(Transforms, ThatCannotBeUsedMoveNothing) {
+  Molecule molecule(3);
+  const int mol = molecule.mol;
+  const std::vector<float> before = molecule.all();
+  float m[9] = {-99};
+  float moved[3] = {-99};
+  Transform t{};
+  EXPECT_EQ(nx_is_molecule_transform_set(mol), 0);
+  EXPECT_EQ(nx_get_molecule_transform(t.data(), mol), 0);
+  EXPECT_EQ(nx_get_molecule_transform_matrix(m, moved, mol), 0);
+  EXPECT_EQ(nx_transform_molecule(mol), 0);
+  EXPECT_EQ(nx_untransform_molecule(mol), 0);
+  EXPECT_EQ(nx_set_molecule_transform(nullptr, mol), 0);
+  EXPECT_EQ(nx_is_molecule_transform_set(mol), 0);
+
+  nx_set_molecule_transform((Transform{0, -0.0F, 0, 0, 1, 2, 3}).data(), mol);
+  EXPECT_EQ(nx_is_molecule_transform_set(mol), 1);
+  EXPECT_EQ(nx_get_molecule_transform(nullptr, mol), 0);
+  EXPECT_EQ(nx_get_molecule_transform_matrix(nullptr, nullptr, mol), 0);
+  EXPECT_EQ(warned([&] { EXPECT_EQ(nx_transform_molecule(mol), 0); }), kZeroWarning);
+  EXPECT_EQ(warned([&] { EXPECT_EQ(nx_untransform_molecule(mol), 0); }), kZeroWarning);
+  EXPECT_EQ(warned([&] { EXPECT_EQ(nx_get_molecule_transform_matrix(m, moved, mol), 0); }), kZeroWarning);
+  EXPECT_EQ(m[0], -99.0F);
+  EXPECT_EQ(moved[0], -99.0F);
+  EXPECT_EQ(nx_get_molecule_transform_matrix(nullptr, moved, mol), 1);  // which the quaternion has no part in
+  EXPECT_EQ(moved[2], 3.0F);
+
+  for (const float bad : {kInfinity, -kInfinity, kNaN}) {
+    for (std::size_t i = 0; i < 7; ++i) {
+      Transform broken = {1, 0, 0, 0, 1, 2, 3};
+      broken[i] = bad;
+      nx_set_molecule_transform(broken.data(), mol);
+      EXPECT_EQ(nx_transform_molecule(mol), 0);
+      EXPECT_EQ(nx_untransform_molecule(mol), 0);
+      EXPECT_EQ(nx_get_molecule_transform_matrix(m, nullptr, mol), i < 4 ? 0 : 1);
+    }
+  }
+
+  const int tag = NxSystem::NxGetTag("NxBrioMolTransform");
+  molecule.toolkit().SetData(tag, 5);
+  EXPECT_EQ(
+      warned([&] { EXPECT_EQ(nx_transform_molecule(mol), 0); }),
+      "Warning: Data under tag " + std::to_string(tag) + " (NxBrioMolTransform) is of type int, asked for as float\n");
+  molecule.toolkit().SetData(tag, 5.0F);  // one value is no transform
+  EXPECT_EQ(nx_get_molecule_transform(t.data(), mol), 0);
+  EXPECT_EQ(nx_transform_molecule(mol), 0);
+  EXPECT_EQ(molecule.all(), before);
+}
+
+TEST(Transforms, OfAHandleWithoutConformersMoveWhatItShows) {
+  NxChem::NxMol object;
+  object.NewAtom(6);
+  object.NewConf();
+  const int mol = NxBrioChem::NxAcquireHandle(static_cast<const NxChem::NxMolBase&>(object));
+  nx_set_molecule_transform((Transform{1, 0, 0, 0, 0, 0, 2}).data(), mol);
+  EXPECT_EQ(nx_transform_molecule(mol), 1);
+  EXPECT_EQ(coordinates_of(mol), (std::vector<float>{0, 0, 2}));
+  float other[3];
+  object.GetConf(1)->GetCoords(other);
+  EXPECT_EQ(other[2], 0.0F);
+
+  NxChem::NxMCMolBase none;
+  none.NewAtom(6);
+  const int bare = NxBrioChem::NxAcquireHandle(none);
+  nx_set_molecule_transform_matrix(nullptr, nullptr, bare);
+  EXPECT_EQ(nx_transform_molecule(bare), 1);  // no conformer, nothing to move
+  EXPECT_EQ(nx_transform_molecule(nx_make_molecule()), 0);
+}
+
+}  // namespace
