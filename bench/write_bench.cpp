@@ -2,17 +2,16 @@
 // file on the same file system. The loop writes the very lines that nx_write_molecule writes.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/nxbriochem.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "bench/directory.h"
 #include "bench/paired.h"
 
 // gemmi formats numbers with stb_sprintf where it is installed (libstb-dev), with the C library's printf elsewhere.
@@ -133,34 +132,10 @@ void PrintLines(const std::string& filename) {
   std::fclose(file);
 }
 
-// A directory for the files of one benchmark: in memory where the system has a file system there, since a disk's waits
-// say nothing about the writers. (On ext4, a file that replaces another is sent to disk at once, whoever writes it.)
-class Directory {
- public:
-  Directory() { std::filesystem::create_directory(path_); }
-  Directory(const Directory&) = delete;
-  Directory& operator=(const Directory&) = delete;
-  ~Directory() { std::filesystem::remove_all(path_); }
-
-  // Always the same name, or another each time.
-  std::string File(const std::string& stem, bool new_file) {
-    return (path_ / (new_file ? stem + std::to_string(made_++) : stem)).string();
-  }
-
- private:
-  static std::filesystem::path Root() {
-    const std::filesystem::path memory = "/dev/shm";
-    return access(memory.c_str(), W_OK) == 0 ? memory : std::filesystem::temp_directory_path();
-  }
-
-  std::filesystem::path path_ = Root() / ("write_bench_" + std::to_string(getpid()));
-  int made_ = 0;
-};
-
 // nx_write_molecule against write(filename), over the files of the round before or, with new_file, making new ones.
 template <class Write>
 void Compare(benchmark::State& state, bool new_file, Write write) {
-  Directory directory;
+  bench::Directory directory;
   const int mol = MakeMolecule();
   bool written = true;
   bench::paired(

@@ -12,9 +12,12 @@
 #ifndef NXBRIOCHEM_NXBRIOCHEM_H
 #define NXBRIOCHEM_NXBRIOCHEM_H
 
+#include <nxbriochem/geometry/mol_func1.h>
 #include <nxbriochem/geometry/mol_func2.h>
 #include <nxbriochem/molecules/bits.h>
 #include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/molecules/molecule_readers.h>
+#include <nxbriochem/molecules/pdb_struct.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/files.h>
 #include <nxbriochem/objects/list_obj.h>

@@ -401,10 +401,24 @@ NX_API int nx_make_molecule_from_mask(int mol);
 
 // ---- Files ----
 
-// Writes the molecule as a file that appears whole or not at all. `format` is "pdb", "mol2", "sdf", "xyz", "pqr", or
-// "delphi_pdb": PDB with radius and charge in the columns of occupancy and temperature factor. 0 with a warning for a
-// null name or format, a file that cannot be made, an unknown format, or a molecule that the format cannot hold.
+// Writes the molecule, active conformer, as a file that appears whole or not at all. `format` is "pdb", "mol2", "sdf",
+// "xyz", "pqr", or "delphi_pdb": PDB with radius and charge in the columns of occupancy and temperature factor. 0 with
+// a warning for a null name or format, a file that cannot be made, an unknown format, or a molecule that the format
+// cannot hold; then there is no file, or the old one.
 NX_API int nx_write_molecule(const char* filename, const char* format, int mol);
+// Writes every molecule of a list to one file, in list order from the start wherever the list's cursor stands, which
+// is not moved; lists within the list are written in their place, other members are passed over. Several molecules are
+// MODELs of a PDB file and records of the other formats; an empty list makes a file without molecules. Otherwise as
+// nx_write_molecule, and 0 with a warning for what is no list.
+NX_API int nx_write_list_of_molecules(const char* filename, const char* format, int list);
+// Writes n points (3n floats, angstrom) as a PDB file: one HETATM record per point, numbered from 1, of atom "DU", a
+// dummy without element, in residue "PTS" 1 without chain. 1; 0, with a warning where the file cannot be made or has no
+// name, for null points and a negative n; with an n of 0, points may be null.
+NX_API int nx_write_points_as_pdb(const char* filename, const float* points, int n);
+// Makes bonds from the coordinates: single bonds between atoms whose distance is at most the sum of their covalent
+// radii and 0.45 angstrom, and then bond orders and formal charges from geometry and valence. Bonds that were there
+// stay, but their orders are set anew. 1.
+NX_API int nx_make_bonds_by_distance(int mol);
 
 // ---- For the library's modules ----
 //

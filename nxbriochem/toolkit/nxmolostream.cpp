@@ -29,6 +29,9 @@ constexpr std::array<Format, 5> kFormats = {{
     {"pqr", NxFileType::Pqr, NxWritePqr, false, "END\n"},
 }};
 
+// As many as the number of a MODEL has columns for.
+constexpr std::size_t kMostModels = 9999;
+
 const Format* FindFormat(NxFileType type) {
   for (const Format& format : kFormats) {
     if (format.type == type) {
@@ -112,6 +115,11 @@ bool nxmolostream::write(const NxMolBase& mol) {
   Impl& impl = *impl_;
   if (!impl.is_open || impl.format == nullptr) {
     NxSystem::NxThrow.Warning("Unable to write a molecule: %s", impl.is_open ? "no format is set" : "no file is open");
+    impl.refused = true;
+    return false;
+  }
+  if (impl.format->models && impl.starts.size() == kMostModels) {
+    NxSystem::NxThrow.Warning("Unable to write %s: more than %zu molecules", impl.filename.c_str(), kMostModels);
     impl.refused = true;
     return false;
   }

@@ -115,6 +115,11 @@ TEST(NxMolOStreamPdb, SeveralMoleculesAreModels) {
   ASSERT_EQ(read.models.size(), 2U);
   EXPECT_EQ(read.models[1].chains[0].residues[0].atoms[0].pos.x, 5.0);
   EXPECT_TRUE(text.ends_with("ENDMDL\nEND\n"));
+
+  std::vector<const NxChem::NxMolBase*> many(9999, &one);
+  EXPECT_EQ(gemmi::read_pdb_string(Written(NxFileType::Pdb, many), "test").models.size(), many.size());
+  many.push_back(&two);
+  EXPECT_EQ(Written(NxFileType::Pdb, many), "refused");
 }
 
 // A random molecule with all that the format can hold, atoms deleted here and there.

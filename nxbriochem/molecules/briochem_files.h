@@ -1,0 +1,52 @@
+// What the functions for structure files share: their checks, and the molecules of a list. Not exported.
+#ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_FILES_H
+#define NXBRIOCHEM_MOLECULES_BRIOCHEM_FILES_H
+
+#include <cstring>
+#include <vector>
+
+namespace briochem {
+
+// False, with a warning, when the file name is null.
+bool is_filename_given(const char* filename);
+// The same of the file name, and then of the format word.
+bool are_names_given(const char* filename, const char* format);
+
+void warn_of_unknown_format(const char* format);
+
+// False, with a warning, when the file cannot be opened for reading.
+bool can_be_read(const char* filename);
+
+// Whether the handle names a list; warns when it does not.
+bool is_list(int list);
+
+// The molecule handles of a list in order, those of lists within it in their place; other members are passed over.
+std::vector<int> molecules_of_list(int list);
+
+// The row of a table that has the word as its `word`, or null.
+template <class Row, std::size_t kRows>
+const Row* find_row(const Row (&table)[kRows], const char* word) {
+  for (const Row& row : table) {
+    if (std::strcmp(row.word, word) == 0) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
+
+// The same for a format word, after the check of the names and with a warning for a word that has no row.
+template <class Row, std::size_t kRows>
+const Row* find_format_row(const Row (&table)[kRows], const char* filename, const char* format) {
+  if (!are_names_given(filename, format)) {
+    return nullptr;
+  }
+  const Row* row = find_row(table, format);
+  if (row == nullptr) {
+    warn_of_unknown_format(format);
+  }
+  return row;
+}
+
+}  // namespace briochem
+
+#endif

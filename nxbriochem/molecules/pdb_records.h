@@ -1,0 +1,45 @@
+// From records of atoms to molecules and back. Not exported.
+//
+// A record tells of an atom what a PDB file does, its radius and its partial charge. What it does not tell is lost on
+// the way: formal charge, integer type, sequence number, and what exceeds seven characters of a name.
+#ifndef NXBRIOCHEM_MOLECULES_PDB_RECORDS_H
+#define NXBRIOCHEM_MOLECULES_PDB_RECORDS_H
+
+#include <string_view>
+#include <vector>
+
+#include <nxbriochem/molecules/pdb_struct.h>
+#include <nxbriochem/toolkit/nxchem.h>
+
+namespace briochem {
+
+// The atomic number that an atom's name means by the custom of PDB files, 0 for none. A name of four columns, blanks
+// included, has the element symbol right-aligned in the first two: " CA " is carbon and "CA  " calcium. Any other name
+// means the element of its first letter, digits passed over ("HG11", "1HB"), except for the name of an ion, which is
+// its residue's ("ZN"), the start of an element that no other name starts with ("FE1", "CL2"), and a first letter that
+// is no element's ("MG").
+unsigned element_of_name(std::string_view name, std::string_view residue_name);
+
+// Adds an atom per record to a molecule. `radii` and `charges`, one float per record, replace the records' own; either
+// may be null.
+void add_records(NxChem::NxMolBase& mol, const PdbStruct* atoms, int natoms, const float* radii, const float* charges);
+
+// The record of an atom, in the active conformer; an atom without residue is in the unknown ligand "UNL" 1.
+PdbStruct record_of(const NxChem::NxMolBase& mol, const NxChem::NxAtomBase& atom);
+
+// Records of several molecules one after the other, as low-level readers hand them over. The arrays belong to others.
+struct PdbArray {
+  PdbStruct* atoms = nullptr;
+  std::vector<int> natoms;  // records of each molecule
+  float* radii = nullptr;   // over all records, as above
+  float* charges = nullptr;
+};
+
+// Makes a molecule of each molecule's records and appends their handles to a list; the caller deletes them. 1; 0 with
+// the warning "no atoms sent to extract_molecules_from_pdb_array\n" when there are no molecules or one of them has no
+// atoms, and 0 with a warning for what is no list or when handles are used up. Then the list is as it was.
+int extract_molecules_from_pdb_array(const PdbArray& array, int list);
+
+}  // namespace briochem
+
+#endif

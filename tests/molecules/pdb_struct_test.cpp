@@ -1,0 +1,338 @@
+#include <nxbriochem/molecules/pdb_struct.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <gemmi/pdb.hpp>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/molecules/memmgr.h>
+#include <nxbriochem/molecules/memmgr_state.h>
+#include <nxbriochem/molecules/pdb_records.h>
+#include <nxbriochem/objects/list_obj.h>
+#include <nxbriochem/toolkit/nxelements.h>
+
+#include "tests/support/run.h"
+
+namespace {
+
+using namespace briochem;
+using test_support::read_file;
+using test_support::ScratchDirectory;
+
+template <class Call>
+std::string warned(Call call) {
+  testing::internal::CaptureStderr();
+  call();
+  return testing::internal::GetCapturedStderr();
+}
+
+// The handle that the next molecule gets: a different one when a call before left one behind.
+int next_handle() {
+  const int mol = nx_make_molecule();
+  nx_delete_molecule(mol);
+  return mol;
+}
+
+// Copies the text; a field that it fills has no NUL.
+template <std::size_t kSize>
+void put(char (&field)[kSize], const std::string& text) {
+  std::memset(field, 0, kSize);
+  text.copy(field, kSize);
+}
+
+// A random record with nothing left out, its element given or not.
+PdbStruct random_record(int i, std::mt19937& random) {
+  std::uniform_real_distribution<float> place(-999.0F, 9999.0F);
+  std::uniform_real_distribution<float> unit(0.0F, 1.0F);
+  const unsigned element = 6 + static_cast<unsigned>(random() % 4);
+  PdbStruct record{};
+  for (float& x : record.coordinates) {
+    x = place(random);
+  }
+  record.radius = 1 + unit(random);
+  record.charge = unit(random) - 0.5F;
+  record.occupancy = unit(random);
+  record.temperature_factor = 100 * unit(random);
+  record.residue_number = 1 + i / 5;
+  put(record.atom_name, NxChem::NxGetAtomicSymbol(element) + std::to_string(i % 100));
+  put(record.residue_name, i / 5 % 2 == 0 ? "GLY" : "LIG");
+  put(record.element, random() % 2 == 0 ? NxChem::NxGetAtomicSymbol(element) : "");
+  record.chain = static_cast<char>('A' + i / 100);
+  record.insertion_code = i / 5 % 3 == 0 ? 'X' : ' ';
+  record.alternate_location = random() % 5 == 0 ? 'B' : '\0';
+  record.het_atom = static_cast<char>(i / 5 % 2);
+  return record;
+}
+
+std::vector<PdbStruct> random_records(int n, unsigned seed) {
+  std::mt19937 random(seed);
+  std::vector<PdbStruct> records;
+  for (int i = 0; i < n; ++i) {
+    records.push_back(random_record(i, random));
+  }
+  return records;
+}
+
+// The lines of atoms of a PDB file.
+std::vector<std::string> atom_lines(const std::string& path) {
+  std::vector<std::string> found;
+  std::istringstream lines(read_file(path));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("ATOM") || line.starts_with("HETATM")) {
+      found.push_back(line);
+    }
+  }
+  return found;
+}
+
+TEST(PdbStruct, GemmiReadsWhatTheRecordsSay) {
+  const ScratchDirectory directory;
+  const std::string path = directory.path("records.pdb");
+  const std::vector<PdbStruct> records = random_records(1000, 1);
+  ASSERT_EQ(nxi_write_pdb(path.c_str(), 0, records.data(), 1000, nullptr, 0, nullptr, nullptr), 1);
+  const gemmi::Structure read = gemmi::read_pdb_file(path);
+  ASSERT_EQ(read.models.size(), 1U);
+  std::size_t n_read = 0;
+  for (const gemmi::const_CRA place : read.models[0].all()) {
+    const PdbStruct& record = records.at(static_cast<std::size_t>(place.atom->serial) - 1);
+    ++n_read;
+    EXPECT_EQ(place.atom->name, record.atom_name);
+    EXPECT_EQ(place.atom->element.atomic_number(), static_cast<int>(element_of_name(record.atom_name, "")));
+    EXPECT_NEAR(place.atom->pos.y, static_cast<double>(record.coordinates[1]), 0.0006);
+    EXPECT_NEAR(place.atom->occ, record.occupancy, 0.0051F);
+    EXPECT_NEAR(place.atom->b_iso, record.temperature_factor, 0.0051F);
+    EXPECT_EQ(place.atom->altloc, record.alternate_location);
+    EXPECT_EQ(place.residue->name, record.residue_name);
+    EXPECT_EQ(*place.residue->seqid.num, record.residue_number);
+    EXPECT_EQ(place.residue->seqid.icode, record.insertion_code);
+    EXPECT_EQ(place.residue->het_flag, record.het_atom != 0 ? 'H' : 'A');
+    EXPECT_EQ(place.chain->name, std::string(1, record.chain));
+  }
+  EXPECT_EQ(n_read, records.size());
+}
+
+TEST(PdbStruct, TypeOneShowsRadiiAndChargesAndOthersDoNot) {
+  const ScratchDirectory directory;
+  const std::string path = directory.path("records.pdb");
+  std::vector<PdbStruct> records(2);
+  records[0].radius = 1.5F;
+  records[0].charge = -0.25F;
+  records[0].occupancy = 0.5F;
+  records[1].temperature_factor = 12.5F;
+  const float radii[] = {2.25F, 3.5F};
+  const float charges[] = {1.125F, -1.5F};
+  const auto shown = [&](int type, const float* r, const float* q) {
+    EXPECT_EQ(nxi_write_pdb(path.c_str(), type, records.data(), 2, nullptr, 0, r, q), 1);
+    const std::vector<std::string> lines = atom_lines(path);
+    return lines.at(0).substr(54, 13) + "|" + lines.at(1).substr(54, 13);
+  };
+  EXPECT_EQ(shown(1, nullptr, nullptr), "  1.50 -0.250|  0.00  0.000");
+  EXPECT_EQ(shown(1, radii, nullptr), "  2.25 -0.250|  3.50  0.000");
+  EXPECT_EQ(shown(1, radii, charges), "  2.25  1.125|  3.50 -1.500");
+  EXPECT_EQ(shown(0, radii, charges), "  0.50  0.00 |  0.00 12.50 ");
+  EXPECT_EQ(shown(-1, radii, charges), "  0.50  0.00 |  0.00 12.50 ");
+  const auto warning = [&] { EXPECT_EQ(shown(2, radii, charges), "  0.50  0.00 |  0.00 12.50 "); };
+  EXPECT_EQ(warned(warning), "Warning: writing of types other than 0 or 1 not supported\n");
+}
+
+TEST(PdbStruct, BondsAreWrittenByTheirOrder) {
+  const ScratchDirectory directory;
+  const std::string path = directory.path("records.pdb");
+  const std::vector<PdbStruct> records = random_records(3, 2);
+  const int bonds[] = {0, 1, 1, 2, 1, 2};
+  ASSERT_EQ(nxi_write_pdb(path.c_str(), 0, records.data(), 3, bonds, 2, nullptr, nullptr), 1);
+  const std::string text = read_file(path);
+  EXPECT_EQ(text.substr(text.find("CONECT")),
+            "CONECT    1    2\nCONECT    2    1    3    3\nCONECT    3    2    2\nEND\n");
+}
+
+TEST(PdbStruct, WhatFailsLeavesNeitherFileNorHandle) {
+  const ScratchDirectory directory;
+  const std::string path = directory.path("records.pdb");
+  std::vector<PdbStruct> records = random_records(3, 3);
+  const int handle = next_handle();
+  const auto warning = [&](const char* filename, int type, const PdbStruct* atoms, int natoms, const int* bonds,
+                           int nbonds) {
+    return warned([&] {
+      EXPECT_EQ(nxi_write_pdb(filename, type, atoms, natoms, bonds, nbonds, nullptr, nullptr), 0);
+      EXPECT_EQ(next_handle(), handle);
+    });
+  };
+  EXPECT_EQ(warning(nullptr, 0, records.data(), 3, nullptr, 0), "Warning: Unrecognized blank filename\n");
+  EXPECT_EQ(warning("/nonexistent/x", 3, records.data(), 3, nullptr, 0),
+            "Warning: writing of types other than 0 or 1 not supported\n"
+            "Warning: Unable to open /nonexistent/x for writing: No such file or directory\n"
+            "Warning: Unable to open output file: /nonexistent/x\n");
+  EXPECT_EQ(warning("/dev/full", 0, records.data(), 3, nullptr, 0),
+            "Warning: Unable to write /dev/full: No space left on device\n");
+  EXPECT_EQ(warning(path.c_str(), 0, nullptr, 3, nullptr, 0), "");
+  EXPECT_EQ(warning(path.c_str(), 0, records.data(), -1, nullptr, 0), "");
+  EXPECT_EQ(warning(path.c_str(), 0, records.data(), 3, nullptr, 1), "");
+  EXPECT_EQ(warning(path.c_str(), 0, records.data(), 3, nullptr, -1), "");
+  const float height = records[1].coordinates[2];
+  records[1].coordinates[2] = NAN;
+  EXPECT_NE(warning(path.c_str(), 0, records.data(), 3, nullptr, 0).find("Unable to write molecule"),
+            std::string::npos);
+  EXPECT_EQ(directory.names(), std::vector<std::string>());
+
+  records[1].coordinates[2] = height;
+  for (const auto& [begin, end] : {std::pair(0, 3), std::pair(-1, 2), std::pair(3, 0), std::pair(1, -7)}) {
+    const int bonds[] = {0, 1, 1, begin, end, 1};
+    EXPECT_EQ(
+        warned([&] { EXPECT_EQ(nxi_write_pdb(path.c_str(), 0, records.data(), 2, bonds, 2, nullptr, nullptr), 1); }),
+        "Warning: Invalid bond specified: bgn = " + std::to_string(begin) + ", end = " + std::to_string(end) + "\n");
+    EXPECT_NE(read_file(path).find("CONECT    1    2\nCONECT    2    1\nEND\n"), std::string::npos) << read_file(path);
+  }
+  ASSERT_EQ(nxi_write_pdb(path.c_str(), 0, nullptr, 0, nullptr, 0, nullptr, nullptr), 1);
+  EXPECT_EQ(read_file(path), "END\n");
+  EXPECT_EQ(next_handle(), handle);
+  memmgr::vFreeHandle.assign(1, -1000000000);
+  EXPECT_NE(warned([&] {
+              EXPECT_EQ(nxi_write_pdb(path.c_str(), 0, records.data(), 1, nullptr, 0, nullptr, nullptr), 0);
+            }).find("Unable to allocate NxBrio handle"),
+            std::string::npos);
+}
+
+// Full fields at the very end of a block: the sanitizer sees a read beyond them.
+TEST(PdbStruct, FieldsWithoutNulAreNotReadBeyond) {
+  const ScratchDirectory directory;
+  const std::string path = directory.path("records.pdb");
+  const auto record = std::make_unique<PdbStruct>();
+  std::memset(record->atom_name, 'N', sizeof record->atom_name);
+  std::memset(record->residue_name, 'R', sizeof record->residue_name);
+  std::memset(record->element, 'C', sizeof record->element);
+  record->chain = 'A';
+  EXPECT_EQ(nxi_write_pdb(path.c_str(), 0, record.get(), 1, nullptr, 0, nullptr, nullptr), 1);
+  EXPECT_EQ(atom_lines(path).at(0).substr(0, 22), "ATOM      1 NNNN RRRRA");
+}
+
+TEST(PdbStruct, ElementsAreToldFromNamesByCustom) {
+  struct Case {
+    const char* name;
+    const char* residue;
+    const char* symbol;
+  };
+  const Case cases[] = {
+      {" CA ", "ALA", "C"},  {"CA  ", "CA", "Ca"},    {"CA  ", "ALA", "Ca"},  {"CA", "ALA", "C"},
+      {"CA", "CA", "Ca"},    {" CA", "ALA", "C"},     {"HG11", "VAL", "H"},   {"1HB ", "ALA", "H"},
+      {"1HB", "ALA", "H"},   {"HG  ", "HG", "Hg"},    {"HG", "SER", "H"},     {"FE", "HEM", "Fe"},
+      {"FE  ", "HEM", "Fe"}, {"FE1", "SF4", "Fe"},    {"ZN", "ZN", "Zn"},     {"ZN", "LIG", "Zn"},
+      {"MG", "MG", "Mg"},    {"Cl2", "LIG", "Cl"},    {"SE", "MSE", "Se"},    {" SD ", "MET", "S"},
+      {"SD", "MET", "S"},    {"NA", "NA", "Na"},      {"NA", "HEM", "N"},     {"OXT", "GLY", "O"},
+      {"HO5'", "DA", "H"},   {" C1'    ", "DA", "C"}, {"NA      ", "", "Na"}, {"C", "C", "C"},
+      {"K", "K", "K"},       {"D", "DOD", "H"},       {"CL-", "CL-", "Cl"},   {"X1", "LIG", "Du"},
+      {"", "", "Du"},        {"  12", "", "Du"},      {"QB", "ALA", "Du"},
+  };
+  for (const Case& known : cases) {
+    EXPECT_STREQ(NxChem::NxGetAtomicSymbol(element_of_name(known.name, known.residue)), known.symbol)
+        << '"' << known.name << "\" in " << known.residue;
+  }
+}
+
+// ---- From records to molecules and back ----
+
+void expect_equal(const PdbStruct& a, const PdbStruct& b) {
+  EXPECT_TRUE(std::equal(a.coordinates, a.coordinates + 3, b.coordinates));
+  EXPECT_EQ(a.radius, b.radius);
+  EXPECT_EQ(a.charge, b.charge);
+  EXPECT_EQ(a.occupancy, b.occupancy);
+  EXPECT_EQ(a.temperature_factor, b.temperature_factor);
+  EXPECT_EQ(a.residue_number, b.residue_number);
+  EXPECT_STREQ(a.atom_name, b.atom_name);
+  EXPECT_STREQ(a.residue_name, b.residue_name);
+  EXPECT_EQ(a.chain, b.chain);
+  EXPECT_EQ(a.insertion_code, b.insertion_code);
+  EXPECT_EQ(a.alternate_location == '\0' ? ' ' : a.alternate_location, b.alternate_location);
+  EXPECT_EQ(a.het_atom, b.het_atom);
+}
+
+TEST(PdbRecords, MoleculesGiveTheRecordsBack) {
+  const std::vector<PdbStruct> records = random_records(200, 4);
+  NxChem::NxMol mol;
+  add_records(mol, records.data(), 200, nullptr, nullptr);
+  ASSERT_EQ(mol.NumAtoms(), 200U);
+  for (const NxChem::NxAtomBase& atom : mol.GetAtoms()) {
+    const PdbStruct back = record_of(mol, atom);
+    const PdbStruct& record = records[atom.GetIdx()];
+    expect_equal(record, back);
+    EXPECT_STREQ(back.element, NxChem::NxGetAtomicSymbol(element_of_name(record.atom_name, record.residue_name)));
+  }
+}
+
+TEST(PdbRecords, RecordsOfBareAndOfLongNamedAtoms) {
+  NxChem::NxMol mol;
+  mol.NewAtom(17);
+  NxChem::NxAtomBase& named = *mol.NewAtom(6);
+  named.SetName("a name of many letters");
+  NxChem::NxResidue residue;
+  residue.SetName("a residue");
+  NxAtomSetResidue(named, residue);
+  const PdbStruct bare = record_of(mol, *mol.GetAtom(0));
+  EXPECT_STREQ(bare.atom_name, "Cl");
+  EXPECT_STREQ(bare.element, "Cl");
+  EXPECT_STREQ(bare.residue_name, "UNL");
+  EXPECT_EQ(bare.residue_number, 1);
+  EXPECT_EQ(bare.het_atom, 1);
+  const PdbStruct cut = record_of(mol, named);
+  EXPECT_STREQ(cut.atom_name, "a name ");
+  EXPECT_STREQ(cut.residue_name, "a resid");
+}
+
+TEST(PdbRecords, ExtractedMoleculesAreAppendedInOrder) {
+  std::vector<PdbStruct> records = random_records(10, 5);
+  float radii[10];
+  float charges[10];
+  for (int i = 0; i < 10; ++i) {
+    radii[i] = static_cast<float>(i) + 1;
+    charges[i] = static_cast<float>(-i);
+  }
+  const int list = nx_make_list();
+  nx_add_to_list(list, list);
+  PdbArray array{records.data(), {3, 1, 6}, radii, charges};
+  ASSERT_EQ(extract_molecules_from_pdb_array(array, list), 1);
+  ASSERT_EQ(nx_get_list_length(list), 4);
+  std::size_t at = 0;
+  for (const int n : array.natoms) {
+    nx_increment_list(list);
+    int mol = 0;
+    ASSERT_EQ(nx_get_list_current_object(&mol, list), 1);
+    ASSERT_EQ(nx_get_molecule_atom_number(mol), n);
+    EXPECT_TRUE(NxBrioChem::NxIsMultiConf(mol));
+    for (int i = 0; i < n; ++i, ++at) {
+      PdbStruct expected = records[at];
+      expected.radius = radii[at];
+      expected.charge = charges[at];
+      const NxChem::NxMolBase& molecule = *NxBrioChem::NxDerefMolHandle(mol);
+      expect_equal(expected, record_of(molecule, *molecule.GetAtom(i)));
+    }
+  }
+}
+
+TEST(PdbRecords, EmptyArraysAndFullTablesChangeNothing) {
+  std::vector<PdbStruct> records = random_records(4, 6);
+  const int list = nx_make_list();
+  const int handle = next_handle();
+  const std::string no_atoms = "Warning: no atoms sent to extract_molecules_from_pdb_array\n";
+  const auto warning = [&](const PdbArray& array, int to) {
+    return warned([&] { EXPECT_EQ(extract_molecules_from_pdb_array(array, to), 0); });
+  };
+  EXPECT_EQ(warning({}, list), no_atoms);
+  EXPECT_EQ(warning({records.data(), {}, nullptr, nullptr}, list), no_atoms);
+  EXPECT_EQ(warning({records.data(), {2, 0, 2}, nullptr, nullptr}, list), no_atoms);
+  EXPECT_EQ(warning({records.data(), {2, -1}, nullptr, nullptr}, list), no_atoms);
+  EXPECT_EQ(warning({records.data(), {4}, nullptr, nullptr}, 0), "Warning: Unrecognized list 0\n");
+  EXPECT_EQ(next_handle(), handle);
+  memmgr::vFreeHandle.assign({-1000000000, handle});
+  EXPECT_NE(warning({records.data(), {2, 2}, nullptr, nullptr}, list), "");
+  EXPECT_EQ(memmgr::vFreeHandle.back(), handle);
+  EXPECT_EQ(nx_get_list_length(list), 0);
+}
+
+}  // namespace
