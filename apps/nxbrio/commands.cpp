@@ -1,19 +1,12 @@
 #include "commands.h"
 
-#include <nxbriochem/nxbriochem.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 
-#include "captured_stderr.h"
 #include "failure.h"
+#include "formula.h"
 #include "molecule.h"
+#include "output.h"
 #include "report.h"
 #include "text.h"
 
@@ -23,13 +16,21 @@ namespace {
 // Vacuum, the inside of a protein, water.
 constexpr float kUsualDielectrics[] = {1.0F, 4.0F, 80.0F};
 
-std::vector<float> parse_dielectrics(const std::vector<std::string>& texts) {
+std::vector<float> parse_dielectrics(const BindOptions& options) {
+  const std::string option = "--dielectric";
+  Formulas formulas;
+  for (const std::string& path : options.parameters) {
+    formulas.read_parameters(path);
+  }
   std::vector<float> dielectrics;
-  for (const std::string& text : texts) {
+  for (const std::string& text : options.dielectrics) {
     std::string fault;
-    const std::optional<float> value = parse_real(text, fault);
+    std::optional<float> value = parse_real(text, fault);
+    if (!value && fault == kNotANumber && !trimmed(text).empty()) {
+      value = formulas.value(option, text);
+    }
     if (!value || *value <= 0.0F) {
-      throw UsageError("--dielectric: " + in_quotes(text) + " is not a finite number above 0");
+      throw UsageError(option + ": " + in_quotes(text) + " is not a finite number above 0");
     }
     dielectrics.push_back(*value);
   }
@@ -39,57 +40,19 @@ std::vector<float> parse_dielectrics(const std::vector<std::string>& texts) {
   return dielectrics;
 }
 
-// The format word of an output file, by its ending.
-std::string output_format(const std::string& path) {
-  const std::string ending = lower_case(std::filesystem::path(path).extension().string());
-  for (const char* const word : {"pdb", "pqr", "mol2", "sdf", "xyz"}) {
-    if (ending == std::string(".") + word) {
-      return word;
-    }
-  }
-  throw UsageError("--write: " + path + " ends in none of .pdb, .pqr, .mol2, .sdf, .xyz");
-}
-
 // What can be known to go wrong before any work is done.
 std::vector<WrittenFile> check_outputs(const BindOptions& options) {
+  std::vector<std::string> inputs = options.parameters;
+  inputs.insert(inputs.end(), {options.target, options.ligand});
   std::vector<WrittenFile> outputs;
   for (const std::string& path : options.outputs) {
-    outputs.push_back({path, output_format(path)});
-    std::error_code ignored;
-    for (const std::string& input : {options.target, options.ligand}) {
-      if (std::filesystem::equivalent(path, input, ignored)) {
-        throw UsageError("--write: " + path + " is read as well");
-      }
-    }
+    outputs.push_back({path, format_by_ending("--write", path)});
+    refuse_inputs("--write", path, inputs);
   }
-  for (const std::string& path : options.outputs) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
-      throw Failure(path, "is a directory");
-    }
-    const std::string directory = std::filesystem::path(path).parent_path().string();
-    if (access(directory.empty() ? "." : directory.c_str(), W_OK | X_OK) != 0) {
-      throw Failure(path, std::strerror(errno));
-    }
+  for (const WrittenFile& output : outputs) {
+    check_writable(output.path);
   }
   return outputs;
-}
-
-// Writes one file. What the library says against it becomes the failure's text; what it says otherwise is passed on.
-void write_file(const WrittenFile& file, const Molecule& molecule) {
-  CapturedStderr captured;
-  const bool written = nx_write_molecule(file.path.c_str(), file.format.c_str(), molecule.handle()) == 1;
-  std::string said = captured.take();
-  if (written) {
-    std::fputs(said.c_str(), stderr);
-    return;
-  }
-  constexpr std::string_view kWarning = "Warning: ";
-  if (starts_with(said, kWarning)) {
-    said.erase(0, kWarning.size());
-  }
-  said.resize(std::min(said.find('\n'), said.size()));
-  throw Failure(file.path, said.empty() ? "could not be written" : said);
 }
 
 void write_complex(const Structure& target, const Structure& ligand, BindReport& report) {
@@ -99,14 +62,14 @@ void write_complex(const Structure& target, const Structure& ligand, BindReport&
   Structure both = make_complex(target, ligand);
   const Molecule molecule(both);
   for (const WrittenFile& file : report.written) {
-    write_file(file, molecule);
+    write_molecule(file, molecule.handle());
   }
   report.notes = both.notes;
 }
 
 // The report without what the library says once the molecules are gone.
 BindReport bind_molecules(const BindOptions& options) {
-  const std::vector<float> dielectrics = parse_dielectrics(options.dielectrics);
+  const std::vector<float> dielectrics = parse_dielectrics(options);
   BindReport report;
   report.written = check_outputs(options);
   Structure target = read_structure(options.target);
@@ -127,26 +90,14 @@ BindReport bind_molecules(const BindOptions& options) {
   return report;
 }
 
-void print_json(nlohmann::ordered_json json) {
-  add_library_state(json);
-  // File names and atom names may hold bytes that are no UTF-8; they do not spoil the whole.
-  const std::string text = json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-  std::puts(text.c_str());
-}
-
-void print_text(const std::string& text) {
-  std::fputs(text.c_str(), stdout);
-  print_library_state();
-}
-
 }  // namespace
 
 void bind(const BindOptions& options) {
   const BindReport report = bind_molecules(options);
   if (options.json) {
-    print_json(bind_json(report));
+    print_report(bind_json(report));
   } else {
-    print_text(bind_text(report));
+    print_report(bind_text(report));
   }
 }
 
@@ -158,9 +109,9 @@ void info(const InfoOptions& options) {
     summary = summarise(structure, molecule);
   }
   if (options.json) {
-    print_json(info_json(summary));
+    print_report(info_json(summary));
   } else {
-    print_text(info_text(summary));
+    print_report(info_text(summary));
   }
 }
 

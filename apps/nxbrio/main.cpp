@@ -1,9 +1,11 @@
-// nxbrio: Coulombic binding of two molecules, and what a structure file holds. Exit status 0 when the job is done, 1
-// when it failed, 2 when the program was called wrongly; a failure is one line on standard error.
+// nxbrio: Coulombic binding of two molecules, what a structure file holds, and structure files in other formats. Exit
+// status 0 when the job is done, 1 when it failed, 2 when the program was called wrongly; a failure is one line on
+// standard error.
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <new>
 
 #include "commands.h"
@@ -21,25 +23,60 @@ constexpr const char* kFormats =
     "failing that by their content. PQR brings charges and radii; a PQR file without any radius above 0, and PDB and\n"
     "mmCIF files, get Bondi radii. PDB and mmCIF files get the formal charges of charged protein side chains.";
 
+constexpr const char* kFormulas =
+    R"(Formulas are made of numbers, names, + - * / ^ and parentheses, with blanks where one likes. 'name = formula'
+defines a variable, once. '^' binds before '*' and '/', a sign before '^', and a^b^c is (a^b)^c; a^b is
+exp(b log a), which is no number for a negative a. An exponent needs a decimal point before it: 1.0E5.
+
+)";
+
+constexpr const char* kConverting =
+    R"(All models of IN are written: as MODELs of a PDB or PQR file and as records of a mol2, SD or XYZ file. delphi_pdb is
+PDB with radius and charge in place of occupancy and temperature factor.
+
+PDB files get the bonds of IN. So do mol2 and sdf if these reach every atom, single-atom residues apart, and not
+all are single; otherwise bonds are added by distance, and all orders are set anew from geometry and valence.
+--bonds file keeps to the bonds of IN, --bonds distance makes them from distances alone. xyz and pqr hold none.
+
+A transform is a quaternion a b c d, of any length but 0, and a translation t in angstrom. It replaces each place p
+by M p + t, with M, the quaternion scaled to length 1,
+  a2+b2-c2-d2  2(bc+ad)     2(bd-ac)
+  2(bc-ad)     a2-b2+c2-d2  2(cd+ab)
+  2(bd+ac)     2(cd-ab)     a2-b2-c2+d2
+so that cos(w/2) 0 0 sin(w/2) turns the molecule about z by -w. The seven values are formulas, parted by blanks;
+a formula with blanks in it stands in parentheses.
+
+)";
+
 int report(int status, const std::string& what) {
   std::fflush(stdout);
   std::fprintf(stderr, "nxbrio: %s\n", what.c_str());
   return status;
 }
 
+void add_parameters(CLI::App& command, std::vector<std::string>& files) {
+  command
+      .add_option("-p,--parameters", files,
+                  "file of variables for formulas, a line 'name = formula' each; may be repeated")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+}
+
 void set_up_bind(CLI::App& app, nxbrio::BindOptions& options) {
   CLI::App* bind = app.add_subcommand("bind", "Coulombic binding energy of a target and a ligand");
   bind->add_option("TARGET", options.target, "structure file of the target")->required();
   bind->add_option("LIGAND", options.ligand, "structure file of the ligand")->required();
-  bind->add_option("-e,--dielectric", options.dielectrics, "uniform dielectric constant; may be repeated [1, 4 and 80]")
+  bind->add_option("-e,--dielectric", options.dielectrics,
+                   "uniform dielectric constant, a number or a formula; may be repeated [1, 4 and 80]")
       ->type_name("E")
       ->allow_extra_args(false);
+  add_parameters(*bind, options.parameters);
   bind->add_option("-w,--write", options.outputs,
                    "write the complex, as .pdb, .pqr, .mol2, .sdf or .xyz; may be repeated")
       ->type_name("OUT")
       ->allow_extra_args(false);
   bind->add_flag("--json", options.json, "print one JSON object");
-  bind->footer(kFormats);
+  bind->footer(kFormulas + std::string(kFormats));
   bind->callback([&options] { nxbrio::bind(options); });
 }
 
@@ -51,14 +88,39 @@ void set_up_info(CLI::App& app, nxbrio::InfoOptions& options) {
   info->callback([&options] { nxbrio::info(options); });
 }
 
+void set_up_convert(CLI::App& app, nxbrio::ConvertOptions& options) {
+  const std::map<std::string, nxbrio::BondSource> sources{{"auto", nxbrio::BondSource::Auto},
+                                                          {"file", nxbrio::BondSource::File},
+                                                          {"distance", nxbrio::BondSource::Distance}};
+  CLI::App* convert = app.add_subcommand("convert", "writes a structure file in another format");
+  convert->add_option("IN", options.input, "structure file that is read")->required();
+  convert->add_option("OUT", options.output, "structure file that is written")->required();
+  convert
+      ->add_option("-f,--format", options.format,
+                   "pdb, delphi_pdb, mol2, sdf, xyz or pqr [by the ending of OUT: .pdb, .mol2, .sdf, .xyz, .pqr]")
+      ->type_name("WORD");
+  convert->add_option("-t,--transform", options.transform, "moves and turns every model: 'a b c d tx ty tz'")
+      ->type_name("VALUES");
+  add_parameters(*convert, options.parameters);
+  convert->add_option("-m,--model", options.model, "writes only the model of this number")->type_name("N");
+  convert->add_option("-b,--bonds", options.bonds, "where bonds come from: auto, file or distance [auto]")
+      ->type_name("WORD")
+      ->transform(CLI::CheckedTransformer(sources).description(""));
+  convert->add_flag("--json", options.json, "print one JSON object");
+  convert->footer(kConverting + std::string(kFormulas) + kFormats);
+  convert->callback([&options] { nxbrio::convert(options); });
+}
+
 int run(int argc, char** argv) {
-  CLI::App app("Coulombic binding of two molecules, and what structure files hold.", "nxbrio");
+  CLI::App app("Coulombic binding of two molecules, what structure files hold, and their conversion.", "nxbrio");
   app.set_version_flag("--version", "nxbrio " NXBRIO_VERSION);
   app.require_subcommand(1);
   nxbrio::BindOptions bind_options;
   nxbrio::InfoOptions info_options;
+  nxbrio::ConvertOptions convert_options;
   set_up_bind(app, bind_options);
   set_up_info(app, info_options);
+  set_up_convert(app, convert_options);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {

@@ -1,5 +1,6 @@
 #include "molecule.h"
 
+#include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/nxbriochem.h>
 
 #include <algorithm>
@@ -40,37 +41,37 @@ std::string packed(const Structure& structure, Get get) {
   return names;
 }
 
-// The one-letter code that the library reads as an atomic number; 'Z', which it reads as 0, where there is none.
-char element_code(int atomic_number) {
-  for (char code = 'A'; code <= 'U'; ++code) {
-    if (atomic_number > 0 && nx_convert_one_letter_symbol_to_element_number(code) == atomic_number) {
-      return code;
-    }
-  }
-  return 'Z';
-}
-
-// An element of two letters that no code stands for is a dummy atom to the library. A PDB file then tells it by the
-// column that the name starts in, which the library leaves as it is in a name of four characters.
-std::string name_in_columns(const Atom& atom) {
-  const std::string symbol = atom.element > 0 ? element_symbol(atom.element) : "";
-  const bool told_by_column = symbol.size() == 2 && element_code(atom.element) == 'Z' && atom.name.size() < 4 &&
-                              starts_with_ignoring_case(atom.name, upper_case(symbol));
-  return told_by_column ? atom.name + std::string(4 - atom.name.size(), ' ') : atom.name;
-}
-
 void set_names(const Structure& structure, int mol) {
+  const auto name = [](const Atom& atom) { return atom.name; };
   const auto residue = [](const Atom& atom) { return atom.residue; };
   const auto chain = [](const Atom& atom) { return atom.chain; };
   const auto number = [](const Atom& atom) { return atom.residue_number; };
   const auto sequence = [](const Atom& atom) { return atom.sequence_number; };
   std::vector<char> chains = per_atom<char>(structure, chain);
   chains.push_back('\0');
-  require(nx_set_molecule_atom_names(packed(structure, name_in_columns).c_str(), mol), "the atom names");
+  require(nx_set_molecule_atom_names(packed(structure, name).c_str(), mol), "the atom names");
   require(nx_set_molecule_residue_names(packed(structure, residue).c_str(), mol), "the residue names");
   require(nx_set_molecule_chain_names(chains.data(), mol), "the chain names");
   require(nx_set_molecule_residue_number(per_atom<int>(structure, number).data(), mol), "the residue numbers");
   require(nx_set_molecule_sequence_number(per_atom<int>(structure, sequence).data(), mol), "the sequence numbers");
+}
+
+// What the flat arrays have no room for: they know elements by one letter, which many metals lack, and of a residue its
+// name, numbers and chain.
+void set_atom_records(const Structure& structure, int mol) {
+  const NxChem::NxMolBase& molecule = *NxBrioChem::NxDerefMolHandle(mol);
+  int index = 0;
+  for (const Atom& from : structure.atoms) {
+    NxChem::NxAtomBase& atom = *molecule.GetAtom(index++);
+    atom.SetAtomicNum(static_cast<unsigned>(from.element));
+    atom.SetFormalCharge(from.formal_charge);
+    NxChem::NxResidue residue = NxChem::NxAtomGetResidue(atom);
+    residue.SetInsertCode(from.insertion_code);
+    residue.SetHetAtom(from.het);
+    residue.SetOccupancy(from.occupancy);
+    residue.SetBFactor(from.b_factor);
+    NxChem::NxAtomSetResidue(atom, residue);
+  }
 }
 
 void set_bonds(const Structure& structure, int mol) {
@@ -120,9 +121,8 @@ void build(Structure& structure, int mol) {
     coordinates.insert(coordinates.end(), atom.position.begin(), atom.position.end());
   }
   require(nx_set_molecule_coordinates(coordinates.data(), mol), "the coordinates");
-  const auto element = [](const Atom& atom) { return element_code(atom.element); };
-  require(nx_set_molecule_element(per_atom<char>(structure, element).data(), mol), "the elements");
   set_names(structure, mol);
+  set_atom_records(structure, mol);
   set_charges_and_radii(structure, mol);
   set_bonds(structure, mol);
 }
@@ -162,6 +162,56 @@ Molecule::Molecule(Structure& structure) : handle_(nx_make_molecule()) {
 
 Molecule::~Molecule() { nx_delete_molecule(handle_); }
 
+MoleculeList::MoleculeList() : handle_(nx_make_list()) {
+  if (handle_ == 0) {
+    throw Failure("the library has no list handle left");
+  }
+}
+
+MoleculeList::~MoleculeList() { nx_delete_list(handle_); }
+
+void MoleculeList::add(const Molecule& molecule) const {
+  require(nx_add_to_list(molecule.handle(), handle_), "to add a molecule to a list");
+}
+
+bool bonds_are_complete(const Structure& structure) {
+  std::vector<bool> reached(structure.atoms.size());
+  bool orders_told = false;
+  for (const Bond& bond : structure.bonds) {
+    orders_told = orders_told || bond.order > 1;
+    reached[static_cast<std::size_t>(bond.begin)] = reached[static_cast<std::size_t>(bond.end)] = true;
+  }
+  std::map<std::pair<char, int>, int> residue_sizes;
+  const auto residue = [](const Atom& atom) { return std::pair{atom.chain, atom.sequence_number}; };
+  for (const Atom& atom : structure.atoms) {
+    ++residue_sizes[residue(atom)];
+  }
+  for (std::size_t i = 0; i < reached.size(); ++i) {
+    if (!reached[i] && residue_sizes[residue(structure.atoms[i])] > 1) {
+      return false;
+    }
+  }
+  return orders_told;
+}
+
+void make_bonds_by_distance(const Molecule& molecule) {
+  require(nx_make_bonds_by_distance(molecule.handle()), "to make bonds");
+}
+
+int bond_number(const Molecule& molecule) { return nx_get_molecule_bond_number(molecule.handle()); }
+
+void apply_transform(const Transform& transform, const Molecule& molecule) {
+  require(nx_set_molecule_transform(transform.data(), molecule.handle()), "the transform");
+  require(nx_transform_molecule(molecule.handle()), "to transform the molecule");
+}
+
+std::string charge_source(const Structure& structure) {
+  return structure.charges_given ? "file" : "formal, by nx_charge_protein";
+}
+std::string radius_source(const Structure& structure) {
+  return structure.radii_given ? "file" : "Bondi, by nx_assign_bondi_radii";
+}
+
 Summary summarise(const Structure& structure, const Molecule& molecule) {
   const int mol = molecule.handle();
   const int atoms = nx_get_molecule_atom_number(mol);
@@ -179,8 +229,8 @@ Summary summarise(const Structure& structure, const Molecule& molecule) {
   summary.residues = structure.residues;
   summary.bonds = nx_get_molecule_bond_number(mol);
   summary.chains = structure.chains;
-  summary.charge_source = structure.charges_given ? "file" : "formal, by nx_charge_protein";
-  summary.radius_source = structure.radii_given ? "file" : "Bondi, by nx_assign_bondi_radii";
+  summary.charge_source = charge_source(structure);
+  summary.radius_source = radius_source(structure);
   summary.notes = structure.notes;
   for (const float charge : charges) {
     (charge > 0.0F ? summary.positive_charge : summary.negative_charge) += static_cast<double>(charge);

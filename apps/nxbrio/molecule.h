@@ -1,4 +1,5 @@
-// Molecules of the library, built and read through its flat functions alone.
+// Molecules of the library, built and read through its flat functions; what atoms have beyond the flat arrays is set on
+// the toolkit's own objects behind the handle.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_MOLECULE_H
 #define NXBRIOCHEM_APPS_NXBRIO_MOLECULE_H
 
@@ -26,6 +27,33 @@ class Molecule {
  private:
   int handle_;
 };
+
+// Owns a list of molecules, but not its members.
+class MoleculeList {
+ public:
+  MoleculeList();
+  MoleculeList(const MoleculeList&) = delete;
+  MoleculeList& operator=(const MoleculeList&) = delete;
+  ~MoleculeList();
+
+  void add(const Molecule& molecule) const;
+  int handle() const { return handle_; }
+
+ private:
+  int handle_;
+};
+
+// Whether the file's own bonds are all there are, and their orders told: they reach every atom, apart from residues of
+// a single atom, which need none, and not all are single, as in files that only say which atoms are bonded.
+bool bonds_are_complete(const Structure& structure);
+// Adds bonds by distance to those that the molecule has and sets all orders anew.
+void make_bonds_by_distance(const Molecule& molecule);
+int bond_number(const Molecule& molecule);
+
+// A quaternion, scalar first, and a translation in angstrom, as nx_set_molecule_transform takes them.
+using Transform = std::array<float, 7>;
+// Moves the molecule.
+void apply_transform(const Transform& transform, const Molecule& molecule);
 
 // What there is to say about a molecule: counts from its file, the rest from the library's arrays and functions.
 struct Summary {
@@ -55,6 +83,10 @@ struct Summary {
   float smallest_radius = 0.0F;
   float largest_radius = 0.0F;
 };
+
+// Where a structure's charges and radii come from, for the user.
+std::string charge_source(const Structure& structure);
+std::string radius_source(const Structure& structure);
 
 Summary summarise(const Structure& structure, const Molecule& molecule);
 

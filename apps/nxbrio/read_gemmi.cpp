@@ -6,6 +6,7 @@
 #include <gemmi/cif.hpp>
 #include <gemmi/mmcif.hpp>
 #include <gemmi/pdb.hpp>
+#include <limits>
 #include <unordered_map>
 
 #include "element.h"
@@ -148,6 +149,10 @@ class Collector {
     if (atom.element == 0) {
       atom.element = guess_element(atom.name, atom.residue);
     }
+    atom.het = residue.het_flag == 'H';
+    atom.formal_charge = from.charge;
+    atom.occupancy = from.occ;
+    atom.b_factor = from.b_iso;
     atom.position = {static_cast<float>(from.pos.x), static_cast<float>(from.pos.y), static_cast<float>(from.pos.z)};
     index_.emplace(&from, static_cast<int>(structure_.atoms.size()));
     structure_.atoms.push_back(std::move(atom));
@@ -181,51 +186,87 @@ class Bonds {
   std::map<std::pair<int, int>, int> orders_;
 };
 
-// Covalent connections: disulfide bridges and links.
-void add_connections(const gemmi::Structure& from, const Collector& atoms, Bonds& bonds) {
-  for (const gemmi::Connection& connection : from.connections) {
-    if (connection.type == gemmi::Connection::Covale || connection.type == gemmi::Connection::Disulf) {
-      bonds.add(atoms.index(from.models[0].find_cra(connection.partner1, true).atom),
-                atoms.index(from.models[0].find_cra(connection.partner2, true).atom), 1);
-    }
-  }
-}
+// A bond between atoms named by their serials.
+struct Conect {
+  int serial;
+  int partner;
+  int order;
+};
 
 // CONECT records, which gemmi passes over. An atom that is named twice in one record is bonded twice: the order is 2.
-void add_conect_records(std::string_view text, const Collector& atoms, Bonds& bonds) {
-  std::unordered_map<int, int> by_serial;
-  for (const auto& [atom, index] : atoms.indices()) {
-    by_serial.emplace(atom->serial, index);
-  }
-  const auto index = [&](std::string_view line, std::size_t column) {
-    char serial[] = "     ";
+std::vector<Conect> read_conect_records(std::string_view text) {
+  constexpr int kNone = std::numeric_limits<int>::min();
+  const auto serial = [](std::string_view line, std::size_t column) {
+    char digits[] = "     ";
     const std::string_view field = columns(line, column, column + 5);
-    std::copy(field.begin(), field.end(), serial);
-    const auto at = field.empty() ? by_serial.end() : by_serial.find(gemmi::pdb_impl::read_serial(serial));
-    return at != by_serial.end() ? at->second : -1;
+    std::copy(field.begin(), field.end(), digits);
+    return field.empty() ? kNone : gemmi::pdb_impl::read_serial(digits);
   };
+  std::vector<Conect> records;
   for (Lines lines(text); lines.next();) {
     if (!starts_with_ignoring_case(lines.line(), "CONECT")) {
       continue;
     }
     std::map<int, int> partners;
     for (std::size_t column = 11; column <= 26; column += 5) {
-      ++partners[index(lines.line(), column)];
+      ++partners[serial(lines.line(), column)];
     }
+    partners.erase(kNone);
     for (const auto& [partner, order] : partners) {
-      bonds.add(index(lines.line(), 6), partner, std::min(order, 3));
+      records.push_back({serial(lines.line(), 6), partner, std::min(order, 3)});
     }
   }
+  return records;
 }
 
-Structure begin_structure(const std::string& path, const char* format, const gemmi::Structure& from) {
-  Structure structure;
-  structure.path = path;
-  structure.format = format;
-  if (from.models.size() > 1) {
-    structure.notes.push_back(formatted("the first of %zu models is read", from.models.size()));
+// Bonds of a model: the covalent connections, which are disulfide bridges and links, and the CONECT records.
+std::vector<Bond> collect_bonds(const gemmi::Structure& from, gemmi::Model& model, const std::vector<Conect>& conect,
+                                const Collector& atoms) {
+  Bonds bonds;
+  for (const gemmi::Connection& connection : from.connections) {
+    if (connection.type == gemmi::Connection::Covale || connection.type == gemmi::Connection::Disulf) {
+      bonds.add(atoms.index(model.find_cra(connection.partner1, true).atom),
+                atoms.index(model.find_cra(connection.partner2, true).atom), 1);
+    }
   }
-  return structure;
+  if (conect.empty()) {
+    return bonds.list();
+  }
+  std::unordered_map<int, int> by_serial;
+  for (const auto& [atom, index] : atoms.indices()) {
+    by_serial.emplace(atom->serial, index);
+  }
+  const auto index = [&](int serial) {
+    const auto at = by_serial.find(serial);
+    return at != by_serial.end() ? at->second : -1;
+  };
+  for (const Conect& record : conect) {
+    bonds.add(index(record.serial), index(record.partner), record.order);
+  }
+  return bonds.list();
+}
+
+std::vector<Structure> collect_models(const std::string& path, const char* format, gemmi::Structure& from,
+                                      const std::vector<Conect>& conect, Models which) {
+  std::vector<Structure> models;
+  for (gemmi::Model& model : from.models) {
+    Structure structure;
+    structure.path = path;
+    structure.format = format;
+    structure.model = parse_integer(model.name).value_or(static_cast<int>(models.size()) + 1);
+    Collector atoms(structure);
+    atoms.collect(model);
+    structure.bonds = collect_bonds(from, model, conect, atoms);
+    const bool enough = which == Models::First && !structure.atoms.empty();
+    if (enough && from.models.size() > 1) {
+      structure.notes.insert(structure.notes.begin(), formatted("the first of %zu models is read", from.models.size()));
+    }
+    models.push_back(std::move(structure));
+    if (enough) {
+      break;
+    }
+  }
+  return models;
 }
 
 // ---- Checks in the text ----
@@ -348,26 +389,17 @@ void check_mmcif_atoms(const std::string& path, std::string_view text, gemmi::ci
 
 }  // namespace
 
-Structure read_pdb(const std::string& path, std::string_view text) {
+std::vector<Structure> read_pdb(const std::string& path, std::string_view text, Models which) {
   check_pdb_coordinates(path, text);
   try {
-    const gemmi::Structure from = gemmi::read_pdb_string(needed_pdb_records(text), path);
-    Structure structure = begin_structure(path, "PDB", from);
-    Collector atoms(structure);
-    atoms.collect(from.models.at(0));
-    Bonds bonds;
-    add_connections(from, atoms, bonds);
-    add_conect_records(text, atoms, bonds);
-    structure.bonds = bonds.list();
-    return structure;
-  } catch (const Failure&) {
-    throw;
+    gemmi::Structure from = gemmi::read_pdb_string(needed_pdb_records(text), path);
+    return collect_models(path, "PDB", from, read_conect_records(text), which);
   } catch (const std::exception& error) {
     rethrow(path, error.what());
   }
 }
 
-Structure read_mmcif(const std::string& path, std::string_view text) {
+std::vector<Structure> read_mmcif(const std::string& path, std::string_view text, Models which) {
   try {
     gemmi::cif::Document document = gemmi::cif::read_memory(text.data(), text.size(), path.c_str());
     const auto has_atoms = [](gemmi::cif::Block& block) { return block.find("_atom_site.", {"Cartn_x"}).length() > 0; };
@@ -376,17 +408,11 @@ Structure read_mmcif(const std::string& path, std::string_view text) {
       throw Failure(path, "no atoms");
     }
     check_mmcif_atoms(path, text, *block);
-    const gemmi::Structure from = gemmi::make_structure_from_block(*block);
+    gemmi::Structure from = gemmi::make_structure_from_block(*block);
     if (from.models.empty()) {
       throw Failure(path, "_atom_site lacks a column that an atom needs");
     }
-    Structure structure = begin_structure(path, "mmCIF", from);
-    Collector atoms(structure);
-    atoms.collect(from.models[0]);
-    Bonds bonds;
-    add_connections(from, atoms, bonds);
-    structure.bonds = bonds.list();
-    return structure;
+    return collect_models(path, "mmCIF", from, {}, which);
   } catch (const Failure&) {
     throw;
   } catch (const tao::pegtl::parse_error& error) {

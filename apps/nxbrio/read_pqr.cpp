@@ -4,8 +4,8 @@
 //
 // where number may carry an insertion code (52A), and chain and number, or record name and serial, may touch (A1000,
 // HETATM10000). Programs that keep to PDB's columns let other fields run together as well; a record that is no good by
-// fields is read by columns: names and numbers where PDB has them, charge and radius from column 55. The first model is
-// read; it ends at ENDMDL or END.
+// fields is read by columns: names and numbers where PDB has them, charge and radius from column 55. A model ends at
+// ENDMDL or END.
 #include <cctype>
 #include <optional>
 
@@ -73,9 +73,15 @@ bool set_numbers(Atom& atom, const std::array<std::string_view, 5>& texts, std::
   return true;
 }
 
+// Reads one model.
 class Reader {
  public:
-  explicit Reader(const std::string& path) { structure_.path = path; }
+  Reader(const std::string& path, int model) {
+    structure_.path = path;
+    structure_.format = "PQR";
+    structure_.model = model;
+    structure_.charges_given = true;
+  }
 
   // Reads one atom record.
   void read(std::string_view line, std::string_view rest, std::size_t number) {
@@ -94,17 +100,21 @@ class Reader {
     if (!atom) {
       throw Failure(structure_.path, number, fault);
     }
+    atom->het = starts_with_ignoring_case(line, "HETATM");
+    structure_.radii_given = structure_.radii_given || atom->radius > 0.0F;
     structure_.atoms.push_back(std::move(*atom));
   }
 
+  bool has_atoms() const { return !structure_.atoms.empty(); }
+  void set_model(int number) { structure_.model = number; }
+
+  // The model read so far.
   Structure finish() {
     for (std::string& note : letters_.notes()) {
       structure_.notes.push_back(std::move(note));
     }
     return std::move(structure_);
   }
-
-  Structure& structure() { return structure_; }
 
  private:
   // Nothing with the fault where the fields are no atom.
@@ -175,34 +185,40 @@ bool ends_model(std::string_view line) {
   return starts_with_ignoring_case(line, "ENDMDL") || upper_case(trimmed(line.substr(0, 6))) == "END";
 }
 
+// What a model without a number of its own is counted as.
+int next_number(const std::vector<Structure>& models) { return models.empty() ? 1 : models.back().model + 1; }
+
 }  // namespace
 
-Structure read_pqr(const std::string& path, std::string_view text) {
-  Reader reader(path);
+std::vector<Structure> read_pqr(const std::string& path, std::string_view text, Models which) {
+  std::vector<Structure> models;
+  Reader reader(path, 1);
   std::size_t end_line = 0;
   std::size_t left_out = 0;
   for (Lines lines(text); lines.next();) {
     const std::string_view line = lines.line();
     const std::optional<std::string_view> rest = after_record_name(line);
-    if (rest && end_line == 0) {
+    const bool done = which == Models::First && !models.empty();
+    if (rest && !done) {
       reader.read(line, *rest, lines.number());
     } else if (rest) {
       ++left_out;
-    } else if (end_line == 0 && !reader.structure().atoms.empty() && ends_model(line)) {
+    } else if (!done && !reader.has_atoms() && fields(line, 1) == std::vector<std::string_view>{"MODEL"}) {
+      reader.set_model(parse_integer(trimmed(line.substr(line.find("MODEL") + 5))).value_or(next_number(models)));
+    } else if (reader.has_atoms() && ends_model(line)) {
       end_line = lines.number();
+      models.push_back(reader.finish());
+      reader = Reader(path, next_number(models));
     }
   }
-  Structure structure = reader.finish();
-  structure.format = "PQR";
-  structure.charges_given = true;
-  for (const Atom& atom : structure.atoms) {
-    structure.radii_given = structure.radii_given || atom.radius > 0.0F;
+  if (reader.has_atoms()) {
+    models.push_back(reader.finish());
   }
   if (left_out > 0) {
-    structure.notes.push_back(
+    models.front().notes.push_back(
         formatted("%zu atoms after the end of the first model (line %zu) are left out", left_out, end_line));
   }
-  return structure;
+  return models;
 }
 
 }  // namespace nxbrio

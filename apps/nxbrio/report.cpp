@@ -261,7 +261,53 @@ nlohmann::ordered_json info_json(const Summary& summary) {
   return json;
 }
 
-void print_library_state() {
+std::string convert_text(const ConvertReport& report) {
+  std::string models = std::to_string(report.models.size());
+  if (report.models.size() < report.models_in_file) {
+    models += formatted(" (number %d)", report.models.front());
+  }
+  const auto count = [](auto n) { return std::to_string(n); };
+  std::string text = report.file + " to " + report.written.path + "\n\n";
+  text += table({{"", {"read", "written"}},
+                 {"format", {report.format, report.written.format}},
+                 {"models", {count(report.models_in_file), models}},
+                 {"atoms", {count(report.atoms), count(report.atoms)}},
+                 {"bonds", {count(report.bonds_given), count(report.bonds_written)}},
+                 {"bonds from", {"", report.bond_source}},
+                 {"charges from", {"", report.charge_source}},
+                 {"radii from", {"", report.radius_source}}});
+  if (report.transform) {
+    text += "  Transformed by the quaternion";
+    for (std::size_t i = 0; i < report.transform->size(); ++i) {
+      text += formatted(i == 4 ? " and the translation %g" : " %g", decimal((*report.transform)[i]));
+    }
+    text += " A.\n";
+  }
+  return text + notes_text("", report.notes) + "\n";
+}
+
+nlohmann::ordered_json convert_json(const ConvertReport& report) {
+  nlohmann::ordered_json json;
+  json["command"] = "convert";
+  json["read"] = {{"file", report.file},     {"format", report.format}, {"models_in_file", report.models_in_file},
+                  {"models", report.models}, {"atoms", report.atoms},   {"bonds", report.bonds_given}};
+  json["written"] = {{"file", report.written.path},          {"format", report.written.format},
+                     {"models", report.models.size()},       {"atoms", report.atoms},
+                     {"bonds", report.bonds_written},        {"bonds_from", report.bond_source},
+                     {"charges_from", report.charge_source}, {"radii_from", report.radius_source}};
+  json["transform"] = nullptr;
+  if (report.transform) {
+    json["transform"] = nlohmann::ordered_json::array();
+    for (const float value : *report.transform) {
+      json["transform"].push_back(decimal(value));
+    }
+  }
+  json["notes"] = report.notes;
+  return json;
+}
+
+void print_report(const std::string& text) {
+  std::fputs(text.c_str(), stdout);
   nx_print_new_errors();
   nx_print_new_warnings();
   std::printf("errors %d, warnings %d; memory still held: %u bytes in %d blocks\n", nx_number_of_errors(),
@@ -269,10 +315,13 @@ void print_library_state() {
               nx_total_number_of_active_pointers());
 }
 
-void add_library_state(nlohmann::ordered_json& json) {
+void print_report(nlohmann::ordered_json json) {
   json["errors"] = messages(nx_number_of_errors(), [](int k) -> const char* { return nx_error_with_tag("", k); });
   json["warnings"] = messages(nx_number_of_warnings(), [](int k) -> const char* { return nx_warning_with_tag("", k); });
   json["memory_held"] = {{"bytes", nx_total_memory_allocated()}, {"blocks", nx_total_number_of_active_pointers()}};
+  // File names and atom names may hold bytes that are no UTF-8; they do not spoil the whole.
+  const std::string text = json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+  std::puts(text.c_str());
 }
 
 }  // namespace nxbrio

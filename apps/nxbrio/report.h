@@ -3,10 +3,12 @@
 #define NXBRIOCHEM_APPS_NXBRIO_REPORT_H
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "molecule.h"
+#include "output.h"
 
 namespace nxbrio {
 
@@ -18,11 +20,6 @@ struct Energy {
   float dielectric;
   // The library's unit.
   float energy;
-};
-
-struct WrittenFile {
-  std::string path;
-  std::string format;
 };
 
 struct BindReport {
@@ -41,10 +38,32 @@ nlohmann::ordered_json bind_json(const BindReport& report);
 std::string info_text(const Summary& summary);
 nlohmann::ordered_json info_json(const Summary& summary);
 
-// The closing part of every report, once the molecules are deleted: the library's new error and warning messages and
-// the memory it still holds. On standard output, or into the JSON object.
-void print_library_state();
-void add_library_state(nlohmann::ordered_json& json);
+struct ConvertReport {
+  // What was read.
+  std::string file;
+  std::string format;
+  // Their numbers in the file; and how many there are in it, those that were not wanted among them.
+  std::vector<int> models;
+  std::size_t models_in_file = 0;
+  long long atoms = 0;
+  long long bonds_given = 0;
+  std::string charge_source;
+  std::string radius_source;
+  // What was written.
+  WrittenFile written;
+  long long bonds_written = 0;
+  std::string bond_source;
+  std::optional<Transform> transform;
+  std::vector<std::string> notes;
+};
+
+std::string convert_text(const ConvertReport& report);
+nlohmann::ordered_json convert_json(const ConvertReport& report);
+
+// Prints a report on standard output and, at its end, once the molecules are deleted, the library's new error and
+// warning messages and the memory it still holds.
+void print_report(const std::string& text);
+void print_report(nlohmann::ordered_json json);
 
 }  // namespace nxbrio
 

@@ -58,7 +58,7 @@ std::string load(const std::string& path) {
   return text;
 }
 
-using Reader = Structure (*)(const std::string&, std::string_view);
+using Reader = std::vector<Structure> (*)(const std::string&, std::string_view, Models);
 
 Reader reader_by_ending(std::string_view ending) {
   if (ending == "pqr") {
@@ -108,6 +108,33 @@ std::string take_ending(std::string& name) {
   return ending;
 }
 
+std::vector<Structure> read(const std::string& path, Models which) {
+  const std::string text = load(path);
+  std::string name = path.substr(path.rfind('/') + 1);
+  std::string ending = take_ending(name);
+  if (ending == "gz") {
+    ending = take_ending(name);
+  }
+  Reader reader = reader_by_ending(ending);
+  if (reader == nullptr) {
+    reader = reader_by_content(text);
+  }
+  if (reader == nullptr) {
+    throw Failure(path, text.empty() ? "no atoms" : "not a PQR, PDB or mmCIF file");
+  }
+  std::vector<Structure> models = reader(path, text, which);
+  models.erase(std::remove_if(models.begin(), models.end(), [](const Structure& model) { return model.atoms.empty(); }),
+               models.end());
+  if (models.empty()) {
+    throw Failure(path, "no atoms");
+  }
+  for (Structure& model : models) {
+    model.name = name;
+    number_residues(model);
+  }
+  return models;
+}
+
 }  // namespace
 
 char free_chain_letter(std::string_view used) {
@@ -143,28 +170,8 @@ std::vector<std::string> ChainLetters::notes() const {
   return notes;
 }
 
-Structure read_structure(const std::string& path) {
-  const std::string text = load(path);
-  std::string name = path.substr(path.rfind('/') + 1);
-  std::string ending = take_ending(name);
-  if (ending == "gz") {
-    ending = take_ending(name);
-  }
-  Reader reader = reader_by_ending(ending);
-  if (reader == nullptr) {
-    reader = reader_by_content(text);
-  }
-  if (reader == nullptr) {
-    throw Failure(path, text.empty() ? "no atoms" : "not a PQR, PDB or mmCIF file");
-  }
-  Structure structure = reader(path, text);
-  if (structure.atoms.empty()) {
-    throw Failure(path, "no atoms");
-  }
-  structure.name = name;
-  number_residues(structure);
-  return structure;
-}
+std::vector<Structure> read_models(const std::string& path) { return read(path, Models::All); }
+Structure read_structure(const std::string& path) { return std::move(read(path, Models::First).front()); }
 
 void number_residues(Structure& structure) {
   struct Chain {
@@ -172,7 +179,6 @@ void number_residues(Structure& structure) {
     int residues = 0;
   };
   std::map<char, Chain> chains;
-  int inserted = 0;
   structure.residues = 0;
   structure.chains.clear();
   for (Atom& atom : structure.atoms) {
@@ -184,14 +190,9 @@ void number_residues(Structure& structure) {
         chain.last->insertion_code != atom.insertion_code || chain.last->residue != atom.residue) {
       ++chain.residues;
       ++structure.residues;
-      inserted += atom.insertion_code != ' ' ? 1 : 0;
     }
     atom.sequence_number = chain.residues;
     chain.last = &atom;
-  }
-  if (inserted > 0) {
-    structure.notes.push_back(
-        formatted("%d residues have insertion codes, which molecules do not keep: 52A becomes 52", inserted));
   }
 }
 

@@ -21,6 +21,12 @@ struct Atom {
   int sequence_number = 0;
   // Atomic number, 0 when not known.
   int element = 0;
+  // Whether the file's record is HETATM.
+  bool het = false;
+  // As a PDB or mmCIF file gives them: elementary charges, 0 to 1, square angstrom.
+  signed char formal_charge = 0;
+  float occupancy = 1.0F;
+  float b_factor = 0.0F;
   // Angstrom.
   std::array<float, 3> position{};
   // Elementary charges; angstrom.
@@ -35,12 +41,15 @@ struct Bond {
   int order;
 };
 
+// One model of a file.
 struct Structure {
   std::string path;
   // The file's name without directory and endings.
   std::string name;
   // "PQR", "PDB" or "mmCIF".
   std::string format;
+  // Its number in the file; 1 where the file does not say.
+  int model = 1;
   std::vector<Atom> atoms;
   std::vector<Bond> bonds;
   // Whether the atoms' charges and radii are the file's own.
@@ -67,18 +76,25 @@ class ChainLetters {
 // The first of A-Z, a-z, 0-9 that is not among the letters; a blank when all are.
 char free_chain_letter(std::string_view used);
 
+// Which models of a file are read.
+enum class Models { First, All };
+
 // Reads a PQR, PDB or mmCIF file, plain or gzipped: by its ending (.pqr; .pdb, .ent; .cif, .mmcif; each with or without
-// .gz) and, failing that, by its content. Throws Failure.
+// .gz) and, failing that, by its content. Models without atoms are left out; there is at least one that has some.
+// Throws Failure.
+std::vector<Structure> read_models(const std::string& path);
+// The first of them, with a note when there are more.
 Structure read_structure(const std::string& path);
 
 // Counts residues and chains and sets the sequence numbers. A residue begins where residue name, number or insertion
 // code differ from those of the chain's atom before.
 void number_residues(Structure& structure);
 
-// The readers of each format, from the whole text of the file. Throw Failure; a text without atoms gives none.
-Structure read_pqr(const std::string& path, std::string_view text);
-Structure read_pdb(const std::string& path, std::string_view text);
-Structure read_mmcif(const std::string& path, std::string_view text);
+// The readers of each format, from the whole text of the file. Throw Failure; a text without atoms gives no model, or
+// models without atoms.
+std::vector<Structure> read_pqr(const std::string& path, std::string_view text, Models which);
+std::vector<Structure> read_pdb(const std::string& path, std::string_view text, Models which);
+std::vector<Structure> read_mmcif(const std::string& path, std::string_view text, Models which);
 
 }  // namespace nxbrio
 

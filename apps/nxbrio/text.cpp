@@ -86,7 +86,7 @@ std::optional<float> parse_real(std::string_view text, std::string& fault) {
   double value = 0.0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error == std::errc::invalid_argument || end != text.data() + text.size()) {
-    fault = "is not a number";
+    fault = kNotANumber;
     return std::nullopt;
   }
   if (error == std::errc() && !std::isfinite(value)) {

@@ -35,8 +35,9 @@ bool starts_with_ignoring_case(std::string_view text, std::string_view upper_cas
 std::string lower_case(std::string_view text);
 std::string upper_case(std::string_view text);
 
-// The whole text as a finite number that a float can hold. Otherwise nothing, and `fault` says why: "is not a number",
+// The whole text as a finite number that a float can hold. Otherwise nothing, and `fault` says why: kNotANumber,
 // "is not finite" or "is out of range".
+inline constexpr const char* kNotANumber = "is not a number";
 std::optional<float> parse_real(std::string_view text, std::string& fault);
 // The whole text as a number that an int can hold.
 std::optional<int> parse_integer(std::string_view text);

@@ -26,7 +26,7 @@ constexpr std::array<Format, 5> kFormats = {{
     {"mol2", NxFileType::Mol2, NxWriteMol2, false, ""},
     {"sdf", NxFileType::Sdf, NxWriteSdf, false, ""},
     {"xyz", NxFileType::Xyz, NxWriteXyz, false, ""},
-    {"pqr", NxFileType::Pqr, NxWritePqr, false, "END\n"},
+    {"pqr", NxFileType::Pqr, NxWritePqr, true, "END\n"},
 }};
 
 // As many as the number of a MODEL has columns for.

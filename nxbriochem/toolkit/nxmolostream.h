@@ -37,7 +37,7 @@
 //
 // PQR: fields separated by blanks, wider than usual where they must be: ATOM or HETATM, serial, name, residue name,
 // chain (left out when blank), residue number with the insertion code on it, x, y, z, charge, radius. The title is a
-// REMARK; TER ends each molecule, END the file.
+// REMARK; TER ends each molecule, END the file. Several molecules are MODELs as in a PDB file.
 #ifndef NXBRIOCHEM_TOOLKIT_NXMOLOSTREAM_H
 #define NXBRIOCHEM_TOOLKIT_NXMOLOSTREAM_H
 

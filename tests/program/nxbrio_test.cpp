@@ -15,38 +15,19 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/nxbrio.h"
 #include "tests/support/run.h"
 
 namespace {
 
 using nlohmann::json;
+using test_support::expect_failure;
+using test_support::nxbrio;
+using test_support::nxbrio_json;
 using test_support::RunResult;
 using test_support::ScratchDirectory;
 
 const std::string kExamples = APBS_EXAMPLES;
-
-RunResult nxbrio(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), NXBRIO_PROGRAM);
-  return test_support::run(arguments);
-}
-
-// Runs with --json; the object is all of standard output, and standard error is empty.
-json nxbrio_json(std::vector<std::string> arguments) {
-  arguments.emplace_back("--json");
-  const RunResult result = nxbrio(arguments);
-  EXPECT_EQ(result.status, 0) << result.err;
-  EXPECT_EQ(result.err, "");
-  json object = json::parse(result.out, nullptr, false);
-  EXPECT_TRUE(object.is_object()) << result.out;
-  return object;
-}
-
-// The failure is this one line and nothing else.
-void expect_failure(const RunResult& result, int status, const std::string& line) {
-  EXPECT_EQ(result.status, status);
-  EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err, "nxbrio: " + line + "\n");
-}
 
 // An atom as the test itself reads a PQR file of white-space fields: the last five are numbers.
 struct PqrAtom {
@@ -298,7 +279,9 @@ TEST(Pqr, AllLayoutsReadAlike) {
 TEST(Pqr, ReadsTheFirstModelAndFillsRadiiOnlyWhereNoneIsGiven) {
   const ScratchDirectory scratch;
   const std::string atom = "ATOM 1 CA ALA 1 0 0 0 0.5 0\n";
-  const json info = nxbrio_json({"info", scratch.write("m.pqr", "MODEL 1\n" + atom + "ENDMDL\nMODEL 2\n" + atom)});
+  const std::string models = scratch.write("m.pqr", "MODEL 3\n" + atom + "ENDMDL\nMODEL 9\n" + atom + "END\n" + atom);
+  const json info = nxbrio_json({"info", models});
+  EXPECT_EQ(nxbrio_json({"convert", models, scratch.path("m.xyz")})["read"]["models"], (json{3, 9, 10}));
   EXPECT_EQ(info["atoms"], 1);
   EXPECT_EQ(info["notes"].size(), 1U);
   EXPECT_EQ(info["radii_A"], (json{1.7, 1.7}));
@@ -358,6 +341,9 @@ TEST(Formats, PdbAndMmcifPlainGzippedAndUnnamed) {
     EXPECT_EQ(info["charges_from"], "formal, by nx_charge_protein");
     EXPECT_EQ(info["radii_A"], (json{1.52, 1.8}));
     EXPECT_EQ(info["bonds"], info["format"] == "PDB" ? 1 : 0);
+    const json models = nxbrio_json({"convert", file, scratch.path("models.xyz")})["read"];
+    EXPECT_EQ(models["models"], (json{1, 2}));
+    EXPECT_EQ(models["atoms"], 6);
   }
   // Of the two locations the likelier one is kept.
   ASSERT_EQ(nxbrio({"bind", files[0], files[1], "--write", scratch.path("c.xyz")}).status, 0);
@@ -459,6 +445,9 @@ TEST(Usage, WrongCallsAreToldInOneLineAndEndWithStatus2) {
       {"bind", "a.pqr", "b.pqr", "--dielectric"},
       {"bind", "a.pqr", "b.pqr", "--bogus"},
       {"info"},
+      {"convert", "a.pqr"},
+      {"convert", "a.pqr", "b.pdb", "--bonds", "ionic"},
+      {"convert", "a.pqr", "b.pdb", "--model", "two"},
       {"dissolve", "a.pqr"},
   };
   for (const auto& call : calls) {
@@ -468,7 +457,7 @@ TEST(Usage, WrongCallsAreToldInOneLineAndEndWithStatus2) {
     EXPECT_TRUE(result.err.starts_with("nxbrio: ")) << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
   }
-  for (const char* dielectric : {"0", "-4", "nan", "inf", "1e-60", "1e60", "four", ""}) {
+  for (const char* dielectric : {"0", "-4", "nan", "inf", "1e-60", "1e60", "2 - 2", ""}) {
     expect_failure(nxbrio({"bind", "a.pqr", "b.pqr", "--dielectric", dielectric}), 2,
                    std::string("--dielectric: '") + dielectric + "' is not a finite number above 0");
   }
@@ -477,8 +466,8 @@ TEST(Usage, WrongCallsAreToldInOneLineAndEndWithStatus2) {
 }
 
 TEST(Usage, HelpAndVersion) {
-  for (const std::vector<std::string>& call :
-       std::vector<std::vector<std::string>>{{"--help"}, {"bind", "--help"}, {"info", "--help"}, {"--version"}}) {
+  for (const std::vector<std::string>& call : std::vector<std::vector<std::string>>{
+           {"--help"}, {"bind", "--help"}, {"info", "--help"}, {"convert", "--help"}, {"--version"}}) {
     const RunResult result = nxbrio(call);
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");

@@ -108,7 +108,7 @@ def list_pqr(path):
             if fields[0] == "REMARK":
                 title = " ".join(fields[1:])
                 continue
-            if fields[0] == "END":
+            if fields[0] in ("MODEL", "ENDMDL", "END"):
                 continue
             if not open_molecule:
                 print("molecule", title)

@@ -1,0 +1,45 @@
+// Parameters given as formulas, evaluated by the library's reader of values. The library ends the process over an
+// undefined variable and reads much that is wrong without a word, so every formula is checked, token by token, before
+// the library evaluates it.
+//
+// A formula is made of numbers, names, + - * / ^ and parentheses; "name = formula" defines a variable. '^' binds before
+// '*' and '/', a sign before '^', a^b^c is (a^b)^c, and a^b is exp(b log a), so that a negative base gives no number.
+#ifndef NXBRIOCHEM_APPS_NXBRIO_FORMULA_H
+#define NXBRIOCHEM_APPS_NXBRIO_FORMULA_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace nxbrio {
+
+// Where each variable was defined, for messages: "FILE:LINE" or the option.
+using Definitions = std::map<std::string, std::string>;
+
+// The variables of one run. The library's table of variables is process-wide: there is one Formulas at a time.
+class Formulas {
+ public:
+  Formulas() = default;
+  Formulas(const Formulas&) = delete;
+  Formulas& operator=(const Formulas&) = delete;
+  // Gives back all that the library holds in tracked memory, its table of variables with it: for use before there is
+  // anything else.
+  ~Formulas();
+
+  // Reads lines "name = formula"; blank lines, and lines whose first character other than a blank is '#', are passed
+  // over. Throws Failure with file and line: for a fault in a formula, a variable that is not defined, or defined
+  // twice, or that is no finite number, a line of more than 4000 characters, a NUL byte, a file that cannot be read.
+  void read_parameters(const std::string& path);
+
+  // The value of one formula given to an option. Throws UsageError for a fault and for what no float can hold.
+  float value(const std::string& option, const std::string& text);
+  // The values of formulas that are parted by blanks outside parentheses, which so cannot stand within one.
+  std::vector<float> values(const std::string& option, const std::string& text);
+
+ private:
+  Definitions defined_;
+};
+
+}  // namespace nxbrio
+
+#endif

@@ -1,0 +1,126 @@
+#include "output.h"
+
+#include <nxbriochem/nxbriochem.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+
+#include "captured_stderr.h"
+#include "failure.h"
+#include "text.h"
+
+namespace nxbrio {
+namespace {
+
+struct Format {
+  const char* word;
+  // Null for a format that is only known by its word.
+  const char* ending;
+  bool holds_bonds;
+  bool needs_bonds;
+};
+
+constexpr std::array<Format, 6> kFormats{{{"pdb", ".pdb", true, false},
+                                          {"pqr", ".pqr", false, false},
+                                          {"mol2", ".mol2", true, true},
+                                          {"sdf", ".sdf", true, true},
+                                          {"xyz", ".xyz", false, false},
+                                          {"delphi_pdb", nullptr, true, false}}};
+
+const Format* find_format(const std::string& word) {
+  const auto* const at =
+      std::find_if(kFormats.begin(), kFormats.end(), [&](const Format& format) { return word == format.word; });
+  return at != kFormats.end() ? at : nullptr;
+}
+
+// "a, b, c"
+template <class Text>
+std::string listed(Text text) {
+  std::string list;
+  for (const Format& format : kFormats) {
+    if (const char* const one = text(format)) {
+      list.append(list.empty() ? "" : ", ").append(one);
+    }
+  }
+  return list;
+}
+
+// Writes by one of the library's functions.
+void write(int (*write)(const char*, const char*, int), const WrittenFile& file, int handle) {
+  CapturedStderr captured;
+  const bool written = write(file.path.c_str(), file.format.c_str(), handle) == 1;
+  std::string said = captured.take();
+  if (written) {
+    std::fputs(said.c_str(), stderr);
+    return;
+  }
+  constexpr std::string_view kWarning = "Warning: ";
+  if (starts_with(said, kWarning)) {
+    said.erase(0, kWarning.size());
+  }
+  said.resize(std::min(said.find('\n'), said.size()));
+  throw Failure(file.path, said.empty() ? "could not be written" : said);
+}
+
+}  // namespace
+
+std::string format_by_ending(const std::string& given_as, const std::string& path) {
+  const std::string ending = lower_case(std::filesystem::path(path).extension().string());
+  for (const Format& format : kFormats) {
+    if (format.ending != nullptr && ending == format.ending) {
+      return format.word;
+    }
+  }
+  throw UsageError(given_as + ": " + path + " ends in none of " +
+                   listed([](const Format& format) { return format.ending; }));
+}
+
+std::string checked_format(const std::string& given_as, const std::string& word) {
+  if (find_format(word) == nullptr) {
+    throw UsageError(given_as + ": " + in_quotes(word) + " is none of " +
+                     listed([](const Format& format) { return format.word; }));
+  }
+  return word;
+}
+
+bool format_holds_bonds(const std::string& word) {
+  const Format* const format = find_format(word);
+  return format != nullptr && format->holds_bonds;
+}
+
+bool format_needs_bonds(const std::string& word) {
+  const Format* const format = find_format(word);
+  return format != nullptr && format->needs_bonds;
+}
+
+void refuse_inputs(const std::string& given_as, const std::string& path, const std::vector<std::string>& inputs) {
+  std::error_code ignored;
+  for (const std::string& input : inputs) {
+    if (std::filesystem::equivalent(path, input, ignored)) {
+      throw UsageError(std::string(given_as).append(": ").append(path).append(" is read as well"));
+    }
+  }
+}
+
+void check_writable(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+    throw Failure(path, "is a directory");
+  }
+  const std::string directory = std::filesystem::path(path).parent_path().string();
+  if (access(directory.empty() ? "." : directory.c_str(), W_OK | X_OK) != 0) {
+    throw Failure(path, std::strerror(errno));
+  }
+}
+
+void write_molecule(const WrittenFile& file, int molecule) { write(nx_write_molecule, file, molecule); }
+void write_list(const WrittenFile& file, int list) { write(nx_write_list_of_molecules, file, list); }
+
+}  // namespace nxbrio

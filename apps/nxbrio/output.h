@@ -1,0 +1,38 @@
+// Structure files that the program writes: what they are, what can be known to go wrong before any work is done, and
+// the writing itself.
+#ifndef NXBRIOCHEM_APPS_NXBRIO_OUTPUT_H
+#define NXBRIOCHEM_APPS_NXBRIO_OUTPUT_H
+
+#include <string>
+#include <vector>
+
+namespace nxbrio {
+
+struct WrittenFile {
+  std::string path;
+  // A format word of the library.
+  std::string format;
+};
+
+// The format word that a path's ending stands for. Throws UsageError, which names what the path was given as.
+std::string format_by_ending(const std::string& given_as, const std::string& path);
+// The word, when it is one. Throws UsageError otherwise.
+std::string checked_format(const std::string& given_as, const std::string& word);
+
+// Whether the format holds bonds, and whether its readers expect all of them.
+bool format_holds_bonds(const std::string& word);
+bool format_needs_bonds(const std::string& word);
+
+// Throws UsageError when a file is among those that are read.
+void refuse_inputs(const std::string& given_as, const std::string& path, const std::vector<std::string>& inputs);
+// Throws Failure when the file cannot be made.
+void check_writable(const std::string& path);
+
+// Writes one molecule, or the molecules of a list; the file appears whole or not at all. Throws Failure with what the
+// library says against it; what it says otherwise goes to standard error.
+void write_molecule(const WrittenFile& file, int molecule);
+void write_list(const WrittenFile& file, int list);
+
+}  // namespace nxbrio
+
+#endif
