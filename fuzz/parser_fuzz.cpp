@@ -4,6 +4,7 @@
 #include <nxbriochem/util/parser.h>
 #include <nxbriochem/util/parser_state.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>

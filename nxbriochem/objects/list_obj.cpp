@@ -36,6 +36,7 @@ constexpr int kNoType = -1;
 constexpr unsigned kObjectsIncrement = 10;
 constexpr int32_t kMembersIncrement = 100;
 constexpr int kHandleSize = sizeof(int32_t);
+constexpr int32_t kMostHandles = INT32_MAX / kHandleSize;  // a block of an object's memory holds so many
 constexpr const char* kMembersBlock = "list";
 constexpr const char* kUnrolledBlock = "ulist";
 
@@ -163,7 +164,7 @@ bool make_room_for_member(List& list) {
   if (list.length < list.capacity) {
     return true;
   }
-  if (list.capacity > INT32_MAX - kMembersIncrement) {
+  if (list.capacity > kMostHandles - kMembersIncrement) {
     return false;
   }
   const int32_t capacity = list.capacity + kMembersIncrement;
@@ -390,6 +391,9 @@ int nx_make_urolled_list(int list) {
     return 0;
   }
   const int length = nx_get_list_length_recurse(list);
+  if (length > kMostHandles) {
+    return 0;
+  }
   // By name, since a program that has the block by its name may have freed it.
   void* old = nxi_get_pointer_by_name(kUnrolledBlock, found->handle);
   void* block = nx_object_realloc(found->handle, length, kHandleSize, kUnrolledBlock, old);
@@ -407,11 +411,13 @@ int nxi_unroll_list(int** cursor, int list) {
   if (found == nullptr || cursor == nullptr || *cursor == nullptr) {
     return 0;
   }
-  walk(*found, PassOver::open, [cursor](int member, bool member_is_list) {
+  int32_t written = 0;
+  walk(*found, PassOver::open, [cursor, &written](int member, bool member_is_list) {
     if (!member_is_list) {
       *(*cursor)++ = member;
+      ++written;
     }
-    return false;
+    return written == INT32_MAX;
   });
   return 1;
 }

@@ -7,9 +7,10 @@
 // pointers give 0 and change nothing. A list whose member array a program freed under it is an empty one.
 //
 // The functions that descend into nested lists (..._recurse, unrolling) count a list as often as they meet it, but pass
-// over one that they meet again within itself: a list may come to contain itself (see nx_add_to_list). A member that
-// was a list when it was added still is one after its deletion, with nothing in it; every other value that the
-// library does not know, or no longer, is a member like any other.
+// over one that they meet again within itself: a list may come to contain itself (see nx_add_to_list). A value that was
+// a list when a list took it in counts as a list with nothing in it after its deletion, for as long as some list holds
+// it; whether one does that is added only after its deletion is open. Every other value that the library does not know
+// is a member like any other. No list, nor what it unrolls to, has more than 2^29 - 1 handles.
 #ifndef NXBRIOCHEM_OBJECTS_LIST_OBJ_H
 #define NXBRIOCHEM_OBJECTS_LIST_OBJ_H
 

@@ -183,7 +183,7 @@ double real_value(const char* text) {
   const std::from_chars_result end = std::from_chars(text, text + std::strlen(text), value);
   if (end.ec == std::errc::result_out_of_range) {
     // It has an exponent: 40 digits without one are in range.
-    return std::strchr(text, '-') != nullptr ? 0.0 : HUGE_VAL;
+    return std::memchr(text, '-', static_cast<std::size_t>(end.ptr - text)) != nullptr ? 0.0 : HUGE_VAL;
   }
   return value;
 }
@@ -405,6 +405,7 @@ bool completes(const char* start, double& value) {
   // first token is still standing, whose white space does not count.
   if (level == 1 && frame.operation[kSum] == 0 && nspace > 0 && sp != start) {
     sp = sp_save;
+    type = kNoToken;  // the next value scans it anew, by whatever call
     return true;
   }
   return !joined_and_waits(frame, kSum, value);

@@ -76,11 +76,13 @@ NX_API int nxi_ScanLine(const char** position, char* token);
 //   5; but every value uses up at least one token, unless it is one of type NXI_TOKEN_OTHER or NXI_TOKEN_END.
 //   A closing parenthesis that is missing is taken as if it were there.
 // - A string that begins with '-' is a '-' too. Meant.
+// - An integer beyond a long is the largest long; a real beyond a double is infinite. A decimal point is a point in
+//   every locale.
 NX_API void* nxi_GetDataElement(const char* type);
 
 // The value of the expression, product, signed factor or factor that starts at the current token (the text's first one
 // when none was scanned since nxi_SetScanLine). Each leaves the token behind it as the current one; where white space
-// ends an expression, that token is scanned anew by the next nxi_GetDataElement.
+// ends an expression, that token is scanned anew by the next call, whichever it is.
 NX_API double nxi_Expression(void);
 // A product: no '+' or '-'.
 NX_API double nxi_SimpleExpression(void);
@@ -92,7 +94,7 @@ NX_API double nxi_Factor(void);
 // The variable's index, from 0, or -1.
 NX_API int nxi_FindVariable(const char* name);
 // Adds a variable. A name that exists prints "Multiple defintion of variable %s requested \n" and "request ignored ",
-// and keeps its value; the misspelling is part of the text. Always 0.
+// and keeps its value; the misspelling is part of the text. Always 0. nx_free_all_memory forgets all variables.
 NX_API int nxi_AddVariableToTable(const char* name, double value);
 // Prints the variables on standard output, in the order in which they were added.
 NX_API void nxi_PrintVariableTable(void);
