@@ -12,8 +12,9 @@ NX_BEGIN_DECLS
 // or "nlist". Results as below, 0 with a warning for another format too.
 NX_API int nx_get_list_of_molecules_from_list_file(const char* filename, const char* format, const char* kind,
                                                    int* list);
-// Appends the molecules of the PDB files that a list file names to a list. `kind` is "alist" or "nlist". 0 with
-// a warning for null arguments, another kind, a file that cannot be opened or what is no list.
+// Appends the molecules of the PDB files that a list file names to a list; the format is the function's own. `kind` is
+// "alist" or "nlist". 0 with a warning for null arguments, another kind, a file that cannot be opened or what is no
+// list.
 NX_API int nx_add_molecules_to_list_from_list_file(const char* filename, const char* kind, int list);
 // The same for PDB files with radius and charge in the columns of occupancy and temperature factor.
 NX_API int nx_add_delphi_molecules_to_list_from_list_file(const char* filename, const char* kind, int list);

@@ -302,7 +302,8 @@ NX_API int nx_set_molecule_bonds_element(const int* bond_in, int bond, int mol);
 // meant: the combining functions and nx_mask_molecule_hydrogens start from entries of 16843009 (every byte 1),
 // nx_set_molecule_atom_mask_element from entries of 1. Combining is bitwise, so that "and" with a mask of 1 keeps 1 of
 // a default entry and "and" with a mask of 2 keeps nothing. Atoms made after a mask was set are not selected: their
-// entries are 0. Data of another type than int under the mask's tag gives the toolkit's warning and counts as no mask.
+// entries are 0. Data of another type than int under the mask's tag gives the toolkit's warning and counts as no mask,
+// but for nx_is_molecule_atom_mask_set, which only asks whether there is data; of transforms likewise.
 
 // Sets the mask from an array of bound entries.
 NX_API int nx_set_molecule_atom_mask(const int* mask, int mol);
@@ -408,16 +409,19 @@ NX_API int nx_make_molecule_from_mask(int mol);
 NX_API int nx_write_molecule(const char* filename, const char* format, int mol);
 // Writes every molecule of a list to one file, in list order from the start wherever the list's cursor stands, which
 // is not moved; lists within the list are written in their place, other members are passed over. Several molecules are
-// MODELs of a PDB file and records of the other formats; an empty list makes a file without molecules. Otherwise as
-// nx_write_molecule, and 0 with a warning for what is no list.
+// MODELs of a PDB or PQR file (9999 at most in PDB) and records of the other formats; an empty list makes a file
+// without molecules. Otherwise as nx_write_molecule, and 0 with a warning for what is no list. A member that is the
+// handle of a deleted molecule ends the process with a fatal report, as everywhere; there is no file then.
 NX_API int nx_write_list_of_molecules(const char* filename, const char* format, int list);
 // Writes n points (3n floats, angstrom) as a PDB file: one HETATM record per point, numbered from 1, of atom "DU", a
 // dummy without element, in residue "PTS" 1 without chain. 1; 0, with a warning where the file cannot be made or has no
-// name, for null points and a negative n; with an n of 0, points may be null.
+// name or a point does not fit into PDB columns, for null points and a negative n; with an n of 0, points may be null.
 NX_API int nx_write_points_as_pdb(const char* filename, const float* points, int n);
-// Makes bonds from the coordinates: single bonds between atoms whose distance is at most the sum of their covalent
-// radii and 0.45 angstrom, and then bond orders and formal charges from geometry and valence. Bonds that were there
-// stay, but their orders are set anew. 1.
+// Makes bonds from the coordinates: single bonds between atoms at least 0.4 angstrom apart and at most the sum of their
+// covalent radii and 0.45 angstrom, no more per atom than its element takes, and then bond orders and formal charges
+// from geometry and valence. Metals bond to nonmetals other than hydrogen, within 0.3 angstrom of the sum; ions of
+// alkali and alkaline-earth metals, noble gases, elements beyond curium and dummy atoms to nothing; atoms of different
+// alternate locations not to one another. Bonds that were there stay, their orders are set anew. 1.
 NX_API int nx_make_bonds_by_distance(int mol);
 
 // ---- For the library's modules ----

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -18,19 +19,21 @@ struct Format {
   NxFileType type;
   bool (*write)(const NxMolBase& mol, unsigned flavor, NxTextBuffer& text);
   bool models;           // several molecules stand between MODEL and ENDMDL
+  std::size_t most;      // molecules that a file can hold
   const char* file_end;  // after the last molecule
 };
 
-constexpr std::array<Format, 5> kFormats = {{
-    {"pdb", NxFileType::Pdb, NxWritePdb, true, "END\n"},
-    {"mol2", NxFileType::Mol2, NxWriteMol2, false, ""},
-    {"sdf", NxFileType::Sdf, NxWriteSdf, false, ""},
-    {"xyz", NxFileType::Xyz, NxWriteXyz, false, ""},
-    {"pqr", NxFileType::Pqr, NxWritePqr, true, "END\n"},
-}};
-
-// As many as the number of a MODEL has columns for.
+// As many as the number of a MODEL has columns for; the fields of other formats are free.
 constexpr std::size_t kMostModels = 9999;
+constexpr std::size_t kAnyNumber = SIZE_MAX;
+
+constexpr std::array<Format, 5> kFormats = {{
+    {"pdb", NxFileType::Pdb, NxWritePdb, true, kMostModels, "END\n"},
+    {"mol2", NxFileType::Mol2, NxWriteMol2, false, kAnyNumber, ""},
+    {"sdf", NxFileType::Sdf, NxWriteSdf, false, kAnyNumber, ""},
+    {"xyz", NxFileType::Xyz, NxWriteXyz, false, kAnyNumber, ""},
+    {"pqr", NxFileType::Pqr, NxWritePqr, true, kAnyNumber, "END\n"},
+}};
 
 const Format* FindFormat(NxFileType type) {
   for (const Format& format : kFormats) {
@@ -118,8 +121,8 @@ bool nxmolostream::write(const NxMolBase& mol) {
     impl.refused = true;
     return false;
   }
-  if (impl.format->models && impl.starts.size() == kMostModels) {
-    NxSystem::NxThrow.Warning("Unable to write %s: more than %zu molecules", impl.filename.c_str(), kMostModels);
+  if (impl.starts.size() == impl.format->most) {
+    NxSystem::NxThrow.Warning("Unable to write %s: more than %zu molecules", impl.filename.c_str(), impl.format->most);
     impl.refused = true;
     return false;
   }

@@ -10,7 +10,8 @@
 // PDB (wwPDB format 3.3, atom records of 80 columns):
 // - TITLE when there is a title; ATOM or HETATM (the residue record tells; HETATM without one); TER after the last ATOM
 //   record of each run of one chain; CONECT with every bond at both its atoms, as often as its order says; END. Several
-//   molecules in one stream stand between MODEL and ENDMDL each; one beyond 9999 is refused.
+//   molecules in one stream stand between MODEL and ENDMDL each, TITLE and CONECT with them since the molecules may
+//   differ (the standard has neither there); one beyond 9999 is refused.
 // - Atom names start in column 14, but in column 13 when they have four characters or start with their element's
 //   two-letter symbol; longer ones are cut. A dummy atom's columns 77-78 are blank, so that readers take the element
 //   from the name; its name, when it has four characters, blanks included, stands as it is.

@@ -68,7 +68,7 @@ bool NxOutFile::Open(const char* filename) {
     return false;
   }
   if (exists && (!S_ISREG(status.st_mode) || IsOfProcess(path))) {
-    in_place_ = NxDescriptor(::open(filename, O_WRONLY | O_TRUNC | O_NOCTTY | O_CLOEXEC));
+    in_place_ = NxDescriptor(::open(filename, O_WRONLY | O_NOCTTY | O_CLOEXEC));
     return static_cast<bool>(in_place_);
   }
   const auto slash = path.rfind('/');
@@ -109,6 +109,9 @@ bool NxOutFile::OpenTemporary(NxDescriptor& file, std::string& name) const {
 
 bool NxOutFile::Replace(std::string_view contents) {
   if (in_place_) {
+    if (::ftruncate(in_place_.Get(), 0) != 0 && errno != EINVAL) {  // EINVAL: what has no length, a pipe or a terminal
+      return false;
+    }
     return WriteAll(in_place_.Get(), contents) && in_place_.Close();
   }
   NxDescriptor file;
