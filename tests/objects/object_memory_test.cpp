@@ -1,7 +1,6 @@
 #include <nxbriochem/objects/object_memory.h>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -14,17 +13,14 @@
 #include <nxbriochem/objects/object_memory_state.h>
 #include <nxbriochem/objects/print.h>
 
+#include "tests/support/printed.h"
+
 namespace {
 
-using object_memory::Entry;
 using object_memory::Table;
 
-template <class Call>
-std::string printed(Call call) {
-  testing::internal::CaptureStdout();
-  call();
-  return testing::internal::GetCapturedStdout();
-}
+using test_support::expect_exit;
+using test_support::printed;
 
 int make_object() {
   uint32_t handle = 0;
@@ -42,38 +38,32 @@ struct Block {
   std::vector<unsigned char> contents;
 };
 
-class TableUse : public testing::TestWithParam<int> {
- protected:
-  void fill(Block& block) {
-    for (std::size_t i = 0; i < block.contents.size(); ++i) {
-      block.bytes[i] = block.contents[i] = static_cast<unsigned char>(random_());
-    }
-  }
-
-  std::mt19937 random_{static_cast<unsigned>(GetParam())};
-};
+class TableUse : public testing::TestWithParam<int> {};
 
 TEST_P(TableUse, KeepsContentsPadsTotalsAndOrder) {
+  std::mt19937 random(static_cast<unsigned>(GetParam()));
+  const auto fill = [&random](Block& block) {
+    std::generate(block.contents.begin(), block.contents.end(), [&] { return static_cast<unsigned char>(random()); });
+    std::copy(block.contents.begin(), block.contents.end(), block.bytes);
+  };
   const int handle = make_object();
   std::vector<Block> blocks;
   for (int step = 0; step < 3000; ++step) {
     if (step % 37 == 0) {
-      nxi_set_memory_padding(handle, static_cast<int>(random_() % 4));
+      nxi_set_memory_padding(handle, static_cast<int>(random() % 4));
     }
-    const auto count = static_cast<int>(random_() % 60);
-    const int size = 1 << (random_() % 5);
+    const auto count = static_cast<int>(random() % 60);
+    const int size = 1 << (random() % 5);
     const auto bytes = static_cast<std::size_t>(count * size);
-    const auto choice = random_() % 10;
+    const auto choice = random() % 10;
     if (blocks.empty() || choice < 3) {
       Block block{nullptr, std::string("b").append(std::to_string(step)), std::vector<unsigned char>(bytes)};
       block.bytes = static_cast<unsigned char*>(nx_object_calloc_new(handle, count, size, block.name.c_str()));
-      for (std::size_t i = 0; i < bytes; ++i) {
-        ASSERT_EQ(block.bytes[i], 0);
-      }
+      ASSERT_TRUE(std::equal(block.contents.begin(), block.contents.end(), block.bytes));  // zeros
       blocks.push_back(block);
       fill(blocks.back());
     } else if (choice < 8) {
-      Block& block = blocks[random_() % blocks.size()];
+      Block& block = blocks[random() % blocks.size()];
       auto* moved =
           static_cast<unsigned char*>(nx_object_realloc(handle, count, size, block.name.c_str(), block.bytes));
       const std::size_t kept = std::min(bytes, block.contents.size());
@@ -82,10 +72,9 @@ TEST_P(TableUse, KeepsContentsPadsTotalsAndOrder) {
       block.contents.resize(bytes);
       fill(block);
     } else {
-      const auto at = random_() % blocks.size();
-      testing::internal::CaptureStdout();  // blocks of no bytes are remarked on
-      ASSERT_EQ(nxi_free(handle, blocks[at].bytes), nullptr);
-      testing::internal::GetCapturedStdout();
+      const auto at = random() % blocks.size();
+      // Blocks of no bytes are remarked on.
+      printed([&] { ASSERT_EQ(nxi_free(handle, blocks[at].bytes), nullptr); });
       blocks.erase(blocks.begin() + static_cast<std::ptrdiff_t>(at));
     }
     ASSERT_EQ(nxi_boundscheck_all_s(handle), 0) << "step " << step;
@@ -111,8 +100,7 @@ TEST(ObjectMemory, ShrinkingKeepsTheBlockAndGrowingMovesIt) {
   nxi_set_memory_padding(handle, 1);
   auto* block = static_cast<char*>(nx_object_malloc_new(handle, 100, 4, "block"));
   EXPECT_EQ(nx_object_realloc(handle, 50, 4, "block", block), block);
-  EXPECT_EQ(nxi_mem_alloc_to(handle, block), 400);
-  EXPECT_EQ(nxi_mem_used_by(handle, block), 200);
+  EXPECT_EQ(nxi_mem_alloc_to(handle, block) + nxi_mem_used_by(handle, block), 400 + 200);
   block[200] ^= 1;  // the high pad stands at the new end
   EXPECT_EQ(printed([&] { nxi_boundscheck_all(handle); }),
             "Checking memory bounds\nhigh bounds violation of entry 0,value=8, name= block\n"
@@ -122,15 +110,10 @@ TEST(ObjectMemory, ShrinkingKeepsTheBlockAndGrowingMovesIt) {
   EXPECT_STREQ(table_of(handle).entries[0].name, "renamed");
   EXPECT_EQ(table_of(handle).count, 1);
   EXPECT_EQ(table_of(handle).total, 4000);
-}
-
-TEST(ObjectMemory, NewZeroedBlockIsAllocatedTwiceWithoutAnOldOne) {
-  const int handle = make_object();
-  nxi_cAlloc_new(handle, 10, 4, "twice", nullptr);
-  EXPECT_EQ(table_of(handle).count, 2);
-  int old = 0;
-  nxi_cAlloc_new(handle, 10, 4, "once", &old);
-  EXPECT_EQ(table_of(handle).count, 3);
+  nxi_cAlloc_new(handle, 10, 4, "twice", nullptr);  // allocated twice without an old one
+  EXPECT_EQ(table_of(handle).count, 1 + 2);
+  nxi_cAlloc_new(handle, 10, 4, "once", block);
+  EXPECT_EQ(table_of(handle).count, 1 + 3);
 }
 
 TEST(ObjectMemory, NegativeHandlesUseThePlainHeap) {
@@ -163,14 +146,11 @@ TEST(ObjectMemory, BadSizesAndHandlesGiveNull) {
   const int handle = make_object();
   EXPECT_EQ(nx_object_malloc_new(handle, -1, 4, "x"), nullptr);
   EXPECT_EQ(nx_object_malloc_new(handle, 4, -1, "x"), nullptr);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(nx_object_malloc_new(12345, 1, 1, "x"), nullptr);
-  EXPECT_EQ(nxi_boundscheck_all(12345), 0);
-  EXPECT_EQ(nxi_set_memstrict(12345, 1), 0);
-  nxi_delete_memory_table(12345);
-  const std::string report = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(report.substr(0, 49), "no pointer found for memory table handle 12345\nme");
   EXPECT_EQ(table_of(handle).count, 0);
+  const std::string report = printed([] { EXPECT_EQ(nx_object_malloc_new(12345, 1, 1, "x"), nullptr); });
+  EXPECT_EQ(report.substr(0, 49), "no pointer found for memory table handle 12345\nme");
+  EXPECT_EQ(printed([] { EXPECT_EQ(nxi_boundscheck_all(12345) + nxi_set_memstrict(12345, 1), 0); }), report + report);
+  EXPECT_EQ(printed([] { nxi_delete_memory_table(12345); }), report);
 }
 
 TEST(ObjectMemory, PrintFlagReportsEveryStep) {
@@ -206,50 +186,28 @@ TEST(ObjectMemory, UnknownPointersAreJudgedByStrictness) {
   EXPECT_EQ(printed([&] { EXPECT_EQ(nxi_free(handle, &foreign), &foreign); }), text);
   EXPECT_EQ(nxi_free(handle, nullptr), nullptr);
   nxi_set_memstrict(handle, 3);
-  EXPECT_EXIT(
-      {
-        dup2(2, 1);
-        nx_object_malloc(handle, 1, 4, "fatal", &foreign);
-      },
-      testing::ExitedWithCode(4), "SEVERE WARNING: NO match to pointer table for fatal!!\nExiting program.\n");
+  expect_exit(4, "^SEVERE WARNING: NO match to pointer table for fatal!!\nExiting program.\n$",
+              [&] { nx_object_malloc(handle, 1, 4, "fatal", &foreign); });
 }
 
 TEST(ObjectMemoryDeathTest, FatalConditionsHaveTheirStatuses) {
   const int handle = make_object();
   void* block = nx_object_malloc_new(handle, 1, 4, "one");
   nxi_attach_pointer_to_object(handle, 1, 4, "two", block);
-  EXPECT_EXIT(
-      {
-        dup2(2, 1);
-        nxi_free(handle, block);
-      },
-      testing::ExitedWithCode(3),
-      "WARNING: Possible corruption of memory table.\nThe pointer checked has the same pointer value as: two\n"
-      "FIX this bug!!!\n");
-  const auto fails = [&](auto allocate, const char* text) {
-    EXPECT_EXIT(
-        {
-          dup2(2, 1);
-          allocate();
-        },
-        testing::ExitedWithCode(7), text);
-  };
-  fails([&] { nx_object_malloc_new(handle, 1 << 30, 4, "m"); }, "out of memory mallocing 1073741824 for m!\n\n\\*");
-  fails([&] { nx_object_calloc_new(handle, 1 << 30, 4, "c"); }, "out of memory mallocing  0 for c!\n");
-  fails([&] { nx_object_realloc(handle, INT32_MAX, 2, "r", nullptr); }, "out of memory mallocing  -2 for r!\n");
-}
-
-TEST(ObjectMemoryDeathTest, AThousandAndOneClashesEndTheProcess) {
-  make_object();
+  expect_exit(3,
+              "^WARNING: Possible corruption of memory table.\nThe pointer checked has the same pointer value as: two\n"
+              "FIX this bug!!!\n$",
+              [&] { nxi_free(handle, block); });
+  const std::string text = "^out of memory mallocing ";
+  expect_exit(7, text + "1073741824 for m!\n\n\\*", [&] { nx_object_malloc_new(handle, 1 << 30, 4, "m"); });
+  expect_exit(7, text + " 0 for c!\n", [&] { nx_object_calloc_new(handle, 1 << 30, 4, "c"); });
+  expect_exit(7, text + " -2 for r!\n", [&] { nx_object_realloc(handle, INT32_MAX, 2, "r", nullptr); });
   object_memory::handle_overflow = 1;
-  EXPECT_EXIT(
-      {
-        dup2(2, 1);
-        object_memory::random_sequence_handle = 0;  // an unknown sequence, which gives 0 over and over
-        nxi_add_memory_table(1);
-        nxi_add_memory_table(2);
-      },
-      testing::ExitedWithCode(208), "1001 attempts to find unique handle failed\n");
+  expect_exit(208, "1001 attempts to find unique handle failed\n", [] {
+    object_memory::random_sequence_handle = 0;  // an unknown sequence, which gives 0 over and over
+    nxi_add_memory_table(1);
+    nxi_add_memory_table(2);
+  });
 }
 
 // ---- Bounds ----
@@ -265,10 +223,9 @@ TEST(ObjectMemory, DamagedPadsAreNamed) {
   blocks[1][40] ^= 1;
   blocks[2][-4] ^= 1;
   blocks[2][43] ^= 1;
-  EXPECT_EQ(nxi_boundscheck_pnt(handle, blocks[0]), 1);
-  EXPECT_EQ(nxi_boundscheck_pnt(handle, blocks[1]), 2);
-  EXPECT_EQ(nxi_boundscheck_pnt(handle, blocks[2]), 3);
-  EXPECT_EQ(nxi_boundscheck_pnt(handle, blocks[3]), 0);
+  for (std::size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(nxi_boundscheck_pnt(handle, blocks[i]), static_cast<int>(i + 1) % 4);
+  }
   EXPECT_EQ(printed([&] { EXPECT_EQ(nxi_boundscheck_pnt(handle, &blocks), -1); }),
             "no such pointer found in the memory table!\n");
   const std::string violations =
@@ -280,8 +237,8 @@ TEST(ObjectMemory, DamagedPadsAreNamed) {
   EXPECT_EQ(printed([&] { nxi_boundscheck_all_s(handle); }), violations);
   nxi_set_auto_bndcheck(handle, 3);
   EXPECT_EQ(printed([&] { nxi_free(handle, nx_object_malloc_new(handle, 1, 1, "x")); }), violations + violations);
+  nxi_set_auto_bndcheck(handle, 0);
   for (char* block : blocks) {
-    nxi_set_auto_bndcheck(handle, 0);
     nxi_free(handle, block);
   }
   EXPECT_EQ(printed([&] { nxi_boundscheck_all(handle); }),
@@ -292,29 +249,20 @@ TEST(ObjectMemory, LevelsAreConfirmedThroughThePrintingFunction) {
   const int handle = make_object();
   EXPECT_EQ(printed([&] { nxi_set_memory_padding(handle, 1); }), "");
   nx_set_print_status("standard", handle);
-  EXPECT_EQ(printed([&] {
-              for (const int mode : {1, 2, 3, 0, 9, -1}) {
-                nxi_set_memory_padding(handle, mode);
-              }
-            }),
+  const auto confirmations = [handle](int (*set)(int, int), std::initializer_list<int> levels) {
+    return printed([&] { std::for_each(levels.begin(), levels.end(), [&](int level) { set(handle, level); }); });
+  };
+  EXPECT_EQ(confirmations(nxi_set_memory_padding, {1, 2, 3, 0, 9, -1}),
             "memory now to be padded, high and low\nmemory now to be padded, high \nmemory now to be padded, low\n"
             "memory padding turned off\n");
   EXPECT_EQ(table_of(handle).padding, -1);
-  EXPECT_EQ(printed([&] {
-              for (const int level : {0, 1, 2, 3, 4}) {
-                nxi_set_auto_bndcheck(handle, level);
-              }
-            }),
+  EXPECT_EQ(confirmations(nxi_set_auto_bndcheck, {0, 1, 2, 3, 4}),
             "BoundCheck Frequency set to Zero=  only check upon explicit demand\n"
             "BoundCheck Frequency set to One= check upon memory allocation\n"
             "BoundCheck Frequency set to Two= check upon memory deallocation\n"
             "BoundCheck Frequency set to Three= check upon memory allocation or deallocation\n"
             "no Bound Checking Level 3, hence unchanged.\n");
-  EXPECT_EQ(printed([&] {
-              for (const int level : {0, 1, 2, 3, 7}) {
-                nxi_set_memstrict(handle, level);
-              }
-            }),
+  EXPECT_EQ(confirmations(nxi_set_memstrict, {0, 1, 2, 3, 7}),
             "Memory Strictness set to Zero= garbage pointers treated as NULL\n"
             "Memory Strictness set to One= warn then garbage pointers treated as NULL\n"
             "Memory Strictness set to Two= garbage pointers prevent memory assignment\n"
@@ -336,12 +284,10 @@ TEST(ObjectMemory, NamedValuesAreKeptWithTheObject) {
   EXPECT_EQ(nx_object_integers_size("counts", handle), 3);
   EXPECT_EQ(nx_set_object_integer(9, "counts", handle), 1);
   EXPECT_EQ(nx_object_integer("counts", handle), 9);
-  EXPECT_EQ(nx_set_object_integer(9, "absent", handle), 0);
-  EXPECT_EQ(nx_set_object_float("absent", handle, 1.0F), 0);
-  EXPECT_EQ(nx_object_floats("absent", handle), nullptr);
-  EXPECT_EQ(nx_object_floats_size(nullptr, handle), 0);
   nx_object_malloc_new(handle, 3, 1, "short");
-  EXPECT_EQ(nx_set_object_integer(9, "short", handle), 0);
+  EXPECT_EQ(nx_set_object_integer(9, "absent", handle) + nx_set_object_integer(9, "short", handle), 0);
+  EXPECT_EQ(nx_set_object_float("absent", handle, 1.0F) + nx_object_floats_size(nullptr, handle), 0);
+  EXPECT_EQ(nx_object_floats("absent", handle), nullptr);
 }
 
 TEST(ObjectMemory, PurgingSparesProtectedAndAttachedBlocks) {
@@ -354,8 +300,7 @@ TEST(ObjectMemory, PurgingSparesProtectedAndAttachedBlocks) {
   EXPECT_EQ(printed([&] { nxi_purge_memory_table(handle); }), "memory table purged, 2 entries remain\n");
   EXPECT_EQ(printed([&] { nxi_unprotect_memory(handle, kept); }),
             "pointer to memory called kept marked as unprotected\n");
-  EXPECT_EQ(nxi_protect_memory(handle, owned), 0);
-  EXPECT_EQ(nxi_attach_associated_pointer(handle, owned), 0);
+  EXPECT_EQ(nxi_protect_memory(handle, owned) + nxi_attach_associated_pointer(handle, owned), 0);
   EXPECT_EQ(nx_number_of_errors_with_tag("found in the pointer table of handle "), 1);
   EXPECT_EQ(nxi_get_attached_pointer(handle, "kept"), kept);
   EXPECT_EQ(nx_number_of_warnings_with_tag("pointer \"kept\" is not of the correct type!\n"), 1);
@@ -505,16 +450,12 @@ TEST_F(SavedTable, CopiesAreIndependent) {
   ASSERT_EQ(nxi_copy_memory_table(source_, target), 1);
   EXPECT_EQ(table_of(target).handle, target);
   auto* copy = static_cast<char*>(nxi_get_pointer_by_name("text", target));
-  EXPECT_STREQ(copy, "contents");
   copy[0] = 'C';
   EXPECT_STREQ(static_cast<char*>(nxi_get_pointer_by_name("text", source_)), "contents");
-  EXPECT_EQ(nxi_boundscheck_all_s(source_), 0);
-  EXPECT_EQ(nxi_boundscheck_all_s(target), 0);
+  EXPECT_EQ(nxi_boundscheck_all_s(source_) + nxi_boundscheck_all_s(target), 0);
   nxi_delete_memory_table(source_);
   EXPECT_STREQ(copy, "Contents");
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(nxi_copy_memory_table(4711, target), 0);
-  testing::internal::GetCapturedStdout();
+  EXPECT_NE(printed([&] { EXPECT_EQ(nxi_copy_memory_table(4711, target), 0); }), "");
 }
 
 TEST_F(SavedTable, CutShortGivesZeroAndChangesNothing) {
@@ -564,9 +505,7 @@ TEST_F(SavedTable, LiesAreRefusedOrHarmless) {
       nx_object_malloc_new(target, 3, 7, "after");
     }
   }
-  testing::internal::CaptureStdout();
-  nxi_delete_memory_table(target);
-  testing::internal::GetCapturedStdout();
+  printed([&] { nxi_delete_memory_table(target); });
 }
 
 TEST_F(SavedTable, WriteFailureIsAFailure) {
