@@ -264,9 +264,9 @@ TEST(BriochemFiles, PointsAreDummyAtomsOfOneResidue) {
   const ScratchDirectory directory;
   const std::string path = directory.path("points.pdb");
   std::mt19937 random(8);
-  std::uniform_real_distribution<float> place(-999.0F, 9999.0F);
+  std::uniform_real_distribution<float> coordinate(-999.0F, 9999.0F);
   std::vector<float> points(3 * 1000);
-  std::generate(points.begin(), points.end(), [&] { return place(random); });
+  std::generate(points.begin(), points.end(), [&] { return coordinate(random); });
   ASSERT_EQ(nx_write_points_as_pdb(path.c_str(), points.data(), 1000), 1);
   const gemmi::Structure read = gemmi::read_pdb_file(path);
   ASSERT_EQ(read.models.size(), 1U);
