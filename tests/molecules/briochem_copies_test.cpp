@@ -299,6 +299,7 @@ TEST(Copies, FailWhenHandlesAreUsedUp) {
       "Warning: Unable to get another molecule handle\nWarning: Unable to allocate NxBrio handle\n";
   EXPECT_EQ(warned(0, [&] { return nx_copy_molecule(mol); }), no_handle);
   EXPECT_EQ(warned(0, [&] { return nx_make_molecule_from_mask(mol); }), no_handle);
+  EXPECT_EQ(memmgr::vFreeHandle.back(), -1000000000);
 }
 
 }  // namespace

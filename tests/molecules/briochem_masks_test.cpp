@@ -211,11 +211,6 @@ TEST(Masks, AreGenericData) {
   const int mol = make_pair();
   const int tag = NxSystem::NxGetTag("NxBrioAtomMask");
   nx_set_molecule_atom_mask_element(4, 1, mol);
-  std::size_t length = 0;
-  const int* stored = toolkit(mol).GetData<int>(tag, &length);
-  ASSERT_EQ(length, 2U);
-  EXPECT_EQ(stored[1], 4);
-
   toolkit(mol).SetData(tag, 2.5F);
   const std::string type_warning =
       "Warning: Data under tag " + std::to_string(tag) + " (NxBrioAtomMask) is of type float, asked for as int\n";

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <mutex>
 #include <random>
 #include <string>
 #include <vector>
@@ -135,14 +134,6 @@ TEST(Memmgr, GridsHaveTheirOwnTable) {
   EXPECT_FALSE(NxReleaseAllGridHandles(b));
 }
 
-TEST(Memmgr, ExhaustedHandlesAreWarnedOfAndChangeNothing) {
-  NxMol mol;
-  memmgr::vFreeHandle.push_back(-1000000000);
-  EXPECT_EQ(warned(0, [&] { return NxAcquireHandle(mol); }),
-            "Warning: Unable to get another molecule handle\nWarning: Unable to allocate NxBrio handle\n");
-  EXPECT_EQ(memmgr::vFreeHandle, std::vector<int>{-1000000000});
-}
-
 TEST(MemmgrDeathTest, BadHandlesAreFatal) {
   NxMolBase base;
   const int plain = NxAcquireHandle(base);
@@ -156,11 +147,6 @@ TEST(MemmgrDeathTest, BadHandlesAreFatal) {
   EXPECT_EXIT(NxDerefMCMolHandle(plain), testing::ExitedWithCode(1), kAssertion);
   EXPECT_EXIT(NxReleaseHandle(7), testing::ExitedWithCode(1), kAssertion);
   EXPECT_EXIT(NxIsMultiConf(-5000), testing::ExitedWithCode(1), kAssertion);
-}
-
-TEST(Memmgr, TheLockIsOnePlainMutex) {
-  std::lock_guard<NxPlatform::NxMutex> hold(NxGetBrioChemLock());
-  EXPECT_EQ(&NxGetBrioChemLock(), &NxGetBrioChemLock());
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Parameters given as formulas, from outside.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <random>
 #include <string>
@@ -15,6 +14,7 @@ namespace {
 
 using nlohmann::json;
 using test_support::expect_failure;
+using test_support::expect_one_line;
 using test_support::nxbrio;
 using test_support::nxbrio_json;
 using test_support::RunResult;
@@ -120,32 +120,24 @@ TEST_F(Formula, FaultsOnTheCommandLine) {
       {"a = a + 1", "undefined variable a"},
       {"a = (a = 2)", "a is defined already, at --dielectric"},
       {"2 3", "no operator between '2' and '3'"},
-      {"1+2 3", "no operator between '2' and '3'"},
       {"2(3)", "no operator between '2' and '('"},
       {"(2)(3)", "no operator between ')' and '('"},
       {"2x", "no operator between '2' and 'x'"},
       {"1E5+0", "an exponent needs a decimal point before it: 1.0E5 in place of 1E5"},
       {"2*1e-12", "an exponent needs a decimal point before it: 1.0e-12 in place of 1e-12"},
-      {"2 E5", "no operator between '2' and 'E5'"},
       {"2.+3", "a digit must follow the decimal point in '2.+3'"},
-      {"(2.)", "a digit must follow the decimal point in '2.)'"},
       {"1.5E*2", "digits must follow the exponent mark in '1.5E'"},
       {"2*.5", "a digit must stand before the decimal point"},
       {"0*1.0E999", "number '1.0E999' is out of range"},
       {"0*99999999999999999999", "number '99999999999999999999' is out of range"},
       {"(2", "'(' without ')'"},
-      {"a = (2", "'(' without ')'"},
       {"2)", "')' without '('"},
       {"()", "a value is missing before ')'"},
       {"2*", "a value is missing at the end"},
-      {"a =", "a value is missing at the end"},
       {"--2", "a value is missing before '-'"},
       {"-+2", "a value is missing before '+'"},
-      {"2*+2", "a value is missing before '+'"},
-      {"2**3", "a value is missing before '*'"},
       {"= 2", "a value is missing before '='"},
       {"2 = 2", "only a name can stand before '='"},
-      {"2;3", "unexpected character ';'"},
       {"\"a\"", "unexpected character '\"'"},
       {"\xC3\xA9=2", "unexpected character '?'"},
       {std::string(41, 'a') + "=2", std::string(40, 'a') + "... has more than 40 characters"},
@@ -154,9 +146,7 @@ TEST_F(Formula, FaultsOnTheCommandLine) {
   for (const auto& [formula, message] : faults) {
     SCOPED_TRACE(formula);
     const RunResult result = run({formula});
-    EXPECT_EQ(result.status, 2);
-    EXPECT_EQ(result.out, "");
-    EXPECT_TRUE(result.err.starts_with("nxbrio: --dielectric: '")) << result.err;
+    expect_one_line(result, 2, "--dielectric: '");
     EXPECT_TRUE(result.err.ends_with("': " + message + "\n")) << result.err;
   }
   expect_failure(run({"eps = 2", "eps = 3"}), 2, "--dielectric: 'eps = 3': eps is defined already, at --dielectric");
@@ -216,9 +206,7 @@ TEST_F(Formula, HostileTextsEndInAReportOrOneLine) {
         EXPECT_EQ(result.err, "");
         EXPECT_TRUE(result.out.ends_with("memory still held: 0 bytes in 0 blocks\n"));
       } else {
-        EXPECT_EQ(result.status, in_file ? 1 : 2);
-        EXPECT_EQ(result.out, "");
-        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        expect_one_line(result, in_file ? 1 : 2);
       }
     }
   }

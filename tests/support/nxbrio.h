@@ -35,6 +35,14 @@ inline void expect_failure(const RunResult& result, int status, const std::strin
   EXPECT_EQ(result.err, "nxbrio: " + line + "\n");
 }
 
+// The failure is one line that starts so and nothing else.
+inline void expect_one_line(const RunResult& result, int status, const std::string& start = "") {
+  EXPECT_EQ(result.status, status);
+  EXPECT_EQ(result.out, "");
+  EXPECT_TRUE(result.err.starts_with("nxbrio: " + start)) << result.err;
+  EXPECT_EQ(result.err.find('\n') + 1, result.err.size()) << result.err;
+}
+
 }  // namespace test_support
 
 #endif

@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 #include <map>
 #include <memory>
 #include <random>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -90,45 +92,16 @@ void ExpectSame(const NxMCMolBase& mol, const Model& model) {
 
 class RandomOperations {
  public:
-  explicit RandomOperations(unsigned seed) : random_(seed), mol_(std::make_unique<NxMol>()) {
-    model_.confs[0];
-    model_.active = 0;
-    model_.next_conf = 1;
-  }
+  explicit RandomOperations(unsigned seed) : random_(seed), mol_(std::make_unique<NxMol>()) { StartConf(); }
 
+  // The commoner operations stand more than once.
   void Step() {
-    switch (random_() % 18) {
-      case 0:
-      case 1:
-      case 2:
-        return AddAtom();
-      case 3:
-      case 4:
-      case 5:
-        return AddBond();
-      case 6:
-        return DeleteAtom();
-      case 7:
-        return DeleteBond();
-      case 8:
-      case 9:
-        return Rewire();
-      case 10:
-        return AddConf();
-      case 11:
-        return DeleteConf();
-      case 12:
-        return Activate();
-      case 13:
-      case 14:
-        return MoveAtom();
-      case 15:
-        return PushActive();
-      case 16:
-        return PopActive();
-      default:
-        return Rarely();
-    }
+    using Self = RandomOperations;
+    static constexpr void (Self::*kOperations[])() = {
+        &Self::AddAtom,    &Self::AddAtom,    &Self::AddAtom,  &Self::AddBond,    &Self::AddBond,   &Self::AddBond,
+        &Self::DeleteAtom, &Self::DeleteBond, &Self::Rewire,   &Self::Rewire,     &Self::AddConf,   &Self::DeleteConf,
+        &Self::Activate,   &Self::MoveAtom,   &Self::MoveAtom, &Self::PushActive, &Self::PopActive, &Self::Rarely};
+    (this->*kOperations[random_() % std::size(kOperations)])();
   }
   void Check() const { ExpectSame(*mol_, model_); }
 
@@ -173,15 +146,11 @@ class RandomOperations {
   void Rewire() {
     const int idx = AnyOf(model_.bonds);
     if (idx >= 0) {
-      Model::Bond& bond = model_.bonds[idx];
+      const bool at_begin = random_() % 2 == 0;
       const int atom = AnyAtomOrNone();
-      if (random_() % 2 == 0) {
-        mol_->GetBond(idx)->SetBgn(mol_->GetAtom(atom));
-        bond.bgn = atom;
-      } else {
-        mol_->GetBond(idx)->SetEnd(mol_->GetAtom(atom));
-        bond.end = atom;
-      }
+      NxBondBase& bond = *mol_->GetBond(idx);
+      at_begin ? bond.SetBgn(mol_->GetAtom(atom)) : bond.SetEnd(mol_->GetAtom(atom));
+      (at_begin ? model_.bonds[idx].bgn : model_.bonds[idx].end) = atom;
     }
   }
   void AddConf() {
@@ -265,54 +234,50 @@ class RandomOperations {
       }
     }
   }
+  void MoveAll() {
+    std::vector<float> all(3 * mol_->GetMaxAtomIdx());
+    std::generate(all.begin(), all.end(), [this] { return AnyFloat(); });
+    mol_->SetCoords(all.data());
+    if (model_.active >= 0) {
+      for (auto& [idx, xyz] : model_.confs[model_.active]) {
+        std::copy_n(&all[static_cast<std::size_t>(3 * idx)], 3, xyz.begin());
+      }
+    }
+  }
+  void Clear() {
+    mol_->Clear();
+    const bool had_conf = model_.active >= 0;
+    model_ = Model();
+    if (had_conf) {
+      StartConf();
+    }
+  }
+  void StartConf() {
+    model_.confs[0];
+    model_.active = 0;
+    model_.next_conf = 1;
+  }
   // Goes on with a copy or a part, sweeps, moves everything at once, or clears.
   void Rarely() {
-    switch (random_() % 10) {
-      case 0:
-      case 1:
-      case 2: {
-        auto copy = std::make_unique<NxMol>(*mol_);
-        mol_->Clear();
-        mol_ = std::move(copy);
-        model_.saved.clear();
-        break;
-      }
-      case 3:
-        mol_->Sweep();
-        break;
-      case 4:
-        mol_->Reserve(static_cast<unsigned>(random_() % 100), 10);
-        break;
-      case 5:
-        return TakePart();
-      case 6:
-        mol_->ClearActiveStack();
-        model_.saved.clear();
-        break;
-      case 7:
-        if (random_() % 10 == 0) {
-          mol_->Clear();
-          const bool had = model_.active >= 0;
-          model_ = Model();
-          if (had) {
-            model_.confs[0];
-            model_.active = 0;
-            model_.next_conf = 1;
-          }
-        }
-        break;
-      default: {
-        std::vector<float> all(3 * mol_->GetMaxAtomIdx());
-        for (float& x : all) {
-          x = AnyFloat();
-        }
-        mol_->SetCoords(all.data());
-        if (model_.active >= 0) {
-          for (auto& [idx, xyz] : model_.confs[model_.active]) {
-            std::copy_n(&all[static_cast<std::size_t>(3 * idx)], 3, xyz.begin());
-          }
-        }
-      }
+    const auto pick = random_() % 100;
+    if (pick < 30) {
+      auto copy = std::make_unique<NxMol>(*mol_);
+      mol_->Clear();
+      mol_ = std::move(copy);
+      model_.saved.clear();
+    } else if (pick < 40) {
+      mol_->Sweep();
+    } else if (pick < 50) {
+      mol_->Reserve(static_cast<unsigned>(random_() % 100), 10);
+    } else if (pick < 60) {
+      TakePart();
+    } else if (pick < 70) {
+      mol_->ClearActiveStack();
+      model_.saved.clear();
+    } else if (pick < 71) {
+      Clear();
+    } else {
+      MoveAll();
     }
   }
 
@@ -364,19 +329,14 @@ TEST(NxMol, CopyHasEverythingAndIsItsOwn) {
   EXPECT_EQ(mol.NumConfs(), 1U);
   for (const NxMolBase* other : {static_cast<const NxMolBase*>(&copy), &plain}) {
     const NxAtomBase& same = *other->GetAtom(0);
-    EXPECT_EQ(other->GetTitle(), "first");
-    EXPECT_EQ(*other->GetData<int>(tag), 5);
-    EXPECT_EQ(same.GetName(), "NZ");
-    EXPECT_EQ(same.GetRadius(), 1.5F);
-    EXPECT_EQ(same.GetPartialCharge(), -0.25F);
-    EXPECT_EQ(same.GetFormalCharge(), 1);
-    EXPECT_EQ(same.GetIntType(), 9);
-    EXPECT_TRUE(NxHasResidue(same));
-    EXPECT_EQ(NxAtomGetResidue(same).GetName(), "LYS");
-    EXPECT_EQ(NxAtomGetResidue(same).GetResidueNumber(), -3);
-    float read[3] = {0, 0, 0};
-    other->GetCoords(same, read);
-    EXPECT_EQ(read[2], 3.0F);
+    const NxResidue& its = NxAtomGetResidue(same);
+    Triple read{};
+    other->GetCoords(same, read.data());
+    EXPECT_EQ(std::tuple(other->GetTitle(), *other->GetData<int>(tag), same.GetName(), same.GetRadius()),
+              std::tuple("first", 5, "NZ", 1.5F));
+    EXPECT_EQ(std::tuple(same.GetPartialCharge(), same.GetFormalCharge(), same.GetIntType()), std::tuple(-0.25F, 1, 9));
+    EXPECT_EQ(std::tuple(NxHasResidue(same), its.GetName(), its.GetResidueNumber()), std::tuple(true, "LYS", -3));
+    EXPECT_EQ(read, (Triple{1, 2, 3}));
   }
   EXPECT_EQ(*copy.GetActive()->GetData<int>(tag), 6);
 }
@@ -448,14 +408,12 @@ TEST(NxIter, SurvivesDeletionAndGrowth) {
   for (int i = 0; i < 10; ++i) {
     mol.NewAtom(6);
   }
-  unsigned visited = 0;
+  std::vector<unsigned> visited;
   for (NxAtomBase& atom : mol.GetAtoms()) {
-    ++visited;
-    if (atom.GetIdx() % 2 == 0) {
-      mol.DeleteAtom(mol.GetAtom(static_cast<int>(atom.GetIdx()) + 1));
-    }
+    visited.push_back(atom.GetIdx());
+    mol.DeleteAtom(mol.GetAtom(static_cast<int>(atom.GetIdx()) + 1));
   }
-  EXPECT_EQ(visited, 5U);
+  EXPECT_EQ(visited, (std::vector<unsigned>{0, 2, 4, 6, 8}));
   for (auto atom = mol.GetAtoms(); atom; ++atom) {
     if (mol.GetMaxAtomIdx() < 500) {
       mol.NewAtom(1);

@@ -6,6 +6,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -34,25 +35,12 @@ std::string Field(std::size_t width, Put put) {
 // Any bits, coordinates, values about rounding ties, and the ends of the ranges that fit the columns.
 std::vector<float> Samples(int n) {
   std::mt19937 random(20240611);
-  std::vector<float> samples = {0.0F,
-                                -0.0F,
-                                -0.0004F,
-                                0.0005F,
-                                999.4995F,
-                                999.9995F,
-                                9999.9995F,
-                                -999.9995F,
-                                99.995F,
-                                -99.995F,
-                                1e-40F,
-                                -1e-40F,
-                                3.4e38F,
-                                -3.4e38F,
-                                2.2517998e12F,
-                                2.2517999e12F,
-                                std::numeric_limits<float>::infinity(),
-                                -std::numeric_limits<float>::infinity(),
-                                std::numeric_limits<float>::quiet_NaN()};
+  const float inf = std::numeric_limits<float>::infinity();
+  std::vector<float> samples = {0.0F, -0.0F, -4e-4F, 5e-4F, 99.995F, 999.4995F, 999.9995F, 9999.9995F, 1e-40F, 3.4e38F};
+  samples.insert(samples.end(), {inf, std::numeric_limits<float>::quiet_NaN(), 2.2517998e12F, 2.2517999e12F});
+  for (std::size_t i = samples.size(); i > 0; --i) {
+    samples.push_back(-samples[i - 1]);
+  }
   std::uniform_real_distribution<float> coordinate(-1200.0F, 12000.0F);
   std::uniform_int_distribution<int> sixteenths(-2000000, 2000000);
   std::uniform_real_distribution<float> exponent(-6.0F, 12.0F);
@@ -98,25 +86,30 @@ TEST(NxFormat, Hybrid36GoesOnWhereDigitsEnd) {
   const auto residue = [](int value) {
     return Field(4, [&](char* at) { return NxChem::NxPutHybrid36<4>(at, value); });
   };
-  EXPECT_EQ(serial(1), "    1");
-  EXPECT_EQ(serial(99999), "99999");
-  EXPECT_EQ(serial(100000), "A0000");
-  EXPECT_EQ(serial(100035), "A000Z");
-  EXPECT_EQ(serial(100036), "A0010");
-  EXPECT_EQ(serial(43770015), "ZZZZZ");
-  EXPECT_EQ(serial(43770016), "a0000");
-  EXPECT_EQ(serial(87440031), "zzzzz");
-  EXPECT_EQ(serial(87440032), "");
-  EXPECT_EQ(residue(-999), "-999");
-  EXPECT_EQ(residue(-1000), "");
-  EXPECT_EQ(residue(9999), "9999");
-  EXPECT_EQ(residue(10000), "A000");
-  EXPECT_EQ(residue(1223055), "ZZZZ");
-  EXPECT_EQ(residue(1223056), "a000");
-  EXPECT_EQ(residue(2436111), "zzzz");
-  EXPECT_EQ(residue(2436112), "");
-  EXPECT_EQ(residue(std::numeric_limits<int>::max()), "");
-  EXPECT_EQ(residue(std::numeric_limits<int>::min()), "");
+  const int max = std::numeric_limits<int>::max();
+  for (const auto& [value, text] : std::vector<std::pair<int, std::string>>{{1, "    1"},
+                                                                            {99999, "99999"},
+                                                                            {100000, "A0000"},
+                                                                            {100035, "A000Z"},
+                                                                            {100036, "A0010"},
+                                                                            {43770015, "ZZZZZ"},
+                                                                            {43770016, "a0000"},
+                                                                            {87440031, "zzzzz"},
+                                                                            {87440032, ""}}) {
+    EXPECT_EQ(serial(value), text) << value;
+  }
+  for (const auto& [value, text] : std::vector<std::pair<int, std::string>>{{-999, "-999"},
+                                                                            {-1000, ""},
+                                                                            {9999, "9999"},
+                                                                            {10000, "A000"},
+                                                                            {1223055, "ZZZZ"},
+                                                                            {1223056, "a000"},
+                                                                            {2436111, "zzzz"},
+                                                                            {2436112, ""},
+                                                                            {max, ""},
+                                                                            {-max - 1, ""}}) {
+    EXPECT_EQ(residue(value), text) << value;
+  }
 }
 
 TEST(NxFormat, BufferAgreesWithAString) {

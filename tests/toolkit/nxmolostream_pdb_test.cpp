@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <gemmi/pdb.hpp>
+#include <map>
 #include <random>
 #include <sstream>
 
@@ -168,30 +169,21 @@ TEST(NxMolOStreamPdb, GemmiReadsBackWhatWasWritten) {
   FillAtRandom(mol, 104000, random);
   // gemmi groups atoms by chain and residue; serials give back the order.
   const gemmi::Structure read = gemmi::read_pdb_string(Pdb(mol), "test");
-  struct Place {
-    const gemmi::Atom* atom = nullptr;
-    const gemmi::Residue* residue = nullptr;
-    const gemmi::Chain* chain = nullptr;
-  };
-  std::vector<Place> places(mol.NumAtoms() + 1);
-  for (const auto& chain : read.models.at(0).chains) {
-    for (const auto& residue : chain.residues) {
-      for (const auto& atom : residue.atoms) {
-        places.at(static_cast<std::size_t>(atom.serial)) = {&atom, &residue, &chain};
-      }
-    }
+  std::map<std::size_t, gemmi::const_CRA> places;
+  for (const gemmi::const_CRA place : read.models.at(0).all()) {
+    places[static_cast<std::size_t>(place.atom->serial)] = place;
   }
+  ASSERT_EQ(places.size(), mol.NumAtoms());
   std::size_t serial = 0;
   for (const auto& atom : mol.GetAtoms()) {
-    const Place& place = places[++serial];
-    ASSERT_NE(place.atom, nullptr) << serial;
+    const gemmi::const_CRA& place = places.at(++serial);
     const NxResidue& residue = NxAtomGetResidue(atom);
     float xyz[3];
     mol.GetCoords(atom, xyz);
     ASSERT_EQ(place.atom->name, atom.GetName());
-    ASSERT_EQ(place.atom->pos.x, Shown(xyz[0], 8, 3)) << xyz[0];
-    ASSERT_EQ(place.atom->pos.y, Shown(xyz[1], 8, 3)) << xyz[1];
-    ASSERT_EQ(place.atom->pos.z, Shown(xyz[2], 8, 3)) << xyz[2];
+    for (int k = 0; k < 3; ++k) {
+      ASSERT_EQ(place.atom->pos.at(k), Shown(xyz[k], 8, 3)) << xyz[k];
+    }
     ASSERT_EQ(place.atom->occ, static_cast<float>(Shown(residue.GetOccupancy(), 6, 2)));
     ASSERT_EQ(place.atom->b_iso, static_cast<float>(Shown(residue.GetBFactor(), 6, 2)));
     ASSERT_EQ(place.atom->charge, atom.GetFormalCharge());

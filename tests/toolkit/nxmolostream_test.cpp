@@ -1,9 +1,14 @@
 #include <gtest/gtest.h>
+#include <nxbriochem/toolkit/nxelements.h>
 #include <nxbriochem/toolkit/nxmolostream.h>
 #include <sys/stat.h>
 
 #include <cmath>
+#include <filesystem>
 #include <fstream>
+#include <iomanip>
+#include <iterator>
+#include <map>
 #include <random>
 #include <sstream>
 
@@ -15,9 +20,9 @@ using NxChem::NxFileType;
 using NxChem::NxMol;
 using NxChem::nxmolostream;
 using NxChem::NxResidue;
+using test_support::read_file;
+using test_support::ScratchDirectory;
 using written_files::AddAtom;
-using written_files::Contents;
-using written_files::Directory;
 using written_files::SetResidue;
 using written_files::Written;
 
@@ -48,25 +53,25 @@ TEST(NxMolOStream, FormatWordsAreExact) {
 }
 
 TEST(NxMolOStream, NothingAppearsBeforeCloseOrAfterARefusal) {
-  const Directory directory;
-  const std::string file = directory.File("mol.xyz");
+  const ScratchDirectory directory;
+  const std::string file = directory.path("mol.xyz");
   {
     NxMol mol;
     nxmolostream stream;
     ASSERT_TRUE(stream.open(file.c_str()));
     stream.SetFormat(NxFileType::Xyz);
     EXPECT_TRUE(stream.write(mol));
-    EXPECT_EQ(directory.Count(), 0U);
+    EXPECT_EQ(directory.names().size(), 0U);
   }
-  EXPECT_EQ(directory.Count(), 0U);  // never closed
+  EXPECT_EQ(directory.names().size(), 0U);  // never closed
   EXPECT_NE(WriteTo(file, false, NAN), "");
-  EXPECT_EQ(directory.Count(), 0U);
+  EXPECT_EQ(directory.names().size(), 0U);
 
   EXPECT_EQ(WriteTo(file, true), "");
-  EXPECT_EQ(Contents(file), kCarbon);
+  EXPECT_EQ(read_file(file), kCarbon);
   EXPECT_EQ(WriteTo(file, false, INFINITY), "Warning: Unable to write molecule \"\": atom 1 (C): coordinate inf\n");
-  EXPECT_EQ(Contents(file), kCarbon);
-  EXPECT_EQ(directory.Count(), 1U);
+  EXPECT_EQ(read_file(file), kCarbon);
+  EXPECT_EQ(directory.names().size(), 1U);
 }
 
 TEST(NxMolOStream, ARefusedMoleculeSpoilsTheWholeFile) {
@@ -85,13 +90,13 @@ TEST(NxMolOStream, ARefusedMoleculeSpoilsTheWholeFile) {
 }
 
 TEST(NxMolOStream, MisuseIsReported) {
-  const Directory directory;
+  const ScratchDirectory directory;
   const NxMol mol;
   nxmolostream stream;
   testing::internal::CaptureStderr();
   EXPECT_FALSE(stream.write(mol));
   EXPECT_FALSE(stream.close());
-  ASSERT_TRUE(stream.open(directory.File("out").c_str()));
+  ASSERT_TRUE(stream.open(directory.path("out").c_str()));
   EXPECT_FALSE(stream.write(mol));
   EXPECT_FALSE(stream.close());
   EXPECT_FALSE(stream.open(nullptr));
@@ -101,34 +106,34 @@ TEST(NxMolOStream, MisuseIsReported) {
             "Warning: Unable to write a molecule: no format is set\n"
             "Warning: Unable to open  for writing: No such file or directory\n"
             "Warning: Unable to open  for writing: No such file or directory\n");
-  EXPECT_EQ(directory.Count(), 0U);
+  EXPECT_EQ(directory.names().size(), 0U);
 }
 
 TEST(NxMolOStream, FilesThatCannotBeMadeAreReported) {
-  const Directory directory;
-  const std::string missing = directory.File("none/mol.xyz");
+  const ScratchDirectory directory;
+  const std::string missing = directory.path("none/mol.xyz");
   EXPECT_EQ(WriteTo(missing, false),
             "Warning: Unable to open " + missing + " for writing: No such file or directory\n");
-  const std::string itself = directory.File("");
+  const std::string itself = directory.path("");
   EXPECT_EQ(WriteTo(itself, false), "Warning: Unable to open " + itself + " for writing: Is a directory\n");
-  EXPECT_NE(WriteTo(directory.File(std::string(300, 'x')), false), "");
+  EXPECT_NE(WriteTo(directory.path(std::string(300, 'x')), false), "");
   EXPECT_EQ(WriteTo("/dev/full", false), "Warning: Unable to write /dev/full: No space left on device\n");
   EXPECT_EQ(WriteTo("/dev/null", true), "");
-  std::filesystem::create_symlink("loop", directory.File("loop"));
-  EXPECT_NE(WriteTo(directory.File("loop"), false), "");
-  std::filesystem::remove(directory.File("loop"));
+  std::filesystem::create_symlink("loop", directory.path("loop"));
+  EXPECT_NE(WriteTo(directory.path("loop"), false), "");
+  std::filesystem::remove(directory.path("loop"));
   if (geteuid() != 0) {  // root may write anywhere
-    std::filesystem::permissions(directory.File(""), std::filesystem::perms(0555));
-    EXPECT_NE(WriteTo(directory.File("mol.xyz"), false), "");
-    std::filesystem::permissions(directory.File(""), std::filesystem::perms(0755));
+    std::filesystem::permissions(directory.path(""), std::filesystem::perms(0555));
+    EXPECT_NE(WriteTo(directory.path("mol.xyz"), false), "");
+    std::filesystem::permissions(directory.path(""), std::filesystem::perms(0755));
   }
-  EXPECT_EQ(directory.Count(), 0U);
-  EXPECT_EQ(WriteTo(directory.File(std::string(255, 'x')), true), "");  // as long as names can be
+  EXPECT_EQ(directory.names().size(), 0U);
+  EXPECT_EQ(WriteTo(directory.path(std::string(255, 'x')), true), "");  // as long as names can be
 }
 
 TEST(NxMolOStream, PermissionsAndLinksSurvive) {
-  const Directory directory;
-  const std::string file = directory.File("mol.xyz");
+  const ScratchDirectory directory;
+  const std::string file = directory.path("mol.xyz");
   const auto mode = [&file] {
     struct stat status {};
     stat(file.c_str(), &status);
@@ -138,85 +143,122 @@ TEST(NxMolOStream, PermissionsAndLinksSurvive) {
   WriteTo(file, true);
   EXPECT_EQ(mode(), 0640U);
   chmod(file.c_str(), 0604);
-  std::filesystem::create_symlink("mol.xyz", directory.File("link"));
+  std::filesystem::create_symlink("mol.xyz", directory.path("link"));
   std::ofstream(file) << "old";
-  WriteTo(directory.File("link"), true);
+  WriteTo(directory.path("link"), true);
   EXPECT_EQ(mode(), 0604U);
-  EXPECT_EQ(Contents(file), kCarbon);
-  EXPECT_TRUE(std::filesystem::is_symlink(directory.File("link")));
+  EXPECT_EQ(read_file(file), kCarbon);
+  EXPECT_TRUE(std::filesystem::is_symlink(directory.path("link")));
 
-  std::filesystem::create_symlink("later.xyz", directory.File("dangling"));
-  WriteTo(directory.File("dangling"), true);
-  EXPECT_EQ(Contents(directory.File("later.xyz")), kCarbon);
-  EXPECT_EQ(directory.Count(), 4U);
+  std::filesystem::create_symlink("later.xyz", directory.path("dangling"));
+  WriteTo(directory.path("dangling"), true);
+  EXPECT_EQ(read_file(directory.path("later.xyz")), kCarbon);
+  EXPECT_EQ(directory.names().size(), 4U);
 }
 
 TEST(NxMolOStream, TheDirectoryIsThatOfOpen) {
-  const Directory directory;
-  std::filesystem::create_directory(directory.File("a"));
-  std::filesystem::current_path(directory.File("a"));
+  const ScratchDirectory directory;
+  std::filesystem::create_directory(directory.path("a"));
+  std::filesystem::current_path(directory.path("a"));
   NxMol mol;
   nxmolostream stream;
   stream.SetFormat(NxFileType::Xyz);
   ASSERT_TRUE(stream.open("mol.xyz"));
-  std::filesystem::current_path(directory.File(""));
+  std::filesystem::current_path(directory.path(""));
   EXPECT_TRUE(stream.write(mol) && stream.close());
-  EXPECT_TRUE(std::filesystem::exists(directory.File("a/mol.xyz")));
+  EXPECT_TRUE(std::filesystem::exists(directory.path("a/mol.xyz")));
   std::filesystem::current_path("/");
 }
 
-// ---- The formats that are read by white space, against small readers ----
+// ---- The formats that are read by white space ----
 
-// A molecule of n atoms with hostile names, deleted atoms, and bonds of which some are placeholders.
+// Names that are no plain words, and the word that a mol2 file has of each; the element's symbol where it is empty.
+const std::map<std::string, std::string> kHostileNames = {
+    {"", ""},
+    {" ", ""},
+    {"\n", "X"},
+    {"C 1", "C_1"},
+    {"H\t1'", "H_1'"},
+    {"a long name", "a_long_name"},
+    {"@<TRIPOS>ATOM", "@<TRIPOS>ATOM"},
+    {"$$$$", "$$$$"},
+    {"#", "#"},
+};
+
+// A molecule of n atoms with hostile names, deleted atoms, and bonds of which some are placeholders or loops. Every
+// bond is the first between its atoms and in no ring.
 void FillHostile(NxMol& mol, int n, unsigned seed) {
   std::mt19937 random(seed);
-  std::uniform_real_distribution<float> exponent(-4.0F, 7.0F);
-  const std::string names[] = {"", " ", "C 1", "\n", "H\t1'", "a long name", "@<TRIPOS>ATOM", "$$$$", "#", "CA"};
+  const auto below = [&random](std::size_t end) { return static_cast<int>(random() % end); };
+  const auto name = [&] { return std::next(kHostileNames.begin(), below(kHostileNames.size()))->first; };
+  std::uniform_real_distribution<float> exponent(-4.0F, 3.9F);
   mol.SetTitle("@<TRIPOS>ATOM\nM  END\r\n$$$$");
   NxResidue residue;
   for (int i = 0; i < n; ++i) {
     float xyz[3];
     for (float& x : xyz) {
-      x = std::pow(10.0F, exponent(random)) * (random() % 2 == 0 ? 1.0F : -1.0F);
+      x = std::pow(10.0F, exponent(random)) * (below(2) == 0 ? 1.0F : -1.0F);
     }
-    auto& atom = AddAtom(mol, static_cast<unsigned>(random() % 119), names[random() % 10], xyz[0], xyz[1], xyz[2]);
+    auto& atom = AddAtom(mol, static_cast<unsigned>(1 + below(118)), name(), xyz[0], xyz[1], xyz[2]);
     atom.SetPartialCharge(xyz[0]);
     atom.SetRadius(xyz[1]);
-    atom.SetFormalCharge(random() % 4 == 0 ? static_cast<int>(random() % 31) - 15 : 0);
-    if (random() % 3 != 0) {
-      residue.SetInsertCode(random() % 2 == 0 ? ' ' : 'x');
-      SetResidue(atom, residue, names[random() % 10], static_cast<int>(random()), " A\n"[random() % 3],
-                 random() % 2 == 0);
+    atom.SetFormalCharge(below(4) == 0 ? below(31) - 15 : 0);
+    if (below(3) != 0) {
+      residue.SetInsertCode(below(2) == 0 ? ' ' : 'x');
+      SetResidue(atom, residue, name(), static_cast<int>(random()), " A\n"[below(3)], below(2) == 0);
     }
-  }
-  for (int i = 0; i < n; ++i) {
-    mol.NewBond(random() % 5 == 0 ? nullptr : mol.GetAtom(static_cast<int>(random() % static_cast<unsigned>(n))),
-                mol.GetAtom(static_cast<int>(random() % static_cast<unsigned>(n))), static_cast<int>(random() % 4));
+    mol.NewBond(below(5) == 0 ? nullptr : mol.GetAtom(below(static_cast<std::size_t>(i) + 1)), &atom, 1 + below(3));
   }
   for (int i = 3; i < n; i += 50) {
     mol.DeleteAtom(mol.GetAtom(i));
   }
 }
 
-struct Bond {
-  int bgn;
-  int end;
-  bool operator==(const Bond&) const = default;
-};
-
-std::vector<Bond> WiredBonds(const NxMol& mol) {
-  std::vector<int> serials(mol.GetMaxAtomIdx());
-  int serial = 0;
+// What tests/support/read_structures.py is to list of a hostile molecule.
+std::string Listing(const std::string& format, const NxMol& mol) {
+  std::ostringstream out;
+  out << std::fixed << std::setprecision(format == "xyz" ? 6 : 4);
+  out << "molecule " << (format == "mol2" ? " " : "") << "@<TRIPOS>ATOM M  END  $$$$\n";
+  std::map<const NxChem::NxAtomBase*, std::size_t> places;
   for (const auto& atom : mol.GetAtoms()) {
-    serials[atom.GetIdx()] = ++serial;
+    places.emplace(&atom, places.size());
+    const std::string symbol = NxChem::NxGetAtomicSymbol(atom.GetAtomicNum());
+    float xyz[3];
+    mol.GetCoords(atom, xyz);
+    out << "atom " << symbol << " " << xyz[0] << " " << xyz[1] << " " << xyz[2];
+    if (format == "mol2") {
+      const std::string& word = kHostileNames.at(atom.GetName());
+      out << " " << (word.empty() ? symbol : word) << " " << atom.GetPartialCharge();
+    } else if (format == "sdf") {
+      out << " " << atom.GetFormalCharge();
+    }
+    out << "\n";
   }
-  std::vector<Bond> bonds;
   for (const auto& bond : mol.GetBonds()) {
-    if (bond.GetBgnIdx() >= 0 && bond.GetEndIdx() >= 0 && bond.GetBgnIdx() != bond.GetEndIdx()) {
-      bonds.push_back({serials[bond.GetBgn()->GetIdx()], serials[bond.GetEnd()->GetIdx()]});
+    if (bond.GetBgn() != nullptr && bond.GetEnd() != nullptr && bond.GetBgn() != bond.GetEnd() && format != "xyz") {
+      out << "bond " << places[bond.GetBgn()] << " " << places[bond.GetEnd()] << " " << bond.GetOrder() << "\n";
     }
   }
-  return bonds;
+  return out.str();
+}
+
+// SD files have another layout beyond 999 atoms.
+TEST(NxMolOStream, RdkitReadsBackHostileMolecules) {
+  const ScratchDirectory directory;
+  for (const int n : {400, 1200}) {
+    NxMol mol;
+    FillHostile(mol, n, 3);
+    for (const std::string format : {"mol2", "sdf", "xyz"}) {
+      const std::string file = directory.write("out." + format, Written(NxChem::NxGetFileType(format.c_str()), {&mol}));
+      const auto read = test_support::run({"/usr/bin/python3", NXBRIO_READ_STRUCTURES, format, file});
+      EXPECT_EQ(read.status, 0) << read.err;
+      EXPECT_EQ(read.out, Listing(format, mol)) << format;
+    }
+    const std::string sdf = read_file(directory.path("out.sdf"));
+    EXPECT_NE(sdf.find(n < 1000 ? " V2000\n" : " V3000\n"), std::string::npos);
+    EXPECT_EQ(sdf.find("M  CHG  9"), std::string::npos);  // a line holds eight
+    EXPECT_TRUE(sdf.ends_with("M  END\n$$$$\n"));
+  }
 }
 
 // Fields of the next line.
@@ -225,36 +267,6 @@ std::vector<std::string> Fields(std::istream& text) {
   std::getline(text, line);
   std::istringstream words(line);
   return {std::istream_iterator<std::string>(words), {}};
-}
-
-// The number is the float that was written, to the decimals that the format has.
-void ExpectNear(const std::string& field, float value, double decimals) {
-  std::size_t end = 0;
-  ASSERT_NEAR(std::stod(field, &end), static_cast<double>(value), 0.5001 * std::pow(10.0, -decimals));
-  ASSERT_EQ(end, field.size());
-}
-
-void ExpectCoordinates(const NxMol& mol, const NxChem::NxAtomBase& atom, const std::vector<std::string>& fields,
-                       std::size_t first, double decimals) {
-  float xyz[3];
-  mol.GetCoords(atom, xyz);
-  for (std::size_t k = 0; k < 3; ++k) {
-    ASSERT_NO_FATAL_FAILURE(ExpectNear(fields.at(first + k), xyz[k], decimals));
-  }
-}
-
-TEST(NxMolOStream, XyzReadsBack) {
-  NxMol mol;
-  FillHostile(mol, 400, 1);
-  std::istringstream text(Written(NxFileType::Xyz, {&mol}));
-  EXPECT_EQ(Fields(text).at(0), std::to_string(mol.NumAtoms()));
-  EXPECT_EQ(Fields(text).at(0), "@<TRIPOS>ATOM");
-  for (const auto& atom : mol.GetAtoms()) {
-    const auto fields = Fields(text);
-    ASSERT_EQ(fields.size(), 4U);
-    ASSERT_NO_FATAL_FAILURE(ExpectCoordinates(mol, atom, fields, 1, 6));
-  }
-  EXPECT_TRUE(Fields(text).empty());
 }
 
 TEST(NxMolOStream, PqrReadsBack) {
@@ -272,124 +284,30 @@ TEST(NxMolOStream, PqrReadsBack) {
     ASSERT_EQ(fields[1], std::to_string(++serial));
     const int number = NxHasResidue(atom) ? residue.GetResidueNumber() : 1;
     ASSERT_EQ(fields[chain ? 5 : 4], std::to_string(number) + (residue.GetInsertCode() == 'x' ? "x" : ""));
-    ASSERT_NO_FATAL_FAILURE(ExpectCoordinates(mol, atom, fields, fields.size() - 5, 3));
-    ASSERT_NO_FATAL_FAILURE(ExpectNear(fields[fields.size() - 2], atom.GetPartialCharge(), 4));
-    ASSERT_NO_FATAL_FAILURE(ExpectNear(fields[fields.size() - 1], atom.GetRadius(), 4));
+    float numbers[5] = {0, 0, 0, atom.GetPartialCharge(), atom.GetRadius()};
+    mol.GetCoords(atom, numbers);
+    for (std::size_t k = 0; k < 5; ++k) {
+      ASSERT_NEAR(std::stod(fields[fields.size() - 5 + k]), static_cast<double>(numbers[k]), k < 3 ? 5.01e-4 : 5.01e-5);
+    }
   }
   EXPECT_EQ(Fields(text).at(0), "TER");
   EXPECT_EQ(Fields(text).at(0), "END");
 }
 
-TEST(NxMolOStream, Mol2ReadsBack) {
+TEST(NxMolOStream, Mol2TellsOfSubstructures) {
   NxMol mol;
-  FillHostile(mol, 400, 3);
-  std::istringstream text(Written(NxFileType::Mol2, {&mol}));
-  EXPECT_EQ(Fields(text).at(0), "@<TRIPOS>MOLECULE");
-  std::string title;
-  std::getline(text, title);
-  EXPECT_TRUE(title.starts_with(" @"));
-  const auto counts = Fields(text);
-  const auto bonds = WiredBonds(mol);
-  EXPECT_EQ(counts.at(0), std::to_string(mol.NumAtoms()));
-  EXPECT_EQ(counts.at(1), std::to_string(bonds.size()));
-  EXPECT_EQ(Fields(text).at(0), "BIOPOLYMER");
-  EXPECT_EQ(Fields(text).at(0), "USER_CHARGES");
-  Fields(text);
-  EXPECT_EQ(Fields(text).at(0), "@<TRIPOS>ATOM");
-  const int n_substructures = std::stoi(counts.at(2));
-  for (const auto& atom : mol.GetAtoms()) {
-    const auto fields = Fields(text);
-    ASSERT_EQ(fields.size(), 9U);
-    ASSERT_LE(std::stoi(fields[6]), n_substructures);
-    ASSERT_NO_FATAL_FAILURE(ExpectCoordinates(mol, atom, fields, 2, 4));
-    ASSERT_NO_FATAL_FAILURE(ExpectNear(fields[8], atom.GetPartialCharge(), 4));
+  NxResidue residue;
+  for (const char* name : {"N", "CA", "C"}) {
+    SetResidue(AddAtom(mol, name[0] == 'N' ? 7 : 6, name), residue, "ALA", -2, 'A');
   }
-  EXPECT_EQ(Fields(text).at(0), "@<TRIPOS>BOND");
-  for (const Bond& bond : bonds) {
-    const auto fields = Fields(text);
-    ASSERT_EQ(fields.size(), 4U);
-    ASSERT_EQ((Bond{std::stoi(fields[1]), std::stoi(fields[2])}), bond);
-  }
-  EXPECT_EQ(Fields(text).at(0), "@<TRIPOS>SUBSTRUCTURE");
-  for (int i = 0; i < n_substructures; ++i) {
-    ASSERT_EQ(Fields(text).size(), 7U);
-  }
-  EXPECT_TRUE(Fields(text).empty());
-}
-
-// Skips to the atoms of an SD record, checking the counts.
-void ExpectSdfHead(std::istream& text, const NxMol& mol, std::size_t n_bonds, bool v3000) {
-  std::string line;
-  for (int i = 0; i < 4; ++i) {
-    std::getline(text, line);
-  }
-  EXPECT_TRUE(line.ends_with(v3000 ? " V3000" : " V2000")) << line;
-  if (v3000) {
-    Fields(text);
-    EXPECT_EQ(Fields(text), (std::vector<std::string>{"M", "V30", "COUNTS", std::to_string(mol.NumAtoms()),
-                                                      std::to_string(n_bonds), "0", "0", "0"}));
-    Fields(text);
-  } else {
-    EXPECT_EQ(std::stoul(line.substr(0, 3)), mol.NumAtoms());
-    EXPECT_EQ(std::stoul(line.substr(3, 3)), n_bonds);
-  }
-}
-
-void ExpectSdfBonds(std::istream& text, const std::vector<Bond>& bonds, bool v3000) {
-  for (const Bond& bond : bonds) {
-    std::string line;
-    std::getline(text, line);
-    std::istringstream words(line);
-    const auto fields = Fields(words);
-    const Bond read = v3000 ? Bond{std::stoi(fields.at(4)), std::stoi(fields.at(5))}
-                            : Bond{std::stoi(line.substr(0, 3)), std::stoi(line.substr(3, 3))};
-    ASSERT_EQ(read, bond);
-  }
-}
-
-TEST(NxMolOStream, SdfReadsBackInBothVersions) {
-  for (const int n : {400, 1200}) {
-    NxMol mol;
-    FillHostile(mol, n, 4);
-    const bool v3000 = mol.NumAtoms() > 999;
-    std::vector<int> expected_charges;
-    for (const auto& atom : mol.GetAtoms()) {
-      expected_charges.push_back(atom.GetFormalCharge());
-      float xyz[3];
-      mol.GetCoords(atom, xyz);
-      for (float& x : xyz) {
-        x = std::fmod(x, 9999.0F);  // within what V2000 columns hold
-      }
-      mol.SetCoords(atom, xyz);
-    }
-    const auto bonds = WiredBonds(mol);
-    std::istringstream text(Written(NxFileType::Sdf, {&mol}));
-    ExpectSdfHead(text, mol, bonds.size(), v3000);
-    std::string line;
-    std::vector<int> charges;
-    for (const auto& atom : mol.GetAtoms()) {
-      std::getline(text, line);
-      if (!v3000) {  // fixed columns, which may touch
-        line = line.substr(0, 10) + ' ' + line.substr(10, 10) + ' ' + line.substr(20);
-      }
-      std::istringstream words(line);
-      const auto fields = Fields(words);
-      ASSERT_NO_FATAL_FAILURE(ExpectCoordinates(mol, atom, fields, v3000 ? 4 : 0, 4));
-      charges.push_back(v3000 && fields.size() == 9 ? std::stoi(fields[8].substr(4)) : 0);
-    }
-    for (int i = 0; v3000 && i < 2; ++i) {
-      Fields(text);
-    }
-    ASSERT_NO_FATAL_FAILURE(ExpectSdfBonds(text, bonds, v3000));
-    while (std::getline(text, line) && line.starts_with("M  CHG")) {
-      for (int i = 0; i < std::stoi(line.substr(6, 3)); ++i) {
-        const auto at = static_cast<std::size_t>(9 + 8 * i);
-        charges.at(std::stoul(line.substr(at, 4)) - 1) = std::stoi(line.substr(at + 4, 4));
-      }
-    }
-    EXPECT_EQ(charges, expected_charges);
-    EXPECT_TRUE(text.str().ends_with("M  END\n$$$$\n"));
-  }
+  residue.SetInsertCode('x');
+  SetResidue(AddAtom(mol, 30, "ZN"), residue, "Z N", 5, ' ', true);
+  const std::string text = Written(NxFileType::Mol2, {&mol});
+  EXPECT_TRUE(text.starts_with("@<TRIPOS>MOLECULE\n****\n    4     0     2     0     0\nBIOPOLYMER\nNO_CHARGES\n\n"));
+  EXPECT_EQ(text.substr(text.find("@<TRIPOS>SUBSTRUCTURE")),
+            "@<TRIPOS>SUBSTRUCTURE\n"
+            "     1 ALA-2          2 RESIDUE 0 A    ALA\n"
+            "     2 Z_N5x          4 GROUP   0 **** Z_N\n");
 }
 
 TEST(NxMolOStream, TheActiveConformerIsWritten) {

@@ -49,50 +49,16 @@ unsigned SmallestRing(unsigned n_atoms, const Edges& edges, std::size_t through)
   return distance[to] < n_atoms ? distance[to] + 1 : 0;
 }
 
-struct Known {
-  const char* name;
-  Edges edges;
-  // Smallest ring of each atom.
-  std::vector<unsigned> rings;
-};
-
-TEST(NxRings, KnownSystems) {
-  const std::vector<Known> systems = {
-      {"naphthalene",
-       {{0, 1}, {1, 2}, {2, 3}, {3, 4}, {4, 5}, {5, 0}, {4, 6}, {6, 7}, {7, 8}, {8, 9}, {9, 5}},
-       {6, 6, 6, 6, 6, 6, 6, 6, 6, 6}},
-      {"norbornane", {{0, 1}, {1, 2}, {2, 3}, {3, 4}, {4, 5}, {5, 0}, {0, 6}, {6, 3}}, {5, 5, 5, 5, 5, 5, 5}},
-      {"bicyclo[2.2.2]octane",
-       {{0, 1}, {1, 2}, {2, 3}, {3, 4}, {4, 5}, {5, 0}, {0, 6}, {6, 7}, {7, 3}},
-       {6, 6, 6, 6, 6, 6, 6, 6}},
-      {"cubane",
-       {{0, 1}, {1, 2}, {2, 3}, {3, 0}, {4, 5}, {5, 6}, {6, 7}, {7, 4}, {0, 4}, {1, 5}, {2, 6}, {3, 7}},
-       {4, 4, 4, 4, 4, 4, 4, 4}},
-      {"spiro[4.5]decane",
-       {{0, 1}, {1, 2}, {2, 3}, {3, 4}, {4, 0}, {0, 5}, {5, 6}, {6, 7}, {7, 8}, {8, 9}, {9, 0}},
-       {5, 5, 5, 5, 5, 6, 6, 6, 6, 6}},
-      {"adamantane",
-       {{0, 1}, {1, 2}, {2, 3}, {3, 4}, {4, 5}, {5, 0}, {0, 6}, {2, 7}, {4, 8}, {6, 9}, {7, 9}, {8, 9}},
-       {6, 6, 6, 6, 6, 6, 6, 6, 6, 6}},
-      {"steroid",
-       {{0, 1},  {1, 2},   {2, 3},   {3, 4},   {4, 5},  {5, 0},   {4, 6},   {6, 7},   {7, 8},   {8, 9},   {9, 5},
-        {8, 10}, {10, 11}, {11, 12}, {12, 13}, {13, 9}, {10, 14}, {14, 15}, {15, 16}, {16, 11}, {11, 17}, {5, 18}},
-       {6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 5, 5, 6, 6, 5, 5, 5, 0, 0}},
-      {"two rings, a chain between",
-       {{0, 1}, {1, 2}, {2, 0}, {2, 3}, {3, 4}, {4, 5}, {5, 6}, {6, 7}, {7, 4}},
-       {3, 3, 3, 0, 4, 4, 4, 4}},
-  };
-  for (const Known& system : systems) {
-    NxMol mol;
-    Build(mol, static_cast<unsigned>(system.rings.size()), system.edges);
-    for (const NxAtomBase& atom : mol.GetAtoms()) {
-      EXPECT_EQ(atom.GetSmallestRingSize(), system.rings[atom.GetIdx()]) << system.name << " atom " << atom.GetIdx();
-      EXPECT_EQ(atom.IsInRing(), system.rings[atom.GetIdx()] != 0);
-    }
-    for (const NxBondBase& bond : mol.GetBonds()) {
-      EXPECT_EQ(bond.GetSmallestRingSize(), SmallestRing(mol.NumAtoms(), system.edges, bond.GetIdx())) << system.name;
-    }
+TEST(NxRings, Steroid) {
+  NxMol mol;
+  Build(mol, 19,
+        {{0, 1},  {1, 2},   {2, 3},   {3, 4},   {4, 5},  {5, 0},   {4, 6},   {6, 7},   {7, 8},   {8, 9},   {9, 5},
+         {8, 10}, {10, 11}, {11, 12}, {12, 13}, {13, 9}, {10, 14}, {14, 15}, {15, 16}, {16, 11}, {11, 17}, {5, 18}});
+  std::vector<unsigned> sizes;
+  for (const NxAtomBase& atom : mol.GetAtoms()) {
+    sizes.push_back(atom.GetSmallestRingSize());
   }
+  EXPECT_EQ(sizes, (std::vector<unsigned>{6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 5, 5, 6, 6, 5, 5, 5, 0, 0}));
 }
 
 TEST(NxRings, RandomGraphsAgainstEveryWayRound) {
@@ -120,6 +86,7 @@ TEST(NxRings, RandomGraphsAgainstEveryWayRound) {
     }
     for (unsigned a = 0; a < n; ++a) {
       ASSERT_EQ(mol.GetAtom(static_cast<int>(a))->GetSmallestRingSize(), of_atom[a] > n ? 0 : of_atom[a]);
+      ASSERT_EQ(mol.GetAtom(static_cast<int>(a))->IsInRing(), of_atom[a] <= n);
     }
   }
 }
