@@ -4,7 +4,7 @@
 // The molecule handle is always the last argument, an output buffer the first. Element getters take (output pointer,
 // index, molecule), element setters (value, index, molecule). Results are 1 for success or true and 0 for failure or
 // false unless a comment says otherwise. A handle that names no molecule ends the process with a fatal report. Null
-// arrays and buffers give 0 and change nothing.
+// arrays and buffers give 0 and change nothing, unless they have no element to read or write.
 //
 // An atom's place in an array is its atom index. Arrays are as long as the index bound, which nx_get_molecule_*_length
 // gives and which exceeds the atom count once atoms were deleted; getters leave the places of deleted atoms as they
