@@ -12,8 +12,12 @@
 #ifndef NXBRIOCHEM_NXBRIOCHEM_H
 #define NXBRIOCHEM_NXBRIOCHEM_H
 
+#include <nxbriochem/geometry/eigen_jag.h>
+#include <nxbriochem/geometry/matrix.h>
 #include <nxbriochem/geometry/mol_func1.h>
 #include <nxbriochem/geometry/mol_func2.h>
+#include <nxbriochem/geometry/r_eig.h>
+#include <nxbriochem/geometry/roots.h>
 #include <nxbriochem/molecules/bits.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/molecule_readers.h>

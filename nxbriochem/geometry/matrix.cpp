@@ -1,0 +1,202 @@
+// Matrices of any size. The float and the double functions are instances of one template each.
+#include <nxbriochem/geometry/matrix.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+#include <nxbriochem/geometry/r_eig.h>
+#include <nxbriochem/objects/memory.h>
+
+namespace {
+
+// An eigenvalue below this in magnitude counts as singular.
+constexpr double kSingular = 1e-7;
+
+// Products of two of these cannot overflow a size_t.
+std::size_t size_of(int n) { return static_cast<std::size_t>(n); }
+
+template <class Real>
+int copy(const Real* src, int rows, int cols, Real* dst) {
+  if (src == nullptr || dst == nullptr || rows < 0 || cols < 0) {
+    return 0;
+  }
+  // The two may overlap.
+  std::memmove(dst, src, size_of(rows) * size_of(cols) * sizeof(Real));
+  return 1;
+}
+
+template <class Real>
+int set_to_identity(Real* m, int n) {
+  if (m == nullptr || n < 0) {
+    return 0;
+  }
+  std::fill_n(m, size_of(n) * size_of(n), Real{0});
+  for (std::size_t i = 0; i < size_of(n); ++i) {
+    m[i * size_of(n) + i] = Real{1};
+  }
+  return 1;
+}
+
+template <class Real>
+int transpose(Real* m, int n) {
+  if (m == nullptr) {
+    return 0;
+  }
+  const std::size_t size = size_of(std::max(n, 0));
+  for (std::size_t i = 0; i < size; ++i) {
+    for (std::size_t j = i + 1; j < size; ++j) {
+      std::swap(m[i * size + j], m[j * size + i]);
+    }
+  }
+  return 1;
+}
+
+template <class Real>
+int multiply(const Real* a, int ra, int ca, const Real* b, int rb, int cb, Real* c) {
+  if (a == nullptr || b == nullptr || c == nullptr) {
+    return 0;
+  }
+  if (ra < 1 || cb < 1) {
+    return 1;
+  }
+  if (ca != rb) {
+    // It goes on all the same, with ca: that is meant.
+    std::printf("cant multiple two matrices with dimensions %d (%d*%d) %d\n", ra, ca, rb, cb);
+  }
+  const std::size_t inner = size_of(std::max(ca, 0));
+  const std::size_t cols = size_of(cb);
+  std::fill_n(c, size_of(ra) * cols, Real{0});
+  // Each element of C adds up its terms in the order of k; row by row of B, memory is walked in order.
+  for (std::size_t i = 0; i < size_of(ra); ++i) {
+    for (std::size_t k = 0; k < inner; ++k) {
+      const Real factor = a[i * inner + k];
+      for (std::size_t j = 0; j < cols; ++j) {
+        c[i * cols + j] += factor * b[k * cols + j];
+      }
+    }
+  }
+  return 1;
+}
+
+// Six tracked work arrays, given back at the end of the scope.
+class WorkArrays {
+ public:
+  // Two of n x n elements and four of n.
+  explicit WorkArrays(int n) {
+    const auto most = static_cast<std::size_t>(std::numeric_limits<int64_t>::max());
+    const std::size_t square = size_of(n) * size_of(n);
+    for (std::size_t k = 0; k < arrays_.size(); ++k) {
+      const std::size_t count = k < 2 ? square : size_of(n);
+      // A negative size is one that cannot be had.
+      const int64_t bytes = count > most / sizeof(double) ? -1 : static_cast<int64_t>(count * sizeof(double));
+      arrays_[k] = static_cast<double*>(nx_malloc(bytes));
+    }
+  }
+  WorkArrays(const WorkArrays&) = delete;
+  WorkArrays& operator=(const WorkArrays&) = delete;
+  ~WorkArrays() {
+    for (double* array : arrays_) {
+      nx_free(array);
+    }
+  }
+
+  double* operator[](std::size_t k) const { return arrays_[k]; }
+
+ private:
+  std::array<double*, 6> arrays_ = {};
+};
+
+bool all_finite(const float* values, std::size_t count) {
+  return std::all_of(values, values + count, [](float value) { return std::isfinite(value); });
+}
+
+}  // namespace
+
+int nx_copy_matrix(const double* src, int rows, int cols, double* dst) { return copy(src, rows, cols, dst); }
+
+int nx_copy_matrix_f(const float* src, int rows, int cols, float* dst) { return copy(src, rows, cols, dst); }
+
+int nx_set_to_identity(double* m, int n) { return set_to_identity(m, n); }
+
+int nx_set_to_identity_f(float* m, int n) { return set_to_identity(m, n); }
+
+int nx_transpose_matrix(double* m, int n) { return transpose(m, n); }
+
+int nx_transpose_matrix_f(float* m, int n) { return transpose(m, n); }
+
+int nx_multiply_matrices(const double* a, int ra, int ca, const double* b, int rb, int cb, double* c) {
+  return multiply(a, ra, ca, b, rb, cb, c);
+}
+
+int nx_multiply_matrices_f(const float* a, int ra, int ca, const float* b, int rb, int cb, float* c) {
+  return multiply(a, ra, ca, b, rb, cb, c);
+}
+
+int nx_multiply_vector_by_matrix_f(const float* matrix, const float* v, int n, int m, float* out) {
+  if (matrix == nullptr || v == nullptr || out == nullptr || n < 0 || m < 0) {
+    return 0;
+  }
+  for (std::size_t i = 0; i < size_of(n); ++i) {
+    float sum = 0.0F;
+    for (std::size_t k = 0; k < size_of(m); ++k) {
+      sum += matrix[i * size_of(m) + k] * v[k];
+    }
+    out[i] = sum;
+  }
+  return 1;
+}
+
+int nx_print_matrix(const float* m, int cols, int rows) {
+  if (m == nullptr || cols < 0 || rows < 0) {
+    return 0;
+  }
+  for (std::size_t i = 0; i < size_of(rows); ++i) {
+    for (std::size_t j = 0; j < size_of(cols); ++j) {
+      std::printf("%f ", static_cast<double>(m[i * size_of(cols) + j]));
+    }
+    std::printf("\n");
+  }
+  return 1;
+}
+
+int nx_solve_bilinear_equation_f(const float* a, const float* b, float* x, int n) {
+  if (a == nullptr || b == nullptr || x == nullptr || n < 0) {
+    return 0;
+  }
+  if (n == 0) {
+    return 1;
+  }
+  const std::size_t size = size_of(n);
+  if (!all_finite(a, size * size) || !all_finite(b, size)) {
+    return 0;
+  }
+  const WorkArrays work(n);
+  double* const vectors = work[0];
+  double* const columns = work[1];
+  double* const values = work[2];
+  double* const right = work[3];
+  double* const seen = work[4];
+  double* const solution = work[5];
+  std::copy_n(a, size * size, vectors);
+  std::copy_n(b, size, right);
+  if (DetermineEigenVectors(vectors, values, n, 1) == 0) {
+    return 0;
+  }
+  nx_copy_matrix(vectors, n, n, columns);
+  nx_transpose_matrix(columns, n);
+  // The eigenvectors are the rows: b as they see it, divided by the eigenvalues, and back.
+  nx_multiply_matrices(vectors, n, n, right, n, 1, seen);
+  for (std::size_t k = 0; k < size; ++k) {
+    seen[k] = std::fabs(values[k]) < kSingular ? 0.0 : seen[k] / values[k];
+  }
+  nx_multiply_matrices(columns, n, n, seen, n, 1, solution);
+  std::transform(solution, solution + size, x, [](double value) { return static_cast<float>(value); });
+  return 1;
+}

@@ -1,0 +1,105 @@
+// Small dense matrices, rotations, frames of three points, and the principal axes of symmetric 3 x 3 matrices.
+//
+// Matrices are flat and row-major: element (i, j) of an r x c matrix is at i * c + j. Names that end in _f take floats,
+// their twins doubles. Rotations are 9 floats and act on columns: x' = R x. Points are float triples. Results are 1
+// unless a comment says otherwise; null arrays and negative dimensions give 0 and change nothing.
+#ifndef NXBRIOCHEM_GEOMETRY_MATRIX_H
+#define NXBRIOCHEM_GEOMETRY_MATRIX_H
+
+#include <nxbriochem/export.h>
+
+NX_BEGIN_DECLS
+
+// ---- Matrices of any size ----
+
+// Copies rows * cols elements from src to dst, which may overlap.
+NX_API int nx_copy_matrix(const double* src, int rows, int cols, double* dst);
+// The same for floats.
+NX_API int nx_copy_matrix_f(const float* src, int rows, int cols, float* dst);
+// Makes an n x n matrix the identity.
+NX_API int nx_set_to_identity(double* m, int n);
+// The same for floats.
+NX_API int nx_set_to_identity_f(float* m, int n);
+// Transposes an n x n matrix in place; for n below 2, negative or not, there is nothing to do and the result is 1.
+NX_API int nx_transpose_matrix(double* m, int n);
+// The same for floats.
+NX_API int nx_transpose_matrix_f(float* m, int n);
+// C (ra x cb) = A (ra x ca) times B (rb x cb); C must be neither A nor B. When ca is not rb, it says so on standard
+// output and computes all the same with ca, which is meant: B must then have ca rows. Nothing is done for ra or cb
+// below 1, negative or not, and the result is 1; for ca below 1 C is zero.
+NX_API int nx_multiply_matrices(const double* a, int ra, int ca, const double* b, int rb, int cb, double* c);
+// The same for floats, summed in float.
+NX_API int nx_multiply_matrices_f(const float* a, int ra, int ca, const float* b, int rb, int cb, float* c);
+// out[i] = sum over k below m of M[i * m + k] v[k], for i below n.
+NX_API int nx_multiply_vector_by_matrix_f(const float* matrix, const float* v, int n, int m, float* out);
+// Prints a matrix row by row on standard output, "%f " per element; mind the order of the dimensions.
+NX_API int nx_print_matrix(const float* m, int cols, int rows);
+// Solves A x = b for a symmetric n x n matrix A, in double precision through its eigenvectors: x is the shortest of the
+// vectors with the least |A x - b|. Components along eigenvectors whose eigenvalue is below 1e-7 in magnitude are 0. 0,
+// x unchanged, when elements are not finite or the eigenvectors cannot be had (DetermineEigenVectors). Six tracked work
+// arrays, freed on return.
+NX_API int nx_solve_bilinear_equation_f(const float* a, const float* b, float* x, int n);
+
+// ---- Rotations and frames ----
+
+// The rotation by an angle (radians) about the axis (x, y, z), which need not be of length 1, into 9 doubles. There is
+// no guard for an axis along z, of which the result is not a number: callers must not pass one.
+NX_API int nx_get_tortion_matrix(double* m, double angle, double x, double y, double z);
+// Makes a near-rotation orthonormal, rows in their order (Gram-Schmidt). 0, with the rows changed so far, when a row
+// has length 0 or is not a number.
+NX_API int nx_reorthogonalize_rotation(float* m);
+// The frames of two triplets of points (9 floats each): R[3 i + j] is axis i of A's times axis j of B's. The frame of a
+// triplet is e1 along p2 - p1, e2 in the plane of e1 and p3 less the x coordinate of p1 taken from each component, e3
+// = e1 x e2. That x is taken from all three is meant: frames that programs stored depend on it. Points that coincide
+// give what is not a number.
+NX_API int nx_rotation_matrix_from_3_atoms(const float* a, const float* b, float* r);
+// The coordinates of n points (3n floats) in the frame of a triplet, with its first point as origin.
+NX_API int nx_get_3_point_coords(const float* p, const float* in, float* out, int n);
+// The inverse: points from their coordinates in the frame.
+NX_API int nx_regenerate_from_3_point_coords(const float* p, const float* in, float* out, int n);
+
+// ---- Principal axes: M = R^T diag(l) R for a symmetric M of 9 elements ----
+//
+// R's rows are eigenvectors in descending order of eigenvalue, orthonormal to the rounding of its floats for every
+// symmetric M, equal eigenvalues and singular matrices included. R need not be a proper rotation. Upper triangles are
+// read, lower ones in the tests for diagonal matrices only. Matrices that are not finite count as null ones.
+
+// The eigenvalues, descending, into 3 floats. Roots stays as it is.
+NX_API int get_roots_of_3_by_3_matrix(const float* m, float* values);
+// The same, for older callers.
+NX_API int get_roots_of_3_by_3(const float* m, float* values);
+// Eigenvalues, descending, into Roots, and R. 4: M is diagonal (all off-diagonal elements below 1e-6 in magnitude), R
+// the permutation that sorts the diagonal. 2: the eigenvalues are the diagonal to 1e-6, in its order, R the identity.
+// 0: `flag` is not 0 and only Roots was wanted; R stays as it is. 1 otherwise; in each row of R the component of the
+// diagonal element nearest to the eigenvalue is positive. -1, nothing written, for null arrays or elements that are not
+// finite. The two 1e-6 are absolute, and meant: what off-diagonal elements below them say is lost, in status 2 up to
+// elements of about the square root of 1e-6 times M's norm, so matrices of small elements are best scaled up first.
+NX_API int make_rmat(const float* m, float* r, int flag);
+// make_rmat under its exported name.
+NX_API int nx_make_rmat(const float* m, float* r, int flag);
+// The same by other means (the roots of nx_SolveCubic, cross products, Jacobi rotations), kept for make_rmat2.
+NX_API int make_rmat1(const float* m, float* r, int flag);
+// Runs make_rmat1 and make_rmat, R from the latter, and prints both statuses and the elements side by side. 0, nothing
+// printed, where make_rmat gives -1.
+NX_API int make_rmat2(const float* m, float* r, int flag);
+// The decomposition with the eigenvalues in the caller's array (3 doubles) instead of Roots; no shared state. Status as
+// make_rmat's.
+NX_API int nx_make_rmat_alt(const float* m, float* r, double* roots);
+// The same from 9 doubles.
+NX_API int nx_make_rmat_alt_d(const double* m, float* r, double* roots);
+// nx_make_rmat_alt under another name.
+NX_API int nx_make_rmat2(const float* m, float* r, double* roots);
+// Decomposes the transpose of M (so the lower triangle is read) by make_rmat, writes the transpose of R over M and the
+// eigenvalues into 3 floats.
+NX_API int get_roots_3(float* m, float* values);
+// The same of M itself.
+NX_API int get_roots_3_3(float* m, float* values);
+// The planar analogue: 4 elements of a symmetric M, and R likewise, here always a proper rotation, by at most a quarter
+// turn to either side. The two eigenvalues, descending, into Roots. Result 1.
+NX_API int make_rmat_2d(const float* m, float* r);
+// Prints R's elements beside those of R R^T, what of its diagonal is off 1 by more than 0.001, and "tested rmat".
+NX_API int test_rmat(const float* r);
+
+NX_END_DECLS
+
+#endif

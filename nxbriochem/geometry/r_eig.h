@@ -1,0 +1,49 @@
+// Symmetric matrices by other means than Jacobi's: eigenpairs one after the other, inversion through the spectrum,
+// tridiagonal forms, and metric matrices from distances.
+//
+// Matrices are flat, row-major, n x n. Work arrays are tracked blocks, freed on every path. Null arrays and a negative
+// n give 0 and change nothing.
+#ifndef NXBRIOCHEM_GEOMETRY_R_EIG_H
+#define NXBRIOCHEM_GEOMETRY_R_EIG_H
+
+#include <nxbriochem/export.h>
+
+NX_BEGIN_DECLS
+
+// Not 0: DetermineEigenVectors reports on standard error.
+extern NX_API int DebugFlag;
+
+// Householder reduction of a symmetric matrix, of which the lower triangle is read, to tridiagonal form: diagonal into
+// d[n], what is beside it into e[n] (e[i] stands between d[i - 1] and d[i], e[0] is 0), the orthogonal matrix of the
+// reduction over a, so that a^T A a is tridiagonal.
+NX_API int HouseHolderReduction(double* a, double* d, double* e, int n);
+
+// Eigenpairs of a symmetric matrix by iteration from random starts (rand()), each deflated out once it is found:
+// eigenvalues into values[n] in descending order of magnitude, eigenvectors into the rows of a. Residuals and what the
+// eigenvectors lack of being orthonormal are rounding errors of the largest eigenvalue, for clustered eigenvalues too.
+// Modes 1 and above do the same (with n = 0 they give 1); a mode below 1 gives 0. 0 as well, both arrays unchanged,
+// when an eigenpair takes more than 100 iterations (4n from n = 26 on), as it does with elements that are not finite,
+// when more than six restarts are needed, or when a start vector is 0.
+NX_API int DetermineEigenVectors(double* a, double* values, int n, int mode);
+
+// Householder reduction to tridiagonal form without the orthogonal matrix, columns from the last to the first: a
+// becomes tridiagonal, out[i] the norm of what column i held above its diagonal when its turn came (out[0] is 0). Each
+// of these n - 1 norms is printed as it is had, "%f\n" on standard output. For an n below 1 it writes 1.0 into the
+// first element of both and gives 1.
+NX_API int nx_l_tridiagonalize(double* a, double* out, int n);
+
+// From the distances of n points to the scalar products of their places about their centroid. Both may be one array.
+NX_API int nx_convert_distance_to_metric_matrix(const float* distances, float* metric, int n);
+
+// The inverse of a symmetric matrix through its eigenvalues. Those below 1e-7 in magnitude are printed on standard
+// output, and when there are any the output is left as it is; the result is 1 all the same, which is meant. 0 when the
+// eigenvectors cannot be had.
+NX_API int nx_invert_matrix_using_eigenvalues(const float* in, float* out, int n);
+// The same in double.
+NX_API int nx_invert_matrix_using_eigenvalues_double(const double* in, double* out, int n);
+// The body of both: mode 1 takes and gives floats, mode 2 doubles; any other mode does nothing and gives 0.
+NX_API int nx_invert_matrix_using_eigenvalues_base(const void* in, void* out, int n, int mode);
+
+NX_END_DECLS
+
+#endif

@@ -1,0 +1,40 @@
+// Real roots of polynomials up to degree four, in closed form.
+//
+// Each function gives the number of roots that it found. The plain ones write them into Roots, which every one of them
+// and make_rmat overwrite; the ones whose names end in Roots write into the caller's array (one double per degree) and
+// share no state. A leading coefficient below 1e-6 in magnitude counts as missing: the next lower degree is solved.
+// A null array gives 0 and changes nothing; so do coefficients that are not finite, or so large that the discriminant
+// is beyond a double.
+#ifndef NXBRIOCHEM_GEOMETRY_ROOTS_H
+#define NXBRIOCHEM_GEOMETRY_ROOTS_H
+
+#include <nxbriochem/export.h>
+
+NX_BEGIN_DECLS
+
+// The roots that the last call found; to be read right after it.
+extern NX_API double Roots[4];
+
+// The root of a x + b.
+NX_API int nx_SolveLinear(double a, double b);
+// The same into the caller's array.
+NX_API int nx_SolveLinearRoots(double a, double b, double* roots);
+// The roots of a x^2 + b x + c: two, one for a discriminant of exactly 0, or none.
+NX_API int nx_SolveQuadratic(double a, double b, double c);
+// The same into the caller's array; where a is missing, the second slot becomes 0 first.
+NX_API int nx_SolveQuadraticRoots(double a, double b, double c, double* roots);
+// The roots of a x^3 + b x^2 + c x + d. Three real roots when D <= 0, D = q^2 + p^3 being the discriminant of the
+// depressed cubic, in the order of the cosine formula. When D > 0 the result is 2 and three slots are written by a
+// formula that leaves the square root of D out, so that they are roots only where D is next to nothing (a double root):
+// that is meant, programs rely on the very numbers.
+NX_API int nx_SolveCubic(double a, double b, double c, double d);
+// The same into the caller's array, but for D of exactly 0, where all three slots become the abscissa of the inflexion
+// and the result is 1. Where a is missing, the third slot becomes 0 first.
+NX_API int nx_SolveCubicRoots(double a, double b, double c, double d, double* roots);
+// The roots of a x^4 + b x^3 + c x^2 + d x + e, into Roots (Euler's resolvent): four, of which some may be equal; two,
+// the lower first; or none.
+NX_API int nx_SolveQuartic(double a, double b, double c, double d, double e);
+
+NX_END_DECLS
+
+#endif

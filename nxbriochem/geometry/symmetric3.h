@@ -1,0 +1,28 @@
+// The eigenvalues and eigenvectors of a symmetric 3 x 3 matrix in double precision, accurate for every finite matrix:
+// what the principal axes and the superpositions of this directory rest on. Private to the directory; C++ only.
+#ifndef NXBRIOCHEM_GEOMETRY_SYMMETRIC3_H
+#define NXBRIOCHEM_GEOMETRY_SYMMETRIC3_H
+
+#include <array>
+
+#include <nxbriochem/export.h>
+
+namespace symmetric3 {
+
+struct PrincipalAxes {
+  std::array<double, 3> values;  // descending
+  std::array<double, 9> axes;    // row i is the unit eigenvector of values[i]; orthonormal, of either handedness
+};
+
+// The upper triangle of the row-major m is read; the elements must be finite. An R^T diag(l) R rebuilt from the result
+// differs from m by some 1e-15 of its norm, clustered eigenvalues included; eigenvalues far below the largest keep the
+// digits that m determines. Plain arithmetic and square roots only: the same bits with every compiler.
+NX_LOCAL PrincipalAxes principal_axes(const std::array<double, 9>& m);
+
+// The same by cyclic Jacobi rotations, begun from an orthonormal guess at the axes (rows): the nearer it is, the fewer
+// they are.
+NX_LOCAL PrincipalAxes jacobi_axes(const std::array<double, 9>& m, const std::array<double, 9>& guess);
+
+}  // namespace symmetric3
+
+#endif
