@@ -1,11 +1,104 @@
-// Lists of molecules from list files: text files that name structure files. Each entry point ends as
-// molecule_readers.h says, in the fatal report of nxi_file_input_list, since this library reads no structure files.
+// Principal axes of molecules, their superposition, and lists of molecules from list files.
 #ifndef NXBRIOCHEM_GEOMETRY_MOL_FUNC1_H
 #define NXBRIOCHEM_GEOMETRY_MOL_FUNC1_H
 
 #include <nxbriochem/export.h>
 
 NX_BEGIN_DECLS
+
+// ---- Principal axes of a molecule ----
+//
+// The second moments of the atoms about their centre give three principal axes and the extents along them, in
+// descending order. Unless a function says "with hydrogens", atoms whose name starts with H or h take no part; in every
+// one atoms of radius 0 take none when some radius is set. When that leaves no atom, all take part, with a warning in
+// the warning queue. "Mass weighted" means weighted by the cube of the radius, where radii are set. A molecule without
+// atoms ends the process with status 1 after "no atoms" on standard output. Moments are the root mean square extents in
+// angstrom, over the number of atoms that take part, weighted or not. Second moments are summed up in single precision:
+// an extent of 0 may come out as some ten-thousandths of the largest. With coordinates that are not finite moments are
+// not numbers, and the other functions give 0 and change nothing.
+
+// Turns and moves the molecule, all atoms of the active conformer, so that the centre is at the origin and the largest
+// extent along x, the smallest along z. The motion is kept as the molecule's transform: nx_untransform_molecule takes
+// it back (in every conformer, as it does). The rotation is always a proper one: no mirror image comes of it. 1.
+NX_API int nx_orient_by_moments_of_inertia(int mol);
+// The same with hydrogens.
+NX_API int nx_orient_by_moments_of_inertia_with_hydrogens(int mol);
+// The same mass weighted, without hydrogens.
+NX_API int nx_orient_by_moments_of_inertia_mass_weighted(int mol);
+// The same mass weighted, with hydrogens.
+NX_API int nx_orient_by_moments_of_inertia_with_hydrogens_mass_weighted(int mol);
+
+// The three moments, descending. 1 always; nothing is written to a null array.
+NX_API int nx_moments_of_inertia(int mol, float* moments);
+// The same with hydrogens.
+NX_API int nx_moments_of_inertia_with_hydrogens(int mol, float* moments);
+// The same mass weighted, without hydrogens.
+NX_API int nx_moments_of_inertia_mass_weighted(int mol, float* moments);
+// The same as nx_moments_of_inertia_mass_weighted: hydrogens are left out here too, whatever the name says. Programs
+// rely on the very numbers.
+NX_API int nx_moments_of_inertia_with_hydrogens_mass_weighted(int mol, float* moments);
+
+// The rotation into the principal frame, 9 floats row by row, rows the axes; a proper one. 2; 0 for a null array.
+NX_API int nx_inertial_matrix(int mol, float* rotation);
+// The same with hydrogens.
+NX_API int nx_inertial_matrix_with_hydrogens(int mol, float* rotation);
+
+// All of the above by number: even flags keep hydrogens, odd ones leave them out; 0 and 1 orient, 2 and 3 moments, 4
+// and 5 rotation, 6 and 7 orient mass weighted, from 8 on moments mass weighted, of which all but 8 leave hydrogens
+// out; negative ones are as 1. `out` is not looked at when orienting; 0 where it is needed and null.
+NX_API int nx_orient_m_i_base(int mol, int flag, float* out);
+// An older orientation, about the plain centroid, that leaves no transform on the molecule and knows no radii;
+// hydrogens take part for flag 0. A proper rotation by make_rmat, which leaves its eigenvalues in Roots. 1.
+NX_API int nx_orient_m_i_base2(int mol, int flag);
+
+// Moves n + m points (3 floats each) into the principal frame of the first n, by a proper rotation; a negative m is as
+// 0. 0, nothing moved, for a null array, an n of 0 or below, and first points that are not finite; else 1.
+NX_API int nx_orient_coordinates_to_inertial_frame(float* coordinates, int n, int m);
+// The same in the plane: points are pairs x, y.
+NX_API int nx_orient_2d_coordinates_to_inertial_frame(float* coordinates, int n, int m);
+
+// Which moments m1 >= m2 >= m3 of nx_moments_of_inertia are equal within a fraction `tolerance`: 3 all, 1 the two
+// largest, 2 the two smallest, 0 none, or m1 or m2 is 0.
+NX_API int nx_perceive_top_symmetry(int mol, float tolerance);
+// The same of nx_moments_of_inertia_with_hydrogens_mass_weighted.
+NX_API int nx_perceive_top_symmetry_mass_weighted(int mol, float tolerance);
+
+// ---- Superposition ----
+//
+// Atom i of one molecule is matched with atom i of the other; names are not compared. The motion is the proper rotation
+// and the translation of least root mean square deviation over the atoms that take part: all with hydrogens; without,
+// those whose name in the first molecule does not start with H or h. Active conformers are compared. 0, nothing done,
+// when the atom counts differ, for a null array and for a mode that is none of 0 to 5. Without any atom that takes
+// part, and with coordinates that are not finite, the deviation is not a number, nothing is moved, and the functions
+// that move or write a motion give 0. A molecule and its copy deviate by exactly 0, and no motion at all is between
+// them.
+
+// The least RMS deviation, angstrom, into one float. 1.
+NX_API int nx_get_rms(int first, int second, float* rms);
+// The same with hydrogens.
+NX_API int nx_get_rms_using_hydrogens(int first, int second, float* rms);
+// Moves all atoms of the second molecule onto the first and writes the RMS deviation. 1.
+NX_API int nx_superimpose_second_onto_first(int first, int second, float* rms);
+// The same with hydrogens.
+NX_API int nx_superimpose_second_onto_first_with_hydrogens(int first, int second, float* rms);
+// The motion x' = R x + t that does so: 9 floats of R row by row, determinant 1, and 3 of t. 1.
+NX_API int nx_get_superimpose_matrix(int first, int second, float* matrix);
+// The same with hydrogens.
+NX_API int nx_get_superimpose_matrix_using_hydrogens(int first, int second, float* matrix);
+// All of the above by number, in their order from 0.
+NX_API int nx_rms_base(int first, int second, int mode, float* out);
+
+// The least RMS deviation of two lists of n points (3n floats each). 1; 0 for null arrays and an n below 1.
+NX_API int nx_rms_between_points(const float* first, const float* second, int n, float* rms);
+// The smallest least RMS deviation over all pairs of a conformation of the first set and one of the second, of n points
+// each, laid one after the other; pairs with coordinates that are not finite do not count. 1; 0 for null arrays and
+// counts below 1.
+NX_API int nx_minimum_pair_rms(const float* first, int nfirst, const float* second, int nsecond, int n, float* rms);
+
+// ---- List files ----
+//
+// Text files that name structure files. Each entry point ends as molecule_readers.h says, in the fatal report of
+// nxi_file_input_list, since this library reads no structure files.
 
 // Reads the molecules that a list file names into a new list, handle written to *list. `format` is that of the files:
 // "pdb", "delphi_pdb", "mol2" or "mol2_charged" (here "mol2_charge" says the same); `kind` is the list file's, "alist"

@@ -1,0 +1,50 @@
+// What the orientation and the superposition of molecules share: work arrays in a molecule's object memory, and which
+// atoms take part. Private to the module; C++ only.
+#ifndef NXBRIOCHEM_GEOMETRY_MOL_FUNC1_ATOMS_H
+#define NXBRIOCHEM_GEOMETRY_MOL_FUNC1_ATOMS_H
+
+#include <algorithm>
+#include <cstddef>
+
+#include <nxbriochem/objects/object_memory.h>
+
+namespace mol_func1 {
+
+// A work array of `count` times `width` elements, all zero, in the object memory of a molecule, released at the end of
+// its scope. False when it could not be had. A molecule without atoms has its work arrays too.
+template <class T>
+class WorkArray {
+ public:
+  WorkArray(int mol, int count, int width, const char* name)
+      : mol_(mol),
+        data_(static_cast<T*>(
+            nx_object_calloc(mol, std::max(count, 1), static_cast<int>(sizeof(T)) * width, name, nullptr))) {}
+  WorkArray(const WorkArray&) = delete;
+  WorkArray& operator=(const WorkArray&) = delete;
+  ~WorkArray() {
+    if (data_ != nullptr) {
+      nxi_free(mol_, data_);
+    }
+  }
+
+  explicit operator bool() const { return data_ != nullptr; }
+  T* data() const { return data_; }
+  T& operator[](std::ptrdiff_t i) const { return data_[i]; }
+
+ private:
+  int mol_;
+  T* data_;
+};
+
+// What is said of each place of a molecule's arrays. Places of deleted atoms are absent whatever the rules say.
+enum Mark : int { kAbsent = -1, kTakesPart = 0, kLeftOut = 1 };
+
+// Marks all places, as many as the index bound; atoms whose name starts with H or h are left out when that is asked for
+// and the molecule has names. An atom without one reads as its element symbol.
+void mark_atoms(int mol, bool without_hydrogens, int* marks);
+
+int count_taking_part(const int* marks, int length);
+
+}  // namespace mol_func1
+
+#endif

@@ -1,0 +1,46 @@
+// The sums over pairs of points behind a least-squares superposition: a plain version, which defines the results, and
+// vector versions that give the same bits faster. Private to the module; C++ only.
+//
+// Everything is computed in double from differences to the first point of each set, which are exact, so that sets far
+// from the origin lose nothing. Pair i belongs to lane i % 4; each lane adds up its pairs in order, and a sum is
+// (lane 0 + lane 1) + (lane 2 + lane 3).
+#ifndef NXBRIOCHEM_GEOMETRY_SUPERPOSITION_KERNELS_H
+#define NXBRIOCHEM_GEOMETRY_SUPERPOSITION_KERNELS_H
+
+#include <array>
+
+#include <nxbriochem/geometry/c_bind_kernels.h>
+
+namespace superposition {
+
+using c_bind::InstructionSet;
+
+using Vector = std::array<double, 3>;
+using Matrix = std::array<double, 9>;  // row by row
+
+// Two sets of `count` points, 3 floats each; point i of one is matched with point i of the other. At least one.
+struct PointPairs {
+  const float* first;
+  const float* second;
+  int count;
+};
+
+// What there is to know of the pairs for their superposition. x and y are the points of the first and of the second
+// set, less the first point of each.
+struct PairSums {
+  Vector x;        // sum of x
+  Vector y;        // sum of y
+  double squares;  // sum of |x|^2 + |y|^2
+  Matrix product;  // [3 i + j]: sum of x_i y_j
+};
+
+// The sums, by the version asked for, which must be supported; instruction sets without a version of their own take
+// the widest below. Every version gives the same bits (of a NaN, only that it is one).
+PairSums sum_pairs(const PointPairs& pairs, InstructionSet set);
+
+// The sum of |x - (turn y + shift)|^2, likewise.
+double sum_squared_residuals(const PointPairs& pairs, const Matrix& turn, const Vector& shift, InstructionSet set);
+
+}  // namespace superposition
+
+#endif

@@ -1,0 +1,304 @@
+#include <gtest/gtest.h>
+#include <nxbriochem/geometry/mol_func1.h>
+#include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/objects/error.h>
+#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/objects/object_memory.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/exact_frames.h"
+
+namespace {
+
+using Random = std::mt19937;
+using test_support::Atom;
+using test_support::Atoms;
+using test_support::coordinates_of;
+using test_support::determinant;
+using test_support::ExactFrame;
+using test_support::Expected;
+using test_support::molecule_of;
+
+constexpr char kAllHydrogen[] = "all atoms hydrogen in orient_by_m_i!\n";
+constexpr char kAllHydrogenOrZero[] = "all atoms hydrogen and/or zero radii in orient_by_m_i!\n";
+
+Atoms random_atoms(Random& random) {
+  std::normal_distribution<float> normal;
+  const float offset = random() % 4 == 0 ? 1e5F : 10.0F;
+  const float size[3] = {8, random() % 5 == 0 ? 0.0F : 4.0F, random() % 4 == 0 ? 0.0F : 2.0F};
+  const std::vector<std::string> names = random() % 6 == 0
+                                             ? std::vector<std::string>{"H1", "hb"}
+                                             : std::vector<std::string>{"C", "HA", "N", "hx", "1H", "O", "CH"};
+  const bool named = random() % 6 != 0;
+  const auto kind_of_radii = random() % 4;
+  Atoms atoms(1 + random() % 12);
+  for (Atom& atom : atoms) {
+    atom.name = named ? names[random() % names.size()] : "";
+    for (std::size_t k = 0; k < 3; ++k) {
+      atom.at[(k + 2) % 3] = size[k] * normal(random) + offset;
+    }
+    const bool hydrogen = named && (atom.name[0] & 223) == 'H';
+    atom.radius = kind_of_radii == 0                        ? 0.0F
+                  : kind_of_radii == 1                      ? (hydrogen ? 1.0F : 0.0F)
+                  : kind_of_radii == 2 && random() % 3 == 0 ? 0.0F
+                                                            : 1.0F + static_cast<float>(random() % 8) / 8;
+  }
+  return atoms;
+}
+
+// The frame of what has been oriented: centre at the origin, axes in order.
+void expect_oriented(const Atoms& atoms, const Expected& expected, const std::array<double, 3>& moments, double loose) {
+  const ExactFrame frame(atoms, expected);
+  for (std::size_t k = 0; k < 3; ++k) {
+    EXPECT_NEAR(static_cast<double>(frame.centre[k]), 0, loose);
+    EXPECT_NEAR(static_cast<double>(std::sqrt(frame.second_moments[k][k] / frame.count)), moments[k], 2e-3 + loose);
+    // The make_rmat family takes eigenvalues for the diagonal that differ from it by up to 1e-6.
+    EXPECT_NEAR(static_cast<double>(frame.second_moments[k][(k + 1) % 3] / frame.count), 0,
+                1e-3 * (1 + moments[0]) + 10 * loose);
+  }
+}
+
+Atoms with_coordinates(Atoms atoms, const std::vector<float>& xyz) {
+  for (std::size_t i = 0; i < atoms.size(); ++i) {
+    std::copy_n(xyz.begin() + static_cast<std::ptrdiff_t>(3 * i), 3, atoms[i].at.begin());
+  }
+  return atoms;
+}
+
+// Volumes and handedness are those of before, to the rounding of coordinates of this size.
+void expect_rigid(const std::vector<float>& before, const std::vector<float>& after, double loose) {
+  for (std::size_t at = 0; at + 12 <= before.size(); at += 3) {
+    const auto volume = [at](const std::vector<float>& xyz) {
+      std::array<float, 9> edges{};
+      for (std::size_t k = 0; k < 9; ++k) {
+        edges[k] = xyz[at + 3 + k] - xyz[at + k % 3];
+      }
+      return determinant(edges.data());
+    };
+    EXPECT_NEAR(volume(after), volume(before), 1e-2 + 1e3 * loose);
+  }
+}
+
+struct Books {
+  int blocks = nx_total_number_of_active_pointers();
+  uint32_t bytes = nxi_total_object_memory_allocated();
+  bool operator==(const Books&) const = default;
+};
+
+int said(const char* text) { return nx_number_of_warnings() == 0 ? 0 : nx_number_of_warnings_with_tag(text); }
+
+}  // namespace
+
+// Every selector against the rules, on molecules with and without names, radii, hydrogens and extent.
+TEST(OrientBase, FollowsItsSelectorOnRandomMolecules) {
+  struct Row {
+    int flag;
+    char action;
+    bool without_hydrogens;
+    bool weighted;
+  };
+  constexpr Row kRows[] = {{0, 'o', false, false},      {1, 'o', true, false},  {2, 'm', false, false},
+                           {3, 'm', true, false},       {4, 'r', false, false}, {5, 'r', true, false},
+                           {6, 'o', false, true},       {7, 'o', true, true},   {8, 'm', false, true},
+                           {9, 'm', true, true},        {10, 'm', true, true},  {INT_MAX, 'm', true, true},
+                           {INT_MIN, 'o', true, false}, {0, '2', false, false}, {-5, '2', true, false}};
+  nxi_warn("the queue has its room from here on");
+  Random random(31);
+  for (int round = 0; round < 6000; ++round) {
+    const Atoms atoms = random_atoms(random);
+    const int mol = molecule_of(atoms);
+    const std::vector<float> before = coordinates_of(mol);
+    const Row row = kRows[random() % std::size(kRows)];
+    const bool is_older = row.action == '2';  // nx_orient_m_i_base2, which knows no radii
+    const Expected expected(atoms, row.without_hydrogens, row.weighted, !is_older);
+    const ExactFrame frame(atoms, expected);
+    const double loose = std::fabs(static_cast<double>(before[0])) > 1e4 ? 0.02 : 2e-5;
+    const int hydrogen_warnings = said(kAllHydrogen);
+    const int radius_warnings = said(kAllHydrogenOrZero);
+    const Books books;
+    std::array<float, 9> out;
+    out.fill(7);
+    if (is_older) {
+      ASSERT_EQ(nx_orient_m_i_base2(mol, row.flag), 1);
+    } else {
+      ASSERT_EQ(nx_orient_m_i_base(mol, row.flag, out.data()), row.action == 'r' ? 2 : 1);
+    }
+    EXPECT_EQ(books, Books());
+    EXPECT_EQ(said(kAllHydrogen), hydrogen_warnings + expected.warnings_of_hydrogen);
+    EXPECT_EQ(said(kAllHydrogenOrZero), radius_warnings + expected.warnings_of_radii);
+    const std::array<double, 3> moments = frame.moments();
+    const std::vector<float> after = coordinates_of(mol);
+    EXPECT_EQ(nx_is_molecule_transform_set(mol), row.action == 'o' ? 1 : 0);
+    if (row.action == 'o' || is_older) {
+      expect_rigid(before, after, loose);
+      expect_oriented(with_coordinates(atoms, after), expected, moments, loose);
+    } else {
+      EXPECT_EQ(after, before);
+      EXPECT_EQ(out[3] == 7, row.action == 'm');
+    }
+    if (row.action == 'o') {
+      EXPECT_EQ(nx_untransform_molecule(mol), 1);
+      const std::vector<float> back = coordinates_of(mol);
+      EXPECT_EQ(nx_transform_molecule(mol), 1);
+      const std::vector<float> again = coordinates_of(mol);
+      for (std::size_t i = 0; i < before.size(); ++i) {
+        EXPECT_NEAR(back[i], before[i], loose);
+        EXPECT_NEAR(again[i], after[i], loose);
+      }
+    }
+    for (std::size_t k = 0; k < 3 && row.action == 'm'; ++k) {
+      EXPECT_NEAR(out[k], moments[k], 5e-4 * (1 + moments[0]));
+    }
+    if (row.action == 'r') {
+      EXPECT_NEAR(determinant(out.data()), 1, 1e-5);
+      nx_orient_m_i_base(mol, row.flag - 4, nullptr);
+      std::array<float, 9> kept{};
+      nx_get_molecule_transform_matrix(kept.data(), nullptr, mol);
+      for (std::size_t k = 0; k < 9; ++k) {
+        EXPECT_NEAR(kept[k], out[k], 1e-6);
+      }
+    }
+    nx_delete_molecule(mol);
+    ASSERT_FALSE(HasFailure()) << "round " << round << ", flag " << row.flag << ", " << atoms.size() << " atoms";
+  }
+}
+
+TEST(OrientWrappers, PassTheirSelectors) {
+  const Atoms atoms = {{"C", {1, 2, 3}, 1.7F},   {"HA", {4, -1, 0}, 1.2F}, {"N", {0, 5, 1}, 1.5F},
+                       {"HB", {2, 2, -6}, 1.1F}, {"O", {-3, 0, 2}, 1.4F},  {"S", {1, -4, 4}, 0}};
+  using Call = int (*)(int, float*);
+  const std::pair<Call, int> calls[] = {
+      {[](int mol, float*) { return nx_orient_by_moments_of_inertia_with_hydrogens(mol); }, 0},
+      {[](int mol, float*) { return nx_orient_by_moments_of_inertia(mol); }, 1},
+      {nx_moments_of_inertia_with_hydrogens, 2},
+      {nx_moments_of_inertia, 3},
+      {nx_inertial_matrix_with_hydrogens, 4},
+      {nx_inertial_matrix, 5},
+      {[](int mol, float*) { return nx_orient_by_moments_of_inertia_with_hydrogens_mass_weighted(mol); }, 6},
+      {[](int mol, float*) { return nx_orient_by_moments_of_inertia_mass_weighted(mol); }, 7},
+      {nx_moments_of_inertia_mass_weighted, 9},
+      {nx_moments_of_inertia_with_hydrogens_mass_weighted, 10}};
+  for (const auto& [call, flag] : calls) {
+    const int by_name = molecule_of(atoms);
+    const int by_flag = molecule_of(atoms);
+    std::array<float, 9> out{};
+    std::array<float, 9> expected{};
+    EXPECT_EQ(call(by_name, out.data()), nx_orient_m_i_base(by_flag, flag, expected.data()));
+    EXPECT_EQ(out, expected) << flag;
+    EXPECT_EQ(coordinates_of(by_name), coordinates_of(by_flag)) << flag;
+  }
+  // Of the moments functions 1 is the result always.
+  const int mol = molecule_of(atoms);
+  EXPECT_EQ(nx_orient_m_i_base(mol, 3, nullptr), 0);
+  EXPECT_EQ(nx_moments_of_inertia(mol, nullptr), 1);
+  EXPECT_EQ(nx_inertial_matrix(mol, nullptr), 0);
+}
+
+TEST(Orient, PassesOverDeletedAtomsAndRefusesWhatIsNotFinite) {
+  const Atoms atoms = {{"C", {90, 90, 90}, 1}, {"C", {70, 0, 0}, 1}, {"C", {1, 0, 3}, 1},
+                       {"N", {1, 0, 7}, 2},    {"O", {1, 0, 9}, 1},  {"H", {1, 0, 19}, 1}};
+  const int mol = molecule_of(atoms);
+  nx_set_molecule_atom_number(4, mol);
+  std::array<float, 9> out{};
+  EXPECT_EQ(nx_moments_of_inertia(mol, out.data()), 1);
+  EXPECT_NEAR(out[0], std::sqrt((100 + 4 + 64) / 27.0), 1e-5);  // places 3, 7 and 9 about 19/3
+  EXPECT_EQ(out[1], 0);
+  EXPECT_EQ(nx_orient_by_moments_of_inertia(mol), 1);
+  const std::vector<float> xyz = coordinates_of(mol);
+  EXPECT_NEAR(std::fabs(xyz[15]), 19 - 19 / 3.0, 1e-5);  // along x now
+  EXPECT_EQ(xyz[17], 0);
+
+  const int broken = molecule_of(atoms);
+  nx_set_molecule_coordinates_element(std::numeric_limits<float>::quiet_NaN(), 4, broken);
+  EXPECT_EQ(nx_orient_by_moments_of_inertia(broken), 0);
+  EXPECT_EQ(nx_orient_m_i_base2(broken, 0), 0);
+  EXPECT_EQ(nx_inertial_matrix(broken, out.data()), 0);
+  EXPECT_EQ(out[1], 0);
+  EXPECT_EQ(nx_moments_of_inertia(broken, out.data()), 1);
+  EXPECT_TRUE(std::isnan(out[0]));
+  EXPECT_EQ(nx_is_molecule_transform_set(broken), 0);
+}
+
+TEST(OrientDeathTest, EndsWithoutAtoms) {
+  const auto without_atoms = [](auto call) {
+    std::fflush(stdout);
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    call(nx_make_molecule());
+  };
+  EXPECT_EXIT(without_atoms([](int mol) { nx_moments_of_inertia(mol, nullptr); }), testing::ExitedWithCode(1),
+              testing::Eq("no atoms\n"));
+  EXPECT_EXIT(without_atoms([](int mol) { nx_orient_m_i_base2(mol, 0); }), testing::ExitedWithCode(1),
+              testing::Eq("no atoms\n"));
+}
+
+TEST(OrientCoordinates, MovesAllIntoTheFrameOfTheFirst) {
+  Random random(34);
+  std::normal_distribution<float> normal;
+  for (int round = 0; round < 1000; ++round) {
+    Atoms atoms(4 + random() % 6);
+    std::vector<float> points;
+    for (Atom& atom : atoms) {
+      atom.at = {6 * normal(random) + 30, 2 * normal(random), 3 * normal(random) - 9};
+      points.insert(points.end(), atom.at.begin(), atom.at.end());
+    }
+    const std::vector<float> before = points;
+    const int m = static_cast<int>(random() % 3);
+    const int n = static_cast<int>(atoms.size()) - m;
+    Expected expected(atoms, false, false, false);
+    std::fill_n(expected.in.begin() + n, m, false);
+    ASSERT_EQ(nx_orient_coordinates_to_inertial_frame(points.data(), n, m), 1);
+    expect_rigid(before, points, 2e-5);
+    expect_oriented(with_coordinates(atoms, points), expected, ExactFrame(atoms, expected).moments(), 2e-5);
+    ASSERT_FALSE(HasFailure()) << "round " << round;
+  }
+  // In the plane: a cross on its side, and a fifth point that only follows.
+  float cross[] = {5, 9, 5, 1, 4, 5, 6, 5, 7, 8};
+  EXPECT_EQ(nx_orient_2d_coordinates_to_inertial_frame(cross, 4, 1), 1);
+  const float sign = cross[0] > 0 ? 1.0F : -1.0F;
+  for (std::size_t i = 0; i < 10; ++i) {
+    constexpr float kOriented[] = {4, 0, -4, 0, 0, 1, 0, -1, 3, -2};
+    EXPECT_FLOAT_EQ(cross[i], sign * kOriented[i]) << i;
+  }
+  float line[] = {1, 2, 3, 4, 5, 6};
+  EXPECT_EQ(nx_orient_coordinates_to_inertial_frame(line, 0, 2), 0);
+  EXPECT_EQ(nx_orient_coordinates_to_inertial_frame(nullptr, 1, 0), 0);
+  EXPECT_EQ(nx_orient_2d_coordinates_to_inertial_frame(line, -1, 2), 0);
+  EXPECT_EQ(line[0], 1);
+  EXPECT_EQ(nx_orient_coordinates_to_inertial_frame(line, 1, -5), 1);
+  EXPECT_EQ(line[0], 0);
+  EXPECT_EQ(line[3], 4);
+}
+
+TEST(TopSymmetry, ComparesMomentsByTheTolerance) {
+  const auto symmetry = [](const std::vector<std::array<float, 3>>& points, float tolerance) {
+    Atoms atoms;
+    for (const auto& at : points) {
+      atoms.push_back({"C", at, 2});
+    }
+    const int mol = molecule_of(atoms);
+    EXPECT_EQ(nx_perceive_top_symmetry(mol, tolerance), nx_perceive_top_symmetry_mass_weighted(mol, tolerance));
+    return nx_perceive_top_symmetry(mol, tolerance);
+  };
+  const auto cross = [&](float x, float y, float z, float tolerance) {
+    return symmetry({{x, 0, 0}, {-x, 0, 0}, {0, y, 0}, {0, -y, 0}, {0, 0, z}, {0, 0, -z}}, tolerance);
+  };
+  EXPECT_EQ(symmetry({{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}}, 1e-30F), 3);
+  EXPECT_EQ(symmetry({{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}}, 0), 0);
+  EXPECT_EQ(cross(3, 3, 1, 0.01F), 1);
+  EXPECT_EQ(cross(3, 3, 0, 0.01F), 1);
+  EXPECT_EQ(cross(3, 1, 1, 0.01F), 2);
+  EXPECT_EQ(cross(4, 3, 2, 0.24F), 0);
+  EXPECT_EQ(cross(4, 3, 2, 0.26F), 1);
+  EXPECT_EQ(cross(4, 2, 1.5F, 0.26F), 2);
+  EXPECT_EQ(cross(4, 3, 2, 0.6F), 3);
+  EXPECT_EQ(symmetry({{0, 0, 1}, {0, 0, 2}}, 2), 0);
+}
