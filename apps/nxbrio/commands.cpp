@@ -46,8 +46,7 @@ std::vector<WrittenFile> check_outputs(const BindOptions& options) {
   inputs.insert(inputs.end(), {options.target, options.ligand});
   std::vector<WrittenFile> outputs;
   for (const std::string& path : options.outputs) {
-    outputs.push_back({path, format_by_ending("--write", path)});
-    refuse_inputs("--write", path, inputs);
+    outputs.push_back(checked_output("--write", path, std::nullopt, inputs));
   }
   for (const WrittenFile& output : outputs) {
     check_writable(output.path);
@@ -76,6 +75,12 @@ BindReport bind_molecules(const BindOptions& options) {
   Structure ligand = read_structure(options.ligand);
   const Molecule target_molecule(target);
   const Molecule ligand_molecule(ligand);
+  if (options.orient) {
+    report.orientation = orient_molecule(target_molecule, {});
+    move_along(target_molecule, ligand_molecule);
+    take_positions(target_molecule, target);
+    take_positions(ligand_molecule, ligand);
+  }
   for (const float dielectric : dielectrics) {
     const float energy = binding_energy(target_molecule, ligand_molecule, dielectric);
     if (!std::isfinite(energy)) {
@@ -92,14 +97,7 @@ BindReport bind_molecules(const BindOptions& options) {
 
 }  // namespace
 
-void bind(const BindOptions& options) {
-  const BindReport report = bind_molecules(options);
-  if (options.json) {
-    print_report(bind_json(report));
-  } else {
-    print_report(bind_text(report));
-  }
-}
+void bind(const BindOptions& options) { print_report(bind_molecules(options), options.json, bind_text, bind_json); }
 
 void info(const InfoOptions& options) {
   Summary summary;
@@ -108,11 +106,7 @@ void info(const InfoOptions& options) {
     const Molecule molecule(structure);
     summary = summarise(structure, molecule);
   }
-  if (options.json) {
-    print_report(info_json(summary));
-  } else {
-    print_report(info_text(summary));
-  }
+  print_report(summary, options.json, info_text, info_json);
 }
 
 }  // namespace nxbrio

@@ -4,7 +4,11 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "geometry.h"
+#include "models.h"
 
 namespace nxbrio {
 
@@ -16,21 +20,14 @@ struct BindOptions {
   // Files of variables.
   std::vector<std::string> parameters;
   std::vector<std::string> outputs;
+  // Whether the complex is turned into the target's principal frame first.
+  bool orient = false;
   bool json = false;
 };
 
 struct InfoOptions {
   std::string file;
   bool json = false;
-};
-
-// Where the bonds that are written come from.
-enum class BondSource {
-  // The file and, where it leaves atoms without bonds or orders untold and the format needs them, distances.
-  Auto,
-  File,
-  // Distances alone.
-  Distance
 };
 
 struct ConvertOptions {
@@ -47,9 +44,51 @@ struct ConvertOptions {
   bool json = false;
 };
 
+struct OrientOptions {
+  std::string input;
+  std::string output;
+  std::optional<std::string> format;
+  FrameChoice choice;
+  // What is moved along with the input, and where it is written.
+  std::vector<std::pair<std::string, std::string>> with;
+  bool json = false;
+};
+
+struct MomentsOptions {
+  std::string file;
+  // The fraction within which moments count as equal, as given; none means 0.01.
+  std::optional<std::string> tolerance;
+  bool json = false;
+};
+
+struct RmsOptions {
+  std::string reference;
+  // What is compared with the reference.
+  std::vector<std::string> files;
+  // Compare all models of all files, the reference's too, with one another.
+  bool all = false;
+  bool hydrogens = false;
+  bool json = false;
+};
+
+struct SuperposeOptions {
+  std::string reference;
+  std::vector<std::string> moving;
+  std::string output;
+  std::optional<std::string> format;
+  bool hydrogens = false;
+  // Whether the motions are told.
+  bool matrix = false;
+  bool json = false;
+};
+
 void bind(const BindOptions& options);
 void info(const InfoOptions& options);
 void convert(const ConvertOptions& options);
+void orient(const OrientOptions& options);
+void moments(const MomentsOptions& options);
+void rms(const RmsOptions& options);
+void superpose(const SuperposeOptions& options);
 
 }  // namespace nxbrio
 

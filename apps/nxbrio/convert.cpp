@@ -1,11 +1,10 @@
 // The command that writes a structure file in another format.
 #include <algorithm>
-#include <cmath>
-#include <deque>
 
 #include "commands.h"
 #include "failure.h"
 #include "formula.h"
+#include "models.h"
 #include "molecule.h"
 #include "output.h"
 #include "report.h"
@@ -39,10 +38,7 @@ std::optional<Transform> parse_transform(const ConvertOptions& options) {
 WrittenFile check_output(const ConvertOptions& options) {
   std::vector<std::string> inputs = options.parameters;
   inputs.push_back(options.input);
-  const std::string format =
-      options.format ? checked_format("--format", *options.format) : format_by_ending("OUT", options.output);
-  refuse_inputs("OUT", options.output, inputs);
-  return {options.output, format};
+  return checked_output("OUT", options.output, options.format, inputs);
 }
 
 // The models that are wanted.
@@ -62,95 +58,41 @@ std::vector<Structure> read_wanted(const ConvertOptions& options, ConvertReport&
   return models;
 }
 
-// Whether the bonds are to come from distances too.
-bool needs_distances(const ConvertOptions& options, const std::string& format, const std::vector<Structure>& models) {
-  if (options.bonds != BondSource::Auto) {
-    return options.bonds == BondSource::Distance;
-  }
-  return format_needs_bonds(format) && !std::all_of(models.begin(), models.end(), bonds_are_complete);
-}
-
-const char* bond_source(const ConvertOptions& options, bool distances, const ConvertReport& report) {
-  const bool from_file = options.bonds != BondSource::Distance && report.bonds_given > 0;
-  if (distances) {
-    return from_file ? "file and distances" : "distances";
-  }
-  return from_file ? "file" : "none given";
-}
-
-void write(const WrittenFile& file, const std::deque<Molecule>& molecules) {
-  if (molecules.size() == 1) {
-    write_molecule(file, molecules.front().handle());
-    return;
-  }
-  const MoleculeList list;
-  for (const Molecule& molecule : molecules) {
-    list.add(molecule);
-  }
-  write_list(file, list.handle());
-}
-
-void summarise_input(const std::vector<Structure>& models, ConvertReport& report) {
-  const Structure& first = models.front();
+void summarise_input(const std::vector<Structure>& structures, ConvertReport& report) {
+  const Structure& first = structures.front();
   report.file = first.path;
   report.format = first.format;
   report.charge_source = charge_source(first);
   report.radius_source = radius_source(first);
-  for (const Structure& model : models) {
-    report.models.push_back(model.model);
-    report.atoms += static_cast<long long>(model.atoms.size());
-    report.bonds_given += static_cast<long long>(model.bonds.size());
-    // Most models of a file have the same to say.
-    for (const std::string& note : model.notes) {
-      if (std::find(report.notes.begin(), report.notes.end(), note) == report.notes.end()) {
-        report.notes.push_back(note);
-      }
-    }
+  report.notes = notes_of(structures);
+  for (const Structure& structure : structures) {
+    report.models.push_back(structure.model);
+    report.bonds_given += static_cast<long long>(structure.bonds.size());
   }
 }
 
 // The report without what the library says once the molecules are gone.
 ConvertReport convert_file(const ConvertOptions& options) {
   ConvertReport report;
-  report.written = check_output(options);
+  const WrittenFile output = check_output(options);
   report.transform = parse_transform(options);
   check_writable(options.output);
-  std::vector<Structure> models = read_wanted(options, report);
-  summarise_input(models, report);
-
-  const bool distances = needs_distances(options, report.written.format, models);
-  const bool held = format_holds_bonds(report.written.format);
-  report.bond_source = held ? bond_source(options, distances, report) : "not in this format";
-  std::deque<Molecule> molecules;
-  for (Structure& model : models) {
-    if (models.size() > 1) {
-      model.name += formatted(" model %d", model.model);
-    }
-    if (options.bonds == BondSource::Distance) {
-      model.bonds.clear();
-    }
-    const Molecule& molecule = molecules.emplace_back(model);
-    if (distances) {
-      make_bonds_by_distance(molecule);
-    }
-    report.bonds_written += held ? bond_number(molecule) : 0;
-    if (report.transform) {
-      apply_transform(*report.transform, molecule);
+  std::vector<Structure> structures = read_wanted(options, report);
+  summarise_input(structures, report);
+  const Ensemble models = make_written_models(output, options.bonds, std::move(structures), report.written);
+  if (report.transform) {
+    for (const Model& model : models) {
+      apply_transform(*report.transform, model.molecule);
     }
   }
-  write(report.written, molecules);
+  write_models(output, models);
   return report;
 }
 
 }  // namespace
 
 void convert(const ConvertOptions& options) {
-  const ConvertReport report = convert_file(options);
-  if (options.json) {
-    print_report(convert_json(report));
-  } else {
-    print_report(convert_text(report));
-  }
+  print_report(convert_file(options), options.json, convert_text, convert_json);
 }
 
 }  // namespace nxbrio

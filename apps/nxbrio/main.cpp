@@ -1,11 +1,12 @@
-// nxbrio: Coulombic binding of two molecules, what a structure file holds, and structure files in other formats. Exit
-// status 0 when the job is done, 1 when it failed, 2 when the program was called wrongly; a failure is one line on
-// standard error.
+// nxbrio: Coulombic binding of two molecules, what a structure file holds, structure files in other formats, principal
+// frames and superpositions. Exit status 0 when the job is done, 1 when it failed, 2 when the program was called
+// wrongly; a failure is one line on standard error.
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <new>
 
 #include "commands.h"
@@ -48,6 +49,27 @@ a formula with blanks in it stands in parentheses.
 
 )";
 
+constexpr const char* kFrames =
+    R"(Moments are root mean square extents along the principal axes, in angstrom: sqrt(sum d^2 / n) over the atoms that
+take part, at the distances d from their centre along an axis. Weighted, each atom counts by its radius cubed. Atoms
+whose name starts with H or h take part with --hydrogens only, and atoms of radius 0 not at all.
+
+)";
+
+constexpr const char* kOrienting =
+    R"(Each model of IN is turned and moved by itself: its centre to the origin, its largest extent along x, its
+smallest along z, by a proper rotation. What belongs to it, say a ligand, is moved along by --with: model by model,
+or every model with the only one of IN.
+
+)";
+
+constexpr const char* kFitting =
+    R"(Atoms are paired by their order in the files, whatever their names; all files need as many. The deviation is the
+least over proper rotations and translations of the atoms that take part: all but those whose name in the first
+molecule starts with H or h; with --hydrogens all. All models of a file are compared, of the reference the first.
+
+)";
+
 int report(int status, const std::string& what) {
   std::fflush(stdout);
   std::fprintf(stderr, "nxbrio: %s\n", what.c_str());
@@ -60,6 +82,19 @@ void add_parameters(CLI::App& command, std::vector<std::string>& files) {
                   "file of variables for formulas, a line 'name = formula' each; may be repeated")
       ->type_name("FILE")
       ->allow_extra_args(false);
+}
+
+void add_json(CLI::App& command, bool& json) { command.add_flag("--json", json, "print one JSON object"); }
+
+void add_format(CLI::App& command, std::optional<std::string>& format) {
+  command
+      .add_option("-f,--format", format,
+                  "pdb, delphi_pdb, mol2, sdf, xyz or pqr [by the ending of OUT: .pdb, .mol2, .sdf, .xyz, .pqr]")
+      ->type_name("WORD");
+}
+
+void add_hydrogens(CLI::App& command, bool& hydrogens) {
+  command.add_flag("--hydrogens", hydrogens, "hydrogens take part");
 }
 
 void set_up_bind(CLI::App& app, nxbrio::BindOptions& options) {
@@ -75,7 +110,9 @@ void set_up_bind(CLI::App& app, nxbrio::BindOptions& options) {
                    "write the complex, as .pdb, .pqr, .mol2, .sdf or .xyz; may be repeated")
       ->type_name("OUT")
       ->allow_extra_args(false);
-  bind->add_flag("--json", options.json, "print one JSON object");
+  bind->add_flag("--orient", options.orient,
+                 "first turn the complex into the principal frame of the target's atoms but hydrogens");
+  add_json(*bind, options.json);
   bind->footer(kFormulas + std::string(kFormats));
   bind->callback([&options] { nxbrio::bind(options); });
 }
@@ -83,7 +120,7 @@ void set_up_bind(CLI::App& app, nxbrio::BindOptions& options) {
 void set_up_info(CLI::App& app, nxbrio::InfoOptions& options) {
   CLI::App* info = app.add_subcommand("info", "what a structure file holds");
   info->add_option("FILE", options.file, "structure file")->required();
-  info->add_flag("--json", options.json, "print one JSON object");
+  add_json(*info, options.json);
   info->footer(kFormats);
   info->callback([&options] { nxbrio::info(options); });
 }
@@ -95,10 +132,7 @@ void set_up_convert(CLI::App& app, nxbrio::ConvertOptions& options) {
   CLI::App* convert = app.add_subcommand("convert", "writes a structure file in another format");
   convert->add_option("IN", options.input, "structure file that is read")->required();
   convert->add_option("OUT", options.output, "structure file that is written")->required();
-  convert
-      ->add_option("-f,--format", options.format,
-                   "pdb, delphi_pdb, mol2, sdf, xyz or pqr [by the ending of OUT: .pdb, .mol2, .sdf, .xyz, .pqr]")
-      ->type_name("WORD");
+  add_format(*convert, options.format);
   convert->add_option("-t,--transform", options.transform, "moves and turns every model: 'a b c d tx ty tz'")
       ->type_name("VALUES");
   add_parameters(*convert, options.parameters);
@@ -106,21 +140,96 @@ void set_up_convert(CLI::App& app, nxbrio::ConvertOptions& options) {
   convert->add_option("-b,--bonds", options.bonds, "where bonds come from: auto, file or distance [auto]")
       ->type_name("WORD")
       ->transform(CLI::CheckedTransformer(sources).description(""));
-  convert->add_flag("--json", options.json, "print one JSON object");
+  add_json(*convert, options.json);
   convert->footer(kConverting + std::string(kFormulas) + kFormats);
   convert->callback([&options] { nxbrio::convert(options); });
 }
 
+void set_up_orient(CLI::App& app, nxbrio::OrientOptions& options) {
+  CLI::App* orient = app.add_subcommand("orient", "turns a structure into its principal frame");
+  orient->add_option("IN", options.input, "structure file that is read")->required();
+  orient->add_option("OUT", options.output, "structure file that is written")->required();
+  add_hydrogens(*orient, options.choice.hydrogens);
+  orient->add_flag("--weighted", options.choice.weighted, "each atom counts by its radius cubed");
+  orient->add_option("-w,--with", options.with, "moves another structure, say a ligand, along with IN; may be repeated")
+      ->type_name("FILE OUT")
+      ->allow_extra_args(false);
+  add_format(*orient, options.format);
+  add_json(*orient, options.json);
+  orient->footer(kOrienting + std::string(kFrames) + kFormats);
+  orient->callback([&options] { nxbrio::orient(options); });
+}
+
+void set_up_moments(CLI::App& app, nxbrio::MomentsOptions& options) {
+  CLI::App* moments = app.add_subcommand("moments", "extents along the principal axes, and top symmetry");
+  moments->add_option("FILE", options.file, "structure file")->required();
+  moments->add_option("-t,--tolerance", options.tolerance, "fraction within which moments count as equal [0.01]")
+      ->type_name("T");
+  add_json(*moments, options.json);
+  moments->footer(kFrames + std::string(kFormats));
+  moments->callback([&options] { nxbrio::moments(options); });
+}
+
+void set_up_rms(CLI::App& app, nxbrio::RmsOptions& options) {
+  CLI::App* rms = app.add_subcommand("rms", "least RMS deviation of structures from a reference, or of all pairs");
+  rms->add_option("REF", options.reference, "structure file of the reference")->required();
+  rms->add_option("FILE", options.files, "structure files that are compared with it");
+  rms->add_flag("--all", options.all, "compares all models of all files with one another");
+  add_hydrogens(*rms, options.hydrogens);
+  add_json(*rms, options.json);
+  rms->footer(kFitting + std::string(kFormats));
+  rms->callback([&options] { nxbrio::rms(options); });
+}
+
+// A positional argument of many values takes all that follow, OUT among them, which the usage line tells apart.
+class SuperposeHelp : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App* /*app*/, std::string name) const override {
+    return "Usage: " + name + " [OPTIONS] REF MOVING... OUT\n";
+  }
+};
+
+void set_up_superpose(CLI::App& app, nxbrio::SuperposeOptions& options) {
+  CLI::App* superpose = app.add_subcommand("superpose", "moves structures onto a reference");
+  superpose->add_option("REF", options.reference, "structure file of the reference")->required();
+  superpose
+      ->add_option("MOVING", options.moving, "structure files that are moved; the last one is OUT, which is written")
+      ->required()
+      ->expected(2, CLI::detail::expected_max_vector_size);
+  superpose->formatter(std::make_shared<SuperposeHelp>());
+  superpose->add_flag("--matrix", options.matrix, "tell the rotations and translations");
+  add_hydrogens(*superpose, options.hydrogens);
+  add_format(*superpose, options.format);
+  add_json(*superpose, options.json);
+  superpose->footer(kFitting + std::string(kFormats));
+  superpose->callback([&options] {
+    options.output = std::move(options.moving.back());
+    options.moving.pop_back();
+    nxbrio::superpose(options);
+  });
+}
+
 int run(int argc, char** argv) {
-  CLI::App app("Coulombic binding of two molecules, what structure files hold, and their conversion.", "nxbrio");
+  CLI::App app(
+      "Coulombic binding of two molecules, what structure files hold, their conversion, principal frames and\n"
+      "superpositions.",
+      "nxbrio");
   app.set_version_flag("--version", "nxbrio " NXBRIO_VERSION);
   app.require_subcommand(1);
   nxbrio::BindOptions bind_options;
   nxbrio::InfoOptions info_options;
   nxbrio::ConvertOptions convert_options;
+  nxbrio::OrientOptions orient_options;
+  nxbrio::MomentsOptions moments_options;
+  nxbrio::RmsOptions rms_options;
+  nxbrio::SuperposeOptions superpose_options;
   set_up_bind(app, bind_options);
   set_up_info(app, info_options);
   set_up_convert(app, convert_options);
+  set_up_orient(app, orient_options);
+  set_up_moments(app, moments_options);
+  set_up_rms(app, rms_options);
+  set_up_superpose(app, superpose_options);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {

@@ -13,12 +13,6 @@
 namespace nxbrio {
 namespace {
 
-void require(int status, const char* what) {
-  if (status != 1) {
-    throw Failure(std::string("the library refused ") + what);
-  }
-}
-
 // One value per atom.
 template <class T, class Get>
 std::vector<T> per_atom(const Structure& structure, Get get) {
@@ -148,6 +142,12 @@ std::vector<std::pair<std::string, int>> composition_of(const Structure& structu
 
 }  // namespace
 
+void require(int status, const char* what) {
+  if (status != 1) {
+    throw Failure(std::string("the library refused ") + what);
+  }
+}
+
 Molecule::Molecule(Structure& structure) : handle_(nx_make_molecule()) {
   if (handle_ == 0) {
     throw Failure("the library has no molecule handle left");
@@ -203,6 +203,15 @@ int bond_number(const Molecule& molecule) { return nx_get_molecule_bond_number(m
 void apply_transform(const Transform& transform, const Molecule& molecule) {
   require(nx_set_molecule_transform(transform.data(), molecule.handle()), "the transform");
   require(nx_transform_molecule(molecule.handle()), "to transform the molecule");
+}
+
+void take_positions(const Molecule& molecule, Structure& structure) {
+  const std::vector<float> xyz = get_floats(nx_get_molecule_coordinates, 3 * structure.atoms.size(), molecule.handle());
+  const float* from = xyz.data();
+  for (Atom& atom : structure.atoms) {
+    std::copy_n(from, 3, atom.position.begin());
+    from += 3;
+  }
 }
 
 std::string charge_source(const Structure& structure) {

@@ -11,6 +11,9 @@
 
 namespace nxbrio {
 
+// Throws Failure, "the library refused ...", unless the status is 1.
+void require(int status, const char* what);
+
 // Owns a molecule handle.
 class Molecule {
  public:
@@ -54,6 +57,9 @@ int bond_number(const Molecule& molecule);
 using Transform = std::array<float, 7>;
 // Moves the molecule.
 void apply_transform(const Transform& transform, const Molecule& molecule);
+
+// Takes the atoms' places from the molecule, once it has moved.
+void take_positions(const Molecule& molecule, Structure& structure);
 
 // What there is to say about a molecule: counts from its file, the rest from the library's arrays and functions.
 struct Summary {

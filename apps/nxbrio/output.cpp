@@ -52,6 +52,28 @@ std::string listed(Text text) {
   return list;
 }
 
+// The format word that a path's ending stands for. Throws UsageError, which names what the path was given as.
+std::string format_by_ending(const std::string& given_as, const std::string& path) {
+  const std::string ending = lower_case(std::filesystem::path(path).extension().string());
+  for (const Format& format : kFormats) {
+    if (format.ending != nullptr && ending == format.ending) {
+      return format.word;
+    }
+  }
+  throw UsageError(given_as + ": " + path + " ends in none of " +
+                   listed([](const Format& format) { return format.ending; }));
+}
+
+// Throws UsageError when a file is among those that are read.
+void refuse_inputs(const std::string& given_as, const std::string& path, const std::vector<std::string>& inputs) {
+  std::error_code ignored;
+  for (const std::string& input : inputs) {
+    if (std::filesystem::equivalent(path, input, ignored)) {
+      throw UsageError(std::string(given_as).append(": ").append(path).append(" is read as well"));
+    }
+  }
+}
+
 // Writes by one of the library's functions.
 void write(int (*write)(const char*, const char*, int), const WrittenFile& file, int handle) {
   CapturedStderr captured;
@@ -71,25 +93,6 @@ void write(int (*write)(const char*, const char*, int), const WrittenFile& file,
 
 }  // namespace
 
-std::string format_by_ending(const std::string& given_as, const std::string& path) {
-  const std::string ending = lower_case(std::filesystem::path(path).extension().string());
-  for (const Format& format : kFormats) {
-    if (format.ending != nullptr && ending == format.ending) {
-      return format.word;
-    }
-  }
-  throw UsageError(given_as + ": " + path + " ends in none of " +
-                   listed([](const Format& format) { return format.ending; }));
-}
-
-std::string checked_format(const std::string& given_as, const std::string& word) {
-  if (find_format(word) == nullptr) {
-    throw UsageError(given_as + ": " + in_quotes(word) + " is none of " +
-                     listed([](const Format& format) { return format.word; }));
-  }
-  return word;
-}
-
 bool format_holds_bonds(const std::string& word) {
   const Format* const format = find_format(word);
   return format != nullptr && format->holds_bonds;
@@ -100,13 +103,15 @@ bool format_needs_bonds(const std::string& word) {
   return format != nullptr && format->needs_bonds;
 }
 
-void refuse_inputs(const std::string& given_as, const std::string& path, const std::vector<std::string>& inputs) {
-  std::error_code ignored;
-  for (const std::string& input : inputs) {
-    if (std::filesystem::equivalent(path, input, ignored)) {
-      throw UsageError(std::string(given_as).append(": ").append(path).append(" is read as well"));
-    }
+WrittenFile checked_output(const std::string& given_as, const std::string& path,
+                           const std::optional<std::string>& format, const std::vector<std::string>& inputs) {
+  if (format && find_format(*format) == nullptr) {
+    throw UsageError("--format: " + in_quotes(*format) + " is none of " +
+                     listed([](const Format& one) { return one.word; }));
   }
+  WrittenFile file{path, format ? *format : format_by_ending(given_as, path)};
+  refuse_inputs(given_as, path, inputs);
+  return file;
 }
 
 void check_writable(const std::string& path) {

@@ -3,6 +3,7 @@
 #ifndef NXBRIOCHEM_APPS_NXBRIO_OUTPUT_H
 #define NXBRIOCHEM_APPS_NXBRIO_OUTPUT_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,17 +15,14 @@ struct WrittenFile {
   std::string format;
 };
 
-// The format word that a path's ending stands for. Throws UsageError, which names what the path was given as.
-std::string format_by_ending(const std::string& given_as, const std::string& path);
-// The word, when it is one. Throws UsageError otherwise.
-std::string checked_format(const std::string& given_as, const std::string& word);
-
 // Whether the format holds bonds, and whether its readers expect all of them.
 bool format_holds_bonds(const std::string& word);
 bool format_needs_bonds(const std::string& word);
 
-// Throws UsageError when a file is among those that are read.
-void refuse_inputs(const std::string& given_as, const std::string& path, const std::vector<std::string>& inputs);
+// The file to be written, in the format that --format names or else in that of its ending. Throws UsageError for a word
+// that is none, an ending that stands for none and a file that is read.
+WrittenFile checked_output(const std::string& given_as, const std::string& path,
+                           const std::optional<std::string>& format, const std::vector<std::string>& inputs);
 // Throws Failure when the file cannot be made.
 void check_writable(const std::string& path);
 

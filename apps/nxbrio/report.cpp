@@ -3,11 +3,11 @@
 #include <nxbriochem/nxbriochem.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <iterator>
 
+#include "geometry_report.h"
+#include "table.h"
 #include "text.h"
 
 namespace nxbrio {
@@ -31,17 +31,6 @@ double moment(const Summary& summary) {
   return std::min(summary.positive_charge, -summary.negative_charge) * length(summary.dipole);
 }
 
-// A float as the shortest decimal that means it, so that 0.8F prints as 0.8 and not as 0.800000011920929.
-double decimal(float value) {
-  char text[32];
-  const auto end = std::to_chars(std::begin(text), std::end(text), value).ptr;
-  double shortest = 0.0;
-  std::from_chars(text, end, shortest);
-  return shortest;
-}
-
-std::vector<double> decimals(const std::array<float, 3>& v) { return {decimal(v[0]), decimal(v[1]), decimal(v[2])}; }
-
 // In the library's unit, kcal/mol and kJ/mol.
 std::array<double, 3> in_all_units(const Energy& energy) {
   const double value = decimal(energy.energy);
@@ -64,30 +53,6 @@ std::string chains_text(const Summary& summary) {
     } else {
       text += chain;
     }
-  }
-  return text;
-}
-
-using Row = std::pair<std::string, std::vector<std::string>>;
-
-// Rows of a label and one cell per column, each column as wide as its widest cell.
-std::string table(const std::vector<Row>& rows) {
-  std::vector<std::size_t> widths;
-  std::size_t label_width = 0;
-  for (const auto& [label, cells] : rows) {
-    widths.resize(std::max(widths.size(), cells.size()));
-    label_width = std::max(label_width, label.size());
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      widths[i] = std::max(widths[i], cells[i].size());
-    }
-  }
-  std::string text;
-  for (const auto& [label, cells] : rows) {
-    text += "  " + label + std::string(label_width - label.size(), ' ');
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      text += "  " + std::string(widths[i] - cells[i].size(), ' ') + cells[i];
-    }
-    text += '\n';
   }
   return text;
 }
@@ -122,14 +87,6 @@ constexpr const char* kMultipoleText =
     "  Monopole: total of the positive charges less that of the negative ones.\n"
     "  Dipole: the vector from the centre of the negative to the centre of the positive charges.\n"
     "  Charge centre: that of the larger total, about which the dipole moment is taken.\n";
-
-std::string notes_text(const std::string& file, const std::vector<std::string>& notes) {
-  std::string text;
-  for (const std::string& note : notes) {
-    text.append("  Note: ").append(file).append(file.empty() ? "" : ": ").append(note).append(".\n");
-  }
-  return text;
-}
 
 nlohmann::ordered_json summary_json(const Summary& summary) {
   nlohmann::ordered_json json;
@@ -185,6 +142,10 @@ std::string bind_text(const BindReport& report) {
   std::string text = report.target.file + " with " + report.ligand.file + "\n\n" + table(rows) + kMultipoleText;
   text += notes_text(report.target.file, report.target.notes) + notes_text(report.ligand.file, report.ligand.notes);
 
+  if (report.orientation) {
+    text += "\nTurned into the principal frame of the target, without hydrogens; the places above are in it\n\n";
+    text += orientation_text(*report.orientation);
+  }
   text += "\nCoulombic binding energy in a uniform dielectric\n\n";
   std::vector<Row> energies{{"dielectric", {"library unit", "kcal/mol", "kJ/mol"}}};
   for (const Energy& energy : report.energies) {
@@ -215,6 +176,10 @@ nlohmann::ordered_json bind_json(const BindReport& report) {
   json["command"] = "bind";
   json["target"] = summary_json(report.target);
   json["ligand"] = summary_json(report.ligand);
+  json["orientation"] = nullptr;
+  if (report.orientation) {
+    json["orientation"] = orientation_json(*report.orientation);
+  }
   json["energy_unit"] = {
       {"dfactor2", static_cast<double>(DFactor2)}, {"kcal_per_mol", kcal_per_unit()}, {"kJ_per_mol", kj_per_unit()}};
   json["energies"] = nlohmann::ordered_json::array();
@@ -261,19 +226,24 @@ nlohmann::ordered_json info_json(const Summary& summary) {
   return json;
 }
 
+nlohmann::ordered_json written_json(const Written& written) {
+  return {{"file", written.file.path}, {"format", written.file.format}, {"models", written.models},
+          {"atoms", written.atoms},    {"bonds", written.bonds},        {"bonds_from", written.bond_source}};
+}
+
 std::string convert_text(const ConvertReport& report) {
   std::string models = std::to_string(report.models.size());
   if (report.models.size() < report.models_in_file) {
     models += formatted(" (number %d)", report.models.front());
   }
   const auto count = [](auto n) { return std::to_string(n); };
-  std::string text = report.file + " to " + report.written.path + "\n\n";
+  std::string text = report.file + " to " + report.written.file.path + "\n\n";
   text += table({{"", {"read", "written"}},
-                 {"format", {report.format, report.written.format}},
+                 {"format", {report.format, report.written.file.format}},
                  {"models", {count(report.models_in_file), models}},
-                 {"atoms", {count(report.atoms), count(report.atoms)}},
-                 {"bonds", {count(report.bonds_given), count(report.bonds_written)}},
-                 {"bonds from", {"", report.bond_source}},
+                 {"atoms", {count(report.written.atoms), count(report.written.atoms)}},
+                 {"bonds", {count(report.bonds_given), count(report.written.bonds)}},
+                 {"bonds from", {"", report.written.bond_source}},
                  {"charges from", {"", report.charge_source}},
                  {"radii from", {"", report.radius_source}}});
   if (report.transform) {
@@ -289,12 +259,11 @@ std::string convert_text(const ConvertReport& report) {
 nlohmann::ordered_json convert_json(const ConvertReport& report) {
   nlohmann::ordered_json json;
   json["command"] = "convert";
-  json["read"] = {{"file", report.file},     {"format", report.format}, {"models_in_file", report.models_in_file},
-                  {"models", report.models}, {"atoms", report.atoms},   {"bonds", report.bonds_given}};
-  json["written"] = {{"file", report.written.path},          {"format", report.written.format},
-                     {"models", report.models.size()},       {"atoms", report.atoms},
-                     {"bonds", report.bonds_written},        {"bonds_from", report.bond_source},
-                     {"charges_from", report.charge_source}, {"radii_from", report.radius_source}};
+  json["read"] = {{"file", report.file},     {"format", report.format},       {"models_in_file", report.models_in_file},
+                  {"models", report.models}, {"atoms", report.written.atoms}, {"bonds", report.bonds_given}};
+  json["written"] = written_json(report.written);
+  json["written"]["charges_from"] = report.charge_source;
+  json["written"]["radii_from"] = report.radius_source;
   json["transform"] = nullptr;
   if (report.transform) {
     json["transform"] = nlohmann::ordered_json::array();

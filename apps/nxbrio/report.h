@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "geometry.h"
+#include "models.h"
 #include "molecule.h"
 #include "output.h"
 
@@ -25,6 +27,8 @@ struct Energy {
 struct BindReport {
   Summary target;
   Summary ligand;
+  // What turned both, when they were turned.
+  std::optional<Orientation> orientation;
   std::vector<Energy> energies;
   long long coincident_pairs = 0;
   std::vector<WrittenFile> written;
@@ -45,17 +49,16 @@ struct ConvertReport {
   // Their numbers in the file; and how many there are in it, those that were not wanted among them.
   std::vector<int> models;
   std::size_t models_in_file = 0;
-  long long atoms = 0;
   long long bonds_given = 0;
   std::string charge_source;
   std::string radius_source;
-  // What was written.
-  WrittenFile written;
-  long long bonds_written = 0;
-  std::string bond_source;
+  Written written;
   std::optional<Transform> transform;
   std::vector<std::string> notes;
 };
+
+// What a file holds that was written, for the JSON of every command that writes models.
+nlohmann::ordered_json written_json(const Written& written);
 
 std::string convert_text(const ConvertReport& report);
 nlohmann::ordered_json convert_json(const ConvertReport& report);
@@ -64,6 +67,16 @@ nlohmann::ordered_json convert_json(const ConvertReport& report);
 // warning messages and the memory it still holds.
 void print_report(const std::string& text);
 void print_report(nlohmann::ordered_json json);
+// The same of a report in the form that is wanted.
+template <class Report>
+void print_report(const Report& report, bool json, std::string (*text)(const Report&),
+                  nlohmann::ordered_json (*object)(const Report&)) {
+  if (json) {
+    print_report(object(report));
+  } else {
+    print_report(text(report));
+  }
+}
 
 }  // namespace nxbrio
 

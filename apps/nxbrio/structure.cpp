@@ -130,6 +130,7 @@ std::vector<Structure> read(const std::string& path, Models which) {
   }
   for (Structure& model : models) {
     model.name = name;
+    model.label = models.size() > 1 ? path + " model " + std::to_string(model.model) : path;
     number_residues(model);
   }
   return models;

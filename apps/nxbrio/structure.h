@@ -46,6 +46,8 @@ struct Structure {
   std::string path;
   // The file's name without directory and endings.
   std::string name;
+  // What a message calls it: the path, with the model's number where the file has several.
+  std::string label;
   // "PQR", "PDB" or "mmCIF".
   std::string format;
   // Its number in the file; 1 where the file does not say.

@@ -1,40 +1,91 @@
 // The example programs, run as a reader would.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstdio>
+#include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 
 #include "tests/support/run.h"
 
 namespace {
 
-TEST(ExampleFirst, PrintsTheEnergyOfWaterAndSodium) {
-  const double places[3][3] = {{0.0, 0.0, 0.0}, {0.9572, 0.0, 0.0}, {-0.24, 0.9266, 0.0}};
+using test_support::read_file;
+using test_support::run;
+using test_support::RunResult;
+using test_support::ScratchDirectory;
+
+const std::string kSource = NXBRIO_SOURCE_DIR;
+const std::string kPrograms = NXBRIO_EXAMPLES;
+
+TEST(ExampleFirst, EnergyOfTwoWatersStaysWhenBothAreTurned) {
+  const double places[2][3][3] = {{{10, 4, 7}, {10.757, 4.586, 7}, {9.243, 4.586, 7}},
+                                  {{10, 1.2, 7.4}, {10, 2.14, 7.22}, {10, 0.84, 6.52}}};
   const double charges[3] = {-0.834, 0.417, 0.417};
   double sum = 0.0;
-  for (int i = 0; i < 3; ++i) {
-    sum += charges[i] / std::hypot(places[i][0] + 1.4, places[i][1] + 1.8);
+  for (int i = 0; i < 9; ++i) {
+    const double* a = places[0][i / 3];
+    const double* b = places[1][i % 3];
+    sum += charges[i / 3] * charges[i % 3] / std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
   }
-  const test_support::RunResult result = test_support::run({std::string(NXBRIO_EXAMPLES) + "/example_first"});
+  const ScratchDirectory scratch;
+  const RunResult result = run({kPrograms + "/example_first", scratch.path("water.pdb")});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
-  double vacuum = 0.0;
-  double water = 0.0;
-  int end = 0;
-  ASSERT_EQ(std::sscanf(result.out.c_str(), "dielectric 1: %lf kT\ndielectric 80: %lf kT\n%n", &vacuum, &water, &end),
-            2)
-      << result.out;
-  EXPECT_NEAR(vacuum, 560.73706 * sum, 1e-3);
-  EXPECT_NEAR(water, 560.73706 * sum / 80, 1e-4);
-  EXPECT_EQ(result.out.substr(static_cast<std::size_t>(end)), "errors: 0, memory held: 0 bytes\n");
+  char energy[32];
+  std::snprintf(energy, sizeof energy, "%8.3f kT\n", 560.73706 * sum);
+  EXPECT_EQ(result.out, std::string("two molecules: errors 0\nenergy as given: ") + energy +
+                            "binding: errors 0\norientation: errors 0\nenergy turned:   " + energy +
+                            "binding: errors 0\nwriting: errors 0\nmemory held: 0 bytes\n");
+  // What the README says it prints.
+  std::istringstream lines(result.out);
+  for (std::string line; std::getline(lines, line);) {
+    EXPECT_NE(read_file(kSource + "/README.md").find("\n    " + line + "\n"), std::string::npos) << line;
+  }
+  // In the principal frame: the hydrogens along x, the oxygen on y.
+  EXPECT_NE(read_file(scratch.path("water.pdb")).find("  O   UNL     1       0.000  -0.391   0.000"),
+            std::string::npos);
 }
 
 // The README shows the example word for word and tells how to build it.
 TEST(ExampleFirst, IsTheOneOfTheReadme) {
-  const std::string source = NXBRIO_SOURCE_DIR;
-  const std::string program = test_support::read_file(source + "/examples/first.c");
-  EXPECT_NE(test_support::read_file(source + "/README.md").find(program), std::string::npos);
+  EXPECT_NE(read_file(kSource + "/README.md").find(read_file(kSource + "/examples/first.c")), std::string::npos);
+}
+
+// The page shows what the example prints, line for line; the numbers that others can tell are NumPy's.
+TEST(ExampleFrames, IsTheOneOfThePage) {
+  const RunResult result = run({kPrograms + "/example_frames"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  const std::string page = read_file(kSource + "/docs/frames.md");
+  std::string pqr;
+  std::string mirror;
+  std::size_t at = 0;
+  std::istringstream lines(result.out);
+  for (std::string line; std::getline(lines, line);) {
+    at = page.find("\n    " + line + "\n", at);
+    ASSERT_NE(at, std::string::npos) << line;
+    char name[4];
+    double x = 0, y = 0, z = 0;
+    if (result.out.find(line) < result.out.find("1. moments") &&
+        std::sscanf(line.c_str(), " %3s %lf %lf %lf", name, &x, &y, &z) == 4) {
+      const std::string start = std::string("ATOM 1 ") + name + " X 1 " + std::to_string(x) + ' ' + std::to_string(y);
+      pqr += start + ' ' + std::to_string(z) + " 0 1\n";
+      mirror += start + ' ' + std::to_string(-z) + " 0 1\n";
+    }
+  }
+  const ScratchDirectory scratch;
+  const std::string file = scratch.write("m.pqr", pqr + "END\n" + mirror);
+  const RunResult numpy = run({"/usr/bin/python3", kSource + "/tests/support/rigid_fit.py", file});
+  const nlohmann::json expected = nlohmann::json::parse(numpy.out);
+  char text[64];
+  const std::array<double, 3> moments = expected["moments"][2];
+  std::snprintf(text, sizeof text, "1. moments: %.4f %.4f %.4f A\n", moments[0], moments[1], moments[2]);
+  EXPECT_NE(result.out.find(text), std::string::npos) << text;
+  std::snprintf(text, sizeof text, "9. RMS from the mirror image: %.3f A\n", expected["rms"][1][0][1].get<double>());
+  EXPECT_NE(result.out.find(text), std::string::npos) << text;
 }
 
 }  // namespace

@@ -429,8 +429,15 @@ TEST(Usage, WrongCallsAreToldInOneLineAndEndWithStatus2) {
 }
 
 TEST(Usage, HelpAndVersion) {
-  for (const std::vector<std::string>& call : std::vector<std::vector<std::string>>{
-           {"--help"}, {"bind", "--help"}, {"info", "--help"}, {"convert", "--help"}, {"--version"}}) {
+  for (const std::vector<std::string>& call : std::vector<std::vector<std::string>>{{"--help"},
+                                                                                    {"bind", "--help"},
+                                                                                    {"info", "--help"},
+                                                                                    {"convert", "--help"},
+                                                                                    {"orient", "--help"},
+                                                                                    {"moments", "--help"},
+                                                                                    {"rms", "--help"},
+                                                                                    {"superpose", "--help"},
+                                                                                    {"--version"}}) {
     const RunResult result = nxbrio(call);
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");

@@ -1,0 +1,93 @@
+// What the commands on frames and superpositions print.
+#ifndef NXBRIOCHEM_APPS_NXBRIO_GEOMETRY_REPORT_H
+#define NXBRIOCHEM_APPS_NXBRIO_GEOMETRY_REPORT_H
+
+#include <array>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "geometry.h"
+#include "models.h"
+
+namespace nxbrio {
+
+// One model in its principal frame.
+struct OrientedModel {
+  int model = 1;
+  Orientation orientation;
+};
+
+struct OrientReport {
+  std::string file;
+  FrameChoice choice;
+  std::vector<OrientedModel> models;
+  Written written;
+  // What was moved along: the files it came from, and those it went to.
+  std::vector<std::pair<std::string, Written>> along;
+  std::vector<std::string> notes;
+};
+
+// An orientation as a table and as JSON.
+std::string orientation_text(const Orientation& orientation);
+nlohmann::ordered_json orientation_json(const Orientation& orientation);
+
+std::string orient_text(const OrientReport& report);
+nlohmann::ordered_json orient_json(const OrientReport& report);
+
+struct MomentsRow {
+  FrameChoice choice;
+  Moments moments{};
+  // As nx_perceive_top_symmetry gives it, and its name.
+  int top_symmetry = 0;
+  std::string top_name;
+};
+
+struct MomentsReport {
+  std::string file;
+  float tolerance = 0.0F;
+  std::vector<MomentsRow> rows;
+  std::vector<std::string> notes;
+};
+
+std::string moments_text(const MomentsReport& report);
+nlohmann::ordered_json moments_json(const MomentsReport& report);
+
+// Molecules of as many atoms, compared with a reference.
+struct FitReport {
+  bool hydrogens = false;
+  int atoms = 0;
+  int fitted_atoms = 0;
+  std::string reference;
+  struct Fit {
+    std::string molecule;
+    // Angstrom.
+    float rms = 0.0F;
+    std::optional<Motion> motion;
+  };
+  std::vector<Fit> fits;
+  // Where the moved molecules were written.
+  std::optional<Written> written;
+  std::vector<std::string> notes;
+};
+
+// All pairs of molecules.
+struct PairsReport {
+  bool hydrogens = false;
+  int atoms = 0;
+  int fitted_atoms = 0;
+  std::vector<std::string> molecules;
+  // Angstrom, a row for each molecule.
+  std::vector<std::vector<float>> rms;
+  std::vector<std::string> notes;
+};
+
+std::string fit_text(const FitReport& report);
+nlohmann::ordered_json fit_json(const FitReport& report);
+std::string pairs_text(const PairsReport& report);
+nlohmann::ordered_json pairs_json(const PairsReport& report);
+
+}  // namespace nxbrio
+
+#endif

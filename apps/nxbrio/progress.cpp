@@ -1,0 +1,51 @@
+#include "progress.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "text.h"
+
+namespace nxbrio {
+namespace {
+
+constexpr std::chrono::milliseconds kBeforeFirst{1000};
+constexpr std::chrono::milliseconds kBetween{100};
+constexpr std::size_t kWidth = 30;
+
+}  // namespace
+
+Progress::Progress(std::string what, std::size_t steps)
+    : what_(std::move(what)),
+      steps_(std::max(steps, std::size_t{1})),
+      terminal_(isatty(STDERR_FILENO) == 1),
+      due_(Clock::now() + kBeforeFirst) {}
+
+Progress::~Progress() {
+  if (drawn_ > 0) {
+    std::fprintf(stderr, "\r%*s\r", static_cast<int>(drawn_), "");
+    std::fflush(stderr);
+  }
+}
+
+void Progress::step() {
+  ++done_;
+  if (terminal_ && Clock::now() >= due_) {
+    draw();
+    due_ = Clock::now() + kBetween;
+  }
+}
+
+void Progress::draw() {
+  const std::size_t done = std::min(done_, steps_);
+  const std::size_t full = kWidth * done / steps_;
+  const std::string line = "nxbrio: " + what_ + " [" + std::string(full, '#') + std::string(kWidth - full, '.') +
+                           formatted("] %3zu%%", 100 * done / steps_);
+  drawn_ = line.size();
+  std::fprintf(stderr, "\r%s", line.c_str());
+  std::fflush(stderr);
+}
+
+}  // namespace nxbrio
