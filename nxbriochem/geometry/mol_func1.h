@@ -12,12 +12,11 @@ NX_BEGIN_DECLS
 // descending order. Unless a function says "with hydrogens", atoms whose name starts with H or h take no part; in every
 // one atoms of radius 0 take none when some radius is set. When that leaves no atom, all take part, with a warning in
 // the warning queue. "Mass weighted" means weighted by the cube of the radius, where radii are set. A molecule without
-// atoms ends the process with status 1 after "no atoms" on standard output. Moments are
-// sqrt(sum w d^2 / n) over the n atoms that take part, at the distances d from the centre along an axis: root mean
-// square extents in angstrom; weighted, w is the radius cubed and n still the number of atoms, which makes the unit
-// angstrom^2.5. Second moments are summed up in single precision: an extent of 0 may come out as some ten-thousandths
-// of the largest. With coordinates that are not finite moments are
-// not numbers, and the other functions give 0 and change nothing.
+// atoms ends the process with status 1 after "no atoms" on standard output. Moments are sqrt(sum w d^2 / n) over the n
+// atoms that take part, at the distances d from the centre along an axis: root mean square extents in angstrom;
+// weighted, w is the radius cubed and n still the number of atoms, which makes the unit angstrom^2.5. Second moments
+// are summed up in single precision: an extent of 0 may come out as some ten-thousandths of the largest. With
+// coordinates that are not finite moments are not numbers, and the other functions give 0 and change nothing.
 
 // Turns and moves the molecule, all atoms of the active conformer, so that the centre is at the origin and the largest
 // extent along x, the smallest along z. The motion is kept as the molecule's transform: nx_untransform_molecule takes
