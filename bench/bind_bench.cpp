@@ -3,6 +3,7 @@
 // 1 when both gave the same result.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/geometry/c_bind_kernels.h>
+#include <nxbriochem/geometry/instruction_set.h>
 
 #include <tests/support/pqr_atoms.h>
 #include <algorithm>
@@ -15,9 +16,9 @@
 
 namespace {
 
-using c_bind::InstructionSet;
 using c_bind::PairSum;
 using c_bind::Sites;
+using instruction_set::InstructionSet;
 using test_support::Charges;
 
 #if defined(__clang__)
@@ -107,30 +108,19 @@ constexpr Complex kComplexes[] = {
     {"acetazolamide_anhydrase", "hca-bind/acet.pqr", "hca-bind/hca.pqr"},
 };
 
-struct NamedSet {
-  const char* name;
-  InstructionSet set;
-};
-constexpr NamedSet kSets[] = {{"plain", InstructionSet::plain},
-                              {"sse2", InstructionSet::sse2},
-                              {"avx2", InstructionSet::avx2},
-                              {"avx512", InstructionSet::avx512}};
-
 bool register_all() {
   for (const Complex& complex : kComplexes) {
     const std::string directory = "/usr/share/apbs/examples/";
     const Charges target = test_support::read_pqr(directory + complex.target);
     const Charges ligand = test_support::read_pqr(directory + complex.ligand);
-    for (const NamedSet& set : kSets) {
-      const std::string name = std::string("bind/") + complex.name + "/" + set.name;
+    for (const InstructionSet set : instruction_set::supported()) {
+      const std::string name = std::string("bind/") + complex.name + "/" + instruction_set::name_of(set);
       benchmark::RegisterBenchmark(name.c_str(),
                                    [=](benchmark::State& state) {
                                      if (target.count() == 0 || ligand.count() == 0) {
                                        state.SkipWithError("no structures: install apbs-data");
-                                     } else if (!c_bind::is_supported(set.set)) {
-                                       state.SkipWithError("not on this processor");
                                      } else {
-                                       compare(state, target, ligand, set.set);
+                                       compare(state, target, ligand, set);
                                      }
                                    })
           ->UseManualTime()

@@ -3,6 +3,7 @@
 // residuals take a second pass. Counters as paired.h says, and "off_um", how far both results are apart in 1e-6
 // angstrom.
 #include <benchmark/benchmark.h>
+#include <nxbriochem/geometry/instruction_set.h>
 #include <nxbriochem/geometry/superposition.h>
 #include <nxbriochem/nxbriochem.h>
 
@@ -19,7 +20,7 @@
 
 namespace {
 
-using superposition::InstructionSet;
+using instruction_set::InstructionSet;
 
 // A chain of points with steps of 1.5 angstrom, and where a motion and a deformation take them.
 struct Pair {
@@ -80,10 +81,6 @@ void compare(benchmark::State& state, const Pair& pair, Rms rms) {
 }
 
 void points_by(benchmark::State& state, int n, double deformation, InstructionSet set) {
-  if (!c_bind::is_supported(set)) {
-    state.SkipWithError("not on this processor");
-    return;
-  }
   const Pair pair(n, deformation);
   compare(state, pair, [&] {
     double sum = 0;
@@ -136,12 +133,9 @@ bool register_all() {
     for (const int n : {20, 100, 500, 1000, 5000}) {
       const std::string suffix = std::string("/") + kind + "/" + std::to_string(n);
       const double by = deformation;
-      const std::pair<const char*, InstructionSet> sets[] = {
-          {"plain", InstructionSet::plain}, {"sse2", InstructionSet::sse2}, {"avx2", InstructionSet::avx2}};
-      for (const auto& [set_name, set] : sets) {
-        const InstructionSet chosen = set;
-        add("sum_of_squares/" + std::string(set_name) + suffix,
-            [=](benchmark::State& state) { points_by(state, n, by, chosen); });
+      for (const InstructionSet set : instruction_set::supported()) {
+        add("sum_of_squares/" + std::string(instruction_set::name_of(set)) + suffix,
+            [=](benchmark::State& state) { points_by(state, n, by, set); });
       }
       add("nx_rms_between_points" + suffix, [=](benchmark::State& state) { points(state, n, by); });
       add("nx_get_rms" + suffix, [=](benchmark::State& state) { molecules(state, n, by); });

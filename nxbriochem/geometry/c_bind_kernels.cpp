@@ -7,7 +7,6 @@
 #include <nxbriochem/geometry/c_bind_kernels.h>
 
 #include <cstdint>
-#include <initializer_list>
 
 #include <nxbriochem/objects/memory.h>
 
@@ -227,17 +226,6 @@ PairSum sum_pairs_in_lanes(const Sites& target, const Sites& ligand, const Kerne
 
 #if defined(__x86_64__)
 
-bool is_supported(InstructionSet set) {
-  switch (set) {
-    case InstructionSet::avx512:
-      return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx2");
-    case InstructionSet::avx2:
-      return __builtin_cpu_supports("avx2");
-    default:
-      return true;
-  }
-}
-
 PairSum sum_pairs(const Sites& target, const Sites& ligand, InstructionSet set) {
   return set == InstructionSet::plain ? sum_pairs_plain(target, ligand)
                                       : sum_pairs_in_lanes(target, ligand, kernels_of(set));
@@ -245,22 +233,8 @@ PairSum sum_pairs(const Sites& target, const Sites& ligand, InstructionSet set) 
 
 #else
 
-bool is_supported(InstructionSet set) { return set == InstructionSet::plain; }
-
 PairSum sum_pairs(const Sites& target, const Sites& ligand, InstructionSet) { return sum_pairs_plain(target, ligand); }
 
 #endif
-
-InstructionSet best_instruction_set() {
-  static const InstructionSet best = [] {
-    for (const InstructionSet set : {InstructionSet::avx512, InstructionSet::avx2, InstructionSet::sse2}) {
-      if (is_supported(set)) {
-        return set;
-      }
-    }
-    return InstructionSet::plain;
-  }();
-  return best;
-}
 
 }  // namespace c_bind

@@ -13,9 +13,12 @@
 #include <cmath>
 #include <cstddef>
 
+#include <nxbriochem/geometry/instruction_set.h>
 #include <nxbriochem/geometry/mol_func2.h>
 
 namespace c_bind {
+
+using instruction_set::InstructionSet;
 
 // Charged atoms: `count` records of NX_RECORD_FLOATS floats, x y z first, and as many charges.
 struct Sites {
@@ -31,14 +34,6 @@ struct PairSum {
   // Pairs left out because they were at one place.
   long long coincident = 0;
 };
-
-enum class InstructionSet { plain, sse2, avx2, avx512 };
-
-// True when this processor can run that version.
-bool is_supported(InstructionSet set);
-
-// The fastest version that this processor can run.
-InstructionSet best_instruction_set();
 
 // The sum, by the version asked for, which must be supported. Every version gives the same bits (of a NaN, only that it
 // is one). The vector versions take a work array of the ligand's size from the tracked allocator.

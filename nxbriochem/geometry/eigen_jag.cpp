@@ -12,7 +12,13 @@ namespace {
 
 template <class T>
 void jacobi(T** a, int n, T* d, T** v, int* nrot, const char* name) {
-  if (a == nullptr || d == nullptr || v == nullptr || n < 1) {
+  if (a == nullptr || d == nullptr || v == nullptr || n < 0) {
+    return;
+  }
+  if (n == 0) {
+    if (nrot != nullptr) {
+      *nrot = 0;
+    }
     return;
   }
   const int64_t bytes = static_cast<int64_t>(n) * static_cast<int64_t>(sizeof(T));
@@ -24,7 +30,7 @@ void jacobi(T** a, int n, T* d, T** v, int* nrot, const char* name) {
     *nrot = rotations;
   }
   if (!converged) {
-    // b and z stay allocated, which is meant: callers that account for memory know this run by them.
+    // b and z stay allocated: that leak is kept as it is, which is meant.
     std::printf("Error : too many iterations in routine %s\n", name);
     return;
   }

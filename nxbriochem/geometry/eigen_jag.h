@@ -1,9 +1,9 @@
 // Eigenvalues and eigenvectors of symmetric matrices by cyclic Jacobi rotations with thresholds (Jacobi 1846;
 // Rutishauser, Numer. Math. 9 (1966) 1), in float and in double.
 //
-// Matrices are arrays of n row pointers to n elements. Eigenvector k is column k of v. Null arrays and an n below 1
-// change nothing. Work arrays are tracked blocks, freed on return, but for the two of a run that does not converge:
-// that leak is meant.
+// Matrices are arrays of n row pointers to n elements. Eigenvector k is column k of v. Null arrays and a negative n
+// change nothing, nor does an n of 0 but for *nrot, which becomes 0. No two arrays may share elements. Work arrays are
+// tracked blocks, freed on return, but for the two of a run that does not converge: that leak is meant.
 #ifndef NXBRIOCHEM_GEOMETRY_EIGEN_JAG_H
 #define NXBRIOCHEM_GEOMETRY_EIGEN_JAG_H
 

@@ -309,7 +309,7 @@ TurnRows<T> turn_rows_of(InstructionSet) {
 }  // namespace
 
 InstructionSet best_instruction_set(int n) {
-  const InstructionSet best = c_bind::best_instruction_set();
+  const InstructionSet best = instruction_set::best();
   return n < (best == InstructionSet::sse2 ? kMirroredFrom : kMirroredFromWide) ? InstructionSet::plain : best;
 }
 

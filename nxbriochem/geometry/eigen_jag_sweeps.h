@@ -7,11 +7,11 @@
 #ifndef NXBRIOCHEM_GEOMETRY_EIGEN_JAG_SWEEPS_H
 #define NXBRIOCHEM_GEOMETRY_EIGEN_JAG_SWEEPS_H
 
-#include <nxbriochem/geometry/c_bind_kernels.h>
+#include <nxbriochem/geometry/instruction_set.h>
 
 namespace eigen_jag {
 
-using c_bind::InstructionSet;
+using instruction_set::InstructionSet;
 
 constexpr int kMaxSweeps = 50;
 

@@ -14,13 +14,24 @@ NX_BEGIN_DECLS
 // the warning queue. "Mass weighted" means weighted by the cube of the radius, where radii are set. A molecule without
 // atoms ends the process with status 1 after "no atoms" on standard output. Moments are sqrt(sum w d^2 / n) over the n
 // atoms that take part, at the distances d from the centre along an axis: root mean square extents in angstrom;
-// weighted, w is the radius cubed and n still the number of atoms, which makes the unit angstrom^2.5. Second moments
-// are summed up in single precision: an extent of 0 may come out as some ten-thousandths of the largest. With
-// coordinates that are not finite moments are not numbers, and the other functions give 0 and change nothing.
+// weighted, w is the radius cubed and n still the number of atoms, which makes the unit angstrom^2.5.
+//
+// Second moments are summed up in single precision: what comes out for an extent of 0 grows with the number of atoms,
+// in a tilted plane from 1e-4 of the largest extent for 100 atoms to some 2e-3 for 100,000. Axes are those of make_rmat
+// (matrix.h), whose 1e-6 are absolute: a molecule that lies along x, y and z to within sqrt(1e-6 / sum w d^2) radians
+// may stay as it lies, which two atoms 0.7 angstrom apart do up to 2e-3, and more where weights are small.
+//
+// Where second moments are not finite numbers, moments are not numbers, and the other functions give 0 and change
+// nothing. That is so for coordinates that are not finite or beyond some 1e19 angstrom and, weighted, for radii that
+// are not finite or whose cubes add up to 0. The same holds where memory has no room for the work arrays.
+//
+// The moments functions, and so both nx_perceive_top_symmetry, nx_orient_m_i_base2 and the coordinate functions leave
+// eigenvalues in Roots (roots.h). The others of this header leave Roots alone.
 
 // Turns and moves the molecule, all atoms of the active conformer, so that the centre is at the origin and the largest
-// extent along x, the smallest along z. The motion is kept as the molecule's transform: nx_untransform_molecule takes
-// it back (in every conformer, as it does). The rotation is always a proper one: no mirror image comes of it. 1.
+// extent along x, the smallest along z. The motion is kept as the molecule's transform, and nx_untransform_molecule
+// takes it back. Of several conformers the active one alone is moved, but all are moved back. The rotation is always a
+// proper one: no mirror image comes of it. 1.
 NX_API int nx_orient_by_moments_of_inertia(int mol);
 // The same with hydrogens.
 NX_API int nx_orient_by_moments_of_inertia_with_hydrogens(int mol);
@@ -49,17 +60,17 @@ NX_API int nx_inertial_matrix_with_hydrogens(int mol, float* rotation);
 // out; negative ones are as 1. `out` is not looked at when orienting; 0 where it is needed and null.
 NX_API int nx_orient_m_i_base(int mol, int flag, float* out);
 // An older orientation, about the plain centroid, that leaves no transform on the molecule and knows no radii;
-// hydrogens take part for flag 0. A proper rotation by make_rmat, which leaves its eigenvalues in Roots. 1.
+// hydrogens take part for flag 0. A proper rotation by make_rmat. 1.
 NX_API int nx_orient_m_i_base2(int mol, int flag);
 
 // Moves n + m points (3 floats each) into the principal frame of the first n, by a proper rotation; a negative m is as
-// 0. 0, nothing moved, for a null array, an n of 0 or below, and first points that are not finite; else 1.
+// 0. 0, nothing moved, for a null array, an n of 0 or below, and second moments that are not finite; else 1.
 NX_API int nx_orient_coordinates_to_inertial_frame(float* coordinates, int n, int m);
 // The same in the plane: points are pairs x, y.
 NX_API int nx_orient_2d_coordinates_to_inertial_frame(float* coordinates, int n, int m);
 
 // Which moments m1 >= m2 >= m3 of nx_moments_of_inertia are equal within a fraction `tolerance`: 3 all, 1 the two
-// largest, 2 the two smallest, 0 none, or m1 or m2 is 0.
+// largest, 2 the two smallest, 0 none, or m1 or m2 is exactly 0. Of a linear molecule m2 may be rounding instead.
 NX_API int nx_perceive_top_symmetry(int mol, float tolerance);
 // The same of nx_moments_of_inertia_with_hydrogens_mass_weighted.
 NX_API int nx_perceive_top_symmetry_mass_weighted(int mol, float tolerance);
@@ -69,12 +80,13 @@ NX_API int nx_perceive_top_symmetry_mass_weighted(int mol, float tolerance);
 // Atom i of one molecule is matched with atom i of the other; names are not compared. The motion is the proper rotation
 // and the translation of least root mean square deviation over the atoms that take part: all with hydrogens; without,
 // those whose name in the first molecule does not start with H or h. Active conformers are compared. 0, nothing done,
-// when the atom counts differ, for a null array and for a mode that is none of 0 to 5. Without any atom that takes
-// part, and with coordinates that are not finite, the deviation is not a number, nothing is moved, and the functions
-// that move or write a motion give 0. A molecule and its copy deviate by exactly 0, and no motion at all is between
-// them.
+// when the atom counts differ, for a null array, for a mode that is none of 0 to 5, and where memory has no room for
+// the work arrays. Without any atom that takes part, and with coordinates that are not finite, the deviation is not a
+// number, nothing is moved, and the functions that move or write a motion give 0. A molecule and its copy deviate by
+// exactly 0, and no motion at all is between them.
 
-// The least RMS deviation, angstrom, into one float. 1.
+// The least RMS deviation, angstrom, into one float. 1. Its sum of squares goes through single precision, so that the
+// last digit may differ from that of the other functions.
 NX_API int nx_get_rms(int first, int second, float* rms);
 // The same with hydrogens.
 NX_API int nx_get_rms_using_hydrogens(int first, int second, float* rms);
@@ -82,7 +94,8 @@ NX_API int nx_get_rms_using_hydrogens(int first, int second, float* rms);
 NX_API int nx_superimpose_second_onto_first(int first, int second, float* rms);
 // The same with hydrogens.
 NX_API int nx_superimpose_second_onto_first_with_hydrogens(int first, int second, float* rms);
-// The motion x' = R x + t that does so: 9 floats of R row by row, determinant 1, and 3 of t. 1.
+// The motion x' = R x + t that does so: 9 floats of R row by row, determinant 1, and 3 of t, which belong to R as it is
+// written. 1.
 NX_API int nx_get_superimpose_matrix(int first, int second, float* matrix);
 // The same with hydrogens.
 NX_API int nx_get_superimpose_matrix_using_hydrogens(int first, int second, float* matrix);

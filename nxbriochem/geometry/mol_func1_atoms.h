@@ -10,15 +10,18 @@
 
 namespace mol_func1 {
 
-// A work array of `count` times `width` elements, all zero, in the object memory of a molecule, released at the end of
-// its scope. False when it could not be had. A molecule without atoms has its work arrays too.
+// What a work array holds at first. Zeroing takes longer than a superposition of few atoms.
+enum class Contents { zero, undefined };
+
+// A work array of `count` times `width` elements in the object memory of a molecule, released at the end of its scope.
+// False when it could not be had. A molecule without atoms has its work arrays too.
 template <class T>
 class WorkArray {
  public:
-  WorkArray(int mol, int count, int width, const char* name)
-      : mol_(mol),
-        data_(static_cast<T*>(
-            nx_object_calloc(mol, std::max(count, 1), static_cast<int>(sizeof(T)) * width, name, nullptr))) {}
+  WorkArray(int mol, int count, int width, const char* name, Contents contents = Contents::zero) : mol_(mol) {
+    const auto allocate = contents == Contents::zero ? nx_object_calloc : nx_object_malloc;
+    data_ = static_cast<T*>(allocate(mol, std::max(count, 1), static_cast<int>(sizeof(T)) * width, name, nullptr));
+  }
   WorkArray(const WorkArray&) = delete;
   WorkArray& operator=(const WorkArray&) = delete;
   ~WorkArray() {
@@ -36,6 +39,9 @@ class WorkArray {
   T* data_;
 };
 
+// The number of places in a molecule's per-atom arrays: atoms and what deleted ones leave.
+int index_bound(int mol);
+
 // What is said of each place of a molecule's arrays. Places of deleted atoms are absent whatever the rules say.
 enum Mark : int { kAbsent = -1, kTakesPart = 0, kLeftOut = 1 };
 
@@ -44,6 +50,9 @@ enum Mark : int { kAbsent = -1, kTakesPart = 0, kLeftOut = 1 };
 void mark_atoms(int mol, bool without_hydrogens, int* marks);
 
 int count_taking_part(const int* marks, int length);
+
+// To single precision, without negative zeros.
+inline float rounded(double x) { return static_cast<float>(x) + 0.0F; }
 
 }  // namespace mol_func1
 

@@ -89,7 +89,7 @@ Point<Dimensions> centre_of(const WeightedPoints<Dimensions>& set) {
 }
 
 template <std::size_t Dimensions>
-SquareMatrix<Dimensions> second_moments(const WeightedPoints<Dimensions>& set, const Point<Dimensions>& centre) {
+SquareMatrix<Dimensions> sum_second_moments(const WeightedPoints<Dimensions>& set, const Point<Dimensions>& centre) {
   SquareMatrix<Dimensions> s{};
   for (std::ptrdiff_t i = 0; i < set.count; ++i) {
     if (!set.takes_part(i)) {
@@ -118,7 +118,7 @@ struct Inertia {
   SquareMatrix<Dimensions> second_moments;
 
   explicit Inertia(const WeightedPoints<Dimensions>& set)
-      : centre(centre_of(set)), second_moments(mol_func1::second_moments(set, centre)) {}
+      : centre(centre_of(set)), second_moments(sum_second_moments(set, centre)) {}
 
   bool is_finite() const {
     return std::all_of(second_moments.begin(), second_moments.end(), [](float x) { return std::isfinite(x); });
@@ -134,12 +134,6 @@ void make_proper(SquareMatrix<3>& r) {
   }
 }
 
-void make_proper(SquareMatrix<2>& r) {
-  if (r[0] * r[3] - r[1] * r[2] < 0) {
-    std::transform(r.begin() + 2, r.end(), r.begin() + 2, [](float x) { return x == 0 ? 0 : -x; });
-  }
-}
-
 // Rotations into the frame of finite second moments, rows the axes.
 SquareMatrix<3> rotation_by_rmat(const SquareMatrix<3>& s) {
   SquareMatrix<3> rotation{};
@@ -151,7 +145,6 @@ SquareMatrix<3> rotation_by_rmat(const SquareMatrix<3>& s) {
 SquareMatrix<2> rotation_by_rmat(const SquareMatrix<2>& s) {
   SquareMatrix<2> rotation{};
   make_rmat_2d(s.data(), rotation.data());
-  make_proper(rotation);
   return rotation;
 }
 
@@ -177,7 +170,7 @@ void move_points(float* points, std::ptrdiff_t count, const SquareMatrix<Dimensi
       for (std::size_t j = 0; j < Dimensions; ++j) {
         sum += static_cast<double>(rotation[Dimensions * k + j]) * d[j];
       }
-      points[k] = static_cast<float>(sum);
+      points[k] = rounded(sum);
     }
   }
 }
@@ -186,10 +179,7 @@ void move_points(float* points, std::ptrdiff_t count, const SquareMatrix<Dimensi
 class MoleculeAtoms {
  public:
   explicit MoleculeAtoms(int mol)
-      : mol_(mol),
-        length_(nx_get_molecule_radii_length(mol)),
-        coord_(mol, length_, 3, "coord"),
-        marks_(mol, length_, 1, "name_index") {}
+      : mol_(mol), length_(index_bound(mol)), coord_(mol, length_, 3, "coord"), marks_(mol, length_, 1, "name_index") {}
 
   // Reads the coordinates and marks the atoms by their names, all of them where that leaves none. False when memory has
   // no room.
@@ -252,17 +242,21 @@ class MoleculeAtoms {
 void exit_without_atoms(int mol) {
   if (nx_get_molecule_atom_number(mol) == 0) {
     std::puts("no atoms");
-    std::fflush(stdout);
     std::exit(kNoAtomsStatus);
   }
 }
 
-// The root mean square extents, from the second moments.
-void write_moments(const Inertia<3>& inertia, int count, float* out) {
-  if (!inertia.is_finite()) {
-    std::fill_n(out, 3, std::numeric_limits<float>::quiet_NaN());
-    return;
+// The result where there is no frame: moments that are not numbers, and else failure.
+int without_frame(Action action, float* out) {
+  if (action != Action::moments) {
+    return 0;
   }
+  std::fill_n(out, 3, std::numeric_limits<float>::quiet_NaN());
+  return 1;
+}
+
+// The root mean square extents, from finite second moments.
+void write_moments(const Inertia<3>& inertia, int count, float* out) {
   SquareMatrix<3> s = inertia.second_moments;
   get_roots_3_3(s.data(), out);
   // The number of atoms divides, even where they are weighted; that is meant.
@@ -288,7 +282,7 @@ bool keep_transform(SquareMatrix<3>& rotation, const Point<3>& centre, int mol) 
     for (std::size_t j = 0; j < 3; ++j) {
       turned += static_cast<double>(rotation[3 * k + j]) * centre[j];
     }
-    transform[4 + k] = static_cast<float>(-turned);
+    transform[4 + k] = rounded(-turned);
   }
   return nx_set_molecule_transform(transform.data(), mol) == 1;
 }
@@ -337,15 +331,15 @@ int nx_orient_m_i_base(int mol, int flag, float* out) {
   }
   MoleculeAtoms atoms(mol);
   if (!atoms.read(selection.without_hydrogens) || !atoms.read_radii()) {
-    return 0;
+    return without_frame(selection.action, out);
   }
   const Inertia<3> inertia(atoms.points(selection.weighted));
+  if (!inertia.is_finite()) {
+    return without_frame(selection.action, out);
+  }
   if (selection.action == Action::moments) {
     write_moments(inertia, atoms.count(), out);
     return 1;
-  }
-  if (!inertia.is_finite()) {
-    return 0;
   }
   SquareMatrix<3> rotation = rotation_by_rmat2(inertia.second_moments);
   if (selection.action == Action::matrix) {

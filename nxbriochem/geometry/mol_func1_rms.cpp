@@ -4,16 +4,18 @@
 #include <cstddef>
 #include <limits>
 
+#include <nxbriochem/geometry/instruction_set.h>
 #include <nxbriochem/geometry/mol_func1.h>
 #include <nxbriochem/geometry/mol_func1_atoms.h>
 #include <nxbriochem/geometry/superposition.h>
 #include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/molecules/briochem_model.h>
 
 namespace mol_func1 {
 namespace {
 
+using instruction_set::InstructionSet;
 using superposition::Fit;
-using superposition::InstructionSet;
 
 constexpr float kNotANumber = std::numeric_limits<float>::quiet_NaN();
 
@@ -24,11 +26,11 @@ Action action_of(int mode) { return static_cast<Action>(mode / 2); }
 
 float rms_of(double sum_of_squares, int count) { return static_cast<float>(std::sqrt(sum_of_squares / count)); }
 
-// Moves the points of the atoms that take part to the front, in their order. Their number. Without a branch, since no
-// processor foresees which atoms are hydrogens.
-int gather(float* points, const int* marks, int natoms) {
-  float* to = points;
-  for (const float* from = points; from != points + std::ptrdiff_t{3} * natoms; from += 3) {
+// Copies the points of the atoms that take part, in their order, where `to` may be `from`. Their number. Without a
+// branch, since no processor foresees which atoms are hydrogens.
+int gather(const float* from, const int* marks, int natoms, float* to) {
+  const float* start = to;
+  for (const float* end = from + std::ptrdiff_t{3} * natoms; from != end; from += 3) {
     const float x = from[0];
     const float y = from[1];
     const float z = from[2];
@@ -37,7 +39,7 @@ int gather(float* points, const int* marks, int natoms) {
     to[2] = z;
     to += *marks++ == kTakesPart ? 3 : 0;
   }
-  return static_cast<int>((to - points) / 3);
+  return static_cast<int>((to - start) / 3);
 }
 
 // Closes the gaps that deleted atoms leave in an array of places with `width` values each, so that atom i has place i.
@@ -51,7 +53,18 @@ void close_gaps(T* values, int width, const int* marks, int length) {
   }
 }
 
-bool has_gaps(int mol) { return nx_get_molecule_radii_length(mol) != nx_get_molecule_atom_number(mol); }
+bool has_gaps(int mol) { return index_bound(mol) != nx_get_molecule_atom_number(mol); }
+
+// The molecule's own coordinates where there are such and no gaps between them, so that they are read where they lie;
+// else `work`, with the coordinates of all places.
+const float* coordinates_of(int mol, float* work) {
+  const float* stored = briochem::model(mol).CoordData();
+  if (stored != nullptr && !has_gaps(mol)) {
+    return stored;
+  }
+  nx_get_molecule_coordinates(work, mol);
+  return work;
+}
 
 // Both sets of points and the marks of the first molecule's atoms, in the first molecule's object memory.
 class AtomPairs {
@@ -59,30 +72,30 @@ class AtomPairs {
   AtomPairs(int first, int second)
       : first_(first),
         second_(second),
-        length_(std::max(nx_get_molecule_radii_length(first), nx_get_molecule_radii_length(second))),
-        coord_(first, length_, 6, "coord"),
-        marks_(first, length_, 1, "name_index") {}
+        length_(std::max(index_bound(first), index_bound(second))),
+        coord_(first, length_, 6, "coord", Contents::undefined),
+        marks_(first, length_, 1, "name_index", Contents::undefined) {}
 
   // Reads the points of the atoms that take part. False when memory has no room.
   bool read(bool without_hydrogens) {
     if (!coord_ || !marks_) {
       return false;
     }
-    nx_get_molecule_coordinates(first_points(), first_);
-    nx_get_molecule_coordinates(second_points(), second_);
+    const float* first = coordinates_of(first_, first_points());
+    const float* second = coordinates_of(second_, second_points());
     if (has_gaps(second_)) {
       mark_atoms(second_, false, marks_.data());
-      close_gaps(second_points(), 3, marks_.data(), nx_get_molecule_radii_length(second_));
+      close_gaps(second_points(), 3, marks_.data(), index_bound(second_));
     }
     mark_atoms(first_, without_hydrogens, marks_.data());
     if (has_gaps(first_)) {
-      const int length = nx_get_molecule_radii_length(first_);
+      const int length = index_bound(first_);
       close_gaps(first_points(), 3, marks_.data(), length);
       close_gaps(marks_.data(), 1, marks_.data(), length);
     }
     const int natoms = nx_get_molecule_atom_number(first_);
-    count_ = gather(first_points(), marks_.data(), natoms);
-    gather(second_points(), marks_.data(), natoms);
+    count_ = gather(first, marks_.data(), natoms, first_points());
+    gather(second, marks_.data(), natoms, second_points());
     return true;
   }
 
@@ -92,11 +105,12 @@ class AtomPairs {
   // Moves all atoms of the second molecule.
   void move_second(const Fit& fit) const {
     float* points = second_points();
-    nx_get_molecule_coordinates(points, second_);
     const std::ptrdiff_t floats = nx_get_molecule_coordinates_length(second_);
+    std::fill_n(points, floats, 0.0F);  // for the places of deleted atoms
+    nx_get_molecule_coordinates(points, second_);
     for (std::ptrdiff_t at = 0; at < floats; at += 3) {
       const superposition::Vector moved = fit.moved(points + at);
-      std::transform(moved.begin(), moved.end(), points + at, [](double x) { return static_cast<float>(x); });
+      std::transform(moved.begin(), moved.end(), points + at, rounded);
     }
     nx_set_molecule_coordinates(points, second_);  // which leaves the places of deleted atoms alone
   }
@@ -113,11 +127,12 @@ class AtomPairs {
   WorkArray<int> marks_;
 };
 
-void write_motion(const Fit& fit, float* out) {
-  const auto narrow = [](double x) { return static_cast<float>(x); };
+// The translation belongs to the rotation as it is written: far from the origin a rounding of that moves points.
+void write_motion(Fit fit, float* out) {
+  out = std::transform(fit.rotation.begin(), fit.rotation.end(), out, rounded);
+  std::copy(out - 9, out, fit.rotation.begin());
   const superposition::Vector translation = fit.translation();
-  out = std::transform(fit.rotation.begin(), fit.rotation.end(), out, narrow);
-  std::transform(translation.begin(), translation.end(), out, narrow);
+  std::transform(translation.begin(), translation.end(), out, rounded);
 }
 
 bool are_usable(const float* first, const float* second, int n, const float* rms) {
@@ -126,9 +141,8 @@ bool are_usable(const float* first, const float* second, int n, const float* rms
 
 float rms_between(const float* first, const float* second, int n) {
   double sum = 0.0;
-  return superposition::sum_of_squares({first, second, n}, c_bind::best_instruction_set(), sum)
-             ? rms_of(std::fabs(sum), n)
-             : kNotANumber;
+  return superposition::sum_of_squares({first, second, n}, instruction_set::best(), sum) ? rms_of(std::fabs(sum), n)
+                                                                                         : kNotANumber;
 }
 
 // The least RMS deviation, of which the absolute value is that of a float; programs see that in the last digit.
@@ -151,7 +165,7 @@ int nx_rms_base(int first, int second, int mode, float* out) {
     return 0;
   }
   const Action action = action_of(mode);
-  const InstructionSet set = c_bind::best_instruction_set();
+  const InstructionSet set = instruction_set::best();
   if (action == Action::rms) {
     double sum = 0.0;
     *out = superposition::sum_of_squares(pairs.points(), set, sum) ? molecule_rms(sum, pairs.count()) : kNotANumber;

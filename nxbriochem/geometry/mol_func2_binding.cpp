@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include <nxbriochem/geometry/c_bind_kernels.h>
+#include <nxbriochem/geometry/instruction_set.h>
 #include <nxbriochem/geometry/mol_func2.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/objects/memory.h>
@@ -37,7 +38,7 @@ void warn_of_coincident_pairs(const c_bind::PairSum& sum) {
 }
 
 c_bind::PairSum sum_of_charges(const c_bind::Sites& target, const c_bind::Sites& ligand) {
-  return c_bind::sum_pairs(target, ligand, c_bind::best_instruction_set());
+  return c_bind::sum_pairs(target, ligand, instruction_set::best());
 }
 
 bool is_hydrogen(const c_bind::Sites& sites, int i) { return sites.record(i)[NX_RECORD_ELEMENT] == 1.0F; }

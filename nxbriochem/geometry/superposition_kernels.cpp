@@ -12,6 +12,9 @@
 namespace superposition {
 namespace {
 
+using vector3::minus;
+using vector3::vector_at;
+
 constexpr std::ptrdiff_t kLanes = 4;
 constexpr std::ptrdiff_t kFloats = 3 * kLanes;  // of four points
 
@@ -36,20 +39,11 @@ struct Pairs {
 
 double total(const std::array<double, kLanes>& lanes) { return (lanes[0] + lanes[1]) + (lanes[2] + lanes[3]); }
 
-Vector point_at(const float* at) {
-  return {static_cast<double>(at[0]), static_cast<double>(at[1]), static_cast<double>(at[2])};
-}
-
-Vector difference_at(const float* at, const Vector& origin) {
-  return {static_cast<double>(at[0]) - origin[0], static_cast<double>(at[1]) - origin[1],
-          static_cast<double>(at[2]) - origin[2]};
-}
-
 void add_pairs_plain(const Pairs& pairs, LaneSums& sums) {
   for (std::ptrdiff_t i = 0; i < pairs.count; ++i) {
     const auto lane = static_cast<std::size_t>(i % kLanes);
-    const Vector x = difference_at(pairs.first + 3 * i, pairs.first_origin);
-    const Vector y = difference_at(pairs.second + 3 * i, pairs.second_origin);
+    const Vector x = minus(vector_at(pairs.first + 3 * i), pairs.first_origin);
+    const Vector y = minus(vector_at(pairs.second + 3 * i), pairs.second_origin);
     for (std::size_t k = 0; k < 3; ++k) {
       sums[kOfX + k][lane] += x[k];
       sums[kOfY + k][lane] += y[k];
@@ -63,8 +57,8 @@ void add_pairs_plain(const Pairs& pairs, LaneSums& sums) {
 
 void add_residuals_plain(const Pairs& pairs, const Matrix& turn, const Vector& shift, Residuals& sums) {
   for (std::ptrdiff_t i = 0; i < pairs.count; ++i) {
-    const Vector x = difference_at(pairs.first + 3 * i, pairs.first_origin);
-    const Vector y = difference_at(pairs.second + 3 * i, pairs.second_origin);
+    const Vector x = vector_at(pairs.first + 3 * i);
+    const Vector y = vector_at(pairs.second + 3 * i);
     Vector off{};
     for (std::size_t k = 0; k < 3; ++k) {
       const double turned = (turn[3 * k] * y[0] + turn[3 * k + 1] * y[1]) + turn[3 * k + 2] * y[2];
@@ -76,23 +70,17 @@ void add_residuals_plain(const Pairs& pairs, const Matrix& turn, const Vector& s
 
 #if defined(__x86_64__)
 
-// Two points from 6 floats, less the origin: x, y and z of both.
-__attribute__((always_inline)) inline void load_two(const float* at, const __m128d* origin, __m128d* out) {
+// Two points from 6 floats: x, y and z of both.
+__attribute__((always_inline)) inline void load_two(const float* at, __m128d* out) {
   const __m128 a = _mm_loadu_ps(at);                                                     // x0 y0 z0 x1
   const __m128 b = _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(at + 4)));  // y1 z1
-  out[0] = _mm_sub_pd(_mm_cvtps_pd(_mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 0, 3, 0))), origin[0]);
+  out[0] = _mm_cvtps_pd(_mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 0, 3, 0)));
   const __m128 yz = _mm_unpacklo_ps(_mm_shuffle_ps(a, a, _MM_SHUFFLE(2, 1, 2, 1)), b);  // y0 y1 z0 z1
-  out[1] = _mm_sub_pd(_mm_cvtps_pd(yz), origin[1]);
-  out[2] = _mm_sub_pd(_mm_cvtps_pd(_mm_movehl_ps(yz, yz)), origin[2]);
+  out[1] = _mm_cvtps_pd(yz);
+  out[2] = _mm_cvtps_pd(_mm_movehl_ps(yz, yz));
 }
 
 void add_pairs_sse2(const Pairs& pairs, LaneSums& sums) {
-  __m128d first_origin[3];
-  __m128d second_origin[3];
-  for (std::size_t k = 0; k < 3; ++k) {
-    first_origin[k] = _mm_set1_pd(pairs.first_origin[k]);
-    second_origin[k] = _mm_set1_pd(pairs.second_origin[k]);
-  }
   for (std::ptrdiff_t half = 0; half < kLanes; half += 2) {
     __m128d sum[kSums];
     for (__m128d& lanes : sum) {
@@ -103,8 +91,12 @@ void add_pairs_sse2(const Pairs& pairs, LaneSums& sums) {
     for (std::ptrdiff_t i = 0; i + kLanes <= pairs.count; i += kLanes, first += kFloats, second += kFloats) {
       __m128d x[3];
       __m128d y[3];
-      load_two(first, first_origin, x);
-      load_two(second, second_origin, y);
+      load_two(first, x);
+      load_two(second, y);
+      for (std::size_t k = 0; k < 3; ++k) {
+        x[k] -= pairs.first_origin[k];
+        y[k] -= pairs.second_origin[k];
+      }
       __m128d squares[3];
       for (std::size_t k = 0; k < 3; ++k) {
         sum[kOfX + k] += x[k];
@@ -123,12 +115,6 @@ void add_pairs_sse2(const Pairs& pairs, LaneSums& sums) {
 }
 
 void add_residuals_sse2(const Pairs& pairs, const Matrix& turn, const Vector& shift, Residuals& sums) {
-  __m128d first_origin[3];
-  __m128d second_origin[3];
-  for (std::size_t k = 0; k < 3; ++k) {
-    first_origin[k] = _mm_set1_pd(pairs.first_origin[k]);
-    second_origin[k] = _mm_set1_pd(pairs.second_origin[k]);
-  }
   for (std::ptrdiff_t half = 0; half < kLanes; half += 2) {
     __m128d sum = _mm_setzero_pd();
     const float* first = pairs.first + 3 * half;
@@ -136,8 +122,8 @@ void add_residuals_sse2(const Pairs& pairs, const Matrix& turn, const Vector& sh
     for (std::ptrdiff_t i = 0; i + kLanes <= pairs.count; i += kLanes, first += kFloats, second += kFloats) {
       __m128d x[3];
       __m128d y[3];
-      load_two(first, first_origin, x);
-      load_two(second, second_origin, y);
+      load_two(first, x);
+      load_two(second, y);
       for (std::size_t k = 0; k < 3; ++k) {
         const __m128d turned = (turn[3 * k] * y[0] + turn[3 * k + 1] * y[1]) + turn[3 * k + 2] * y[2];
         x[k] = (x[k] - turned) - shift[k];
@@ -148,9 +134,8 @@ void add_residuals_sse2(const Pairs& pairs, const Matrix& turn, const Vector& sh
   }
 }
 
-// Four points from 12 floats, less the origin.
-__attribute__((always_inline, target("avx2"))) inline void load_four(const float* at, const __m256d* origin,
-                                                                     __m256d* out) {
+// Four points from 12 floats.
+__attribute__((always_inline, target("avx2"))) inline void load_four(const float* at, __m256d* out) {
   const __m128 a = _mm_loadu_ps(at);                                  // x0 y0 z0 x1
   const __m128 b = _mm_loadu_ps(at + 4);                              // y1 z1 x2 y2
   const __m128 c = _mm_loadu_ps(at + 8);                              // z2 x3 y3 z3
@@ -159,18 +144,12 @@ __attribute__((always_inline, target("avx2"))) inline void load_four(const float
   const __m128 x = _mm_shuffle_ps(a, high, _MM_SHUFFLE(2, 0, 3, 0));
   const __m128 y = _mm_shuffle_ps(low, high, _MM_SHUFFLE(3, 1, 2, 0));
   const __m128 z = _mm_shuffle_ps(low, c, _MM_SHUFFLE(3, 0, 3, 1));
-  out[0] = _mm256_sub_pd(_mm256_cvtps_pd(x), origin[0]);
-  out[1] = _mm256_sub_pd(_mm256_cvtps_pd(y), origin[1]);
-  out[2] = _mm256_sub_pd(_mm256_cvtps_pd(z), origin[2]);
+  out[0] = _mm256_cvtps_pd(x);
+  out[1] = _mm256_cvtps_pd(y);
+  out[2] = _mm256_cvtps_pd(z);
 }
 
 __attribute__((target("avx2"))) void add_pairs_avx2(const Pairs& pairs, LaneSums& sums) {
-  __m256d first_origin[3];
-  __m256d second_origin[3];
-  for (std::size_t k = 0; k < 3; ++k) {
-    first_origin[k] = _mm256_set1_pd(pairs.first_origin[k]);
-    second_origin[k] = _mm256_set1_pd(pairs.second_origin[k]);
-  }
   __m256d sum[kSums];
   for (__m256d& lanes : sum) {
     lanes = _mm256_setzero_pd();
@@ -180,8 +159,12 @@ __attribute__((target("avx2"))) void add_pairs_avx2(const Pairs& pairs, LaneSums
   for (std::ptrdiff_t i = 0; i + kLanes <= pairs.count; i += kLanes, first += kFloats, second += kFloats) {
     __m256d x[3];
     __m256d y[3];
-    load_four(first, first_origin, x);
-    load_four(second, second_origin, y);
+    load_four(first, x);
+    load_four(second, y);
+    for (std::size_t k = 0; k < 3; ++k) {
+      x[k] -= pairs.first_origin[k];
+      y[k] -= pairs.second_origin[k];
+    }
     __m256d squares[3];
     for (std::size_t k = 0; k < 3; ++k) {
       sum[kOfX + k] += x[k];
@@ -200,20 +183,14 @@ __attribute__((target("avx2"))) void add_pairs_avx2(const Pairs& pairs, LaneSums
 
 __attribute__((target("avx2"))) void add_residuals_avx2(const Pairs& pairs, const Matrix& turn, const Vector& shift,
                                                         Residuals& sums) {
-  __m256d first_origin[3];
-  __m256d second_origin[3];
-  for (std::size_t k = 0; k < 3; ++k) {
-    first_origin[k] = _mm256_set1_pd(pairs.first_origin[k]);
-    second_origin[k] = _mm256_set1_pd(pairs.second_origin[k]);
-  }
   __m256d sum = _mm256_setzero_pd();
   const float* first = pairs.first;
   const float* second = pairs.second;
   for (std::ptrdiff_t i = 0; i + kLanes <= pairs.count; i += kLanes, first += kFloats, second += kFloats) {
     __m256d x[3];
     __m256d y[3];
-    load_four(first, first_origin, x);
-    load_four(second, second_origin, y);
+    load_four(first, x);
+    load_four(second, y);
     for (std::size_t k = 0; k < 3; ++k) {
       const __m256d turned = (turn[3 * k] * y[0] + turn[3 * k + 1] * y[1]) + turn[3 * k + 2] * y[2];
       x[k] = (x[k] - turned) - shift[k];
@@ -246,7 +223,7 @@ Kernels kernels_of(InstructionSet set) {
 }
 
 Pairs pairs_of(const PointPairs& pairs) {
-  return {pairs.first, pairs.second, pairs.count, point_at(pairs.first), point_at(pairs.second)};
+  return {pairs.first, pairs.second, pairs.count, vector_at(pairs.first), vector_at(pairs.second)};
 }
 
 // The pairs that are left over when lanes are worked on together.

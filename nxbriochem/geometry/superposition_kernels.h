@@ -1,21 +1,21 @@
 // The sums over pairs of points behind a least-squares superposition: a plain version, which defines the results, and
 // vector versions that give the same bits faster. Private to the module; C++ only.
 //
-// Everything is computed in double from differences to the first point of each set, which are exact, so that sets far
-// from the origin lose nothing. Pair i belongs to lane i % 4; each lane adds up its pairs in order, and a sum is
+// Everything is computed in double. Pair i belongs to lane i % 4; each lane adds up its pairs in order, and a sum is
 // (lane 0 + lane 1) + (lane 2 + lane 3).
 #ifndef NXBRIOCHEM_GEOMETRY_SUPERPOSITION_KERNELS_H
 #define NXBRIOCHEM_GEOMETRY_SUPERPOSITION_KERNELS_H
 
 #include <array>
 
-#include <nxbriochem/geometry/c_bind_kernels.h>
+#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/vector3.h>
 
 namespace superposition {
 
-using c_bind::InstructionSet;
+using instruction_set::InstructionSet;
 
-using Vector = std::array<double, 3>;
+using vector3::Vector;
 using Matrix = std::array<double, 9>;  // row by row
 
 // Two sets of `count` points, 3 floats each; point i of one is matched with point i of the other. At least one.
@@ -26,7 +26,7 @@ struct PointPairs {
 };
 
 // What there is to know of the pairs for their superposition. x and y are the points of the first and of the second
-// set, less the first point of each.
+// set, less the first point of each: these differences are exact, so that sets far from the origin lose nothing.
 struct PairSums {
   Vector x;        // sum of x
   Vector y;        // sum of y
@@ -38,7 +38,7 @@ struct PairSums {
 // the widest below. Every version gives the same bits (of a NaN, only that it is one).
 PairSums sum_pairs(const PointPairs& pairs, InstructionSet set);
 
-// The sum of |x - (turn y + shift)|^2, likewise.
+// The sum of |x - (turn y + shift)|^2 over the points as they are, likewise.
 double sum_squared_residuals(const PointPairs& pairs, const Matrix& turn, const Vector& shift, InstructionSet set);
 
 }  // namespace superposition

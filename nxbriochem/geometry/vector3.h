@@ -10,11 +10,18 @@ namespace vector3 {
 
 using Vector = std::array<double, 3>;
 
+// Three floats, one after the other.
+inline Vector vector_at(const float* at) {
+  return {static_cast<double>(at[0]), static_cast<double>(at[1]), static_cast<double>(at[2])};
+}
+
 inline double dot(const Vector& a, const Vector& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
 inline Vector cross(const Vector& a, const Vector& b) {
   return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
+
+inline Vector plus(const Vector& a, const Vector& b) { return {a[0] + b[0], a[1] + b[1], a[2] + b[2]}; }
 
 inline Vector minus(const Vector& a, const Vector& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
 

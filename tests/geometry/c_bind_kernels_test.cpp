@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <nxbriochem/geometry/c_bind_kernels.h>
+#include <nxbriochem/geometry/instruction_set.h>
 #include <nxbriochem/objects/memory.h>
 
 #include <tests/support/pqr_atoms.h>
@@ -9,15 +10,12 @@
 #include <limits>
 #include <random>
 
-using c_bind::InstructionSet;
 using c_bind::PairSum;
 using c_bind::Sites;
+using instruction_set::InstructionSet;
 using test_support::Charges;
 
 namespace {
-
-constexpr InstructionSet kAllSets[] = {InstructionSet::plain, InstructionSet::sse2, InstructionSet::avx2,
-                                       InstructionSet::avx512};
 
 Sites sites(const Charges& charges) { return {charges.records.data(), charges.q.data(), charges.count()}; }
 
@@ -60,14 +58,12 @@ bool same_bits(float a, float b) {
 // All versions that the processor has give the defined sum, to the bit.
 void expect_all_equal(const Charges& target, const Charges& ligand) {
   const PairSum expected = by_definition(target, ligand);
-  for (const InstructionSet set : kAllSets) {
-    if (c_bind::is_supported(set)) {
-      const PairSum sum = c_bind::sum_pairs(sites(target), sites(ligand), set);
-      EXPECT_TRUE(same_bits(sum.total, expected.total))
-          << "set " << static_cast<int>(set) << ", " << target.count() << " by " << ligand.count() << ": " << sum.total
-          << " for " << expected.total;
-      EXPECT_EQ(sum.coincident, expected.coincident) << "set " << static_cast<int>(set);
-    }
+  for (const InstructionSet set : instruction_set::supported()) {
+    const PairSum sum = c_bind::sum_pairs(sites(target), sites(ligand), set);
+    EXPECT_TRUE(same_bits(sum.total, expected.total))
+        << instruction_set::name_of(set) << ", " << target.count() << " by " << ligand.count() << ": " << sum.total
+        << " for " << expected.total;
+    EXPECT_EQ(sum.coincident, expected.coincident) << instruction_set::name_of(set);
   }
 }
 
@@ -123,12 +119,4 @@ TEST(PairSum, AllVersionsAgreeOnExtremeInput) {
       return;
     }
   }
-}
-
-TEST(PairSum, TheBestVersionIsOneThatTheProcessorHas) {
-  EXPECT_TRUE(c_bind::is_supported(InstructionSet::plain));
-  EXPECT_TRUE(c_bind::is_supported(c_bind::best_instruction_set()));
-#if defined(__x86_64__)
-  EXPECT_NE(c_bind::best_instruction_set(), InstructionSet::plain);
-#endif
 }

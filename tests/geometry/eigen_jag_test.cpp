@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <nxbriochem/geometry/eigen_jag.h>
 #include <nxbriochem/geometry/eigen_jag_sweeps.h>
+#include <nxbriochem/geometry/instruction_set.h>
 #include <nxbriochem/objects/memory.h>
 
 #include <tests/support/plain_jacobi.h>
@@ -12,7 +13,7 @@
 #include <random>
 #include <vector>
 
-using eigen_jag::InstructionSet;
+using instruction_set::InstructionSet;
 using test_support::printed;
 using test_support::random_symmetric;
 using test_support::Square;
@@ -50,19 +51,16 @@ void expect_all_equal(const Square<T>& matrix, const char* what) {
   expected.converged =
       test_support::plain_jacobi(expected.a.rows(), matrix.size(), expected.d.data(), expected.v.rows(), &expected.nrot,
                                  expected.b.data(), expected.z.data());
-  for (const InstructionSet set :
-       {InstructionSet::plain, InstructionSet::sse2, InstructionSet::avx2, InstructionSet::avx512}) {
-    if (!c_bind::is_supported(set)) {
-      continue;
-    }
+  for (const InstructionSet set : instruction_set::supported()) {
+    const char* name = instruction_set::name_of(set);
     Outcome<T> run(matrix);
     run.converged = eigen_jag::diagonalise(run.a.rows(), matrix.size(), run.d.data(), run.v.rows(), &run.nrot,
                                            run.b.data(), run.z.data(), set);
-    EXPECT_EQ(run.converged, expected.converged) << what << matrix.n << " set " << static_cast<int>(set);
-    EXPECT_EQ(run.nrot, expected.nrot) << what << matrix.n << " set " << static_cast<int>(set);
+    EXPECT_EQ(run.converged, expected.converged) << what << matrix.n << " by " << name;
+    EXPECT_EQ(run.nrot, expected.nrot) << what << matrix.n << " by " << name;
     EXPECT_TRUE(same_bits(run.d, expected.d) && same_bits(run.v.elements, expected.v.elements) &&
                 same_bits(run.a.elements, expected.a.elements))
-        << what << matrix.n << " set " << static_cast<int>(set);
+        << what << matrix.n << " by " << name;
   }
 }
 
@@ -254,7 +252,16 @@ TEST(Jacobi, NullArraysAndNoRowsChangeNothing) {
   eigen_solve_3_by_3(nullptr, &d, &row);
   eigen_solve_double_precision(nullptr, 1, nullptr, nullptr);
   eigsrt(nullptr, &row, 1);
-  EXPECT_EQ(d, 5);
-  EXPECT_EQ(element, 7);
   EXPECT_EQ(nrot, -1);
+  double* no_row = nullptr;
+  double wide = 5;
+  vf_jacobi_double_precision(&no_row, 0, &wide, &no_row, nullptr);
+  vf_jacobi_double_precision(&no_row, 0, &wide, &no_row, &nrot);
+  EXPECT_EQ(nrot, 0);
+  nrot = -1;
+  vf_jacobi(&row, 0, &d, &row, &nrot);
+  EXPECT_EQ(nrot, 0);
+  EXPECT_EQ(d, 5);
+  EXPECT_EQ(wide, 5);
+  EXPECT_EQ(element, 7);
 }

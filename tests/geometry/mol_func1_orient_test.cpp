@@ -15,25 +15,112 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/exact_frames.h"
+#include "tests/support/flat_molecule.h"
+#include "tests/support/frames.h"
+#include "tests/support/use_up_memory.h"
 
 namespace {
 
 using Random = std::mt19937;
-using test_support::Atom;
-using test_support::Atoms;
 using test_support::coordinates_of;
 using test_support::determinant;
-using test_support::ExactFrame;
-using test_support::Expected;
-using test_support::molecule_of;
+using test_support::ExactMatrix;
+using test_support::ExactPoints;
+using test_support::ExactVector;
+using test_support::Weights;
 
 constexpr char kAllHydrogen[] = "all atoms hydrogen in orient_by_m_i!\n";
 constexpr char kAllHydrogenOrZero[] = "all atoms hydrogen and/or zero radii in orient_by_m_i!\n";
 
+struct Atom {
+  std::string name;
+  std::array<float, 3> at;
+  float radius;
+};
+using Atoms = std::vector<Atom>;
+
+int molecule_of(const Atoms& atoms) {
+  std::vector<test_support::FlatAtom> flat;
+  std::vector<float> radii;
+  for (const Atom& atom : atoms) {
+    flat.push_back({atom.name, "", atom.at[0], atom.at[1], atom.at[2], 0});
+    radii.push_back(atom.radius);
+  }
+  const int mol = test_support::make_molecule(flat);
+  nx_set_molecule_radii(radii.data(), mol);
+  return mol;
+}
+
+// Which atoms take part, by the rules as they are written down, and how often each warning comes.
+struct Expected {
+  std::vector<bool> in;
+  int warnings_of_hydrogen = 0;
+  int warnings_of_radii = 0;
+  bool weighted = false;
+
+  Expected(const Atoms& atoms, bool without_hydrogens, bool weight, bool use_radii) {
+    const bool named = std::any_of(atoms.begin(), atoms.end(), [](const Atom& a) { return !a.name.empty(); });
+    const bool has_radii =
+        use_radii && std::any_of(atoms.begin(), atoms.end(), [](const Atom& a) { return a.radius != 0; });
+    for (const Atom& atom : atoms) {
+      in.push_back(!(without_hydrogens && named && !atom.name.empty() && (atom.name[0] == 'H' || atom.name[0] == 'h')));
+    }
+    warnings_of_hydrogen = fall_back();
+    for (std::size_t i = 0; has_radii && i < atoms.size(); ++i) {
+      in[i] = in[i] && atoms[i].radius != 0;
+    }
+    warnings_of_radii = has_radii ? fall_back() : 0;
+    weighted = weight && has_radii;
+  }
+
+ private:
+  int fall_back() {
+    if (std::find(in.begin(), in.end(), true) != in.end()) {
+      return 0;
+    }
+    in.assign(in.size(), true);
+    return 1;
+  }
+};
+
+// The centre and the second moments of the atoms that take part, in long double.
+struct ExactFrame {
+  ExactPoints points;
+  Weights weights;
+  ExactVector centre;
+  ExactMatrix<3> second_moments;
+  long double count = 0;
+
+  ExactFrame(const Atoms& atoms, const Expected& expected) {
+    std::vector<float> xyz;
+    std::vector<long double> w;
+    for (std::size_t i = 0; i < atoms.size(); ++i) {
+      const long double r = expected.weighted ? atoms[i].radius : 1;
+      w.push_back(expected.in[i] ? r * r * r : 0);
+      count += expected.in[i] ? 1 : 0;
+      xyz.insert(xyz.end(), atoms[i].at.begin(), atoms[i].at.end());
+    }
+    weights = Weights::Map(w.data(), static_cast<Eigen::Index>(w.size()));
+    points = test_support::exact(xyz);
+    centre = test_support::centre_of(points, weights);
+    points.colwise() -= centre;
+    second_moments = points * weights.asDiagonal() * points.transpose();
+  }
+
+  // Descending.
+  std::array<double, 3> moments() const {
+    const ExactVector squares = test_support::exact_eigenvalues<3>(second_moments) / count;
+    std::array<double, 3> out{};
+    std::transform(squares.begin(), squares.end(), out.rbegin(),
+                   [](long double x) { return static_cast<double>(std::sqrt(std::fabs(x))); });
+    return out;
+  }
+};
+
 Atoms random_atoms(Random& random) {
   std::normal_distribution<float> normal;
   const float offset = random() % 4 == 0 ? 1e5F : 10.0F;
+  const float tilt = random() % 2 == 0 ? 0.5F : 0.0F;
   const float size[3] = {8, random() % 5 == 0 ? 0.0F : 4.0F, random() % 4 == 0 ? 0.0F : 2.0F};
   const std::vector<std::string> names = random() % 6 == 0
                                              ? std::vector<std::string>{"H1", "hb"}
@@ -46,6 +133,7 @@ Atoms random_atoms(Random& random) {
     for (std::size_t k = 0; k < 3; ++k) {
       atom.at[(k + 2) % 3] = size[k] * normal(random) + offset;
     }
+    atom.at[0] += tilt * (atom.at[2] - offset);
     const bool hydrogen = named && (atom.name[0] & 223) == 'H';
     atom.radius = kind_of_radii == 0                        ? 0.0F
                   : kind_of_radii == 1                      ? (hydrogen ? 1.0F : 0.0F)
@@ -58,12 +146,12 @@ Atoms random_atoms(Random& random) {
 // The frame of what has been oriented: centre at the origin, axes in order.
 void expect_oriented(const Atoms& atoms, const Expected& expected, const std::array<double, 3>& moments, double loose) {
   const ExactFrame frame(atoms, expected);
-  for (std::size_t k = 0; k < 3; ++k) {
+  const ExactMatrix<3> s = frame.second_moments / frame.count;
+  for (int k = 0; k < 3; ++k) {
     EXPECT_NEAR(static_cast<double>(frame.centre[k]), 0, loose);
-    EXPECT_NEAR(static_cast<double>(std::sqrt(frame.second_moments[k][k] / frame.count)), moments[k], 2e-3 + loose);
+    EXPECT_NEAR(static_cast<double>(std::sqrt(s(k, k))), moments[static_cast<std::size_t>(k)], 2e-3 + loose);
     // The make_rmat family takes eigenvalues for the diagonal that differ from it by up to 1e-6.
-    EXPECT_NEAR(static_cast<double>(frame.second_moments[k][(k + 1) % 3] / frame.count), 0,
-                1e-3 * (1 + moments[0]) + 10 * loose);
+    EXPECT_NEAR(static_cast<double>(s(k, (k + 1) % 3)), 0, 1e-3 * (1 + moments[0]) + 10 * loose);
   }
 }
 
@@ -85,6 +173,17 @@ void expect_rigid(const std::vector<float>& before, const std::vector<float>& af
       return determinant(edges.data());
     };
     EXPECT_NEAR(volume(after), volume(before), 1e-2 + 1e3 * loose);
+  }
+}
+
+// The kept translation is -R c of the very rotation that was kept, to its last digit.
+void expect_translation_of_kept_rotation(int mol, const ExactVector& centre) {
+  Eigen::Matrix3f transposed;
+  Eigen::Vector3f t;
+  nx_get_molecule_transform_matrix(transposed.data(), t.data(), mol);
+  const Eigen::Vector3d turned = (transposed.transpose().cast<long double>() * centre).cast<double>();
+  for (int k = 0; k < 3; ++k) {
+    EXPECT_NEAR(t[k], -turned[k], 6e-8 * std::fabs(turned[k]) + 1e-9);
   }
 }
 
@@ -137,6 +236,7 @@ TEST(OrientBase, FollowsItsSelectorOnRandomMolecules) {
     EXPECT_EQ(said(kAllHydrogenOrZero), radius_warnings + expected.warnings_of_radii);
     const std::array<double, 3> moments = frame.moments();
     const std::vector<float> after = coordinates_of(mol);
+    EXPECT_FALSE(test_support::has_negative_zero(after));
     EXPECT_EQ(nx_is_molecule_transform_set(mol), row.action == 'o' ? 1 : 0);
     if (row.action == 'o' || is_older) {
       expect_rigid(before, after, loose);
@@ -146,6 +246,7 @@ TEST(OrientBase, FollowsItsSelectorOnRandomMolecules) {
       EXPECT_EQ(out[3] == 7, row.action == 'm');
     }
     if (row.action == 'o') {
+      expect_translation_of_kept_rotation(mol, frame.centre);
       EXPECT_EQ(nx_untransform_molecule(mol), 1);
       const std::vector<float> back = coordinates_of(mol);
       EXPECT_EQ(nx_transform_molecule(mol), 1);
@@ -157,6 +258,7 @@ TEST(OrientBase, FollowsItsSelectorOnRandomMolecules) {
     }
     for (std::size_t k = 0; k < 3 && row.action == 'm'; ++k) {
       EXPECT_NEAR(out[k], moments[k], 5e-4 * (1 + moments[0]));
+      EXPECT_LE(out[k], out[k == 0 ? 0 : k - 1]);
     }
     if (row.action == 'r') {
       EXPECT_NEAR(determinant(out.data()), 1, 1e-5);
@@ -169,6 +271,34 @@ TEST(OrientBase, FollowsItsSelectorOnRandomMolecules) {
     }
     nx_delete_molecule(mol);
     ASSERT_FALSE(HasFailure()) << "round " << round << ", flag " << row.flag << ", " << atoms.size() << " atoms";
+  }
+}
+
+// Over so many atoms, sums in double would give other moments.
+TEST(Moments, ComeFromSumsInSinglePrecision) {
+  Random random(35);
+  std::normal_distribution<float> normal;
+  Atoms atoms(50000);
+  for (Atom& atom : atoms) {
+    atom = {"C", {20 * normal(random) + 5, 12 * normal(random), 9 * normal(random)}, random() % 2 == 0 ? 1.0F : 1.5F};
+  }
+  const int mol = molecule_of(atoms);
+  for (const bool weighted : {false, true}) {
+    ExactFrame frame(atoms, Expected(atoms, false, weighted, true));
+    const double of_wide_sums = frame.moments()[0];
+    Eigen::Matrix3f sums = Eigen::Matrix3f::Zero();
+    for (int i = 0; i < frame.points.cols(); ++i) {
+      const ExactVector d = frame.points.col(i);
+      sums = (sums.cast<long double>() + frame.weights[i] * d * d.transpose()).cast<float>();
+    }
+    frame.second_moments = sums.cast<long double>();
+    const std::array<double, 3> expected = frame.moments();
+    std::array<float, 3> out{};
+    EXPECT_EQ(nx_orient_m_i_base(mol, weighted ? 8 : 2, out.data()), 1);
+    for (std::size_t k = 0; k < 3; ++k) {
+      EXPECT_NEAR(out[k] / expected[k], 1, 2e-7);
+    }
+    EXPECT_GT(std::fabs(out[0] / of_wide_sums - 1), 2e-6);
   }
 }
 
@@ -217,6 +347,13 @@ TEST(Orient, PassesOverDeletedAtomsAndRefusesWhatIsNotFinite) {
   EXPECT_NEAR(std::fabs(xyz[15]), 19 - 19 / 3.0, 1e-5);  // along x now
   EXPECT_EQ(xyz[17], 0);
 
+  const int centred = molecule_of({{"C", {0, -2, 0}, 1}, {"C", {0, 2, 0}, 1}});
+  EXPECT_EQ(nx_orient_by_moments_of_inertia(centred), 1);
+  std::vector<float> translation(3, 7.0F);
+  nx_get_molecule_transform_matrix(nullptr, translation.data(), centred);
+  EXPECT_EQ(translation, std::vector<float>(3));
+  EXPECT_FALSE(test_support::has_negative_zero(translation));
+
   const int broken = molecule_of(atoms);
   nx_set_molecule_coordinates_element(std::numeric_limits<float>::quiet_NaN(), 4, broken);
   EXPECT_EQ(nx_orient_by_moments_of_inertia(broken), 0);
@@ -239,6 +376,34 @@ TEST(OrientDeathTest, EndsWithoutAtoms) {
   EXPECT_EXIT(without_atoms([](int mol) { nx_orient_m_i_base2(mol, 0); }), testing::ExitedWithCode(1),
               testing::Eq("no atoms\n"));
 }
+
+#if !defined(NXBRIOCHEM_UNDER_SANITIZER)
+
+TEST(OrientDeathTest, WithoutMemoryNothingChanges) {
+  const int mol = molecule_of({{"C", {1, 2, 3}, 1}, {"N", {5, 7, 4}, 2}, {"O", {0, 1, 9}, 1}});
+  const std::vector<float> before = coordinates_of(mol);
+  std::vector<float> after(before.size());
+  std::vector<float> out(12, 7.0F);
+  const std::vector<float> untouched = out;
+  EXPECT_EQ(nx_is_molecule_transform_set(mol), 0);
+  const auto keep_all = [&] {
+    test_support::use_up_memory();
+    int results = nx_orient_by_moments_of_inertia(mol) + nx_orient_m_i_base2(mol, 0) +
+                  nx_inertial_matrix(mol, out.data()) + nx_perceive_top_symmetry(mol, 1);
+    for (int mode = 0; mode < 6; ++mode) {
+      results += nx_rms_base(mol, mol, mode, out.data());
+    }
+    const bool kept = out == untouched;
+    nx_get_molecule_coordinates(after.data(), mol);
+    const bool done = nx_moments_of_inertia(mol, out.data()) == 1 && nx_orient_m_i_base(mol, 8, out.data() + 3) == 1;
+    const bool no_numbers = std::all_of(out.begin(), out.begin() + 6, [](float x) { return std::isnan(x); });
+    const bool all = kept && done && no_numbers && after == before && nx_is_molecule_transform_set(mol) == 0;
+    std::exit(all ? results : -1);
+  };
+  EXPECT_EXIT(keep_all(), testing::ExitedWithCode(0), "");
+}
+
+#endif
 
 TEST(OrientCoordinates, MovesAllIntoTheFrameOfTheFirst) {
   Random random(34);

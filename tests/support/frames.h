@@ -1,45 +1,53 @@
-// What tests of frames and superpositions share: eigenvalues and RMS deviations in long double, coordinates,
-// determinants.
+// What tests of frames and superpositions share: centres, products, eigenvalues and RMS deviations in long double, by
+// Eigen, and coordinates.
 #ifndef NXBRIOCHEM_TESTS_SUPPORT_FRAMES_H
 #define NXBRIOCHEM_TESTS_SUPPORT_FRAMES_H
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstddef>
-#include <functional>
 #include <vector>
+
+#include <Eigen/Dense>
 
 #include <nxbriochem/molecules/briochem.h>
 
-#include "tests/support/plain_jacobi.h"
-
 namespace test_support {
 
-template <std::size_t N>
-using ExactMatrix = std::array<std::array<long double, N>, N>;
+template <int N>
+using ExactMatrix = Eigen::Matrix<long double, N, N>;
+using ExactVector = Eigen::Matrix<long double, 3, 1>;
+using Weights = Eigen::Matrix<long double, Eigen::Dynamic, 1>;
+using ExactPoints = Eigen::Matrix<long double, 3, Eigen::Dynamic>;
 
-// Descending.
-template <std::size_t N>
-std::array<long double, N> exact_eigenvalues(ExactMatrix<N> m) {
-  ExactMatrix<N> vectors{};
-  std::array<long double*, N> rows{};
-  std::array<long double*, N> vector_rows{};
-  for (std::size_t i = 0; i < N; ++i) {
-    rows[i] = m[i].data();
-    vector_rows[i] = vectors[i].data();
-  }
-  std::array<long double, N> values{};
-  std::array<long double, N> b{};
-  std::array<long double, N> z{};
-  int rotations = 0;
-  EXPECT_TRUE(plain_jacobi(rows.data(), static_cast<int>(N), values.data(), vector_rows.data(), &rotations, b.data(),
-                           z.data()));
-  std::sort(values.begin(), values.end(), std::greater<>());
-  return values;
+inline ExactPoints exact(const std::vector<float>& xyz) {
+  return Eigen::Matrix3Xf::Map(xyz.data(), 3, static_cast<Eigen::Index>(xyz.size() / 3)).cast<long double>();
 }
+
+inline ExactVector centre_of(const ExactPoints& p, const Weights& weights) { return p * weights / weights.sum(); }
+inline ExactVector centre_of(const ExactPoints& p) { return centre_of(p, Weights::Ones(p.cols())); }
+
+// Ascending, of a symmetric matrix.
+template <int N>
+Eigen::Matrix<long double, N, 1> exact_eigenvalues(const ExactMatrix<N>& m) {
+  return Eigen::SelfAdjointEigenSolver<ExactMatrix<N>>(m, Eigen::EigenvaluesOnly).eigenvalues();
+}
+
+// The least RMS over proper rotations from the largest eigenvalue of Horn's quaternion matrix (J. Opt. Soc. Am. A 4
+// (1987) 629).
+inline double exact_rms(const std::vector<float>& first, const std::vector<float>& second) {
+  ExactPoints a = exact(first);
+  ExactPoints b = exact(second);
+  a.colwise() -= centre_of(a);
+  b.colwise() -= centre_of(b);
+  const ExactMatrix<3> s = b * a.transpose();
+  const ExactVector axial(s(1, 2) - s(2, 1), s(2, 0) - s(0, 2), s(0, 1) - s(1, 0));
+  ExactMatrix<4> horn;
+  horn << s.trace(), axial.transpose(), axial, s + s.transpose() - s.trace() * ExactMatrix<3>::Identity();
+  const long double left = a.squaredNorm() + b.squaredNorm() - 2 * exact_eigenvalues<4>(horn)[3];
+  return static_cast<double>(std::sqrt(std::max(left, 0.0L) / static_cast<long double>(a.cols())));
+}
+
+inline double determinant(const float* m) { return Eigen::Matrix3f::Map(m).cast<double>().determinant(); }
 
 inline std::vector<float> coordinates_of(int mol) {
   std::vector<float> xyz(static_cast<std::size_t>(nx_get_molecule_coordinates_length(mol)));
@@ -47,46 +55,8 @@ inline std::vector<float> coordinates_of(int mol) {
   return xyz;
 }
 
-inline double determinant(const float* m) {
-  return static_cast<double>(m[0] * (m[4] * m[8] - m[5] * m[7]) - m[1] * (m[3] * m[8] - m[5] * m[6]) +
-                             m[2] * (m[3] * m[7] - m[4] * m[6]));
-}
-
-inline std::array<long double, 3> centre_of(const std::vector<float>& p) {
-  std::array<long double, 3> c{};
-  for (std::size_t i = 0; i < p.size(); ++i) {
-    c[i % 3] += p[i];
-  }
-  for (long double& x : c) {
-    x /= static_cast<long double>(p.size() / 3);
-  }
-  return c;
-}
-
-// The least RMS over proper rotations from the largest eigenvalue of Horn's quaternion matrix (J. Opt. Soc. Am. A 4
-// (1987) 629), in long double.
-inline double exact_rms(const std::vector<float>& a, const std::vector<float>& b) {
-  const auto ca = centre_of(a);
-  const auto cb = centre_of(b);
-  long double squares = 0;
-  std::array<std::array<long double, 3>, 3> s{};
-  for (std::size_t at = 0; at < a.size(); at += 3) {
-    for (std::size_t i = 0; i < 3; ++i) {
-      const long double x = a[at + i] - ca[i];
-      const long double y = b[at + i] - cb[i];
-      squares += x * x + y * y;
-      for (std::size_t j = 0; j < 3; ++j) {
-        s[i][j] += (b[at + i] - cb[i]) * (a[at + j] - ca[j]);
-      }
-    }
-  }
-  const auto eigenvalues =
-      exact_eigenvalues<4>({{{s[0][0] + s[1][1] + s[2][2], s[1][2] - s[2][1], s[2][0] - s[0][2], s[0][1] - s[1][0]},
-                             {s[1][2] - s[2][1], s[0][0] - s[1][1] - s[2][2], s[0][1] + s[1][0], s[2][0] + s[0][2]},
-                             {s[2][0] - s[0][2], s[0][1] + s[1][0], s[1][1] - s[0][0] - s[2][2], s[1][2] + s[2][1]},
-                             {s[0][1] - s[1][0], s[2][0] + s[0][2], s[1][2] + s[2][1], s[2][2] - s[0][0] - s[1][1]}}});
-  const long double left = squares - 2 * eigenvalues[0];
-  return static_cast<double>(std::sqrt(std::max(left, 0.0L) / static_cast<long double>(a.size() / 3)));
+inline bool has_negative_zero(const std::vector<float>& values) {
+  return std::any_of(values.begin(), values.end(), [](float x) { return x == 0 && std::signbit(x); });
 }
 
 }  // namespace test_support
