@@ -2,25 +2,23 @@
 #include <nxbriochem/geometry/matrix.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <utility>
 
 #include <nxbriochem/geometry/r_eig.h>
-#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/geometry/work_array.h>
 
 namespace {
 
+using work_array::all_finite;
+using work_array::size_of;
+using work_array::Work;
+
 // An eigenvalue below this in magnitude counts as singular.
 constexpr double kSingular = 1e-7;
-
-// Products of two of these cannot overflow a size_t.
-std::size_t size_of(int n) { return static_cast<std::size_t>(n); }
 
 template <class Real>
 int copy(const Real* src, int rows, int cols, Real* dst) {
@@ -63,12 +61,12 @@ int multiply(const Real* a, int ra, int ca, const Real* b, int rb, int cb, Real*
   if (a == nullptr || b == nullptr || c == nullptr) {
     return 0;
   }
-  if (ra < 1 || cb < 1) {
-    return 1;
-  }
   if (ca != rb) {
     // It goes on all the same, with ca: that is meant.
     std::printf("cant multiple two matrices with dimensions %d (%d*%d) %d\n", ra, ca, rb, cb);
+  }
+  if (ra < 1 || cb < 1) {
+    return 1;
   }
   const std::size_t inner = size_of(std::max(ca, 0));
   const std::size_t cols = size_of(cb);
@@ -83,38 +81,6 @@ int multiply(const Real* a, int ra, int ca, const Real* b, int rb, int cb, Real*
     }
   }
   return 1;
-}
-
-// Six tracked work arrays, given back at the end of the scope.
-class WorkArrays {
- public:
-  // Two of n x n elements and four of n.
-  explicit WorkArrays(int n) {
-    const auto most = static_cast<std::size_t>(std::numeric_limits<int64_t>::max());
-    const std::size_t square = size_of(n) * size_of(n);
-    for (std::size_t k = 0; k < arrays_.size(); ++k) {
-      const std::size_t count = k < 2 ? square : size_of(n);
-      // A negative size is one that cannot be had.
-      const int64_t bytes = count > most / sizeof(double) ? -1 : static_cast<int64_t>(count * sizeof(double));
-      arrays_[k] = static_cast<double*>(nx_malloc(bytes));
-    }
-  }
-  WorkArrays(const WorkArrays&) = delete;
-  WorkArrays& operator=(const WorkArrays&) = delete;
-  ~WorkArrays() {
-    for (double* array : arrays_) {
-      nx_free(array);
-    }
-  }
-
-  double* operator[](std::size_t k) const { return arrays_[k]; }
-
- private:
-  std::array<double*, 6> arrays_ = {};
-};
-
-bool all_finite(const float* values, std::size_t count) {
-  return std::all_of(values, values + count, [](float value) { return std::isfinite(value); });
 }
 
 }  // namespace
@@ -177,26 +143,25 @@ int nx_solve_bilinear_equation_f(const float* a, const float* b, float* x, int n
   if (!all_finite(a, size * size) || !all_finite(b, size)) {
     return 0;
   }
-  const WorkArrays work(n);
-  double* const vectors = work[0];
-  double* const columns = work[1];
-  double* const values = work[2];
-  double* const right = work[3];
-  double* const seen = work[4];
-  double* const solution = work[5];
-  std::copy_n(a, size * size, vectors);
-  std::copy_n(b, size, right);
-  if (DetermineEigenVectors(vectors, values, n, 1) == 0) {
+  const Work<double> vectors(size * size);
+  const Work<double> columns(size * size);
+  const Work<double> values(size);
+  const Work<double> right(size);
+  const Work<double> seen(size);
+  const Work<double> solution(size);
+  std::copy_n(a, size * size, vectors.data());
+  std::copy_n(b, size, right.data());
+  if (DetermineEigenVectors(vectors.data(), values.data(), n, NX_EIGENVECTORS_IN_ROWS) == 0) {
     return 0;
   }
-  nx_copy_matrix(vectors, n, n, columns);
-  nx_transpose_matrix(columns, n);
+  nx_copy_matrix(vectors.data(), n, n, columns.data());
+  nx_transpose_matrix(columns.data(), n);
   // The eigenvectors are the rows: b as they see it, divided by the eigenvalues, and back.
-  nx_multiply_matrices(vectors, n, n, right, n, 1, seen);
+  nx_multiply_matrices(vectors.data(), n, n, right.data(), n, 1, seen.data());
   for (std::size_t k = 0; k < size; ++k) {
     seen[k] = std::fabs(values[k]) < kSingular ? 0.0 : seen[k] / values[k];
   }
-  nx_multiply_matrices(columns, n, n, seen, n, 1, solution);
-  std::transform(solution, solution + size, x, [](double value) { return static_cast<float>(value); });
+  nx_multiply_matrices(columns.data(), n, n, seen.data(), n, 1, solution.data());
+  std::transform(solution.data(), solution.data() + size, x, [](double value) { return static_cast<float>(value); });
   return 1;
 }

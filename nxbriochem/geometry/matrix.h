@@ -25,19 +25,19 @@ NX_API int nx_transpose_matrix(double* m, int n);
 // The same for floats.
 NX_API int nx_transpose_matrix_f(float* m, int n);
 // C (ra x cb) = A (ra x ca) times B (rb x cb); C must be neither A nor B. When ca is not rb, it says so on standard
-// output and computes all the same with ca, which is meant: B must then have ca rows. Nothing is done for ra or cb
+// output and computes all the same with ca, which is meant: B must then have ca rows. Nothing more is done for ra or cb
 // below 1, negative or not, and the result is 1; for ca below 1 C is zero.
 NX_API int nx_multiply_matrices(const double* a, int ra, int ca, const double* b, int rb, int cb, double* c);
 // The same for floats, summed in float.
 NX_API int nx_multiply_matrices_f(const float* a, int ra, int ca, const float* b, int rb, int cb, float* c);
-// out[i] = sum over k below m of M[i * m + k] v[k], for i below n.
+// out[i] = sum over k below m of M[i * m + k] v[k], for i below n; out must be neither M nor v.
 NX_API int nx_multiply_vector_by_matrix_f(const float* matrix, const float* v, int n, int m, float* out);
 // Prints a matrix row by row on standard output, "%f " per element; mind the order of the dimensions.
 NX_API int nx_print_matrix(const float* m, int cols, int rows);
 // Solves A x = b for a symmetric n x n matrix A, in double precision through its eigenvectors: x is the shortest of the
-// vectors with the least |A x - b|. Components along eigenvectors whose eigenvalue is below 1e-7 in magnitude are 0. 0,
-// x unchanged, when elements are not finite or the eigenvectors cannot be had (DetermineEigenVectors). Six tracked work
-// arrays, freed on return.
+// vectors with the least |A x - b|; x may be b. Components along eigenvectors whose eigenvalue is below 1e-7 in
+// magnitude are 0. 0, x unchanged, when elements are not finite or the eigenvectors cannot be had
+// (DetermineEigenVectors). Six tracked work arrays, freed on return.
 NX_API int nx_solve_bilinear_equation_f(const float* a, const float* b, float* x, int n);
 
 // ---- Rotations and frames ----
@@ -48,32 +48,37 @@ NX_API int nx_get_tortion_matrix(double* m, double angle, double x, double y, do
 // Makes a near-rotation orthonormal, rows in their order (Gram-Schmidt). 0, with the rows changed so far, when a row
 // has length 0 or is not a number.
 NX_API int nx_reorthogonalize_rotation(float* m);
-// The frames of two triplets of points (9 floats each): R[3 i + j] is axis i of A's times axis j of B's. The frame of a
-// triplet is e1 along p2 - p1, e2 in the plane of e1 and p3 less the x coordinate of p1 taken from each component, e3
-// = e1 x e2. That x is taken from all three is meant: frames that programs stored depend on it. Points that coincide
-// give what is not a number.
+// The frames of two triplets of points (9 floats each; R may be one of them): R[3 i + j] is axis i of A's times axis j
+// of B's. The frame of a triplet is e1 along p2 - p1, e2 in the plane of e1 and p3 less the x coordinate of p1 taken
+// from each component, e3 = e1 x e2. That x is taken from all three is meant: frames that programs stored depend on it.
+// Points that coincide give what is not a number.
 NX_API int nx_rotation_matrix_from_3_atoms(const float* a, const float* b, float* r);
-// The coordinates of n points (3n floats) in the frame of a triplet, with its first point as origin.
+// The coordinates of n points (3n floats) in the frame of a triplet, with its first point as origin. `in` and `out` may
+// be one array.
 NX_API int nx_get_3_point_coords(const float* p, const float* in, float* out, int n);
-// The inverse: points from their coordinates in the frame.
+// The inverse: points from their coordinates in the frame; likewise.
 NX_API int nx_regenerate_from_3_point_coords(const float* p, const float* in, float* out, int n);
 
 // ---- Principal axes: M = R^T diag(l) R for a symmetric M of 9 elements ----
 //
 // R's rows are eigenvectors in descending order of eigenvalue, orthonormal to the rounding of its floats for every
 // symmetric M, equal eigenvalues and singular matrices included. R need not be a proper rotation. Upper triangles are
-// read, lower ones in the tests for diagonal matrices only. Matrices that are not finite count as null ones.
+// read, lower ones in the tests for diagonal matrices only. Matrices that are not finite count as null ones. M and R
+// may be one array.
 
-// The eigenvalues, descending, into 3 floats. Roots stays as it is.
+// The eigenvalues, descending, into 3 floats; into Roots too, unless M is diagonal (all off-diagonal elements below
+// 1e-6 in magnitude).
 NX_API int get_roots_of_3_by_3_matrix(const float* m, float* values);
 // The same, for older callers.
 NX_API int get_roots_of_3_by_3(const float* m, float* values);
 // Eigenvalues, descending, into Roots, and R. 4: M is diagonal (all off-diagonal elements below 1e-6 in magnitude), R
 // the permutation that sorts the diagonal. 2: the eigenvalues are the diagonal to 1e-6, in its order, R the identity.
 // 0: `flag` is not 0 and only Roots was wanted; R stays as it is. 1 otherwise; in each row of R the component of the
-// diagonal element nearest to the eigenvalue is positive. -1, nothing written, for null arrays or elements that are not
-// finite. The two 1e-6 are absolute, and meant: what off-diagonal elements below them say is lost, in status 2 up to
-// elements of about the square root of 1e-6 times M's norm, so matrices of small elements are best scaled up first.
+// diagonal element nearest to the eigenvalue is positive. That holds where one diagonal element is nearest to all three
+// eigenvalues too: R is the true axes there, not the identity. -1, nothing written, for null arrays or elements that
+// are not finite. The two 1e-6 are absolute, and meant: what off-diagonal elements below them say is lost, in status 2
+// up to elements of about the square root of 1e-6 times M's norm, so matrices of small elements are best scaled up
+// first.
 NX_API int make_rmat(const float* m, float* r, int flag);
 // make_rmat under its exported name.
 NX_API int nx_make_rmat(const float* m, float* r, int flag);

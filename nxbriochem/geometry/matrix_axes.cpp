@@ -16,11 +16,13 @@
 #include <nxbriochem/geometry/roots.h>
 #include <nxbriochem/geometry/symmetric3.h>
 #include <nxbriochem/geometry/vector3.h>
+#include <nxbriochem/geometry/work_array.h>
 
 namespace {
 
 using symmetric3::PrincipalAxes;
 using vector3::Vector;
+using work_array::all_finite;
 
 using Matrix = std::array<double, 9>;
 using Method = PrincipalAxes (*)(const Matrix& m);
@@ -34,11 +36,6 @@ constexpr int kOnDiagonal = 2;
 constexpr int kRootsOnly = 0;
 constexpr int kDone = 1;
 constexpr int kRefused = -1;
-
-template <class Real>
-bool all_finite(const Real* m, std::size_t count) {
-  return std::all_of(m, m + count, [](Real element) { return std::isfinite(element); });
-}
 
 template <class Real>
 Matrix to_matrix(const Real* m) {
@@ -186,7 +183,11 @@ int get_roots_of_3_by_3_matrix(const float* m, float* values) {
     return 0;
   }
   const Matrix matrix = to_matrix(m);
-  const PrincipalAxes result = is_diagonal(matrix) ? sorted_diagonal(matrix) : symmetric3::principal_axes(matrix);
+  const bool diagonal = is_diagonal(matrix);
+  const PrincipalAxes result = diagonal ? sorted_diagonal(matrix) : symmetric3::principal_axes(matrix);
+  if (!diagonal) {
+    std::copy(result.values.begin(), result.values.end(), Roots);
+  }
   std::transform(result.values.begin(), result.values.end(), values,
                  [](double root) { return static_cast<float>(root); });
   return 1;

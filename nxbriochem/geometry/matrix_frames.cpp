@@ -13,19 +13,20 @@ using vector3::cross;
 using vector3::dot;
 using vector3::minus;
 using vector3::times;
-using vector3::unit;
 using vector3::Vector;
+using vector3::vector_at;
 
-Vector vector_at(const float* p) { return {p[0], p[1], p[2]}; }
+// To length 1; not a number for a length of 0 or for what is not a number.
+Vector normalised(const Vector& v) { return times(std::sqrt(1.0 / dot(v, v)), v); }
 
 struct Frame {
   Vector origin, e1, e2, e3;
 
   // Of a triplet of points, 9 floats. Nothing is done about points that coincide or lie on a line.
-  explicit Frame(const float* p) : origin(vector_at(p)), e1(unit(minus(vector_at(p + 3), origin))) {
+  explicit Frame(const float* p) : origin(vector_at(p)), e1(normalised(minus(vector_at(p + 3), origin))) {
     // The x coordinate of the first point, from all three components: meant, since frames that programs stored are so.
     const Vector v = minus(vector_at(p + 6), {origin[0], origin[0], origin[0]});
-    e2 = unit(minus(v, times(dot(e1, v), e1)));
+    e2 = normalised(minus(v, times(dot(e1, v), e1)));
     e3 = cross(e1, e2);
   }
 
@@ -44,7 +45,7 @@ class Row {
     if (square == 0.0 || std::isnan(square)) {
       return false;
     }
-    store(times(std::sqrt(1.0 / square), v));
+    store(normalised(v));
     return true;
   }
 

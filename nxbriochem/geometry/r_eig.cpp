@@ -1,237 +1,25 @@
-// Eigenpairs one after the other, and what rests on them.
-//
-// DetermineEigenVectors brings the matrix to tridiagonal form T (Householder) and takes each eigenpair by Rayleigh
-// quotient iteration from a random start: the shift follows the vector, which converges cubically from nearly every
-// start, whatever the signs and multiplicities of the eigenvalues (Parlett, The Symmetric Eigenvalue Problem, ch. 4).
-// What was found is deflated out by keeping every iterate orthogonal to it, so that T itself stays as it is and errors
-// do not add up from one eigenpair to the next. Power iteration would not do: it stands still between eigenvalues of
-// equal magnitude. Weak spot: which eigenpair comes next is up to the start; the order is made at the end.
+// The flat interface over the eigenpair search, and what rests on it.
 #include <nxbriochem/geometry/r_eig.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <limits>
-#include <numeric>
 
 #include <nxbriochem/geometry/matrix.h>
-#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/geometry/r_eig_search.h>
+#include <nxbriochem/geometry/work_array.h>
 
 int DebugFlag = 0;
 
 namespace {
 
-constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
+using r_eig::Outcome;
+using r_eig::row_of;
+using work_array::size_of;
+using work_array::Work;
+
 constexpr double kSmallEigenvalue = 1e-7;
-constexpr int kMostRestarts = 6;
-
-// A tracked block of numbers, freed with its scope.
-template <class T>
-class Work {
- public:
-  explicit Work(std::size_t count)
-      : block_(static_cast<T*>(nx_malloc(static_cast<int64_t>(std::max<std::size_t>(count, 1) * sizeof(T))))) {}
-  Work(const Work&) = delete;
-  Work& operator=(const Work&) = delete;
-  ~Work() { nx_free(block_); }
-
-  T* data() const { return block_; }
-  T& operator[](std::size_t i) const { return block_[i]; }
-
- private:
-  T* block_;
-};
-
-std::size_t size_of(int n) { return static_cast<std::size_t>(n); }
-double* row_of(double* matrix, int i, int n) { return matrix + size_of(i) * size_of(n); }
-
-double dot(const double* x, const double* y, int n) {
-  double sums[4] = {};
-  int i = 0;
-  for (; i + 4 <= n; i += 4) {
-    for (int lane = 0; lane < 4; ++lane) {
-      sums[lane] += x[i + lane] * y[i + lane];
-    }
-  }
-  for (; i < n; ++i) {
-    sums[0] += x[i] * y[i];
-  }
-  return (sums[0] + sums[1]) + (sums[2] + sums[3]);
-}
-
-// y += factor x
-void add_multiple(double* y, double factor, const double* x, int n) {
-  for (int i = 0; i < n; ++i) {
-    y[i] += factor * x[i];
-  }
-}
-
-void divide(double* x, double divisor, int n) {
-  for (int i = 0; i < n; ++i) {
-    x[i] /= divisor;
-  }
-}
-
-// Not a number when one of the elements is not.
-double largest_magnitude(const double* x, std::size_t count) {
-  double largest = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (std::isnan(x[i])) {
-      return x[i];
-    }
-    largest = std::max(largest, std::abs(x[i]));
-  }
-  return largest;
-}
-
-// The Euclidean length, where squares would overflow or vanish too.
-double length(const double* x, int n) {
-  const double largest = largest_magnitude(x, size_of(n));
-  if (largest == 0 || !std::isfinite(largest)) {
-    return largest;
-  }
-  double sum = 0;
-  for (int i = 0; i < n; ++i) {
-    const double part = x[i] / largest;
-    sum += part * part;
-  }
-  return largest * std::sqrt(sum);
-}
-
-// ---- Householder reduction ----
-
-// A <- H A H on the leading count x count block, H = I - u u^T with |u|^2 = 2; only its lower triangle is kept up.
-void reflect_both_sides(double* a, const double* u, double* p, int count, int n) {
-  std::fill(p, p + count, 0.0);
-  for (int i = 0; i < count; ++i) {
-    const double* row = row_of(a, i, n);
-    p[i] += dot(row, u, i + 1);
-    add_multiple(p, u[i], row, i);
-  }
-  add_multiple(p, -0.5 * dot(p, u, count), u, count);
-  for (int i = 0; i < count; ++i) {
-    double* row = row_of(a, i, n);
-    for (int j = 0; j <= i; ++j) {
-      row[j] -= u[i] * p[j] + p[i] * u[j];
-    }
-  }
-}
-
-// Reduces the symmetric a, of which the lower triangle is read, from its last row to its first: diagonal into d, beside
-// it into e. Row i of a then holds the vector u of its reflection, of i elements, all 0 where there was nothing to do.
-// `work` has n elements.
-void reduce(double* a, double* d, double* e, double* work, int n) {
-  for (int i = n - 1; i > 0; --i) {
-    double* u = row_of(a, i, n);
-    d[i] = u[i];
-    const double norm = length(u, i);
-    if (i == 1 || largest_magnitude(u, size_of(i - 1)) == 0) {
-      e[i] = u[i - 1];
-      std::fill(u, u + i, 0.0);
-      continue;
-    }
-    // The sign keeps the sum below from cancelling.
-    e[i] = u[i - 1] > 0 ? -norm : norm;
-    divide(u, norm, i);
-    u[i - 1] -= e[i] / norm;
-    divide(u, std::sqrt(std::abs(u[i - 1])), i);
-    reflect_both_sides(a, u, work, i, n);
-  }
-  d[0] = a[0];
-  e[0] = 0;
-}
-
-// The product of the reflections that reduce() left in the rows of a, over a. `work` has n elements.
-void accumulate(double* a, double* work, int n) {
-  for (int i = 0; i < n; ++i) {
-    // Rows and columns below i hold the product so far; Q <- Q - u (u^T Q).
-    const double* u = row_of(a, i, n);
-    std::fill(work, work + i, 0.0);
-    for (int k = 0; k < i; ++k) {
-      add_multiple(work, u[k], row_of(a, k, n), i);
-    }
-    for (int k = 0; k < i; ++k) {
-      add_multiple(row_of(a, k, n), -u[k], work, i);
-    }
-    std::fill(row_of(a, i, n), row_of(a, i, n) + i, 0.0);
-    for (int k = 0; k < i; ++k) {
-      row_of(a, k, n)[i] = 0;
-    }
-    row_of(a, i, n)[i] = 1;
-  }
-}
-
-// ---- Eigenpairs of a tridiagonal matrix ----
-
-struct Tridiagonal {
-  int n;
-  const double* d;
-  const double* e;  // e[i] stands between d[i - 1] and d[i]
-  double size;      // the largest sum of magnitudes in a row
-
-  void multiply(const double* x, double* y) const {
-    for (int i = 0; i < n; ++i) {
-      double sum = d[i] * x[i];
-      if (i > 0) {
-        sum += e[i] * x[i - 1];
-      }
-      if (i + 1 < n) {
-        sum += e[i + 1] * x[i + 1];
-      }
-      y[i] = sum;
-    }
-  }
-
-  // Solves (T - shift) x = x by elimination with row exchanges. A pivot that vanishes, as it does when the shift is an
-  // eigenvalue, counts as one that is next to nothing: x then grows along the eigenvector, which is what is wanted.
-  // `work` has 3 n elements.
-  void solve_shifted(double shift, double* x, double* work) const {
-    const double tiny = kEpsilon * size;
-    double* pivots = work;
-    double* above = work + n;
-    double* second_above = above + n;
-    double pivot = d[0] - shift;
-    double right = n > 1 ? e[1] : 0;
-    for (int i = 0; i + 1 < n; ++i) {
-      const double below = e[i + 1];
-      const double next = d[i + 1] - shift;
-      const double next_right = i + 2 < n ? e[i + 2] : 0;
-      if (std::abs(below) > std::abs(pivot)) {
-        const double factor = pivot / below;
-        pivots[i] = below;
-        above[i] = next;
-        second_above[i] = next_right;
-        pivot = right - factor * next;
-        right = -factor * next_right;
-        std::swap(x[i], x[i + 1]);
-        x[i + 1] -= factor * x[i];
-      } else {
-        pivots[i] = std::abs(pivot) < tiny ? std::copysign(tiny, pivot) : pivot;
-        above[i] = right;
-        second_above[i] = 0;
-        const double factor = below / pivots[i];
-        pivot = next - factor * right;
-        right = next_right;
-        x[i + 1] -= factor * x[i];
-      }
-    }
-    pivots[n - 1] = std::abs(pivot) < tiny ? std::copysign(tiny, pivot) : pivot;
-    for (int i = n - 1; i >= 0; --i) {
-      if (i + 1 < n) {
-        x[i] -= above[i] * x[i + 1];
-      }
-      if (i + 2 < n) {
-        x[i] -= second_above[i] * x[i + 2];
-      }
-      x[i] /= pivots[i];
-    }
-  }
-};
-
-enum class Outcome { found, too_many_iterations, too_many_restarts, zero_dot_product };
 
 void report(Outcome outcome) {
   if (DebugFlag == 0) {
@@ -250,179 +38,6 @@ void report(Outcome outcome) {
     default:
       break;
   }
-}
-
-// The search for the eigenpairs of T, each vector a row of `found`.
-class EigenpairSearch {
- public:
-  // The eigenvalues of the caller's matrix are T's times `unit`.
-  EigenpairSearch(const Tridiagonal& t, double unit, double* found)
-      : t_(t), n_(t.n), unit_(unit), found_(found), image_(size_of(t.n)), solver_(3 * size_of(t.n)) {}
-
-  Outcome find_all(double* values) {
-    for (int k = 0; k < n_; ++k) {
-      const Outcome outcome = find(k, values[k]);
-      if (outcome != Outcome::found) {
-        return outcome;
-      }
-    }
-    return Outcome::found;
-  }
-
- private:
-  enum class Projection { done, zero, lost, not_finite };
-
-  static void fill_with_random_numbers(double* x, int n) {
-    for (int i = 0; i < n; ++i) {
-      x[i] = static_cast<double>(std::rand() - RAND_MAX / 2) / RAND_MAX;
-    }
-  }
-
-  // Makes x orthogonal to the first k vectors found, and of length 1. As long as a pass takes away most of x there is
-  // another, since what it leaves is then the less orthogonal. Lost: nothing but rounding errors would be left.
-  Projection deflate(double* x, int k) const {
-    const double largest = largest_magnitude(x, size_of(n_));
-    if (largest == 0) {
-      return Projection::zero;
-    }
-    if (!std::isfinite(largest)) {
-      return Projection::not_finite;
-    }
-    divide(x, largest, n_);
-    double before = std::sqrt(dot(x, x, n_));
-    const double nothing = n_ * kEpsilon * before;
-    while (true) {
-      for (int j = 0; j < k; ++j) {
-        const double* other = row_of(found_, j, n_);
-        add_multiple(x, -dot(other, x, n_), other, n_);
-      }
-      const double after = std::sqrt(dot(x, x, n_));
-      if (after <= nothing) {
-        return Projection::lost;
-      }
-      if (after >= 0.7 * before) {
-        divide(x, after, n_);
-        return Projection::done;
-      }
-      before = after;
-    }
-  }
-
-  // The Rayleigh quotient of x, and the length of T x less that multiple of x.
-  double quotient(const double* x, double& residual) const {
-    t_.multiply(x, image_.data());
-    const double value = dot(x, image_.data(), n_);
-    add_multiple(image_.data(), -value, x, n_);
-    residual = std::sqrt(dot(image_.data(), image_.data(), n_));
-    return value;
-  }
-
-  // A rounding error of T's size or a few, once the residual shrinks no more; many, rather than fail, late on.
-  bool is_converged(double residual, double last_residual, bool late) const {
-    const double small = kEpsilon * t_.size;
-    return residual <= small || (residual <= 8 * small && residual > 0.5 * last_residual) ||
-           (late && residual <= n_ * small);
-  }
-
-  // Puts the next iterate in x's place. The shift is kept off the Rayleigh quotient by a few rounding errors, different
-  // ones each time: on an eigenvalue that was found before, the solution would be that one's vector and nothing else.
-  void advance(double* x, double value, int iteration) const {
-    const double off = (1 + iteration % 8) * kEpsilon * t_.size;
-    t_.solve_shifted(iteration % 2 == 0 ? value - off : value + off, x, solver_.data());
-  }
-
-  Outcome find(int k, double& value) {
-    double* x = row_of(found_, k, n_);
-    const int limit = n_ < 26 ? 100 : 4 * n_;
-    double last_residual = std::numeric_limits<double>::infinity();
-    fill_with_random_numbers(x, n_);
-    for (int iteration = 1; iteration <= limit; ++iteration) {
-      const Projection projection = deflate(x, k);
-      if (projection == Projection::zero) {
-        return Outcome::zero_dot_product;
-      }
-      if (projection != Projection::done) {
-        if (projection == Projection::lost && ++restarts_ > kMostRestarts) {
-          return Outcome::too_many_restarts;
-        }
-        fill_with_random_numbers(x, n_);
-        continue;
-      }
-      double residual = 0;
-      value = quotient(x, residual);
-      if (is_converged(residual, last_residual, iteration > limit / 2)) {
-        if (DebugFlag != 0) {
-          std::fprintf(stderr, "Exhaus Eigen %d Value %g in %d iterations\n", k, value * unit_, iteration);
-        }
-        return Outcome::found;
-      }
-      last_residual = residual;
-      advance(x, value, iteration);
-    }
-    return Outcome::too_many_iterations;
-  }
-
-  Tridiagonal t_;
-  int n_;
-  double unit_;
-  double* found_;
-  Work<double> image_;
-  Work<double> solver_;
-  int restarts_ = 0;
-};
-
-// A power of two near the size of a's elements, by which they can be divided without rounding; 1 where there is none.
-double binary_scale(const double* a, std::size_t count) {
-  const double largest = largest_magnitude(a, count);
-  return largest > 0 && std::isfinite(largest) ? std::ldexp(1.0, std::clamp(std::ilogb(largest), -1000, 1000)) : 1.0;
-}
-
-Tridiagonal tridiagonal_of(const double* d, const double* e, int n) {
-  double size = 0;
-  for (int i = 0; i < n; ++i) {
-    size = std::max(size, std::abs(d[i]) + std::abs(e[i]) + (i + 1 < n ? std::abs(e[i + 1]) : 0.0));
-  }
-  return {n, d, e, size};
-}
-
-// Eigenvalues in descending order of magnitude, a's rows the eigenvectors: those of T, which are the rows of `found`,
-// turned back by the orthogonal matrix q of the reduction.
-void store_in_order(double* a, double* values, const double* found_values, double* found, double* q, int n) {
-  const Work<int> order(size_of(n));
-  std::iota(order.data(), order.data() + n, 0);
-  std::sort(order.data(), order.data() + n, [found_values](int i, int j) {
-    const double left = std::abs(found_values[i]);
-    const double right = std::abs(found_values[j]);
-    return left != right ? left > right : i < j;
-  });
-  for (int i = 0; i < n; ++i) {
-    const int source = order[size_of(i)];
-    values[i] = found_values[source];
-    for (int j = 0; j < n; ++j) {
-      row_of(a, i, n)[j] = dot(row_of(q, j, n), row_of(found, source, n), n);
-    }
-  }
-}
-
-Outcome determine(double* a, double* values, int n) {
-  const std::size_t elements = size_of(n) * size_of(n);
-  const Work<double> q(elements);
-  const Work<double> found(elements);
-  const Work<double> d(size_of(n));
-  const Work<double> e(size_of(n));
-  const Work<double> found_values(size_of(n));
-  const double unit = binary_scale(a, elements);
-  for (std::size_t i = 0; i < elements; ++i) {
-    q[i] = a[i] / unit;
-  }
-  HouseHolderReduction(q.data(), d.data(), e.data(), n);
-  EigenpairSearch search(tridiagonal_of(d.data(), e.data(), n), unit, found.data());
-  const Outcome outcome = search.find_all(found_values.data());
-  if (outcome == Outcome::found) {
-    store_in_order(a, values, found_values.data(), found.data(), q.data(), n);
-    std::transform(values, values + n, values, [unit](double value) { return value * unit; });
-  }
-  return outcome;
 }
 
 // V^T diag(1 / values) V of the eigenvectors in v's rows, into `product`; `scaled` is a work array.
@@ -457,7 +72,7 @@ int invert(const T* in, T* out, int n) {
   double* v = work.data();
   double* values = v + 3 * elements;
   std::copy(in, in + elements, v);
-  if (DetermineEigenVectors(v, values, n, 2) == 0) {
+  if (DetermineEigenVectors(v, values, n, NX_EIGENVECTORS_IN_ROWS) == 0) {
     return 0;
   }
   if (print_small_eigenvalues(values, n) == 0) {
@@ -476,8 +91,8 @@ int HouseHolderReduction(double* a, double* d, double* e, int n) {
   }
   if (n > 0) {
     const Work<double> work(size_of(n));
-    reduce(a, d, e, work.data(), n);
-    accumulate(a, work.data(), n);
+    r_eig::reduce(a, d, e, work.data(), n);
+    r_eig::accumulate(a, work.data(), n);
   }
   return 1;
 }
@@ -486,7 +101,7 @@ int DetermineEigenVectors(double* a, double* values, int n, int mode) {
   if (a == nullptr || values == nullptr || n < 0 || mode < 1) {
     return 0;
   }
-  const Outcome outcome = n == 0 ? Outcome::found : determine(a, values, n);
+  const Outcome outcome = n == 0 ? Outcome::found : r_eig::find_eigenpairs(a, values, n);
   report(outcome);
   return outcome == Outcome::found ? 1 : 0;
 }
@@ -505,7 +120,7 @@ int nx_l_tridiagonalize(double* a, double* out, int n) {
   const Work<double> d(size_of(n));
   const Work<double> work(size_of(n));
   std::copy(a, a + elements, reduced.data());
-  reduce(reduced.data(), d.data(), out, work.data(), n);
+  r_eig::reduce(reduced.data(), d.data(), out, work.data(), n);
   std::fill(a, a + elements, 0.0);
   for (int i = n - 1; i >= 0; --i) {
     row_of(a, i, n)[i] = d[size_of(i)];
@@ -522,7 +137,7 @@ int nx_convert_distance_to_metric_matrix(const float* distances, float* metric, 
   if (distances == nullptr || metric == nullptr || n < 0) {
     return 0;
   }
-  // In float, which is meant: stored metrics were made with them.
+  // In float, which is meant.
   const float per_point = 1.0F / static_cast<float>(n);
   const float half_per_point = 0.5F / static_cast<float>(n);
   const Work<double> to_centroid(size_of(n));  // squared

@@ -15,8 +15,12 @@ extern NX_API int DebugFlag;
 
 // Householder reduction of a symmetric matrix, of which the lower triangle is read, to tridiagonal form: diagonal into
 // d[n], what is beside it into e[n] (e[i] stands between d[i - 1] and d[i], e[0] is 0), the orthogonal matrix of the
-// reduction over a, so that a^T A a is tridiagonal.
+// reduction over a, so that a^T A a is tridiagonal. Elements near DBL_MAX overflow on the way and give results that are
+// not finite; such matrices are to be scaled down first, as DetermineEigenVectors does.
 NX_API int HouseHolderReduction(double* a, double* d, double* e, int n);
+
+// The mode of DetermineEigenVectors that the library itself uses: eigenvectors in the rows of a.
+enum { NX_EIGENVECTORS_IN_ROWS = 2 };
 
 // Eigenpairs of a symmetric matrix by iteration from random starts (rand()), each deflated out once it is found:
 // eigenvalues into values[n] in descending order of magnitude, eigenvectors into the rows of a. Residuals and what the
@@ -35,9 +39,9 @@ NX_API int nx_l_tridiagonalize(double* a, double* out, int n);
 // From the distances of n points to the scalar products of their places about their centroid. Both may be one array.
 NX_API int nx_convert_distance_to_metric_matrix(const float* distances, float* metric, int n);
 
-// The inverse of a symmetric matrix through its eigenvalues. Those below 1e-7 in magnitude are printed on standard
-// output, and when there are any the output is left as it is; the result is 1 all the same, which is meant. 0 when the
-// eigenvectors cannot be had.
+// The inverse of a symmetric matrix through its eigenvalues. `in` and `out` may be one array. Those below 1e-7 in
+// magnitude are printed on standard output, and when there are any the output is left as it is; the result is 1 all the
+// same, which is meant. 0 when the eigenvectors cannot be had.
 NX_API int nx_invert_matrix_using_eigenvalues(const float* in, float* out, int n);
 // The same in double.
 NX_API int nx_invert_matrix_using_eigenvalues_double(const double* in, double* out, int n);

@@ -1,11 +1,15 @@
-// The closed forms and their constants of ten or sixteen decimals are the interface: programs rely on the very numbers,
-// branches that look wrong included. Cubic: Vieta's cosine formula. Quartic: Euler's resolvent cubic, whose roots are
-// the squared sums of pairs of roots.
+// Linear, quadratic and cubic: the closed forms and their constants of ten or sixteen decimals are the interface;
+// programs rely on the very numbers, branches that look wrong included (Vieta's cosine formula). Quartic: the branches,
+// their constants and the slots are. Its roots, which Euler's resolvent cubic gives through the squared sums of pairs
+// of them, are made as good as the coefficients determine them: scaled, polished, and a root far from the others apart.
 #include <nxbriochem/geometry/roots.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <initializer_list>
+#include <limits>
 
 double Roots[4];
 
@@ -23,9 +27,11 @@ constexpr double kPi = 3.1415926536;
 // A root of the resolvent of at least 0 comes out no lower than this part of the others below it: the constants above
 // end at ten decimals.
 constexpr double kResolventError = 3e-11;
-// Some roundings of a double.
-constexpr double kRounding = 1e-15;
-constexpr int kPolishSteps = 3;
+// What a coefficient may be off by, as a part of it.
+constexpr double kRounding = 2.0 * std::numeric_limits<double>::epsilon();
+constexpr int kPolishSteps = 8;
+// A root this many times as large as the others stands apart from them.
+constexpr double kFar = 64.0;
 
 bool is_missing(double a) { return std::fabs(a) < kMissing; }
 
@@ -38,7 +44,11 @@ int linear(double a, double b, double* roots) {
   if (is_missing(a)) {
     return 0;
   }
-  roots[0] = -b / a;
+  const double root = -b / a;
+  if (!std::isfinite(root)) {
+    return 0;
+  }
+  roots[0] = root;
   return 1;
 }
 
@@ -100,13 +110,91 @@ int cubic(double a, double b, double c, double d, bool zero_is_three, double* ro
   return 3;
 }
 
+// A polynomial in y = x / 2^exponent, divided by its leading coefficient; of the others, highest first, none is above 2
+// in magnitude and one is near 1 (unless all are 0). Scaling by a power of two keeps every bit but what underflows.
+template <std::size_t degree>
+struct Monic {
+  int exponent = 0;
+  std::array<double, degree> c = {};
+
+  explicit Monic(const std::array<double, degree + 1>& coefficients) {
+    const int leading = std::ilogb(coefficients[0]);
+    bool any = false;
+    for (int i = 1; i <= static_cast<int>(degree); ++i) {
+      const double coefficient = coefficients[static_cast<std::size_t>(i)];
+      if (coefficient != 0.0) {
+        const int needed = static_cast<int>(std::ceil(static_cast<double>(std::ilogb(coefficient) - leading) / i));
+        exponent = any ? std::max(exponent, needed) : needed;
+        any = true;
+      }
+    }
+    const double divisor = std::ldexp(coefficients[0], -leading);
+    for (int i = 1; i <= static_cast<int>(degree); ++i) {
+      const auto at = static_cast<std::size_t>(i);
+      c[at - 1] = std::ldexp(coefficients[at], -leading - i * exponent) / divisor;
+    }
+  }
+};
+
+// w^3 + 3 p w + 2 q
+struct DepressedCubic {
+  double p, q, discriminant;
+
+  // The discriminant may be off by the error given. Equal roots make it 0, and rounding makes something else of that 0.
+  DepressedCubic(double p_in, double q_in, double error) : p(p_in), q(q_in), discriminant(q * q + p * p * p) {
+    if (std::fabs(discriminant) <= error) {
+      discriminant = 0.0;
+    }
+  }
+
+  // For a positive discriminant: the real root is the sum of two cube roots. The one without cancellation; the other is
+  // -p divided by it.
+  double cube_root() const { return std::cbrt(-q - std::copysign(std::sqrt(discriminant), q)); }
+
+  // For one of at most 0.
+  void real_roots(double* roots) const {
+    if (discriminant < 0.0) {
+      cosine_roots(p, q, roots);
+      return;
+    }
+    const double u = std::cbrt(-q);
+    roots[0] = 2.0 * u;
+    roots[1] = -u;
+    roots[2] = -u;
+  }
+};
+
+// The real roots of x^3 + b x^2 + c x + d in ascending order: three, or one.
+int real_cubic_roots(double b, double c, double d, double* roots) {
+  const Monic<3> scaled({1.0, b, c, d});
+  const auto [b1, c1, d1] = scaled.c;
+  const double third = b1 / 3.0;
+  const double square = third * third;
+  const double p = c1 / 3.0 - square;
+  const double q = 0.5 * ((2.0 * square - c1) * third + d1);
+  const double p_error = kRounding * (std::fabs(c1) + square);
+  const double q_error = kRounding * ((2.0 * square + std::fabs(c1)) * std::fabs(third) + std::fabs(d1));
+  const DepressedCubic cubic(p, q, 2.0 * std::fabs(q) * q_error + 3.0 * p * p * p_error);
+  int count = 3;
+  if (cubic.discriminant > 0.0) {
+    const double u = cubic.cube_root();
+    roots[0] = u - cubic.p / u;
+    count = 1;
+  } else {
+    cubic.real_roots(roots);
+    std::sort(roots, roots + 3);
+  }
+  std::transform(roots, roots + count, roots, [&](double root) { return std::ldexp(root - third, scaled.exponent); });
+  return count;
+}
+
 // x^4 + b x^3 + c x^2 + d x + e, and y^4 + p y^2 + q y + r at x = y + shift.
 struct Quartic {
   double b, c, d, e;
   double shift, p, q, r;
 
-  Quartic(double a, double b4, double c4, double d4, double e4)
-      : b(b4 / a), c(c4 / a), d(d4 / a), e(e4 / a), shift(-0.25 * b) {
+  explicit Quartic(const std::array<double, 4>& monic)
+      : b(monic[0]), c(monic[1]), d(monic[2]), e(monic[3]), shift(-0.25 * b) {
     const double square = shift * shift;
     p = c - 6.0 * square;
     q = d + 2.0 * c * shift - 8.0 * square * shift;
@@ -122,6 +210,14 @@ struct Quartic {
     return {kRounding * (std::fabs(c) + 6.0 * t * t),
             kRounding * (std::fabs(d) + t * (2.0 * std::fabs(c) + 8.0 * t * t)),
             kRounding * (std::fabs(e) + t * (std::fabs(d) + t * (std::fabs(c) + 3.0 * t * t)))};
+  }
+
+  // Whether one root, close to -b, is some kFar times as large as the three others: the shift by a quarter of it would
+  // wash these out.
+  bool has_far_root() const {
+    const double near = std::fabs(b) / kFar;
+    return b != 0.0 && std::fabs(c) <= near * std::fabs(b) && std::fabs(d) <= near * near * std::fabs(b) &&
+           std::fabs(e) <= near * near * near * std::fabs(b);
   }
 
   double value(double x) const { return (((x + b) * x + c) * x + d) * x + e; }
@@ -144,34 +240,37 @@ struct Quartic {
   }
 };
 
-// The resolvent z^3 + 2 p z^2 + (p^2 - 4 r) z - q^2 at z = w + offset: w^3 + 3 P w - 2 h.
+// The resolvent z^3 + 2 p z^2 + (p^2 - 4 r) z - q^2 at z = w + offset.
 struct Resolvent {
-  double offset, p, h, discriminant;
+  double offset;
+  DepressedCubic cubic;
 
-  explicit Resolvent(const Quartic& quartic) {
-    const double square = quartic.p * quartic.p;
-    offset = -kTwoThirds * quartic.p;
-    p = kMinusNinth * (square + 12.0 * quartic.r);
-    h = quartic.p * (square - 36.0 * quartic.r) / 27.0 + 0.5 * quartic.q * quartic.q;
-    discriminant = h * h + p * p * p;
-    // Equal roots of the quartic make it 0, and rounding makes something else of that 0: no more than this.
+  explicit Resolvent(const Quartic& quartic) : offset(-kTwoThirds * quartic.p), cubic(cubic_of(quartic)) {}
+
+ private:
+  static DepressedCubic cubic_of(const Quartic& quartic) {
+    const double p = quartic.p;
+    const double r = quartic.r;
+    const double half_square = 0.5 * quartic.q * quartic.q;
+    const double cubic_p = kMinusNinth * (p * p + 12.0 * r);
+    const double cubic_q = -(p * (p * p - 36.0 * r) / 27.0 + half_square);
+    // How the discriminant follows p, q and r, and what its own two terms round to.
+    const double by_p = -2.0 * cubic_q * (3.0 * p * p - 36.0 * r) / 27.0 - 3.0 * cubic_p * cubic_p * 2.0 * p / 9.0;
+    const double by_q = -2.0 * cubic_q * quartic.q;
+    const double by_r = 2.0 * cubic_q * 36.0 * p / 27.0 - 3.0 * cubic_p * cubic_p * 12.0 / 9.0;
+    const double terms =
+        2.0 * std::fabs(cubic_q) * (std::fabs(p) * (p * p + 36.0 * std::fabs(r)) / 27.0 + half_square) +
+        3.0 * cubic_p * cubic_p * (p * p + 12.0 * std::fabs(r)) / 9.0;
     const Quartic::Errors error = quartic.errors();
-    const double p_error = (2.0 * std::fabs(quartic.p) * error.p + 12.0 * error.r) / 9.0;
-    const double h_error = (3.0 * square + 36.0 * std::fabs(quartic.r)) / 27.0 * error.p +
-                           36.0 / 27.0 * std::fabs(quartic.p) * error.r + std::fabs(quartic.q) * error.q;
-    if (std::fabs(discriminant) <=
-        h_error * (2.0 * std::fabs(h) + h_error) + 3.0 * p_error * (p * p + p_error * p_error)) {
-      discriminant = 0.0;
-    }
+    return {cubic_p, cubic_q,
+            std::fabs(by_p) * error.p + std::fabs(by_q) * error.q + std::fabs(by_r) * error.r + kRounding * terms};
   }
 };
 
 // One root of the resolvent is real and two are a complex pair, whose square roots add up to a real number.
 int two_roots(const Quartic& quartic, const Resolvent& resolvent, double* roots) {
-  const double h = resolvent.h;
-  // Of the two cube roots the one without cancellation; their product is -p.
-  const double u = std::cbrt(h + std::copysign(std::sqrt(resolvent.discriminant), h));
-  const double v = -resolvent.p / u;
+  const double u = resolvent.cubic.cube_root();
+  const double v = -resolvent.cubic.p / u;
   const double re = -0.5 * (u + v) + resolvent.offset;
   const double im = 0.5 * kSqrt3 * std::fabs(u - v);
   double angle = re != 0.0 ? std::atan(im / re) : 0.5 * kPi;
@@ -189,14 +288,7 @@ int two_roots(const Quartic& quartic, const Resolvent& resolvent, double* roots)
 // All roots of the resolvent are real: four real roots, or none where one is negative.
 int four_roots(const Quartic& quartic, const Resolvent& resolvent, double* roots) {
   double z[3];
-  if (resolvent.discriminant == 0.0) {
-    const double u = std::cbrt(resolvent.h);
-    z[0] = 2.0 * u;
-    z[1] = -u;
-    z[2] = -u;
-  } else {
-    cosine_roots(resolvent.p, -resolvent.h, z);
-  }
+  resolvent.cubic.real_roots(z);
   const double size = std::fabs(resolvent.offset) + std::max({std::fabs(z[0]), std::fabs(z[1]), std::fabs(z[2])});
   for (double& root : z) {
     root += resolvent.offset;
@@ -213,6 +305,40 @@ int four_roots(const Quartic& quartic, const Resolvent& resolvent, double* roots
   roots[2] = quartic.polished(-0.5 * (s2 - s1 - s3) + quartic.shift);
   roots[3] = quartic.polished(-0.5 * (s3 - s1 - s2) + quartic.shift);
   return 4;
+}
+
+// The far root, and those of the cubic that it leaves, in the slots in which four_roots has them: the far root first,
+// the others from the one next to it on in the slots 1, 3, 2.
+int far_and_near_roots(const Quartic& quartic, double* roots) {
+  const double far = quartic.polished(-quartic.b);
+  // From the last coefficient on, by which those of the small roots keep their digits.
+  const double d = -quartic.e / far;
+  const double c = (d - quartic.d) / far;
+  const double b = (c - quartic.c) / far;
+  double near[3];
+  const int count = real_cubic_roots(b, c, d, near);
+  for (int i = 0; i < count; ++i) {
+    near[i] = quartic.polished(near[i]);
+  }
+  if (count == 1) {
+    roots[0] = std::min(far, near[0]);
+    roots[1] = std::max(far, near[0]);
+    return 2;
+  }
+  roots[0] = far;
+  roots[1] = far < 0.0 ? near[0] : near[2];
+  roots[3] = near[1];
+  roots[2] = far < 0.0 ? near[2] : near[0];
+  return 4;
+}
+
+int quartic_roots(const Quartic& quartic, double* roots) {
+  if (quartic.has_far_root()) {
+    return far_and_near_roots(quartic, roots);
+  }
+  const Resolvent resolvent(quartic);
+  return resolvent.cubic.discriminant > 0.0 ? two_roots(quartic, resolvent, roots)
+                                            : four_roots(quartic, resolvent, roots);
 }
 
 }  // namespace
@@ -260,10 +386,13 @@ int nx_SolveQuartic(double a, double b, double c, double d, double e) {
   if (is_missing(a)) {
     return nx_SolveCubic(b, c, d, e);
   }
-  const Quartic quartic(a, b, c, d, e);
-  const Resolvent resolvent(quartic);
-  if (!std::isfinite(resolvent.discriminant)) {
+  const Monic<4> scaled({a, b, c, d, e});
+  double roots[4];
+  const int count = quartic_roots(Quartic(scaled.c), roots);
+  std::transform(roots, roots + count, roots, [&](double root) { return std::ldexp(root, scaled.exponent); });
+  if (!std::all_of(roots, roots + count, [](double root) { return std::isfinite(root); })) {
     return 0;
   }
-  return resolvent.discriminant > 0.0 ? two_roots(quartic, resolvent, Roots) : four_roots(quartic, resolvent, Roots);
+  std::copy_n(roots, count, Roots);
+  return count;
 }

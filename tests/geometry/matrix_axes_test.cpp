@@ -232,7 +232,12 @@ TEST(MatrixAxes, Relatives) {
   nx_copy_matrix_f(upper, 3, 3, m);
   EXPECT_EQ(get_roots_3(m, values), 1);
   EXPECT_EQ(std::vector<float>(values, values + 3), (std::vector<float>{5, 2, 2}));
+  const float diagonal[9] = {1, 0, 0, 0, 2, 0, 0, 0, 3};
+  EXPECT_EQ(get_roots_of_3_by_3(diagonal, values), 1);
+  EXPECT_TRUE(values[0] == 3 && Roots[0] == 5) << "Roots as the last decomposition left it";
+  Roots[0] = 0;
   EXPECT_EQ(get_roots_of_3_by_3_matrix(upper, values), 1);
+  EXPECT_TRUE(std::equal(values, values + 3, Roots, [](float v, double root) { return std::fabs(v - root) < 1e-6; }));
   EXPECT_EQ(std::vector<float>(values, values + 3), (std::vector<float>{5, 3, 1}));
 
   float r[9];

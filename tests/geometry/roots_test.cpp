@@ -103,6 +103,45 @@ TEST(Roots, QuarticSlotsAndEqualRoots) {
   expect_roots({3, 2, 1}, nx_SolveQuartic(9e-7, 1, -6, 11, -6), 1e-9);
 }
 
+// Roots that are far apart, and of any size: to the last digits each.
+TEST(Roots, QuarticOfEveryScale) {
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> step(0.3, 2.0);
+  std::uniform_real_distribution<double> exponent(1, 12);
+  for (int round = 0; round < 20000 && !testing::Test::HasFailure(); ++round) {
+    SCOPED_TRACE(round);
+    const double far = std::copysign(std::pow(10.0, exponent(random)), round % 2 == 0 ? 1.0 : -1.0);
+    const double low = -2 * step(random);
+    const double high = low + step(random);
+    const std::complex<long double> pair(low, step(random));
+    const double scale = std::ldexp(1.0, static_cast<int>(random() % 80) - 40);
+    const auto expect = [&](const std::vector<std::complex<long double>>& made, const std::vector<double>& slots) {
+      const auto c = expanded(step(random), made);
+      const double s2 = scale * scale;
+      ASSERT_EQ(nx_SolveQuartic(c[0], c[1] * scale, c[2] * s2, c[3] * s2 * scale, c[4] * s2 * s2),
+                static_cast<int>(slots.size()));
+      for (std::size_t k = 0; k < slots.size(); ++k) {
+        EXPECT_NEAR(Roots[k] / (slots[k] * scale), 1, 1e-13);
+      }
+    };
+    const double top = high + 5;
+    // In the slots 0, 1, 3, 2 from the far one on.
+    expect({low, high, top, far},
+           far > 0 ? std::vector<double>{far, top, low, high} : std::vector<double>{far, low, top, high});
+    expect({pair, std::conj(pair), top, far}, {std::min(far, top), std::max(far, top)});
+  }
+  for (const double e : {1e120, 1e-120}) {
+    EXPECT_EQ(nx_SolveQuartic(1, 0, 0, 0, e), 0);
+    ASSERT_EQ(nx_SolveQuartic(1, 0, 0, 0, -e), 2);
+    EXPECT_NEAR(Roots[1] / std::pow(e, 0.25), 1, 1e-14);
+    EXPECT_EQ(Roots[0], -Roots[1]);
+  }
+  expect_roots({0, std::cbrt(1e160)}, nx_SolveQuartic(1, 0, 0, -1e160, 0), 1e39);
+  // (x - 1) (x - 2) ((x - 5)^2 + 1e-12), and with a last term that no double tells from 0.
+  expect_roots({1, 2}, nx_SolveQuartic(1, -13, 57 + 1e-12, -95 - 3e-12, 50 + 2e-12), 1e-13);
+  expect_roots({1, 2, 5, 5}, nx_SolveQuartic(1, -13, 57, -95, 50), 1e-7);
+}
+
 TEST(Roots, CubicWithOneRealRootKeepsItsFormula) {
   // x^3 + 3 x - 4: p = 1, q = -2, D = 5. The square root of D is left out.
   for (const double turn : {1.0, -1.0}) {
@@ -159,7 +198,11 @@ TEST(Roots, BadInputChangesNothing) {
     EXPECT_EQ(nx_SolveQuartic(1, 1, 1, 1, bad), 0);
     EXPECT_EQ(nx_SolveQuadraticRoots(0, bad, 1, own) + nx_SolveCubicRoots(0, bad, 1, 1, own), 0);
   }
-  EXPECT_EQ(nx_SolveQuadratic(1, 1e300, 1) + nx_SolveCubic(1, 1e300, 1, 1) + nx_SolveQuartic(1, 1e300, 1, 1, 1), 0);
+  EXPECT_EQ(nx_SolveQuadratic(1, 1e300, 1) + nx_SolveCubic(1, 1e300, 1, 1), 0);
+  // Roots beyond a double.
+  EXPECT_EQ(nx_SolveLinear(1e-6, 1e308) + nx_SolveCubic(0, 0, 1e-6, -1e308) + nx_SolveLinearRoots(-1e-6, 1e308, own),
+            0);
+  EXPECT_EQ(nx_SolveQuartic(1e-6, 1e308, 0, 0, 0) + nx_SolveQuartic(0, 0, 0, 1e-6, 1e308), 0);
   EXPECT_EQ(nx_SolveQuadraticRoots(0, 1, 1, nullptr) + nx_SolveCubicRoots(0, 1, 1, 1, nullptr), 0);
   for (int k = 0; k < 4; ++k) {
     EXPECT_EQ(Roots[k], kUntouched);

@@ -1,0 +1,29 @@
+// The Householder reduction and the eigenpairs that the flat interface of r_eig.h rests on. Matrices are flat,
+// row-major, n x n, n at least 1. Private to the directory; C++ only.
+#ifndef NXBRIOCHEM_GEOMETRY_R_EIG_SEARCH_H
+#define NXBRIOCHEM_GEOMETRY_R_EIG_SEARCH_H
+
+#include <nxbriochem/export.h>
+#include <nxbriochem/geometry/work_array.h>
+
+namespace r_eig {
+
+inline double* row_of(double* matrix, int i, int n) { return matrix + work_array::size_of(i) * work_array::size_of(n); }
+
+enum class Outcome { found, too_many_iterations, too_many_restarts, zero_dot_product };
+
+// Reduces the symmetric a, of which the lower triangle is read, from its last row to its first: diagonal into d, beside
+// it into e. Row i of a then holds the vector u of its reflection, of i elements, all 0 where there was nothing to do.
+// `work` has n elements.
+NX_LOCAL void reduce(double* a, double* d, double* e, double* work, int n);
+
+// The product of the reflections that reduce() left in the rows of a, over a. `work` has n elements.
+NX_LOCAL void accumulate(double* a, double* work, int n);
+
+// The eigenvalues of a into values, in descending order of magnitude, the eigenvectors into the rows of a. Both stay as
+// they are unless all are found.
+NX_LOCAL Outcome find_eigenpairs(double* a, double* values, int n);
+
+}  // namespace r_eig
+
+#endif
