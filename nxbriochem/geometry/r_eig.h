@@ -39,7 +39,7 @@ NX_API int nx_l_tridiagonalize(double* a, double* out, int n);
 // From the distances of n points to the scalar products of their places about their centroid. Both may be one array.
 NX_API int nx_convert_distance_to_metric_matrix(const float* distances, float* metric, int n);
 
-// The inverse of a symmetric matrix through its eigenvalues. `in` and `out` may be one array. Those below 1e-7 in
+// The inverse of a symmetric matrix through its eigenvalues. `in` and `out` may be one array. Eigenvalues below 1e-7 in
 // magnitude are printed on standard output, and when there are any the output is left as it is; the result is 1 all the
 // same, which is meant. 0 when the eigenvectors cannot be had.
 NX_API int nx_invert_matrix_using_eigenvalues(const float* in, float* out, int n);
