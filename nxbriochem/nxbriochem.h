@@ -29,6 +29,9 @@
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/objects/object_memory.h>
 #include <nxbriochem/objects/print.h>
+#include <nxbriochem/optimise/func_list.h>
+#include <nxbriochem/optimise/line_search.h>
+#include <nxbriochem/optimise/opt.h>
 #include <nxbriochem/util/parser.h>
 #include <nxbriochem/util/prand.h>
 

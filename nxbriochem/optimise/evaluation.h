@@ -1,0 +1,59 @@
+// What the methods and the line searches ask of an optimiser's callbacks, and the room that they work in. Private to
+// this directory.
+#ifndef NXBRIOCHEM_OPTIMISE_EVALUATION_H
+#define NXBRIOCHEM_OPTIMISE_EVALUATION_H
+
+#include <cstdint>
+
+namespace opt {
+
+// The value at x through the value callback, or the gradient callback where there is none, and the count of the
+// optimiser's evaluations raised.
+double value_at(int32_t slot, double* x);
+// The value and the gradient at x through the gradient callback; by central differences of the value where there is
+// none. NaN when no callback is set.
+double value_and_gradient_at(int32_t slot, double* x, double* gradient);
+
+// The optimiser's method workspace, of at least `doubles` doubles: the pool's for slot 0 up to kMostInPool variables,
+// else a tracked block, grown as needed.
+double* workspace_of(int32_t slot, uint64_t doubles);
+
+// Whether the optimiser prints its trace.
+bool traces(int32_t slot);
+
+// A point x + step d of a line.
+struct Trial {
+  double step;
+  double value;   // infinity where the value or the slope is not finite, which makes it the worst of all
+  double slope;   // gradient . d
+  double square;  // of the gradient; exactly 0 counts as a gradient that is zero
+};
+
+// A line to search. The trial points are left at the start of the method workspace, their gradients in g.
+struct Line {
+  int32_t slot;
+  int32_t n;
+  double* x;
+  double* d;
+  double* g;
+  Trial lowest;     // of x itself and the points tried
+  Trial last = {};  // the point in the workspace and in g
+  int32_t evaluations = 0;
+};
+
+// The line from x, where the value and the slope are known.
+inline Line line_from(int32_t slot, int32_t n, double* x, double* d, double* g, double value, double slope) {
+  return {
+      .slot = slot, .n = n, .x = x, .d = d, .g = g, .lowest = {.step = 0, .value = value, .slope = slope, .square = 0}};
+}
+
+// Evaluates the point at a step: line.last.
+const Trial& try_step(Line& line, double step);
+
+// Tries a step and, as long as the gradient there is zero, a tenth of it, up to five times in all: whether a gradient
+// was found that is not. The trial is line.last.
+bool try_first_step(Line& line, double step, Trial& trial);
+
+}  // namespace opt
+
+#endif

@@ -1,0 +1,25 @@
+// The matrix of the dense method: an approximation to the inverse of the second derivatives, symmetric, n x n, row by
+// row. Private to this directory; C++ only.
+#ifndef NXBRIOCHEM_OPTIMISE_INVERSE_MATRIX_H
+#define NXBRIOCHEM_OPTIMISE_INVERSE_MATRIX_H
+
+#include <cstdint>
+
+namespace inverse_matrix {
+
+// h = scale times the unit matrix.
+void set_unit(double* h, int32_t n, double scale);
+
+// Replaces a matrix by its inverse, of both the lower triangle alone being read, by Cholesky's factors. false: it is
+// not positive definite, and h is spoilt.
+bool invert(double* h, int32_t n);
+
+// out = h v
+void multiply(const double* h, const double* v, double* out, int32_t n);
+
+// h += p s^T + s p^T, then out = h v, in one pass.
+void add_and_multiply(double* h, const double* p, const double* s, const double* v, double* out, int32_t n);
+
+}  // namespace inverse_matrix
+
+#endif

@@ -1,0 +1,292 @@
+// The line search of the methods that have one: the strong Wolfe conditions, and where the first step fails them, a
+// few steps to the minimum of the cubic through the values and slopes at both ends of an interval (Fletcher, Practical
+// Methods of Optimization, 2.6; Nocedal and Wright, Numerical Optimization, 3.5).
+//
+// The interval: a is the left end and has a negative slope. While the slope at b is negative too, the search goes on
+// beyond b. A point beyond b becomes b, and b becomes a. A point between them becomes a where it is lower than a and
+// still descends, else b. A cubic that gives no point in the right place is answered by halving the interval or by
+// doubling the step.
+#include <nxbriochem/optimise/line_minimize.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include <nxbriochem/optimise/opt_state.h>
+#include <nxbriochem/optimise/vectors.h>
+
+namespace opt {
+
+Line last_line = {};
+
+namespace {
+
+constexpr int kBuiltInTries = 2;
+constexpr int kMostTries = 1000;  // beyond these, however many the caller allows
+constexpr double kThird = 0.3333333333333333;
+constexpr double kShrink = 0.1;  // of the interval, when its right end is not finite
+
+// f(a + s) = f(a) + ga s + B s^2 + A s^3
+struct Cubic {
+  double A;
+  double B;
+  double D;  // of its slope, a quarter of the discriminant
+};
+
+class CubicSearch {
+ public:
+  CubicSearch(Line& line, double value, double slope)
+      : line_(line),
+        value_(value),
+        slope_(slope),
+        alpha_(Opt[line.slot].alpha),
+        beta_(Opt[line.slot].beta),
+        trace_(traces(line.slot)) {}
+
+  // Whether a step was found: line.last then.
+  bool run(double step);
+
+ private:
+  bool accept_first(const Trial& trial) const;
+  bool accept(const Trial& trial) const;
+  bool next_step(double& step);
+  double interpolate(const Cubic& cubic, double h) const;
+  double extrapolate(const Cubic& cubic, double h);
+  double minimum_of(const Cubic& cubic, double h) const;
+  void evaluate(double step);
+  void narrow(const Trial& trial);
+  bool end_without(const Trial& trial) const;
+
+  double bound(const Trial& trial) const { return value_ + alpha_ * trial.step * slope_; }
+  double ratio(const Trial& trial) const { return std::abs(trial.slope / slope_); }
+  // Below the start as well, which a negative alpha does not ask for.
+  bool lowers(const Trial& trial) const { return trial.value < bound(trial) && trial.value < value_; }
+  bool flattens(const Trial& trial) const { return ratio(trial) < beta_; }
+
+  Line& line_;
+  double value_;
+  double slope_;
+  double alpha_;
+  double beta_;
+  bool trace_;
+  Trial a_ = {};
+  Trial b_ = {};
+  double distance_ = 0;     // of the last extrapolation; 0: none yet
+  double alternative_ = 0;  // to the step in hand; 0: none
+};
+
+bool CubicSearch::run(double step) {
+  if (!(slope_ < 0)) {  // 0 and NaN are no descent either
+    if (trace_) {
+      std::puts("wrong direction!!");
+    }
+    return false;
+  }
+  if (!try_first_step(line_, step, b_)) {
+    return false;
+  }
+  if (accept_first(b_)) {
+    return true;
+  }
+  a_ = line_from(line_.slot, line_.n, line_.x, line_.d, line_.g, value_, slope_).lowest;
+  const Trial& trial = line_.last;
+  const int tries = kBuiltInTries + std::clamp(Opt[line_.slot].max_line_try, 0, kMostTries);
+  for (int i = 0; i < tries; ++i) {
+    if (trace_) {
+      std::printf("try: %d\n", i);
+    }
+    if (!next_step(step)) {
+      return false;
+    }
+    evaluate(step);
+    if (trial.square == 0) {
+      if (trace_) {
+        std::puts("stepped into a zero gradient area");
+      }
+      return trial.value < value_ || end_without(trial);
+    }
+    if (accept(trial)) {
+      return true;
+    }
+    narrow(trial);
+  }
+  if (trace_) {
+    std::puts("exhausted tries");
+  }
+  return end_without(trial);
+}
+
+bool CubicSearch::accept_first(const Trial& trial) const {
+  if (trace_) {
+    const double d2 = vectors::square(line_.d, line_.n);
+    std::printf("initial f1 and f2= %e %e, line %e %e, grads %e %e %e %e\n", value_, trial.value, 0.0, trial.step,
+                slope_, trial.slope, trial.square, std::sqrt(-slope_ / d2));
+  }
+  const bool accepted = lowers(trial) && flattens(trial);
+  if (trace_) {
+    if (accepted) {
+      std::printf("return on initial step, %f %f, %f %f\n", trial.value, bound(trial), ratio(trial), beta_);
+    } else if (!lowers(trial)) {
+      std::printf("initial step fails on value %f>%f\n", trial.value, bound(trial));
+    } else {
+      std::printf("initial step fails on gradient %f>%f\n", ratio(trial), beta_);
+    }
+  }
+  return accepted;
+}
+
+bool CubicSearch::accept(const Trial& trial) const {
+  const bool accepted = lowers(trial) && flattens(trial);
+  if (!accepted && trace_) {
+    if (!lowers(trial)) {
+      std::printf("because function f= %f> %f\n", trial.value, bound(trial));
+    } else {
+      std::printf("because grad ratio = %f> %f\n", ratio(trial), beta_);
+    }
+    std::puts("must try again");
+  }
+  return accepted;
+}
+
+bool CubicSearch::next_step(double& step) {
+  const double h = b_.step - a_.step;
+  const double h3 = h * h * h;
+  alternative_ = 0;
+  if (h3 == 0) {
+    if (trace_) {
+      std::puts("zero stepsize in LineMinimize");
+    }
+    return false;
+  }
+  if (std::isinf(b_.value)) {  // no cubic goes through that
+    step = a_.step + kShrink * h;
+    return true;
+  }
+  const double df = b_.value - a_.value;
+  Cubic cubic{
+      .A = ((b_.slope + a_.slope) * h - 2 * df) / h3, .B = (3 * df - (2 * a_.slope + b_.slope) * h) / (h * h), .D = 0};
+  cubic.D = cubic.B * cubic.B - 3 * a_.slope * cubic.A;
+  if (trace_) {
+    std::printf("g1,g2  is %e, %e\n", a_.slope, b_.slope);
+  }
+  step = b_.slope >= 0 ? interpolate(cubic, h) : extrapolate(cubic, h);
+  return true;
+}
+
+double CubicSearch::minimum_of(const Cubic& cubic, double h) const {
+  if (cubic.A == 0) {
+    return a_.step - 0.5 * a_.slope / cubic.B;
+  }
+  const double s = kThird * (std::sqrt(cubic.D) - cubic.B) / cubic.A;
+  if (std::abs(s) > 2 * std::abs(h)) {
+    const double q = 0.5 * a_.slope / cubic.B;
+    if (std::abs(s) > std::abs(q)) {
+      return a_.step - q;
+    }
+  }
+  return a_.step + s;
+}
+
+double CubicSearch::interpolate(const Cubic& cubic, double h) const {
+  double step = minimum_of(cubic, h);
+  if (!(step > a_.step && step < b_.step)) {
+    step = a_.step + 0.5 * h;
+  }
+  if (trace_) {
+    std::puts("positive gradient: interpolating");
+    std::printf("suggested l is %e, between %e and %e, t is %e\n", step, a_.step, b_.step, cubic.D);
+  }
+  return step;
+}
+
+double CubicSearch::extrapolate(const Cubic& cubic, double h) {
+  double step = minimum_of(cubic, h);
+  const bool usable = std::isfinite(step) && step > a_.step && step != b_.step;
+  if (usable && cubic.A > 0 && step > b_.step) {
+    distance_ = step - a_.step;
+    if (trace_) {
+      std::printf("negative gradient: extrapolating %f %f\n", step, cubic.A);
+    }
+  } else if (usable && cubic.A <= 0 && cubic.D > 0) {
+    distance_ = step - a_.step;
+    if (Opt[line_.slot].alt_step != 0 && b_.step > step) {
+      alternative_ = 2 * b_.step - step;
+      if (trace_) {
+        std::printf("negative gradient: extrapolating with an alternative: step=%f\n", alternative_);
+      }
+    }
+  } else {
+    distance_ = 2 * std::max(distance_, h);  // beyond b, wherever the last one went
+    step = a_.step + distance_;
+    if (trace_) {
+      std::puts("negative gradient: extrapolating by doubling");
+    }
+  }
+  if (trace_) {
+    std::printf("suggested l is %e, from %e and %e, %e\n", step, a_.step, b_.step, cubic.D);
+  }
+  return step;
+}
+
+// Tries the step, and the alternative to it if there is one, of which the better is kept. There is no room for a second
+// gradient: where the step itself was the better, it is evaluated again.
+void CubicSearch::evaluate(double step) {
+  try_step(line_, step);
+  if (alternative_ != 0) {
+    const Trial plain = line_.last;
+    const Trial& other = try_step(line_, alternative_);
+    if (trace_) {
+      std::printf("alternative f is %f compared to %f, %f %f %f\n", other.value, plain.value, other.step, plain.step,
+                  b_.step);
+    }
+    if (!(other.value < plain.value)) {
+      try_step(line_, step);
+    }
+  }
+  if (trace_) {
+    std::printf("new f is %f\nnew gradient i.p. is %f\nla is %f\n", line_.last.value, line_.last.slope,
+                line_.last.step);
+  }
+}
+
+void CubicSearch::narrow(const Trial& trial) {
+  if (trial.step > b_.step) {
+    a_ = b_;
+    b_ = trial;
+  } else if (trial.slope < 0 && trial.value < a_.value) {
+    a_ = trial;
+  } else {
+    b_ = trial;
+  }
+}
+
+// Says so when a search has found no lower point than its start. False.
+bool CubicSearch::end_without(const Trial& trial) const {
+  if (trace_ && !(trial.value < value_)) {
+    if (line_.lowest.step == 0) {
+      std::puts("failed to improve by line search");
+    } else {
+      std::printf("f=%f is no improvement %f %f\n", trial.value, value_, trial.step);
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+int LineMinimize(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int32_t slot) {
+  if (traces(slot)) {
+    std::puts("\nIn LineMin_E\n");
+  }
+  const double slope = vectors::dot(g0, d, n);
+  Line line = line_from(slot, n, x, d, g, *value, slope);
+  const bool found = CubicSearch(line, *value, slope).run(*step);
+  if (found) {
+    *value = line.last.value;
+    *step = line.last.step;
+  }
+  last_line = line;
+  return found ? line.evaluations : 0;
+}
+
+}  // namespace opt

@@ -1,0 +1,379 @@
+// Each search gives the trial that it settles on: a step along the line, with what was found there.
+//
+// The golden section: J. Kiefer, Proc. Amer. Math. Soc. 4 (1953) 502. The acceptance test of backtracking: L. Armijo,
+// Pacific J. Math. 16 (1966) 1. nx_LineMinimize2 keeps a bracket after the rules of Nocedal and Wright, Numerical
+// Optimization, algorithm 3.6, and steps to the minimum, within it, of Hermite's polynomial through all its trials,
+// where the rules would have a cubic through two.
+#include <nxbriochem/optimise/line_search.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+#include <nxbriochem/optimise/evaluation.h>
+#include <nxbriochem/optimise/opt_state.h>
+#include <nxbriochem/optimise/vectors.h>
+
+namespace {
+
+using opt::Optimiser;
+using opt::Trial;
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr int kMostPoints = 16;
+
+// A trial of which the value alone is known.
+constexpr Trial with_value(double step, double value) { return {step, value, 0, 0}; }
+
+constexpr Trial kNothingFound = with_value(0, kInfinity);
+
+// The line of a search, what is known at its start, and the settings at that time.
+class Search {
+ public:
+  explicit Search(const opt::Line& line) : line_(line), start_(line.lowest), settings_(opt::Opt[line.slot]) {
+    opt::workspace_of(line.slot, static_cast<uint64_t>(line.n));
+  }
+
+  const Trial& start() const { return start_; }
+  const Optimiser& settings() const { return settings_; }
+  int evaluations() const { return line_.evaluations; }
+  bool traces() const { return opt::traces(line_.slot); }
+
+  // Infinite where it is not finite.
+  double value_at(double step) {
+    double* point = opt::Opt[line_.slot].method_workspace;
+    std::transform(line_.x, line_.x + line_.n, line_.d, point, [step](double x, double d) { return x + step * d; });
+    ++line_.evaluations;
+    line_.last = with_value(kInfinity, kInfinity);
+    const double value = opt::value_at(line_.slot, point);
+    return std::isfinite(value) ? value : kInfinity;
+  }
+
+  Trial trial_at(double step) { return opt::try_step(line_, step); }
+
+  // As the first trial of LineMinimize: guarded against zero gradients.
+  bool first_trial_at(double step, Trial& trial) { return opt::try_first_step(line_, step, trial); }
+
+  // Whether a further trial, at this step, makes sense: it is one, moves x, and the count has not run out (count a).
+  bool may_try(double step) const {
+    if (evaluations() >= settings_.count_a || !std::isfinite(step) || step < settings_.zero) {
+      return false;
+    }
+    return !std::equal(line_.x, line_.x + line_.n, line_.d, [step](double x, double d) { return x + step * d == x; });
+  }
+
+  // Leaves the gradient of a trial in g, and its point in the workspace; whether they can be had.
+  bool settle_on(const Trial& found) {
+    if (found.step == 0 || !(found.value < start_.value)) {
+      return false;
+    }
+    return line_.last.step == found.step || trial_at(found.step).value < kInfinity;
+  }
+
+ private:
+  opt::Line line_;
+  Trial start_;
+  Optimiser settings_;
+};
+
+// What all searches do before and after. `find` gives the trial that it settles on for a search and a first step.
+template <class Find>
+int search(int n, double* x, double* d, const double* g0, double* g, double* value, double* step, int slot, Find find) {
+  if (x == nullptr || d == nullptr || g0 == nullptr || g == nullptr || value == nullptr || step == nullptr) {
+    return 0;
+  }
+  if (opt::running >= 0 || !opt::in_use(slot) || n < 1 || n != opt::Opt[slot].size) {
+    return 0;
+  }
+  const double slope = vectors::dot(g0, d, n);
+  if (!std::isfinite(*value) || !std::isfinite(slope) || slope >= 0 || !(*step > 0)) {
+    return 0;
+  }
+  const opt::Running mark(slot);
+  Search line(opt::line_from(slot, n, x, d, g, *value, slope));
+  const Trial found = find(line, *step);
+  if (!line.settle_on(found)) {
+    return 0;
+  }
+  *value = found.value;
+  *step = found.step;
+  return line.evaluations();
+}
+
+// Halves the interval from `left` to `right` on the sign of the slope, `most` times at most. The function descends from
+// left towards right, and lies below `ceiling` where it goes on descending; right is beyond a minimum of it. The first
+// trial below the ceiling with so small a slope, or the last left end.
+template <class At>
+Trial halve(Trial left, double right, double ceiling, double small_slope, int most, At at) {
+  const double forward = right > left.step ? 1 : -1;
+  for (int i = 0; i < most; ++i) {
+    const double middle = left.step + 0.5 * (right - left.step);
+    if (middle == left.step || middle == right) {
+      break;
+    }
+    const Trial trial = at(middle);
+    if (!(trial.value < ceiling) || trial.slope * forward >= 0) {
+      right = middle;
+    } else {
+      left = trial;
+    }
+    if (trial.value < ceiling && std::fabs(trial.slope) <= small_slope) {
+      return trial;
+    }
+  }
+  return left;
+}
+
+// Tolerance a: the width of the interval, relative to its upper end, at which the section ends.
+Trial golden_section(Search& line, double step) {
+  constexpr double kMinor = 0.38196601125010515;  // (3 - sqrt 5) / 2
+  double low = 0;
+  double best = step;
+  double best_value = line.may_try(step) ? line.value_at(step) : kInfinity;
+  double high = kInfinity;
+  while (!(best_value < line.start().value)) {
+    high = best;
+    best = kMinor * high;
+    if (!line.may_try(best)) {
+      return kNothingFound;
+    }
+    best_value = line.value_at(best);
+  }
+  while (high == kInfinity) {
+    const double beyond = best + (best - low) * (1 - kMinor) / kMinor;
+    if (!line.may_try(beyond)) {
+      return with_value(best, best_value);
+    }
+    const double value = line.value_at(beyond);
+    if (value < best_value) {
+      low = best;
+      best = beyond;
+      best_value = value;
+    } else {
+      high = beyond;
+    }
+  }
+  while (high - low > line.settings().tolerance_a * high) {
+    const double side = high - best > best - low ? high : low;
+    const double next = best + kMinor * (side - best);
+    if (next == best || !line.may_try(next)) {
+      break;
+    }
+    const double value = line.value_at(next);
+    const bool better = value < best_value;
+    (better == (next > best) ? low : high) = better ? best : next;
+    if (better) {
+      best = next;
+      best_value = value;
+    }
+  }
+  return with_value(best, best_value);
+}
+
+// Tolerance c: the slope, relative to that at the start, at which bisection ends.
+Trial bisection(Search& line, double step) {
+  const Trial& start = line.start();
+  const double small_slope = line.settings().tolerance_c * std::fabs(start.slope);
+  Trial left = start;
+  for (; line.may_try(step); step *= 2) {
+    const Trial trial = line.trial_at(step);
+    const bool lower = trial.value < start.value;
+    if (lower && std::fabs(trial.slope) <= small_slope) {
+      return trial;
+    }
+    if (!lower || trial.slope >= 0) {
+      return halve(left, step, start.value, small_slope, line.settings().count_a - line.evaluations(),
+                   [&line](double at) { return line.trial_at(at); });
+    }
+    left = trial;
+  }
+  return left;
+}
+
+// Tolerance b: the part of what the slope promises by which the value must go down at least.
+Trial backtracking(Search& line, double step) {
+  const Trial& start = line.start();
+  for (; line.may_try(step); step *= 0.5) {
+    const double bound = start.value + line.settings().tolerance_b * step * start.slope;
+    if (line.value_at(step) < bound) {
+      const Trial trial = line.trial_at(step);
+      if (trial.value < bound) {
+        return trial;
+      }
+    }
+  }
+  return kNothingFound;
+}
+
+// The trials of nx_LineMinimize2 and the bracket that they make.
+class Interpolation {
+ public:
+  explicit Interpolation(const Trial& start) : low_(start) { add(start); }
+
+  // A trial below the value `armijo` and below the better end becomes the better end, any other the farther one.
+  void take(const Trial& trial, double armijo) {
+    const bool known = trial.value < kInfinity;
+    if (known) {
+      add(trial);
+    }
+    if (!(trial.value < std::min(armijo, low_.value))) {
+      high_ = trial.step;
+      high_is_known_ = known;
+      return;
+    }
+    if (trial.slope * (high_ - low_.step) >= 0) {
+      high_ = low_.step;
+      high_is_known_ = true;
+    }
+    low_ = trial;
+  }
+
+  // The next step to try.
+  double next() const {
+    const auto polynomial = [this](double step) {
+      Trial at = with_value(step, kInfinity);
+      nx_lagrange_interpolate_with_gradients(steps_.data(), values_.data(), slopes_.data(), count_, step, &at.value,
+                                             &at.slope);
+      return at;
+    };
+    if (!high_is_known_) {
+      return low_.step + 0.1 * (high_ - low_.step);
+    }
+    const bool open = high_ == kInfinity;
+    const double end = open ? 4 * low_.step : high_;
+    if (open) {
+      const Trial at = polynomial(end);
+      if (at.value < low_.value && at.slope < 0) {
+        return end;  // it goes down all the way
+      }
+    }
+    const double width = end - low_.step;
+    const double step = halve(low_, end, low_.value, 0, 60, polynomial).step;
+    const double part = std::clamp((step - low_.step) / width, 0.05, 0.95);
+    return low_.step + part * width;
+  }
+
+ private:
+  void add(const Trial& trial) {
+    const auto at = static_cast<std::size_t>(count_++);
+    steps_[at] = trial.step;
+    values_[at] = trial.value;
+    slopes_[at] = trial.slope;
+  }
+
+  std::array<double, kMostPoints> steps_{};
+  std::array<double, kMostPoints> values_{};
+  std::array<double, kMostPoints> slopes_{};
+  int count_ = 0;
+  Trial low_;  // the best trial; the function descends from here towards high_
+  double high_ = kInfinity;
+  bool high_is_known_ = true;  // else the function is not finite there
+};
+
+// Count b: the most points of interpolation, x among them.
+Trial interpolation(Search& line, double step) {
+  const Trial& start = line.start();
+  const Optimiser& settings = line.settings();
+  const bool tracing = line.traces();
+  if (tracing) {
+    std::puts("\nIn LineMinimize2");
+  }
+  Trial trial{};
+  if (!line.first_trial_at(step, trial)) {
+    return kNothingFound;
+  }
+  Interpolation points(start);
+  const int most = std::min(settings.count_b, kMostPoints);
+  for (int count = 2;; ++count) {
+    const double armijo = start.value + settings.alpha * trial.step * start.slope;
+    if (trial.value < armijo && std::fabs(trial.slope / start.slope) < settings.beta) {
+      return trial;
+    }
+    points.take(trial, armijo);
+    const double next = points.next();
+    if (count >= most || !line.may_try(next)) {
+      break;
+    }
+    trial = line.trial_at(next);
+  }
+  if (tracing) {
+    std::puts("ran out of interpolation points in LineMinimizer2");
+  }
+  return kNothingFound;
+}
+
+// The basis polynomial of Lagrange's that is 1 at points[j] and 0 at the others.
+struct Basis {
+  double value = 1;      // at `at`
+  double slope = 0;      // there
+  double own_slope = 0;  // at points[j]
+};
+
+Basis basis_at(const double* points, int count, int j, double at) {
+  Basis basis;
+  for (int k = 0; k < count; ++k) {
+    if (k != j) {
+      const double inverse = 1 / (points[j] - points[k]);
+      const double factor = (at - points[k]) / (points[j] - points[k]);
+      basis.slope = basis.slope * factor + basis.value * inverse;
+      basis.value *= factor;
+      basis.own_slope += inverse;
+    }
+  }
+  return basis;
+}
+
+}  // namespace
+
+int nxi_au_section(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot) {
+  return search(n, x, d, g0, g, value, step, slot, golden_section);
+}
+
+int nxi_bi_section(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot) {
+  return search(n, x, d, g0, g, value, step, slot, bisection);
+}
+
+int nxi_armijo_section(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot) {
+  return search(n, x, d, g0, g, value, step, slot, backtracking);
+}
+
+int nx_LineMinimize2(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot) {
+  return search(n, x, d, g0, g, value, step, slot, interpolation);
+}
+
+// With Lagrange's basis l_j, the polynomial is the sum of ((1 - 2 l_j'(x_j) (x - x_j)) y_j + (x - x_j) y_j') l_j(x)^2.
+// Values are taken relative to that of the nearest point, so that one that they all share costs no digits, and the
+// points themselves come out exactly.
+int nx_lagrange_interpolate_with_gradients(const double* points, const double* values, const double* slopes, int count,
+                                           double at, double* value, double* slope) {
+  if (count < 1 || points == nullptr || values == nullptr || slopes == nullptr) {
+    return 0;
+  }
+  const double* nearest = std::min_element(points, points + count,
+                                           [at](double a, double b) { return std::fabs(at - a) < std::fabs(at - b); });
+  const double base = values[nearest - points];
+  double sum = 0;
+  double slope_sum = 0;
+  for (int j = 0; j < count; ++j) {
+    const Basis basis = basis_at(points, count, j, at);
+    const double square = basis.value * basis.value;
+    const double square_slope = 2 * basis.value * basis.slope;
+    const double line_slope = slopes[j] - 2 * basis.own_slope * (values[j] - base);
+    const double line = (values[j] - base) + (at - points[j]) * line_slope;
+    sum += line * square;
+    slope_sum += line_slope * square + line * square_slope;
+  }
+  const double result = base + sum;
+  if (!std::isfinite(result) || !std::isfinite(slope_sum)) {
+    return 0;  // coinciding points among others
+  }
+  if (value != nullptr) {
+    *value = result;
+  }
+  if (slope != nullptr) {
+    *slope = slope_sum;
+  }
+  return 1;
+}

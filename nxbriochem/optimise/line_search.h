@@ -1,0 +1,38 @@
+// Searches along a line, for programs that steer a minimisation themselves; nx_minimize has one of its own.
+//
+// All take the same arguments: the number n of variables of the optimiser, the point x, the direction d, the gradient
+// g0 at x, the room g for the gradient at the point found (n doubles each), the value at x in *value, the first step to
+// try in *step, and the optimiser's slot, which is its handle less 1. They give the number of evaluations spent (points
+// tried), with the step and the value found in *step and *value and the gradient there in g; or 0, with x, *value and
+// *step as they were: for null arrays, an n that is not the optimiser's, a slot not in use, a direction that does not
+// descend, a value or slope at x that is not finite, a first step that is not above 0, while an optimiser is running,
+// and where no lower value was found. The point found is x + *step d. A trial where the value or the gradient is not
+// finite counts as one that is too high. No search tries more than 500 points, and the sections try no step below the
+// smallest (nx_set_opt_zero).
+#ifndef NXBRIOCHEM_OPTIMISE_LINE_SEARCH_H
+#define NXBRIOCHEM_OPTIMISE_LINE_SEARCH_H
+
+#include <nxbriochem/export.h>
+
+NX_BEGIN_DECLS
+
+// The golden section (Kiefer 1953): encloses a minimum by growing steps, then narrows the interval by values alone.
+NX_API int nxi_au_section(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot);
+// Bisection on the sign of the slope: encloses a zero of it by growing steps, then halves the interval.
+NX_API int nxi_bi_section(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot);
+// Backtracking (Armijo 1966): halves the first step until it lowers the value enough.
+NX_API int nxi_armijo_section(int n, double* x, double* d, double* g0, double* g, double* value, double* step,
+                              int slot);
+// Steps to the minimum of the polynomial through all points tried so far, values and slopes, until one is accepted as
+// nx_minimize would accept it (nx_set_opt_alpha, nx_set_opt_beta); 0 also when the sixth point, x among them, is not.
+NX_API int nx_LineMinimize2(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot);
+
+// The polynomial of degree 2 count - 1 that has the given values and slopes at the given points (Hermite's), at `at`:
+// its value into *value and its slope into *slope, either of which may be null. 1; 0 without points, for null arrays,
+// for points that coincide, and where a result is not finite.
+NX_API int nx_lagrange_interpolate_with_gradients(const double* points, const double* values, const double* slopes,
+                                                  int count, double at, double* value, double* slope);
+
+NX_END_DECLS
+
+#endif

@@ -1,0 +1,307 @@
+// Method 2, for problems of many variables: a limited memory of three steps (Nocedal, Mathematics of Computation 35
+// (1980) 773; Nocedal and Wright, Numerical Optimization, 7.2), in six arrays of n doubles.
+//
+// Four of them are the line search's: trial point, direction, gradient at x, gradient at the trial point. The newest
+// step and change of the gradient need no room: they are formed where the direction and the old gradient were, which
+// have served by then. The two steps before are kept in the other two arrays, as floats, which is what makes them
+// three in all. Rounded to floats they are as good as any: they only shape the direction, any pair of which s.y > 0
+// keeps the matrix positive definite, and the newest, which decides, is in double. A common power of two brings a pair
+// into the range of floats; that changes nothing in what it says.
+//
+// The scale of the matrix to which they are applied lies between the two step lengths of Barzilai and Borwein (IMA
+// Journal of Numerical Analysis 8 (1988) 141), y.s / y.y and s.s / s.y, a quarter of the way by ratio. The first alone,
+// which is customary, makes steps that are too short where the curvatures differ much; half the way takes two
+// evaluations for most steps.
+//
+// Three steps were chosen by trial, over the problems of bench/minimise_bench.cpp: two, in double, need a quarter more
+// evaluations in the median, and one, which with exact line searches gives conjugate directions, half as many again.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+#include <nxbriochem/optimise/line_method.h>
+#include <nxbriochem/optimise/line_minimize.h>
+#include <nxbriochem/optimise/opt_methods.h>
+#include <nxbriochem/optimise/opt_state.h>
+#include <nxbriochem/optimise/vectors.h>
+
+namespace opt {
+namespace vector_only {
+
+double fp = 0;     // the value at x
+double alpha = 0;  // the line step
+
+}  // namespace vector_only
+
+namespace {
+
+using namespace vector_only;
+using vectors::product_of;
+
+// A float kept in an array of doubles, which the compiler has to be told of.
+struct __attribute__((may_alias)) Kept {
+  float value;
+  operator double() const { return value; }  // NOLINT(google-explicit-constructor): as a float is one
+};
+
+// A step s and the change y of the gradient by it.
+template <class Real>
+struct Pair {
+  Real* s;
+  Real* y;
+  double rho;  // 1 / s.y; 0 for a pair that has no say, whose elements are finite all the same
+};
+
+// 0 unless s.y is positive, and neither it nor its inverse overflows.
+double rho_of(double sy) { return sy > 0 && std::isfinite(sy) && std::isfinite(1 / sy) ? 1 / sy : 0; }
+
+class VectorOnly final : public LineMethod {
+ public:
+  VectorOnly(int32_t slot, double* x) : LineMethod(slot, x, fp, alpha) {
+    auto* kept = reinterpret_cast<Kept*>(array(4));
+    newer_ = {.s = kept, .y = kept + n_, .rho = 0};
+    older_ = {.s = newer_.y + n_, .y = newer_.y + 2 * static_cast<int64_t>(n_), .rho = 0};
+  }
+
+  int minimise();
+  int32_t iterations() const { return iter_; }
+  // Leaves the older steps for a restart, the newer one first.
+  void keep();
+
+ private:
+  void take_step() override;
+  void update() override;
+
+  void set_start_direction();
+  double multiply_gradient(const Pair<double>& newest);
+  void store(const Pair<double>& newest, double ss, double yy);
+  void measure(Pair<Kept>& pair) const;
+  void forget(Pair<Kept>& pair) const;
+  void reset();
+  bool iterate(int& result);
+  bool converged() const;
+  void trace_iteration() const;
+
+  Pair<Kept> newer_;
+  Pair<Kept> older_;
+  double scale_ = 1;  // of the unit matrix to which the steps are applied
+  int32_t iter_ = 0;
+  double before_ = 0;       // the value an iteration ago
+  double before_that_ = 0;  // and two iterations ago
+  bool steepest_ = false;   // d is along -g, and no lower point has been found since
+  bool precise_ = false;    // x was a minimum to working precision then
+};
+
+void VectorOnly::take_step() {
+  for (int32_t i = 0; i < n_; ++i) {
+    d_[i] = trial_[i] - x_[i];
+    g0_[i] = g_[i] - g0_[i];
+    x_[i] = trial_[i];
+  }
+  square_ = last_line.last.square;
+}
+
+// As in the dense method, a step that tells of no positive curvature is left out.
+void VectorOnly::update() {
+  const auto [ss, yy, sy] = vectors::sums(n_, product_of(d_, d_), product_of(g0_, g0_), product_of(d_, g0_));
+  const double short_step = sy / yy;
+  const double scale = short_step * std::sqrt(std::sqrt(ss / sy / short_step));
+  const bool use =
+      sy >= Opt[slot_].small_threshold * std::sqrt(ss) * std::sqrt(yy) && scale > 0 && std::isfinite(scale);
+  const Pair<double> newest{.s = d_, .y = g0_, .rho = use ? rho_of(sy) : 0};
+  if (newest.rho > 0) {
+    scale_ = scale;
+  }
+  const double part = multiply_gradient(newest);
+  if (newest.rho > 0) {
+    store(newest, ss, yy);
+  }
+  for (int32_t i = 0; i < n_; ++i) {
+    d_[i] = -(trial_[i] + part * d_[i]);
+    g0_[i] = g_[i];
+  }
+  alpha = newest.rho > 0 ? 1 : step_without_update();
+  if (!(slope() < 0)) {
+    reset();
+  }
+}
+
+// The recursion in two loops, each pass of which applies one term and forms the product that the next one needs. The
+// trial array, which is free between two searches, receives the gradient (in g) times the matrix, but for its last
+// term, the multiple of the newest step that is returned.
+double VectorOnly::multiply_gradient(const Pair<double>& newest) {
+  using vectors::add_scale_dot;
+  double* q = trial_;
+  std::copy(g_, g_ + n_, q);
+  const double a1 = newest.rho * vectors::dot(newest.s, q, n_);
+  const double a2 = newer_.rho * add_scale_dot(q, -a1, newest.y, 1, newer_.s, n_);
+  const double a3 = older_.rho * add_scale_dot(q, -a2, newer_.y, 1, older_.s, n_);
+  const double b3 = older_.rho * add_scale_dot(q, -a3, older_.y, scale_, older_.y, n_);
+  const double b2 = newer_.rho * add_scale_dot(q, a3 - b3, older_.s, 1, newer_.y, n_);
+  return a1 - newest.rho * add_scale_dot(q, a2 - b2, newer_.s, 1, newest.y, n_);
+}
+
+// The newest step takes the place of the oldest.
+void VectorOnly::store(const Pair<double>& newest, double ss, double yy) {
+  const double factor = std::ldexp(1.0, -(std::ilogb(ss) + std::ilogb(yy)) / 4);
+  std::swap(newer_, older_);
+  const auto keep_scaled = [factor, n = n_](const double* __restrict from, Kept* __restrict to) {
+    for (int32_t i = 0; i < n; ++i) {
+      to[i].value = static_cast<float>(factor * from[i]);
+    }
+  };
+  keep_scaled(newest.s, newer_.s);
+  keep_scaled(newest.y, newer_.y);
+  measure(newer_);
+}
+
+// A pair that has left the range of floats is forgotten.
+void VectorOnly::measure(Pair<Kept>& pair) const {
+  pair.rho = rho_of(vectors::dot(pair.s, pair.y, n_));
+  if (pair.rho == 0) {
+    forget(pair);
+  }
+}
+
+void VectorOnly::forget(Pair<Kept>& pair) const {
+  std::fill(pair.s, pair.s + n_, Kept{0});
+  std::fill(pair.y, pair.y + n_, Kept{0});
+  pair.rho = 0;
+}
+
+void VectorOnly::reset() {
+  forget(newer_);
+  forget(older_);
+  set_steepest(scale_);
+  alpha = 1;
+}
+
+void VectorOnly::set_start_direction() {
+  const bool taken_up = takes_up_curvature(slot_, kVectorOnly);
+  drop_curvature(slot_);
+  if (taken_up) {
+    measure(newer_);
+    measure(older_);
+  }
+  if (newer_.rho > 0) {
+    scale_ = vectors::dot(newer_.s, newer_.y, n_) / vectors::square(newer_.y, n_);
+    std::copy(g0_, g0_ + n_, g_);
+    std::fill(d_, d_ + n_, 0.0);
+    multiply_gradient({.s = d_, .y = g0_, .rho = 0});
+    for (int32_t i = 0; i < n_; ++i) {
+      d_[i] = -trial_[i];
+    }
+    alpha = given_step(1);
+  }
+  if (newer_.rho == 0 || !(slope() < 0)) {
+    scale_ = 1;
+    reset();
+    alpha = first_step();
+  }
+}
+
+void VectorOnly::trace_iteration() const {
+  if (tracing()) {
+    std::printf("iter: %d  value: %f, step: %f, grad= %f, calls %d\n", iter_, fp, alpha, square_,
+                Opt[slot_].total_function_calls);
+    std::printf("COMP TO ZERO (%f): %f %f %f\n", Opt[slot_].zero, fp, before_, before_that_);
+    std::printf("%d ALPHA is %f, grad: %f %f\n", iter_, alpha, square_, grms());
+  }
+}
+
+bool VectorOnly::converged() const {
+  if (iter_ > 1 && converged_over_last_three(slot_, fp, before_, before_that_)) {
+    if (tracing()) {
+      std::printf("converged over last three iterations, total function calls= %d\n", Opt[slot_].total_function_calls);
+    }
+    return true;
+  }
+  return square_ < Opt[slot_].gradient_convergence;  // no text is known for this end
+}
+
+// One iteration: whether it ends the run, with the result.
+bool VectorOnly::iterate(int& result) {
+  before_that_ = before_;
+  before_ = fp;
+  const Moved moved = move();
+  trace_iteration();
+  if (moved == Moved::nothing) {
+    if (steepest_ || iter_ == 1) {
+      // The values of the last three iterations are one now, which says nothing unless there is nothing more to gain:
+      // runs that meet kinks, walls or wrong gradients end here too.
+      result = precise_ && confirmed_by_probe() && converged() ? 1 : 0;
+      return true;
+    }
+    steepest_ = true;
+    precise_ = at_working_precision();
+    reset();
+    return false;
+  }
+  steepest_ = precise_ = false;
+  if (moved == Moved::step) {
+    save_iteration(slot_, iter_, fp, alpha);
+  }
+  if (converged()) {
+    result = 1;
+    return true;
+  }
+  if (moved == Moved::step) {
+    update();
+  }
+  return false;
+}
+
+int VectorOnly::minimise() {
+  alpha = 0;
+  if (!evaluate_start()) {
+    return 0;
+  }
+  if (tracing()) {
+    std::printf("initial value is %f\n", fp);
+  }
+  if (start_is_flat()) {
+    return 0;
+  }
+  if (square_ < Opt[slot_].gradient_convergence) {
+    return 1;
+  }
+  before_ = before_that_ = fp;
+  set_start_direction();
+  if (tracing()) {
+    std::printf("initial step size is %f\n", alpha);
+  }
+  while (iter_ < Opt[slot_].maximum_iterations) {
+    ++iter_;
+    int result = 0;
+    if (iterate(result)) {
+      return result;
+    }
+  }
+  if (tracing()) {
+    std::printf("maximum iterations reached= %d\n", iter_);
+  }
+  return 0;
+}
+
+void VectorOnly::keep() {
+  if (newer_.s > older_.s) {
+    std::swap_ranges(older_.s, older_.s + 2 * static_cast<int64_t>(n_), newer_.s);
+  }
+  if (newer_.rho > 0) {
+    keep_curvature(slot_, kVectorOnly);
+  }
+}
+
+}  // namespace
+
+int run_vector_only(int32_t slot, double* x, double* value) {
+  VectorOnly run(slot, x);
+  const int result = run.minimise();
+  run.keep();
+  *value = fp;
+  save_run(slot, run.iterations(), fp, alpha);
+  return result;
+}
+
+}  // namespace opt
