@@ -1,0 +1,257 @@
+#include "tests/optimise/minimised.h"
+
+#include <gtest/gtest.h>
+#include <nxbriochem/optimise/opt.h>
+#include <nxbriochem/optimise/opt_state.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <vector>
+
+#include "bench/large_problems.h"
+#include "bench/more_garbow_hillstrom.h"
+
+namespace {
+
+using bench::Problem;
+using namespace minimised;
+
+Function function_of(const Problem& problem) {
+  return [&problem](const double* x, double* g, int n) {
+    return problem.gradient(const_cast<double*>(x), g, n, problem.handle);
+  };
+}
+
+struct Solved {
+  int loosely = 0;  // to 1e-6
+  int tightly = 0;  // to 1e-10
+  int locally = 0;  // to 1e-6, published local minima too
+};
+
+Solved solve_all(int code, int tries, int limit) {
+  Solved solved;
+  for (const Problem& problem : bench::more_garbow_hillstrom()) {
+    const int opt = optimiser(problem.n(), code, function_of(problem));
+    nx_set_opt_max_line_try(opt, tries);
+    nx_set_opt_maximum_iterations(opt, limit);
+    SCOPED_TRACE(problem.name);
+    const double value = minimise(opt, problem.start).value;
+    const auto near = [value](double minimum, double tolerance) {
+      return value - minimum <= tolerance * (1 + std::abs(minimum));
+    };
+    int iterations = 0;
+    nx_get_opt_total_iterations(opt, &iterations);
+    EXPECT_LE(iterations, limit);
+    solved.loosely += near(problem.minimum, 1e-6);
+    solved.tightly += near(problem.minimum, 1e-10);
+    solved.locally += near(problem.minimum, 1e-6) ||
+                      std::any_of(problem.local_minima.begin(), problem.local_minima.end(), [&](double local) {
+                        return std::abs(value - local) <= 1e-6 * (1 + std::abs(local));
+                      });
+    nx_delete_opt(opt);
+  }
+  return solved;
+}
+
+Quadratic* shape;
+double sign = 1;
+
+double hessian_of(double*, double* hessian, int n) {
+  for (int i = 0; i < n * n; ++i) {
+    EXPECT_EQ(hessian[i], 0);
+  }
+  std::transform(shape->a.begin(), shape->a.end(), hessian, [](double element) { return sign * element; });
+  return 0;
+}
+
+// The published figures are 40 minima, 3 of which are local ones that the standard starts lead to.
+TEST(Minimise, SolvesThePublishedProblems) {
+  const Solved dense = solve_all(2, 0, 200);
+  EXPECT_GE(dense.loosely, 34);
+  EXPECT_GE(dense.tightly, 32);
+  EXPECT_GE(dense.locally, 38);
+  const Solved patient = solve_all(2, 20, 5000);
+  EXPECT_GE(patient.loosely, 36);
+  EXPECT_GE(patient.tightly, 36);
+  EXPECT_EQ(patient.locally, 40);
+  const Solved vector_only = solve_all(0, 0, 200);
+  EXPECT_GE(vector_only.loosely, 32);
+  EXPECT_GE(vector_only.tightly, 30);
+  EXPECT_GE(vector_only.locally, 36);
+  EXPECT_GE(solve_all(1, 0, 20000).loosely, 22);
+}
+
+TEST(Minimise, SolvesLargeProblems) {
+  const auto solve = [](const Problem& problem, int limit) {
+    const int opt = optimiser(problem.n(), 0, function_of(problem));
+    nx_set_opt_maximum_iterations(opt, limit);
+    nx_set_opt_gradient_convergence(opt, 1e-8);
+    const Outcome outcome = minimise(opt, problem.start);
+    EXPECT_EQ(outcome.result, 1) << problem.name;
+    EXPECT_NEAR(outcome.value, problem.minimum, 1e-6 * (1 + std::abs(problem.minimum))) << problem.name;
+    return calls;
+  };
+  EXPECT_LE(solve(bench::extended_rosenbrock(10000), 400), 80);
+  solve(bench::convex_quadratic(10000), 2000);
+  solve(bench::chain_12_6(1000), 2000);
+}
+
+// At 500 variables the dense method fills the pool of the first optimiser to its end.
+TEST(Minimise, WorksInThePoolAndBeside) {
+  for (const int n : {499, 500, 501}) {
+    for (const int code : kCodes) {
+      const int opt = optimiser(n, code, Quadratic(n));
+      ASSERT_EQ(opt, 1);
+      nx_set_opt_gradient_convergence(opt, 1e-10);
+      nx_set_opt_maximum_iterations(opt, 100);
+      EXPECT_EQ(minimise(opt, std::vector<double>(static_cast<std::size_t>(n))).result, 1) << n << " " << code;
+      EXPECT_EQ(opt::Opt[0].method_workspace == opt::MEM + n, n <= 500);
+      nx_delete_opt(opt);
+    }
+  }
+}
+
+TEST(Minimise, ChoosesAMethod) {
+  const auto chosen = [](int n, bool gradient, bool hessian) {
+    f = Quadratic(n);
+    const int opt = nx_init_opt(n, value_of);
+    nx_set_opt_gradient(gradient ? gradient_of : nullptr, opt);
+    nx_set_opt_hessian_with_handle(hessian ? +[](double*, double*, int, int) { return 0.0; } : nullptr, 7, opt);
+    minimise(opt, std::vector<double>(static_cast<std::size_t>(n)));
+    const int method = opt::Opt[opt - 1].method;
+    nx_delete_opt(opt);
+    return method;
+  };
+  EXPECT_EQ(chosen(40, true, false), 3);
+  EXPECT_EQ(chosen(41, true, false), 2);
+  EXPECT_EQ(chosen(41, true, true), 3);
+  EXPECT_EQ(chosen(2, false, true), 3);
+  EXPECT_EQ(chosen(2, false, false), 1);
+}
+
+// With the exact second derivatives the first step goes to the minimum; what is no use is as if it were not there.
+TEST(Minimise, StartsFromSecondDerivatives) {
+  for (int n = 1; n < 40; n += 3) {
+    Quadratic quadratic(n, static_cast<unsigned>(n));
+    shape = &quadratic;
+    const std::vector<double> start(static_cast<std::size_t>(n), -3);
+    const int opt = optimiser(n, 2, quadratic);
+    const Outcome without = minimise(opt, start);
+    for (const double factor : {-1.0, kNaN, 0.0}) {
+      sign = factor;
+      nx_set_opt_hessian(hessian_of, opt);
+      const Outcome useless = minimise(opt, start);
+      EXPECT_EQ(useless.x, without.x);
+    }
+    sign = 1;
+    nx_set_opt_maximum_iterations(opt, 1);
+    const Outcome outcome = minimise(opt, start);
+    for (const double variable : outcome.x) {
+      EXPECT_NEAR(variable, 1, 1e-12) << n;
+    }
+  }
+}
+
+TEST(Minimise, RefusesWhatItCannotRun) {
+  double x[] = {1, 1};
+  float fx[] = {1, 1};
+  double value = 5;
+  const int opt = optimiser(2, 2, [](const double*, double* g, int) { return g[0] = g[1] = 0, 3.0; });
+  for (const int wrong : {0, -1, opt + 1, INT32_MAX, INT32_MIN}) {
+    EXPECT_EQ(nx_minimize(x, &value, wrong), 0);
+    EXPECT_EQ(nx_minimize_d(x, &value, wrong), 0);
+    EXPECT_EQ(nx_minimize_f(fx, fx, wrong), 0);
+  }
+  EXPECT_EQ(nx_minimize(nullptr, &value, opt), 0);
+  EXPECT_EQ(nx_minimize_d(x, nullptr, opt), 0);
+  EXPECT_EQ(value, 5);
+  for (const int code : {0, 2}) {  // a derivative of 0 at the start
+    nx_set_opt_method(opt, code);
+    EXPECT_EQ(nx_minimize(x, &value, opt), 0);
+    EXPECT_EQ(value, 3);
+    value = 5;
+  }
+  nx_set_opt_method(opt, 1);
+  nx_set_opt_function(nullptr, opt);
+  EXPECT_EQ(nx_minimize(x, &value, opt), 0);
+  EXPECT_EQ(nx_minimize(x, &value, nx_init_opt(0, value_of)), 0);
+  const int bare = nx_init_opt(2, nullptr);
+  nx_set_opt_method(bare, 2);
+  EXPECT_EQ(nx_minimize(x, &value, bare), 0);
+  EXPECT_TRUE(std::isnan(value));
+}
+
+TEST(Minimise, CopiesAndConverts) {
+  const int opt = optimiser(2, 2, rosenbrock);
+  const Outcome in_place = minimise(opt, {-1.2, 1});
+  std::vector<double> x = {-1.2, 1};
+  double value = 0;
+  EXPECT_EQ(nx_minimize_d(x.data(), &value, opt), in_place.result);
+  EXPECT_EQ(x, in_place.x);
+  EXPECT_EQ(value, in_place.value);
+  float narrow[] = {-1.2F, 1};
+  float narrow_value = 1;
+  nx_minimize_f(narrow, &narrow_value, opt);
+  EXPECT_EQ(narrow[0], 1.0F);
+  EXPECT_EQ(narrow[1], 1.0F);
+  EXPECT_LT(narrow_value, 1e-20F);
+}
+
+// Values alone do, by differences, which leave x as it was.
+TEST(Minimise, WorksWithoutAGradient) {
+  for (const int code : kCodes) {
+    const int opt = optimiser(2, code, rosenbrock);
+    nx_set_opt_gradient(nullptr, opt);
+    nx_set_opt_maximum_iterations(opt, 30000);
+    nx_set_opt_energy_convergence(opt, 1e-30);
+    const Outcome outcome = minimise(opt, {-1.2, 1});
+    EXPECT_NEAR(outcome.x[0], 1, 1e-4) << code;
+    EXPECT_NEAR(outcome.x[1], 1, 1e-4) << code;
+  }
+}
+
+// A run that takes up the curvature needs fewer evaluations.
+TEST(Minimise, TakesUpCurvature) {
+  for (const int code : {0, 2}) {
+    const int opt = optimiser(20, code, [](const double* x, double* g, int n) {
+      const double value = Quadratic(n)(x, g, n);
+      std::transform(g, g + n, g, [](double derivative) { return 1e-4 * derivative; });
+      return 1e-4 * value;
+    });
+    nx_set_opt_gradient_convergence(opt, 1e-16);
+    const std::vector<double> start(20, -3);
+    minimise(opt, start);
+    const int fresh = calls;
+    nx_set_opt_restart(opt);
+    EXPECT_EQ(minimise(opt, start).result, 1);
+    EXPECT_LT(calls, fresh);
+    // From none after a run of another size, which in the pool writes over what was kept.
+    const Function same = f;
+    nx_set_opt_size(500, opt);
+    f = [](const double*, double* g, int n) { return *std::fill_n(g, n - 1, 1e3) = kNaN; };
+    minimise(opt, std::vector<double>(500));
+    nx_set_opt_size(20, opt);
+    f = same;
+    EXPECT_EQ(minimise(opt, start).result, 1);
+    EXPECT_EQ(calls, fresh);
+  }
+}
+
+// Steepest descent goes on with its last step, but not with one that has failed, nor before one that is set.
+TEST(Minimise, TakesUpTheStep) {
+  const auto bowl = [](const double* x, double* g, int) { return g[0] = 2e-3 * x[0], 1e-3 * x[0] * x[0]; };
+  const int opt = optimiser(1, 1, bowl);
+  nx_set_opt_restart(opt);
+  nx_set_opt_maximum_iterations(opt, 20);
+  const double first = minimise(opt, {3}).value;
+  EXPECT_LT(minimise(opt, {3}).value, first);
+  f = [](const double* x, double* g, int) { return g[0] = -1, x[0]; };
+  EXPECT_EQ(minimise(opt, {3}).result, 0);
+  f = bowl;
+  EXPECT_EQ(minimise(opt, {3}).value, first);
+  nx_set_opt_stepsize(opt, 500);
+  EXPECT_NEAR(minimise(opt, {3}).x[0], 0, 1e-12);
+}
+
+}  // namespace
