@@ -24,15 +24,7 @@ std::vector<float> parse_dielectrics(const BindOptions& options) {
   }
   std::vector<float> dielectrics;
   for (const std::string& text : options.dielectrics) {
-    std::string fault;
-    std::optional<float> value = parse_real(text, fault);
-    if (!value && fault == kNotANumber && !trimmed(text).empty()) {
-      value = formulas.value(option, text);
-    }
-    if (!value || *value <= 0.0F) {
-      throw UsageError(option + ": " + in_quotes(text) + " is not a finite number above 0");
-    }
-    dielectrics.push_back(*value);
+    dielectrics.push_back(formulas.positive_value(option, text));
   }
   if (dielectrics.empty()) {
     dielectrics.assign(std::begin(kUsualDielectrics), std::end(kUsualDielectrics));
@@ -52,18 +44,6 @@ std::vector<WrittenFile> check_outputs(const BindOptions& options) {
     check_writable(output.path);
   }
   return outputs;
-}
-
-void write_complex(const Structure& target, const Structure& ligand, BindReport& report) {
-  if (report.written.empty()) {
-    return;
-  }
-  Structure both = make_complex(target, ligand);
-  const Molecule molecule(both);
-  for (const WrittenFile& file : report.written) {
-    write_molecule(file, molecule.handle());
-  }
-  report.notes = both.notes;
 }
 
 // The report without what the library says once the molecules are gone.
@@ -91,7 +71,9 @@ BindReport bind_molecules(const BindOptions& options) {
   report.coincident_pairs = coincident_pairs(target, ligand);
   report.target = summarise(target, target_molecule);
   report.ligand = summarise(ligand, ligand_molecule);
-  write_complex(target, ligand, report);
+  if (!report.written.empty()) {
+    report.notes = write_complex(report.written, target, ligand);
+  }
   return report;
 }
 

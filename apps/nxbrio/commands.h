@@ -82,6 +82,21 @@ struct SuperposeOptions {
   bool json = false;
 };
 
+struct RefineOptions {
+  std::string target;
+  std::string ligand;
+  std::string output;
+  std::optional<std::string> format;
+  // As given, a number or a formula; none means 4.
+  std::optional<std::string> dielectric;
+  std::vector<std::string> parameters;
+  int iterations = 500;
+  // The ligand on its way, and target and ligand at its end.
+  std::optional<std::string> trajectory;
+  std::optional<std::string> complex;
+  bool json = false;
+};
+
 void bind(const BindOptions& options);
 void info(const InfoOptions& options);
 void convert(const ConvertOptions& options);
@@ -89,6 +104,7 @@ void orient(const OrientOptions& options);
 void moments(const MomentsOptions& options);
 void rms(const RmsOptions& options);
 void superpose(const SuperposeOptions& options);
+void refine(const RefineOptions& options);
 
 }  // namespace nxbrio
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include "failure.h"
 #include "formula_check.h"
@@ -121,6 +122,18 @@ void Formulas::read_parameters(const std::string& path) {
 float Formulas::value(const std::string& option, const std::string& text) {
   check_option(option, text, defined_);
   return finite(option, text, read_values(in_parentheses(text), 1)[0]);
+}
+
+float Formulas::positive_value(const std::string& option, const std::string& text) {
+  std::string fault;
+  std::optional<float> plain = parse_real(text, fault);
+  if (!plain && fault == kNotANumber && !trimmed(text).empty()) {
+    plain = value(option, text);
+  }
+  if (!plain || *plain <= 0.0F) {
+    throw UsageError(option + ": " + in_quotes(text) + " is not a finite number above 0");
+  }
+  return *plain;
 }
 
 std::vector<float> Formulas::values(const std::string& option, const std::string& text) {

@@ -33,6 +33,8 @@ class Formulas {
 
   // The value of one formula given to an option. Throws UsageError for a fault and for what no float can hold.
   float value(const std::string& option, const std::string& text);
+  // A value above 0, of a formula or a plain number of any notation. Throws UsageError for anything else.
+  float positive_value(const std::string& option, const std::string& text);
   // The values of formulas that are parted by blanks outside parentheses, which so cannot stand within one.
   std::vector<float> values(const std::string& option, const std::string& text);
 

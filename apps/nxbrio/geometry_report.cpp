@@ -32,17 +32,6 @@ void add_motion(std::vector<Row>& rows, const std::string& label, const Motion& 
   }
 }
 
-ordered_json motion_json(const Motion& motion) {
-  ordered_json json;
-  json["rotation"] = ordered_json::array();
-  for (std::size_t i = 0; i < 3; ++i) {
-    json["rotation"].push_back(
-        decimals({motion.rotation[3 * i], motion.rotation[3 * i + 1], motion.rotation[3 * i + 2]}));
-  }
-  json["translation_A"] = decimals(motion.translation);
-  return json;
-}
-
 ordered_json choice_json(FrameChoice choice) {
   return {{"hydrogens", choice.hydrogens}, {"weighted", choice.weighted}};
 }
@@ -50,12 +39,6 @@ ordered_json choice_json(FrameChoice choice) {
 const char* moment_unit(FrameChoice choice) { return choice.weighted ? "A^2.5" : "A"; }
 
 std::string counted(std::size_t n, const char* what) { return std::to_string(n) + ' ' + what + (n == 1 ? "" : "s"); }
-
-std::string written_text(const std::string& from, const Written& written) {
-  return "  " + from + " to " + written.file.path + " (" + written.file.format +
-         "): " + counted(written.models, "model") + ", " + counted(static_cast<std::size_t>(written.atoms), "atom") +
-         ", " + counted(static_cast<std::size_t>(written.bonds), "bond") + " (" + written.bond_source + ")\n";
-}
 
 // The table of models, of which there is at least one.
 std::string orientations_text(const std::vector<OrientedModel>& models) {
@@ -80,6 +63,23 @@ ordered_json fitted_json(const char* command, bool hydrogens, int fitted, int at
 }
 
 }  // namespace
+
+std::string written_text(const std::string& from, const Written& written) {
+  return "  " + from + " to " + written.file.path + " (" + written.file.format +
+         "): " + counted(written.models, "model") + ", " + counted(static_cast<std::size_t>(written.atoms), "atom") +
+         ", " + counted(static_cast<std::size_t>(written.bonds), "bond") + " (" + written.bond_source + ")\n";
+}
+
+ordered_json motion_json(const Motion& motion) {
+  ordered_json json;
+  json["rotation"] = ordered_json::array();
+  for (std::size_t i = 0; i < 3; ++i) {
+    json["rotation"].push_back(
+        decimals({motion.rotation[3 * i], motion.rotation[3 * i + 1], motion.rotation[3 * i + 2]}));
+  }
+  json["translation_A"] = decimals(motion.translation);
+  return json;
+}
 
 std::string orientation_text(const Orientation& orientation) { return orientations_text({{1, orientation}}); }
 

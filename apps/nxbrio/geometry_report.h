@@ -29,6 +29,9 @@ struct OrientReport {
   std::vector<std::string> notes;
 };
 
+// A line that tells what a file of models holds, and from what it was made.
+std::string written_text(const std::string& from, const Written& written);
+nlohmann::ordered_json motion_json(const Motion& motion);
 // An orientation as a table and as JSON.
 std::string orientation_text(const Orientation& orientation);
 nlohmann::ordered_json orientation_json(const Orientation& orientation);

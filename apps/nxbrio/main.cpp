@@ -1,6 +1,6 @@
 // nxbrio: Coulombic binding of two molecules, what a structure file holds, structure files in other formats, principal
-// frames and superpositions. Exit status 0 when the job is done, 1 when it failed, 2 when the program was called
-// wrongly; a failure is one line on standard error.
+// frames, superpositions and the refinement of a ligand's place. Exit status 0 when the job is done, 1 when it failed,
+// 2 when the program was called wrongly; a failure is one line on standard error.
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
@@ -67,6 +67,21 @@ constexpr const char* kFitting =
     R"(Atoms are paired by their order in the files, whatever their names; all files need as many. The deviation is the
 least over proper rotations and translations of the atoms that take part: all but those whose name in the first
 molecule starts with H or h; with --hydrogens all. All models of a file are compared, of the reference the first.
+
+)";
+
+constexpr const char* kRefining =
+    R"(The ligand moves as a rigid body, by translations and rotations about its centre, and the target stays. The energy
+is summed over all pairs of an atom of the target and one of the ligand: Coulombic, in a uniform dielectric, as bind
+gives it, and 12-6, D ((x/r)^12 - 2 (x/r)^6), with the distances x and well depths D that the Universal Force Field
+gives elements (Rappe et al., J. Am. Chem. Soc. 114 (1992) 10024, table 1), their geometric means for a pair. Hydrogens
+take part where there are any. The dielectric is 4 unless told otherwise, as inside a protein.
+
+A minimum is reached where the gradient is below 0.001 kcal/mol/A and the energy curves down nowhere. A ligand that
+starts inside the target is pushed out first by the 12-6 term alone, made soft, and may get jammed. One that goes away
+is let go at 1000 A. How it ended is told; that it did not converge is no failure. The energy never rises: where nothing
+lower is found, the ligand is written as it was. The trajectory holds the start and the poses from which the energy has
+only fallen since. All files appear, or none.
 
 )";
 
@@ -209,10 +224,33 @@ void set_up_superpose(CLI::App& app, nxbrio::SuperposeOptions& options) {
   });
 }
 
+void set_up_refine(CLI::App& app, nxbrio::RefineOptions& options) {
+  CLI::App* refine = app.add_subcommand("refine", "moves a rigid ligand to the nearest minimum of its energy");
+  refine->add_option("TARGET", options.target, "structure file of the target")->required();
+  refine->add_option("LIGAND", options.ligand, "structure file of the ligand")->required();
+  refine->add_option("OUT", options.output, "structure file that is written: the ligand, moved")->required();
+  add_format(*refine, options.format);
+  refine->add_option("-e,--dielectric", options.dielectric, "uniform dielectric constant, a number or a formula [4]")
+      ->type_name("E");
+  add_parameters(*refine, options.parameters);
+  refine->add_option("-n,--iterations", options.iterations, "the most iterations [500]; 0 gives energies only")
+      ->type_name("N")
+      ->check(CLI::Range(0, 1000000).description(""));
+  refine
+      ->add_option("--trajectory", options.trajectory,
+                   "write the ligand on its way downhill, a model per pose, as .pdb or .ent")
+      ->type_name("FILE");
+  refine->add_option("--complex", options.complex, "write target and ligand, as .pdb, .pqr, .mol2, .sdf or .xyz")
+      ->type_name("FILE");
+  add_json(*refine, options.json);
+  refine->footer(kRefining + std::string(kFormulas) + kFormats);
+  refine->callback([&options] { nxbrio::refine(options); });
+}
+
 int run(int argc, char** argv) {
   CLI::App app(
-      "Coulombic binding of two molecules, what structure files hold, their conversion, principal frames and\n"
-      "superpositions.",
+      "Coulombic binding of two molecules, what structure files hold, their conversion, principal frames,\n"
+      "superpositions and the refinement of a ligand's place.",
       "nxbrio");
   app.set_version_flag("--version", "nxbrio " NXBRIO_VERSION);
   app.require_subcommand(1);
@@ -223,6 +261,7 @@ int run(int argc, char** argv) {
   nxbrio::MomentsOptions moments_options;
   nxbrio::RmsOptions rms_options;
   nxbrio::SuperposeOptions superpose_options;
+  nxbrio::RefineOptions refine_options;
   set_up_bind(app, bind_options);
   set_up_info(app, info_options);
   set_up_convert(app, convert_options);
@@ -230,6 +269,7 @@ int run(int argc, char** argv) {
   set_up_moments(app, moments_options);
   set_up_rms(app, rms_options);
   set_up_superpose(app, superpose_options);
+  set_up_refine(app, refine_options);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {

@@ -88,4 +88,14 @@ void write_models(const WrittenFile& file, const Ensemble& models) {
   write_list(file, list.handle());
 }
 
+std::vector<std::string> write_complex(const std::vector<WrittenFile>& files, const Structure& target,
+                                       const Structure& ligand) {
+  Structure both = make_complex(target, ligand);
+  const Molecule molecule(both);
+  for (const WrittenFile& file : files) {
+    write_molecule(file, molecule.handle());
+  }
+  return both.notes;
+}
+
 }  // namespace nxbrio

@@ -55,6 +55,10 @@ Ensemble make_written_models(const WrittenFile& file, BondSource source, std::ve
 // Writes one molecule as such and several as a list. Throws Failure.
 void write_models(const WrittenFile& file, const Ensemble& models);
 
+// Writes target and ligand as one molecule; what there is to note about it. Throws Failure.
+std::vector<std::string> write_complex(const std::vector<WrittenFile>& files, const Structure& target,
+                                       const Structure& ligand);
+
 }  // namespace nxbrio
 
 #endif

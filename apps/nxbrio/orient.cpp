@@ -1,6 +1,5 @@
 // The commands on principal frames: orient and moments.
 #include <cmath>
-#include <filesystem>
 
 #include "commands.h"
 #include "failure.h"
@@ -20,11 +19,7 @@ std::vector<WrittenFile> check_outputs(const OrientOptions& options) {
   }
   std::vector<WrittenFile> outputs{checked_output("OUT", options.output, options.format, inputs)};
   for (const auto& [in, out] : options.with) {
-    for (const WrittenFile& other : outputs) {
-      if (std::filesystem::weakly_canonical(out) == std::filesystem::weakly_canonical(other.path)) {
-        throw UsageError("--with: " + out + " is written already");
-      }
-    }
+    refuse_written("--with", out, outputs);
     outputs.push_back(checked_output("--with", out, options.format, inputs));
   }
   for (const WrittenFile& output : outputs) {

@@ -77,7 +77,8 @@ void refuse_inputs(const std::string& given_as, const std::string& path, const s
 // Writes by one of the library's functions.
 void write(int (*write)(const char*, const char*, int), const WrittenFile& file, int handle) {
   CapturedStderr captured;
-  const bool written = write(file.path.c_str(), file.format.c_str(), handle) == 1;
+  const std::string& path = file.staged.empty() ? file.path : file.staged;
+  const bool written = write(path.c_str(), file.format.c_str(), handle) == 1;
   std::string said = captured.take();
   if (written) {
     std::fputs(said.c_str(), stderr);
@@ -114,6 +115,14 @@ WrittenFile checked_output(const std::string& given_as, const std::string& path,
   return file;
 }
 
+void refuse_written(const std::string& given_as, const std::string& path, const std::vector<WrittenFile>& written) {
+  for (const WrittenFile& other : written) {
+    if (std::filesystem::weakly_canonical(path) == std::filesystem::weakly_canonical(other.path)) {
+      throw UsageError(std::string(given_as).append(": ").append(path).append(" is written already"));
+    }
+  }
+}
+
 void check_writable(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
@@ -123,6 +132,50 @@ void check_writable(const std::string& path) {
   if (access(directory.empty() ? "." : directory.c_str(), W_OK | X_OK) != 0) {
     throw Failure(path, std::strerror(errno));
   }
+}
+
+WrittenTogether::~WrittenTogether() {
+  std::error_code ignored;
+  for (const WrittenFile& file : files_) {
+    std::filesystem::remove(file.staged, ignored);
+  }
+}
+
+WrittenFile WrittenTogether::stage(const WrittenFile& file) {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  const fs::file_status status = fs::status(file.path, ignored);
+  if (fs::exists(status)) {
+    if (access(file.path.c_str(), W_OK) != 0) {
+      throw Failure(file.path, std::strerror(errno));
+    }
+    if (!fs::is_regular_file(status)) {
+      return file;
+    }
+  }
+  WrittenFile staged = file;
+  // Beside what a link leads to, so that the link stays.
+  staged.staged = fs::weakly_canonical(file.path).string() + formatted(".part%d", static_cast<int>(getpid()));
+  files_.push_back(staged);
+  return staged;
+}
+
+void WrittenTogether::commit() {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  for (const WrittenFile& file : files_) {
+    const fs::path place = fs::weakly_canonical(file.path);
+    const fs::file_status before = fs::status(place, ignored);
+    if (fs::exists(before)) {
+      fs::permissions(file.staged, before.permissions(), ignored);
+    }
+    std::error_code error;
+    fs::rename(file.staged, place, error);
+    if (error) {
+      throw Failure(file.path, error.message());
+    }
+  }
+  files_.clear();
 }
 
 void write_molecule(const WrittenFile& file, int molecule) { write(nx_write_molecule, file, molecule); }

@@ -48,4 +48,10 @@ void Progress::draw() {
   std::fflush(stderr);
 }
 
+void progress_line(const std::string& text) {
+  if (isatty(STDERR_FILENO) == 1) {
+    std::fprintf(stderr, "nxbrio: %s\n", text.c_str());
+  }
+}
+
 }  // namespace nxbrio

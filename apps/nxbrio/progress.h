@@ -36,6 +36,9 @@ class Progress {
   std::size_t drawn_ = 0;
 };
 
+// A line on standard error when that is a terminal. Otherwise nothing.
+void progress_line(const std::string& text);
+
 }  // namespace nxbrio
 
 #endif

@@ -88,6 +88,25 @@ constexpr const char* kMultipoleText =
     "  Dipole: the vector from the centre of the negative to the centre of the positive charges.\n"
     "  Charge centre: that of the larger total, about which the dipole moment is taken.\n";
 
+// Every queued message, in order; every text contains the empty tag.
+nlohmann::ordered_json messages(int count, const char* (*message)(int)) {
+  auto json = nlohmann::ordered_json::array();
+  for (int k = 0; k < count; ++k) {
+    json.push_back(message(k));
+  }
+  return json;
+}
+
+}  // namespace
+
+double kcal_per_unit() { return kCoulombKcal / static_cast<double>(DFactor2); }
+double kj_per_unit() { return kcal_per_unit() * kKilojoulePerKilocalorie; }
+
+nlohmann::ordered_json energy_unit_json() {
+  return {
+      {"dfactor2", static_cast<double>(DFactor2)}, {"kcal_per_mol", kcal_per_unit()}, {"kJ_per_mol", kj_per_unit()}};
+}
+
 nlohmann::ordered_json summary_json(const Summary& summary) {
   nlohmann::ordered_json json;
   json["file"] = summary.file;
@@ -119,20 +138,6 @@ nlohmann::ordered_json summary_json(const Summary& summary) {
   json["notes"] = summary.notes;
   return json;
 }
-
-// Every queued message, in order; every text contains the empty tag.
-nlohmann::ordered_json messages(int count, const char* (*message)(int)) {
-  auto json = nlohmann::ordered_json::array();
-  for (int k = 0; k < count; ++k) {
-    json.push_back(message(k));
-  }
-  return json;
-}
-
-}  // namespace
-
-double kcal_per_unit() { return kCoulombKcal / static_cast<double>(DFactor2); }
-double kj_per_unit() { return kcal_per_unit() * kKilojoulePerKilocalorie; }
 
 std::string bind_text(const BindReport& report) {
   std::vector<Row> rows{{"", {"target", "ligand"}}, {"molecule", {report.target.name, report.ligand.name}}};
@@ -180,8 +185,7 @@ nlohmann::ordered_json bind_json(const BindReport& report) {
   if (report.orientation) {
     json["orientation"] = orientation_json(*report.orientation);
   }
-  json["energy_unit"] = {
-      {"dfactor2", static_cast<double>(DFactor2)}, {"kcal_per_mol", kcal_per_unit()}, {"kJ_per_mol", kj_per_unit()}};
+  json["energy_unit"] = energy_unit_json();
   json["energies"] = nlohmann::ordered_json::array();
   for (const Energy& energy : report.energies) {
     const std::array<double, 3> values = in_all_units(energy);

@@ -17,6 +17,9 @@ namespace nxbrio {
 // The library's energy unit in kcal/mol and kJ/mol.
 double kcal_per_unit();
 double kj_per_unit();
+// The unit, and what a molecule is, for the JSON of every command that tells energies.
+nlohmann::ordered_json energy_unit_json();
+nlohmann::ordered_json summary_json(const Summary& summary);
 
 struct Energy {
   float dielectric;

@@ -88,4 +88,31 @@ TEST(ExampleFrames, IsTheOneOfThePage) {
   EXPECT_NE(result.out.find(text), std::string::npos) << text;
 }
 
+// The page shows what the example prints, line for line. What can be known otherwise: Rosenbrock's minimum, and where
+// the pull moves it, in closed form.
+TEST(ExampleMinimise, IsTheOneOfThePage) {
+  const RunResult result = run({kPrograms + "/example_minimise"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  const std::string page = read_file(kSource + "/docs/minimisation.md");
+  std::size_t at = 0;
+  std::istringstream lines(result.out);
+  for (std::string line; std::getline(lines, line);) {
+    at = line.empty() ? at : page.find("\n    " + line + "\n", at);
+    ASSERT_NE(at, std::string::npos) << line;
+  }
+  // By Newton's method on the derivative along the valley, where y = 200 x^2 / 201.
+  double x = 0.5;
+  const auto y = [&] { return 200 * x * x / 201; };
+  for (int i = 0; i < 50; ++i) {
+    x -= (400 * x * (x * x - y()) - 2 * (1 - x) + x) / (1200 * x * x - 400 * 600 * x * x / 201 + 3);
+  }
+  const double value = 25 * (100 * std::pow(y() - x * x, 2) + std::pow(1 - x, 2) + 0.5 * (x * x + y() * y()));
+  char text[96];
+  std::snprintf(text, sizeof text, "result 1, value %.6f at %.6f %.6f ...", value, x, y());
+  EXPECT_NE(result.out.find(text), std::string::npos) << text;
+  EXPECT_NE(result.out.find("3. dense:                     result 1, value 0.000000 at 1.000000 1.000000 ..."),
+            std::string::npos);
+}
+
 }  // namespace

@@ -437,6 +437,7 @@ TEST(Usage, HelpAndVersion) {
                                                                                     {"moments", "--help"},
                                                                                     {"rms", "--help"},
                                                                                     {"superpose", "--help"},
+                                                                                    {"refine", "--help"},
                                                                                     {"--version"}}) {
     const RunResult result = nxbrio(call);
     EXPECT_EQ(result.status, 0);
