@@ -57,7 +57,7 @@ std::string overlap_statement(const RefineReport& report) {
   if (!is_inside(report.before)) {
     return jammed ? "The ligand overlaps with the target: " + overlap_text(report.after) : "";
   }
-  const std::string start = "The ligand started inside the target: " + contact_text(report.before) + ". ";
+  std::string start = "The ligand started inside the target: " + contact_text(report.before) + ". ";
   if (report.most_iterations == 0 || report.start_kept) {
     return start;
   }
