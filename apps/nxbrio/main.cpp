@@ -1,8 +1,11 @@
 // nxbrio: Coulombic binding of two molecules, what a structure file holds, structure files in other formats, principal
 // frames, superpositions and the refinement of a ligand's place. Exit status 0 when the job is done, 1 when it failed,
 // 2 when the program was called wrongly; a failure is one line on standard error.
+#include <fcntl.h>
+
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -247,6 +250,22 @@ void set_up_refine(CLI::App& app, nxbrio::RefineOptions& options) {
   refine->callback([&options] { nxbrio::refine(options); });
 }
 
+// A failed write is told like every failure: by a line and the exit status, not by a signal.
+void ignore_write_signals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
+// A standard stream that the caller closed stays useless: else the next file opened would take its number, and what is
+// meant for the stream would end up in that file.
+void keep_standard_numbers() {
+  for (const int stream : {0, 1, 2}) {
+    if (fcntl(stream, F_GETFD) < 0) {
+      static_cast<void>(open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY));  // takes the lowest free number: this
+    }
+  }
+}
+
 int run(int argc, char** argv) {
   CLI::App app(
       "Coulombic binding of two molecules, what structure files hold, their conversion, principal frames,\n"
@@ -283,6 +302,8 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  keep_standard_numbers();
+  ignore_write_signals();
   int status = kDone;
   try {
     status = run(argc, argv);

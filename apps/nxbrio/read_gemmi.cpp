@@ -3,6 +3,7 @@
 // named.
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <gemmi/cif.hpp>
 #include <gemmi/mmcif.hpp>
 #include <gemmi/pdb.hpp>
@@ -378,8 +379,11 @@ void check_mmcif_atoms(const std::string& path, std::string_view text, gemmi::ci
       // A standard uncertainty may follow in brackets.
       const std::string_view digits = std::string_view(value).substr(0, value.find('('));
       std::string fault;
-      if (!parse_real(digits, fault)) {
-        const std::string what = formatted("%c coordinate ", "xyz"[i]) + in_quotes(value) + " " + fault;
+      const bool good = parse_real(digits, fault).has_value();
+      // Quoted digits are a text, which gemmi takes for not-a-number, as it does what it cannot read to its end.
+      if (!good || std::isnan(gemmi::cif::as_number(raw))) {
+        const std::string what =
+            formatted("%c coordinate ", "xyz"[i]) + in_quotes(value) + " " + (good ? kNotANumber : fault);
         throw Failure(path, line_of_value(block, text, "_atom_site." + kTags[i], number), what);
       }
     }

@@ -6,7 +6,9 @@
 // HETATM10000). Programs that keep to PDB's columns let other fields run together as well; a record that is no good by
 // fields is read by columns: names and numbers where PDB has them, charge and radius from column 55. A model ends at
 // ENDMDL or END.
+#include <algorithm>
 #include <cctype>
+#include <limits>
 #include <optional>
 
 #include "element.h"
@@ -186,7 +188,10 @@ bool ends_model(std::string_view line) {
 }
 
 // What a model without a number of its own is counted as.
-int next_number(const std::vector<Structure>& models) { return models.empty() ? 1 : models.back().model + 1; }
+int next_number(const std::vector<Structure>& models) {
+  constexpr int kLast = std::numeric_limits<int>::max();
+  return models.empty() ? 1 : std::min(models.back().model, kLast - 1) + 1;
+}
 
 }  // namespace
 

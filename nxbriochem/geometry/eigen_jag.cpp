@@ -43,7 +43,7 @@ void sort_descending(T* d, T** v, int n) {
   if (d == nullptr || v == nullptr) {
     return;
   }
-  for (int i = 0; i < n - 1; ++i) {
+  for (int i = 0; i + 1 < n; ++i) {
     int largest = i;
     for (int j = i + 1; j < n; ++j) {
       if (d[j] >= d[largest]) {  // not >: of equal ones the later wins, which is meant

@@ -2,6 +2,7 @@
 #ifndef NXBRIOCHEM_MOLECULES_MEMMGR_STATE_H
 #define NXBRIOCHEM_MOLECULES_MEMMGR_STATE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -15,11 +16,14 @@ struct MolEntry {
   bool multi_conf;
   int32_t references;
 };
+static_assert(sizeof(MolEntry) == 16 && offsetof(MolEntry, object) == 0 && offsetof(MolEntry, multi_conf) == 8 &&
+              offsetof(MolEntry, references) == 12);
 
 struct GridEntry {
   NxSystem::NxBrioGrid* object;
   int32_t references;
 };
+static_assert(sizeof(GridEntry) == 16 && offsetof(GridEntry, object) == 0 && offsetof(GridEntry, references) == 8);
 
 extern MolEntry* MolHandle;
 extern int HandleCount;

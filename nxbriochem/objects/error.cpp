@@ -187,6 +187,8 @@ struct Formatted {
   char text[kFormatBuffer];
 
   Formatted(const char* format, va_list arguments) {
+    // The analyser does not see that the callers have started the list.
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     if (format == nullptr || std::vsnprintf(text, sizeof text, format, arguments) < 0) {
       text[0] = '\0';
     }

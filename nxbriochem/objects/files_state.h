@@ -4,6 +4,7 @@
 
 #include <sys/time.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -16,6 +17,8 @@ struct Entry {
   timeval opened_at;
   timeval closed_at;
 };
+static_assert(offsetof(Entry, stream) == 0 && offsetof(Entry, name) == 8 && offsetof(Entry, open) == 16 &&
+              offsetof(Entry, opened_at) == 24 && offsetof(Entry, closed_at) == 40 && sizeof(Entry) == 56);
 
 struct FileList {
   uint32_t open_count;

@@ -19,8 +19,9 @@ struct List {
   int32_t* unrolled;  // the list's block "ulist"
 };
 static_assert(sizeof(List) == 120, "the size of a list record is part of the interface");
-static_assert(offsetof(List, name_set) == 80 && offsetof(List, members) == 88 && offsetof(List, length) == 96 &&
-              offsetof(List, capacity) == 100 && offsetof(List, current) == 104 && offsetof(List, unrolled) == 112);
+static_assert(offsetof(List, name) == 0 && sizeof(List::name) == 80 && offsetof(List, name_set) == 80 &&
+              offsetof(List, members) == 88 && offsetof(List, length) == 96 && offsetof(List, capacity) == 100 &&
+              offsetof(List, current) == 104 && offsetof(List, unrolled) == 112);
 
 extern List* list;  // all lists; the registry's array
 extern int32_t obj_register;

@@ -2,6 +2,7 @@
 #ifndef NXBRIOCHEM_OBJECTS_OBJ_MAN_STATE_H
 #define NXBRIOCHEM_OBJECTS_OBJ_MAN_STATE_H
 
+#include <cstddef>
 #include <cstdint>
 
 namespace obj_man {
@@ -14,6 +15,8 @@ struct Handle {
   int32_t print_status;
 };
 static_assert(sizeof(Handle) == 20, "the size of a handle record is part of the interface");
+static_assert(offsetof(Handle, handle) == 0 && offsetof(Handle, index) == 4 && offsetof(Handle, memory_table) == 8 &&
+              offsetof(Handle, type) == 12 && offsetof(Handle, print_status) == 16);
 
 struct Type {
   void* objects;
@@ -24,6 +27,9 @@ struct Type {
   char name[40];
   uint32_t registered;
 };
+static_assert(sizeof(Type) == 72 && offsetof(Type, objects) == 0 && offsetof(Type, size) == 8 &&
+              offsetof(Type, count) == 12 && offsetof(Type, allocated) == 16 && offsetof(Type, increment) == 20 &&
+              offsetof(Type, name) == 24 && offsetof(Type, registered) == 64);
 
 extern Type ObjProp[256];
 extern Handle* Handles;

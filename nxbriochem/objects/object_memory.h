@@ -116,7 +116,8 @@ NX_API int nxi_protect_memory(int handle, void* pointer);
 // Ends the protection, and says so; 1, or 0 when the table does not know the block.
 NX_API int nxi_unprotect_memory(int handle, void* pointer);
 
-// Hands a block that was made elsewhere (by malloc) over to the table; 1, or 0 for a null pointer or bad sizes.
+// Hands a block that was made elsewhere (by malloc) over to the table, but for one of no bytes, which is listed and never
+// freed; 1, or 0 for a null pointer or bad sizes.
 NX_API int nxi_attach_pointer_to_object(int handle, int count, int element_size, const char* name, void* pointer);
 // Marks a block of the table as attached; 1, or 0 with a queued error when the table does not know it.
 NX_API int nxi_attach_associated_pointer(int handle, void* pointer);

@@ -20,6 +20,9 @@ namespace {
 // A block is read in pieces of this size, so that a file that lies about a size costs no more memory than it has bytes.
 constexpr std::size_t kPieceSize = std::size_t{1} << 20;
 
+constexpr int kWordSize = 4;
+constexpr int kPointerSize = 8;
+
 constexpr std::array kTableFields = {&Table::count,      &Table::capacity,   &Table::total,         &Table::print_flag,
                                      &Table::strictness, &Table::auto_check, &Table::in_check,      &Table::padding,
                                      &Table::handle,     &Table::owner,      &Table::pack_capacity, &Table::pack_used};
@@ -28,6 +31,22 @@ constexpr std::array kTableFields = {&Table::count,      &Table::capacity,   &Ta
 constexpr std::array kEntryFields = {&Entry::used,     &Entry::element_size, &Entry::high_seed,
                                      &Entry::low_seed, &Entry::low_pad,      &Entry::high_pad,
                                      &Entry::state,    &Entry::reserved,     &Entry::owner};
+
+// The layout above, held to at compile time: how many bytes stand before the first entry and before each block, and
+// that the words come in the order of the records' fields.
+template <class Record, std::size_t kCount>
+constexpr bool holds_1_2_3(const Record& record, const std::array<int32_t Record::*, kCount>& fields) {
+  for (std::size_t i = 0; i < kCount; ++i) {
+    if (record.*fields[i] != static_cast<int32_t>(i) + 1) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(kWordSize * (1 + kTableFields.size()) == 52);
+static_assert(kWordSize * 2 + kNameSize + kPointerSize + kWordSize * kEntryFields.size() == 92);
+static_assert(holds_1_2_3(Table{nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, nullptr, 11, 12, 0, 0}, kTableFields));
+static_assert(holds_1_2_3(Entry{nullptr, 0, "", nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, nullptr, false}, kEntryFields));
 
 class Writer {
  public:
@@ -43,7 +62,7 @@ class Writer {
     }
     bytes(little.data(), static_cast<std::size_t>(size));
   }
-  void word(int32_t value) { integer(static_cast<uint32_t>(value), 4); }
+  void word(int32_t value) { integer(static_cast<uint32_t>(value), kWordSize); }
   bool good() const { return good_; }
 
  private:
@@ -68,7 +87,7 @@ class Reader {
     }
     return value;
   }
-  int32_t word() { return static_cast<int32_t>(static_cast<uint32_t>(integer(4))); }
+  int32_t word() { return static_cast<int32_t>(static_cast<uint32_t>(integer(kWordSize))); }
   bool good() const { return good_; }
 
  private:
@@ -80,7 +99,7 @@ void write_entry(Writer& out, const Entry& entry) {
   out.word(MEMENT_REV);
   out.word(entry.allocated);
   out.bytes(entry.name, kNameSize);
-  out.integer(reinterpret_cast<uintptr_t>(entry.initial_pointer), 8);
+  out.integer(reinterpret_cast<uintptr_t>(entry.initial_pointer), kPointerSize);
   for (const auto field : kEntryFields) {
     out.word(entry.*field);
   }
@@ -134,7 +153,7 @@ bool read_entry(Reader& in, const Table& table, Entry& entry) {
   entry.name[kNameSize] = '\0';
   // A value to be shown, never followed.
   // NOLINTNEXTLINE(performance-no-int-to-ptr)
-  entry.initial_pointer = reinterpret_cast<void*>(static_cast<uintptr_t>(in.integer(8)));
+  entry.initial_pointer = reinterpret_cast<void*>(static_cast<uintptr_t>(in.integer(kPointerSize)));
   for (const auto field : kEntryFields) {
     entry.*field = in.word();
   }
@@ -169,7 +188,11 @@ bool read_entries(Reader& in, Table& table) {
     }
   }
   table.capacity = capacity;
-  return !all_read || static_cast<int32_t>(static_cast<uint32_t>(total)) == table.total;
+  const auto held = static_cast<int32_t>(static_cast<uint32_t>(total));
+  if (!all_read) {
+    table.total = held;  // what was left unread takes no memory
+  }
+  return table.total == held;
 }
 
 // Puts a table in the place of what `to` held. The pack store starts anew behind what the fields say was used.

@@ -30,7 +30,13 @@ struct Entry {
   void* block;      // what the heap gave, or the caller; null for what is not to be freed
   bool pads_stand;  // false for entries that were read or copied: their pad fields are carried, their blocks have none
 };
+static_assert(offsetof(Entry, pointer) == 0 && offsetof(Entry, allocated) == 8 && offsetof(Entry, name) == 12 &&
+              offsetof(Entry, initial_pointer) == 56 && offsetof(Entry, used) == 64 &&
+              offsetof(Entry, element_size) == 68 && offsetof(Entry, high_seed) == 72 &&
+              offsetof(Entry, low_seed) == 76 && offsetof(Entry, low_pad) == 80 && offsetof(Entry, high_pad) == 84 &&
+              offsetof(Entry, state) == 88 && offsetof(Entry, reserved) == 92 && offsetof(Entry, owner) == 96);
 
+// Down to `pack_used` likewise.
 struct Table {
   Entry* entries;
   int32_t count;
@@ -50,6 +56,11 @@ struct Table {
   int32_t room;       // entries that `entries` really has room for; a table read may claim more
   int32_t pack_base;  // pack position of the first byte of `pack`; what a table read claims to have used is not there
 };
+static_assert(offsetof(Table, entries) == 0 && offsetof(Table, count) == 8 && offsetof(Table, capacity) == 12 &&
+              offsetof(Table, total) == 16 && offsetof(Table, print_flag) == 20 && offsetof(Table, strictness) == 24 &&
+              offsetof(Table, auto_check) == 28 && offsetof(Table, in_check) == 32 && offsetof(Table, padding) == 36 &&
+              offsetof(Table, handle) == 40 && offsetof(Table, owner) == 44 && offsetof(Table, pack) == 48 &&
+              offsetof(Table, pack_capacity) == 56 && offsetof(Table, pack_used) == 60);
 
 extern Table* memtab;
 extern int32_t MemTabNum;

@@ -2,6 +2,7 @@
 #ifndef NXBRIOCHEM_OPTIMISE_OPT_STATE_H
 #define NXBRIOCHEM_OPTIMISE_OPT_STATE_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include <nxbriochem/optimise/opt.h>
@@ -53,6 +54,26 @@ struct Optimiser {
   float initial_step;
   float final_step;
 };
+static_assert(offsetof(Optimiser, size) == 0 && offsetof(Optimiser, method) == 4 && offsetof(Optimiser, debug) == 8 &&
+              offsetof(Optimiser, restart) == 12 && offsetof(Optimiser, function) == 16 &&
+              offsetof(Optimiser, gradient) == 24 && offsetof(Optimiser, hessian) == 32 &&
+              offsetof(Optimiser, function_with_handle) == 40 && offsetof(Optimiser, gradient_with_handle) == 48 &&
+              offsetof(Optimiser, hessian_with_handle) == 56 && offsetof(Optimiser, function_handle) == 64 &&
+              offsetof(Optimiser, gradient_handle) == 68 && offsetof(Optimiser, hessian_handle) == 72);
+static_assert(offsetof(Optimiser, reserved_word) == 80 && offsetof(Optimiser, work_array) == 88 &&
+              offsetof(Optimiser, method_workspace) == 96 && offsetof(Optimiser, workspace_allocated) == 104 &&
+              offsetof(Optimiser, maximum_iterations) == 108 && offsetof(Optimiser, zero) == 112 &&
+              offsetof(Optimiser, gradient_convergence) == 120 && offsetof(Optimiser, energy_convergence) == 128 &&
+              offsetof(Optimiser, tolerance_a) == 136 && offsetof(Optimiser, tolerance_b) == 144 &&
+              offsetof(Optimiser, tolerance_c) == 152 && offsetof(Optimiser, count_a) == 160 &&
+              offsetof(Optimiser, count_b) == 164 && offsetof(Optimiser, max_line_try) == 168 &&
+              offsetof(Optimiser, alt_step) == 172 && offsetof(Optimiser, alpha) == 176);
+static_assert(offsetof(Optimiser, beta) == 184 && offsetof(Optimiser, small_threshold) == 192 &&
+              offsetof(Optimiser, reserved) == 200 && offsetof(Optimiser, itersave) == 208 &&
+              offsetof(Optimiser, iterations_set) == 212 && offsetof(Optimiser, total_iterations) == 216 &&
+              offsetof(Optimiser, total_function_calls) == 220 && offsetof(Optimiser, saveval) == 224 &&
+              offsetof(Optimiser, initial_step) == 228 && offsetof(Optimiser, final_step) == 232 &&
+              sizeof(Optimiser) == 240);
 
 extern Optimiser* Opt;  // moves when the table grows: no pointer into it outlives a callback
 extern int32_t* Opt_Occupancy;
@@ -66,6 +87,7 @@ extern int32_t Low_Vacant;
 inline constexpr int32_t kMostInPool = 500;
 inline constexpr int32_t kMemSize = 500 * 509;
 inline constexpr int32_t kRoomBehind = 500;
+static_assert(kMemSize == 254500);
 extern double MEM[kMemSize + kRoomBehind];
 
 // Whether the optimiser in a slot works in the pool when it has so many variables.

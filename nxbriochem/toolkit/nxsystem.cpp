@@ -22,6 +22,8 @@ void Report(std::string_view prefix, const char* format, std::va_list arguments)
 
   std::va_list again;
   va_copy(again, arguments);
+  // The analyser does not see that the callers have started the list.
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   const int wanted = std::vsnprintf(short_line + used, sizeof short_line - used - 1, format, arguments);
   char* line = short_line;
   std::size_t length = used;

@@ -36,6 +36,7 @@ NX_API int NxGetTag(const char* name);
 // The kinds of value that generic data can hold.
 enum class NxDataType { Int, Float, Double, Char, String };
 
+// The kind of a C++ type; there is none for the types that generic data cannot hold.
 template <class T>
 struct NxDataTypeOf;
 template <>

@@ -2,6 +2,7 @@
 #ifndef NXBRIOCHEM_UTIL_PRAND_STATE_H
 #define NXBRIOCHEM_UTIL_PRAND_STATE_H
 
+#include <cstddef>
 #include <cstdint>
 
 namespace prand {
@@ -13,6 +14,9 @@ struct Sequence {
   uint32_t multiplier;
   uint32_t increment;
 };
+static_assert(sizeof(Sequence) == 20 && offsetof(Sequence, range) == 0 && offsetof(Sequence, state) == 4 &&
+              offsetof(Sequence, modulus) == 8 && offsetof(Sequence, multiplier) == 12 &&
+              offsetof(Sequence, increment) == 16);
 
 extern Sequence* rseq;
 extern int32_t* rseq_occupancy;

@@ -7,6 +7,7 @@
 #include <tests/support/plain_jacobi.h>
 #include <tests/support/printed.h>
 #include <tests/support/symmetric_matrices.h>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -252,6 +253,7 @@ TEST(Jacobi, NullArraysAndNoRowsChangeNothing) {
   eigen_solve_3_by_3(nullptr, &d, &row);
   eigen_solve_double_precision(nullptr, 1, nullptr, nullptr);
   eigsrt(nullptr, &row, 1);
+  eigsrt(&d, &row, INT_MIN);
   EXPECT_EQ(nrot, -1);
   double* no_row = nullptr;
   double wide = 5;
