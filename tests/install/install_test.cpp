@@ -1,0 +1,174 @@
+// The installed tree, as a stranger finds it: everything here is built and run from a scratch prefix alone.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "tests/support/run.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::read_file;
+using test_support::run;
+using test_support::RunResult;
+using test_support::ScratchDirectory;
+
+const std::string kSource = NXBRIO_SOURCE_DIR;
+const std::string kBuild = NXBRIO_BUILD_DIR;
+// Programs that link a library under a sanitizer are built with it too.
+const std::string kSanitize = *NXBRIO_SANITIZE == '\0' ? "" : "-fsanitize=" NXBRIO_SANITIZE;
+
+class Install : public testing::Test {
+ protected:
+  // Installed in one place, moved to another.
+  void SetUp() override {
+    const RunResult result = run({NXBRIO_CMAKE, "--install", kBuild, "--prefix", scratch_.path("first")});
+    ASSERT_EQ(result.status, 0) << result.err;
+    fs::rename(scratch_.path("first"), prefix_);
+    ASSERT_TRUE(fs::is_directory(library_dir().parent_path() / "include")) << "the library is not in PREFIX/lib";
+  }
+
+  // In the scratch directory, with the environment of a user who knows the prefix and nothing of the tree.
+  RunResult shell(const std::string& command) const {
+    return run({"/bin/sh", "-c",
+                "cd '" + scratch_.path("") + "' && export PKG_CONFIG_PATH='" + (library_dir() / "pkgconfig").string() +
+                    "' && unset CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH LIBRARY_PATH LD_LIBRARY_PATH && " + command});
+  }
+
+  fs::path library_dir() const { return fs::path(prefix_) / NXBRIO_LIBDIR; }
+
+  std::vector<fs::path> headers() const {
+    std::vector<fs::path> found;
+    for (const auto& entry : fs::recursive_directory_iterator(fs::path(prefix_) / "include")) {
+      if (entry.is_regular_file()) {
+        found.push_back(fs::relative(entry.path(), fs::path(prefix_) / "include"));
+      }
+    }
+    return found;
+  }
+
+  ScratchDirectory scratch_;
+  const std::string prefix_ = scratch_.path("moved");
+};
+
+// Headers that are C say no word of C++'s.
+bool is_c(const std::string& header) { return header.find("\nnamespace ") == std::string::npos; }
+
+bool is_there(const std::string& compiler) { return run({"/bin/sh", "-c", "command -v " + compiler}).status == 0; }
+
+TEST_F(Install, TreeIsComplete) {
+  const fs::path library = library_dir() / "libnxbriochem.so";
+  EXPECT_EQ(fs::read_symlink(library), "libnxbriochem.so." NXBRIO_VERSION_MAJOR);
+  EXPECT_EQ(fs::read_symlink(library.string() + "." NXBRIO_VERSION_MAJOR), "libnxbriochem.so." NXBRIO_VERSION);
+  for (const char* file : {"bin/nxbrio", "share/man/man1/nxbrio.1", "share/bash-completion/completions/nxbrio",
+                           "include/nxbriochem/nxbriochem.h", "include/nxbriochem/molecules/memmgr.h"}) {
+    EXPECT_TRUE(fs::is_regular_file(fs::path(prefix_) / file)) << file;
+  }
+  EXPECT_TRUE(fs::is_regular_file(library_dir() / "libnxbriochem.a"));
+  // Nothing private, and no place but its own: not the source's, not the build's, not the prefix's first one.
+  for (const fs::path& header : headers()) {
+    EXPECT_FALSE(header.string().ends_with("_state.h")) << header;
+  }
+  const RunResult found = shell("grep -rIl -e '" + kSource + "' -e '" + kBuild + "' -e '" + scratch_.path("first") +
+                                "' moved; [ $? -eq 1 ]");
+  EXPECT_EQ(found.status, 0) << found.out;
+}
+
+TEST_F(Install, ProgramFindsTheLibraryFromItsOwnPlace) {
+  const RunResult result = shell("moved/bin/nxbrio --version && ldd moved/bin/nxbrio");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(result.out.starts_with("nxbrio " NXBRIO_VERSION "\n")) << result.out;
+  EXPECT_NE(result.out.find(fs::canonical(prefix_).string() + "/bin/../" NXBRIO_LIBDIR "/libnxbriochem.so."),
+            std::string::npos)
+      << result.out;
+}
+
+// The command line is the README's.
+TEST_F(Install, CProgramIsBuiltThroughPkgConfig) {
+  const std::string readme = read_file(kSource + "/README.md");
+  std::smatch line;
+  ASSERT_TRUE(std::regex_search(readme, line, std::regex("\n    (cc first\\.c .*pkg-config.*)\n")));
+  fs::copy_file(kSource + "/examples/first.c", scratch_.path("first.c"));
+  std::string build = line[1];
+  build.replace(0, 2, NXBRIO_CC " " + kSanitize);
+  RunResult result = shell(build);
+  ASSERT_EQ(result.status, 0) << build << "\n" << result.err;
+  result = shell("LD_LIBRARY_PATH='" + library_dir().string() + "' ./first water.pdb");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("writing: errors 0\nmemory held: 0 bytes\n"), std::string::npos) << result.out;
+
+  if (kSanitize.empty()) {  // the sanitizers do not go into a static program
+    result = shell(NXBRIO_CC " first.c -static $(pkg-config --static --cflags --libs nxbriochem) -o first_static");
+    ASSERT_EQ(result.status, 0) << result.err;
+    const RunResult alone = shell("./first_static water.pdb");
+    EXPECT_EQ(alone.status, 0) << alone.err;
+    EXPECT_NE(alone.out.find("writing: errors 0\nmemory held: 0 bytes\n"), std::string::npos) << alone.out;
+  }
+  EXPECT_EQ(shell("pkg-config --modversion nxbriochem").out, NXBRIO_VERSION "\n");
+}
+
+// The project is the README's.
+TEST_F(Install, CxxProgramIsBuiltThroughFindPackage) {
+  const std::string client = kSource + "/tests/install/client";
+  const std::string project = read_file(client + "/CMakeLists.txt");
+  EXPECT_NE(read_file(kSource + "/README.md").find(project.substr(0, project.find("\nadd_executable(client_static"))),
+            std::string::npos);
+  fs::copy(client, scratch_.path("client"));
+  RunResult result =
+      shell("'" NXBRIO_CMAKE
+            "' -S client -B build -DCMAKE_EXPORT_COMPILE_COMMANDS=ON"
+            " -DCMAKE_PREFIX_PATH=\"$PWD/moved\" -DCMAKE_CXX_COMPILER='" NXBRIO_CXX "' -DCMAKE_CXX_FLAGS='" +
+            kSanitize + "' && '" NXBRIO_CMAKE "' --build build");
+  ASSERT_EQ(result.status, 0) << result.out << result.err;
+  EXPECT_EQ(read_file(scratch_.path("build/compile_commands.json")).find(kSource), std::string::npos);
+  result = shell("build/client && build/client_static && ldd build/client_static");
+  EXPECT_EQ(result.status, 0) << result.err;
+  const std::string answer = "atoms 3, bonds 2, handle -1, x 0.757, errors 0\n";
+  EXPECT_TRUE(result.out.starts_with(answer + answer)) << result.out;
+  EXPECT_EQ(result.out.find("libnxbriochem"), std::string::npos) << result.out;
+
+  // Another major version is another interface.
+  scratch_.write("client/CMakeLists.txt",
+                 "cmake_minimum_required(VERSION 3.25)\nproject(client LANGUAGES CXX)\n"
+                 "find_package(nxbriochem " +
+                     std::to_string(std::stoi(NXBRIO_VERSION_MAJOR) + 1) + " REQUIRED)\n");
+  EXPECT_NE(shell("'" NXBRIO_CMAKE "' -S client -B other -DCMAKE_PREFIX_PATH=\"$PWD/moved\"").status, 0);
+}
+
+// Each by itself, so that none leans on another's includes; the umbrella header with every compiler that is there.
+TEST_F(Install, EveryHeaderCompilesAlone) {
+  std::string c_files;
+  std::string cxx_files;
+  int count = 0;
+  fs::create_directory(scratch_.path("alone"));
+  for (const fs::path& header : headers()) {
+    const std::string include = "#include <" + header.string() + ">\ntypedef int nothing_else;\n";
+    const std::string stem = std::string("alone/").append(std::to_string(count++));
+    scratch_.write(stem + ".cpp", include);
+    cxx_files.append(" ").append(stem).append(".cpp");
+    if (is_c(read_file(prefix_ + "/include/" + header.string()))) {
+      scratch_.write(stem + ".c", include);
+      c_files.append(" ").append(stem).append(".c");
+    }
+  }
+  EXPECT_GT(count, 20);
+  scratch_.write("umbrella.c", "#include <nxbriochem/nxbriochem.h>\nint main(void) { return nx_new_errors(); }\n");
+  const std::string strict = " -Wall -Wextra -Werror -pedantic -fsyntax-only -Imoved/include ";
+  RunResult result = shell(NXBRIO_CC " -std=c11 -Wstrict-prototypes" + strict + c_files);
+  EXPECT_EQ(result.status, 0) << result.err;
+  result = shell(NXBRIO_CXX " -std=c++20" + strict + cxx_files);
+  EXPECT_EQ(result.status, 0) << result.err;
+  for (const std::string compiler : {"gcc -std=c11 -Wstrict-prototypes", "clang -std=c11 -Wstrict-prototypes",
+                                     "g++ -std=c++11 -x c++", "clang++ -std=c++11 -x c++"}) {
+    if (is_there(compiler.substr(0, compiler.find(' ')))) {
+      result = shell(compiler + strict + "umbrella.c");
+      EXPECT_EQ(result.status, 0) << compiler << "\n" << result.err;
+    }
+  }
+}
+
+}  // namespace

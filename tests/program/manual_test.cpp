@@ -1,0 +1,181 @@
+// The manual page and the bash completion, held against the help that the program gives itself.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/nxbrio.h"
+
+namespace {
+
+using test_support::nxbrio;
+using test_support::read_file;
+using test_support::run;
+using test_support::RunResult;
+using test_support::ScratchDirectory;
+
+// "-f,--format WORD" -> "takes WORD"; a command's synopsis is its files in order.
+struct Command {
+  std::map<std::string, std::string> options;
+  std::string files;
+};
+bool operator==(const Command& a, const Command& b) { return a.options == b.options && a.files == b.files; }
+void PrintTo(const Command& command, std::ostream* out) {
+  for (const auto& [option, value] : command.options) {
+    *out << option << " takes '" << value << "'; ";
+  }
+  *out << "files '" << command.files << "'";
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+std::set<std::string> commands() {
+  std::set<std::string> names;
+  bool listed = false;
+  std::smatch match;
+  for (const std::string& line : lines_of(nxbrio({"--help"}).out)) {
+    listed = listed || line == "Subcommands:";
+    if (listed && std::regex_search(line, match, std::regex("^  ([a-z]+) "))) {
+      names.insert(match[1]);
+    }
+  }
+  return names;
+}
+
+// Brackets and dots say how often; the page has them elsewhere.
+std::string plain(const std::string& arguments) {
+  std::istringstream words(std::regex_replace(arguments, std::regex("[\\[\\]]|\\.\\.\\."), " "));
+  std::string result;
+  for (std::string word; words >> word;) {
+    result += (result.empty() ? "" : " ") + word;
+  }
+  return result;
+}
+
+// What --help tells of a command, or of the program when the name is empty.
+Command of_help(const std::string& name) {
+  Command command;
+  std::smatch match;
+  std::vector<std::string> arguments{"--help"};
+  if (!name.empty()) {
+    arguments.insert(arguments.begin(), name);
+  }
+  const RunResult help = nxbrio(arguments);
+  EXPECT_EQ(help.status, 0);
+  for (const std::string& line : lines_of(help.out)) {
+    if (std::regex_search(line, match, std::regex("^  ((?:-.,)?--[a-z-]+)((?: [A-Z]+)*)(?: \\.\\.\\.)?(?:  |$)"))) {
+      command.options[match[1]] = plain(match[2]);
+    } else if (std::regex_search(line, match, std::regex("^Usage: nxbrio [a-z]+ \\[OPTIONS\\] (.*)$"))) {
+      command.files = plain(match[1]);
+    }
+  }
+  return command;
+}
+
+// The same of the manual page; "" for what it tells of all commands.
+std::map<std::string, Command> of_page() {
+  std::map<std::string, Command> page;
+  std::string name;
+  std::smatch match;
+  for (const std::string& line : lines_of(read_file(NXBRIO_SOURCE_DIR "/apps/nxbrio/nxbrio.1"))) {
+    if (std::regex_search(line, match, std::regex("^\\.Ss nxbrio ([a-z]+)(.*)$"))) {
+      name = match[1];
+      page[name].files = plain(std::regex_replace(match[2].str(), std::regex("\\b(Ar|Op)\\b"), ""));
+    } else if (std::regex_search(line, match,
+                                 std::regex("^\\.It (?:Fl (.) , )?Fl Fl ([a-z-]+)(?: Ar ((?:[A-Z]+ ?)+))?$"))) {
+      std::string option = match[1].matched ? "-?,--" : "--";
+      if (match[1].matched) {
+        option[1] = *match[1].first;
+      }
+      page[name].options[option.append(match[2].str())] = match[3];
+    }
+  }
+  return page;
+}
+
+TEST(ManualPage, TellsTheOptionsOfEveryCommand) {
+  const std::map<std::string, Command> page = of_page();
+  ASSERT_EQ(page.count(""), 1U);
+  std::set<std::string> told;
+  for (const auto& [name, command] : page) {
+    if (name.empty()) {
+      continue;
+    }
+    told.insert(name);
+    Command all = command;
+    all.options.insert(page.at("").options.begin(), page.at("").options.end());
+    EXPECT_EQ(all, of_help(name)) << name;
+    EXPECT_FALSE(all.options.empty());
+  }
+  EXPECT_EQ(told, commands());
+}
+
+// What bash would offer behind these words, with the cursor at the end of the last one.
+std::set<std::string> offered(const ScratchDirectory& scratch, const std::vector<std::string>& words) {
+  std::string quoted;
+  for (const std::string& word : words) {
+    quoted += " '" + word + "'";
+  }
+  const std::string script = "PATH='" + scratch.path("") +
+                             "':$PATH; . '" NXBRIO_SOURCE_DIR "/apps/nxbrio/nxbrio.bash-completion'\n" +
+                             "COMP_WORDS=(nxbrio" + quoted + "); COMP_CWORD=" + std::to_string(words.size()) +
+                             "\n_nxbrio nxbrio \"${COMP_WORDS[COMP_CWORD]}\" \"${COMP_WORDS[COMP_CWORD-1]}\"\n"
+                             "printf '%s\\n' \"${COMPREPLY[@]}\"\n";
+  const RunResult result = run({"/bin/bash", "-c", script});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  std::set<std::string> replies;
+  for (const std::string& line : lines_of(result.out)) {
+    if (!line.empty()) {
+      replies.insert(line);
+    }
+  }
+  return replies;
+}
+
+TEST(Completion, OffersWhatTheHelpTells) {
+  const ScratchDirectory scratch;
+  std::filesystem::create_symlink(NXBRIO_PROGRAM, scratch.path("nxbrio"));
+  EXPECT_EQ(offered(scratch, {""}), commands());
+  EXPECT_EQ(offered(scratch, {"--"}), (std::set<std::string>{"--help", "--version"}));
+  EXPECT_EQ(offered(scratch, {"re"}), std::set<std::string>{"refine"});
+  for (const std::string& command : commands()) {
+    std::set<std::string> options;
+    for (const auto& [option, value] : of_help(command).options) {
+      options.insert(option.substr(option.find("--")));
+    }
+    EXPECT_EQ(offered(scratch, {command, "a.pdb", "--"}), options) << command;
+    EXPECT_EQ(offered(scratch, {command, ""}), std::set<std::string>{}) << command;  // files are bash's
+  }
+  EXPECT_EQ(offered(scratch, {"convert", "a.pdb", "b", "--tr"}), std::set<std::string>{"--transform"});
+  EXPECT_EQ(offered(scratch, {"convert", "-t", "-"}), std::set<std::string>{});
+  // The words of options that take one of a few are those that the help tells.
+  for (const auto& [option, brief] : {std::pair{"--format", "-f"}, std::pair{"--bonds", "-b"}}) {
+    const std::string help = nxbrio({"convert", "--help"}).out;
+    const std::size_t start = help.find(std::string(option) + " WORD");
+    ASSERT_NE(start, std::string::npos);
+    const std::string line = help.substr(start, help.find('[', start) - start);
+    std::set<std::string> told;
+    const std::regex word("([a-z_0-9]+)(?=,| or | $)|or ([a-z]+)");
+    for (std::sregex_iterator it(line.begin(), line.end(), word), end; it != end; ++it) {
+      told.insert((*it)[1].matched ? (*it)[1] : (*it)[2]);
+    }
+    told.erase("from");
+    EXPECT_EQ(offered(scratch, {"convert", option, ""}), told) << line;
+    EXPECT_EQ(offered(scratch, {"convert", brief, ""}), told);
+  }
+}
+
+}  // namespace
