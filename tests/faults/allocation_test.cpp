@@ -1,0 +1,251 @@
+// Every function that allocates, with the k-th of its allocations failing, for every k: the process ends with the
+// status and the report of the allocator whose block it was, or the call returns and everything is fit for use.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include <nxbriochem/nxbriochem.h>
+
+#include "tests/faults/failing_heap.h"
+#include "tests/faults/scenarios.h"
+#include "tests/support/run.h"
+
+namespace {
+
+using faults::Heap;
+using faults::Scenario;
+
+constexpr int kSurvived = 42;
+constexpr unsigned kSecondsAtMost = 60;
+
+struct Ended {
+  int status;  // -1: by a signal
+  std::string printed;
+};
+
+class FailingHeap : public testing::Test {
+ protected:
+  FailingHeap()
+      : heap_(static_cast<Heap*>(
+            mmap(nullptr, sizeof(Heap), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {
+    faults::written_path = scratch_.path("written");
+  }
+  FailingHeap(const FailingHeap&) = delete;
+  FailingHeap& operator=(const FailingHeap&) = delete;
+  ~FailingHeap() override { munmap(heap_, sizeof(Heap)); }
+
+  // The child's part: the call with its failing allocation; when it returns, the same again on a heap that works, and
+  // an end in order.
+  [[noreturn]] void child(const Scenario& scenario) {
+    faults::set_heap(heap_);
+    heap_->counting = true;
+    scenario.call();
+    heap_->counting = false;
+    if (heap_->failed) {
+      scenario.call();
+      nx_print_all_errors_warnings();
+      nx_free_all_memory();
+      nx_free(nx_malloc(8));
+    }
+    std::fflush(nullptr);
+    _exit(kSurvived);
+  }
+
+  Ended run(const Scenario& scenario, long fail_at, bool and_all_later) {
+    *heap_ = {false, and_all_later, fail_at, 0, false, 0};
+    std::fflush(nullptr);
+    const int output = memfd_create("output", 0);
+    const pid_t process = fork();
+    if (process == 0) {
+      dup2(output, STDOUT_FILENO);
+      dup2(output, STDERR_FILENO);
+      alarm(kSecondsAtMost);
+      child(scenario);
+    }
+    int status = 0;
+    waitpid(process, &status, 0);
+    Ended ended{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ""};
+    ended.printed.resize(static_cast<std::size_t>(lseek(output, 0, SEEK_END)));
+    EXPECT_EQ(pread(output, ended.printed.data(), ended.printed.size(), 0), static_cast<ssize_t>(ended.printed.size()));
+    close(output);
+    return ended;
+  }
+
+  // Which of the ends it was, by status and report; 0 for none of them.
+  unsigned recognise(const Ended& ended) const {
+    const auto says = [&ended](const std::string& text) { return ended.printed.find(text) != std::string::npos; };
+    const bool reported =
+        ended.printed.ends_with("*******\n") && says("\n*******\nTotal nx_memory currently allocated= ");
+    const std::string size = std::to_string(heap_->failed_size);
+    if (ended.status == 1 && reported && says("Out of memory trying to allocate " + size + " bytes of memory\n")) {
+      return faults::kBlock;
+    }
+    if (ended.status == 0 && ended.printed.ends_with("Out of memory trying to allocate for the nx_memory system\n")) {
+      return faults::kBooks;
+    }
+    if (ended.status == 7 && reported && says("out of memory mallocing ") && says("!\n")) {
+      return faults::kTable;
+    }
+    if (ended.status == 1 && ended.printed.ends_with("Fatal: Out of memory in the molecule layer\n")) {
+      return faults::kMolecule;
+    }
+    return ended.status == kSurvived ? faults::kReturned : 0U;
+  }
+
+  // Nothing is left of a file that was being written.
+  void expect_whole_files() const {
+    for (const std::string& name : scratch_.names()) {
+      EXPECT_EQ(name, "written");
+    }
+  }
+
+  Heap* heap_;
+  test_support::ScratchDirectory scratch_;
+};
+
+class AllocationFailure : public FailingHeap, public testing::WithParamInterface<std::tuple<Scenario, bool>> {};
+
+TEST_P(AllocationFailure, EndsAsStated) {
+  const auto& [scenario, and_all_later] = GetParam();
+  if (scenario.set_up != nullptr) {
+    scenario.set_up();
+  }
+  unsigned met = 0;
+  for (long k = 1;; ++k) {
+    const Ended ended = run(scenario, k, and_all_later);
+    if (!heap_->failed) {
+      EXPECT_EQ(ended.status, kSurvived) << ended.printed;
+      EXPECT_GT(k, 1) << "nothing is allocated";
+      break;
+    }
+    const unsigned end = recognise(ended);
+    met |= end;
+    expect_whole_files();
+    ASSERT_NE(end & scenario.ends, 0U) << "allocation " << k << " of " << heap_->failed_size << " bytes, status "
+                                       << ended.status << "\n"
+                                       << ended.printed;
+  }
+  if (!and_all_later) {  // where later ones fail too, a call that returned is soon followed by one that does not
+    EXPECT_EQ(met, scenario.ends);
+  }
+}
+
+std::string name_of(const testing::TestParamInfo<std::tuple<Scenario, bool>>& info) {
+  return std::string(std::get<0>(info.param).name) + (std::get<1>(info.param) ? "_and_all_later" : "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Objects, AllocationFailure,
+                         testing::Combine(testing::ValuesIn(faults::object_scenarios()), testing::Bool()), name_of);
+INSTANTIATE_TEST_SUITE_P(Molecules, AllocationFailure,
+                         testing::Combine(testing::ValuesIn(faults::molecule_scenarios()), testing::Bool()), name_of);
+INSTANTIATE_TEST_SUITE_P(Numbers, AllocationFailure,
+                         testing::Combine(testing::ValuesIn(faults::numeric_scenarios()), testing::Bool()), name_of);
+
+using AllocationFailureOnTheWayOut = FailingHeap;
+
+// The report of the block that was asked for stands, whatever fails while it is made.
+TEST_F(AllocationFailureOnTheWayOut, OutOfMemory) {
+  const Scenario scenario{"out_of_memory", 0, nullptr, [] { out_of_memory(12345); }};
+  long k = 0;
+  do {
+    const Ended ended = run(scenario, ++k, true);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_NE(ended.printed.find("Out of memory trying to allocate 12345 bytes of memory\n"), std::string::npos);
+    EXPECT_TRUE(ended.printed.ends_with("\n*******\n")) << ended.printed;
+  } while (heap_->failed);
+  EXPECT_GT(k, 1);
+}
+
+// The handler of last resort with a damaged block to list: to its end, or to the report of what the listing needed.
+TEST_F(AllocationFailureOnTheWayOut, SignalHandler) {
+  const int list = nx_make_list();
+  nxi_set_memory_padding(list, 1);
+  static_cast<char*>(nx_object_calloc_new(list, 4, 4, "damaged"))[16] = 1;
+  const Scenario scenario{"signal_handler", 0, nullptr, [] { nxi_error_handler(11); }};
+  long k = 0;
+  do {
+    const Ended ended = run(scenario, ++k, false);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(heap_->failed ? recognise(ended) == faults::kBlock
+                              : ended.printed.ends_with("\nALL DONE\nExit code 11\n"))
+        << ended.printed;
+  } while (heap_->failed);
+  EXPECT_GT(k, 1);
+}
+
+// A call that says so with its result has done nothing.
+TEST(AllocationFailureThatReturns, GivesTheFailureValueAndChangesNothing) {
+  const int mol = nx_make_molecule();
+  nx_set_molecule_atom_number(2, mol);
+  const float coordinates[] = {1, 2, 3, 4, 5, 7};
+  nx_set_molecule_coordinates(coordinates, mol);
+  nx_set_molecule_element("CO", mol);
+  const float radii[] = {3, 3.5F};
+  nx_set_molecule_radii(radii, mol);
+  float out[3] = {-1, -1, -1};
+  const auto fails = [](auto call) {
+    Heap heap{true, false, 1, 0, false, 0};
+    faults::set_heap(&heap);
+    const auto result = call();
+    faults::set_heap(nullptr);
+    EXPECT_TRUE(heap.failed);
+    return result == decltype(result)();
+  };
+  EXPECT_TRUE(fails([&] { return nx_set_molecule_atom_number(5, mol); }));
+  EXPECT_TRUE(fails([&] { return nx_set_molecule_bond_number(5, mol); }));
+  EXPECT_TRUE(fails([&] { return nx_set_molecule_conformer_number(5, mol); }));
+  EXPECT_TRUE(fails([&] { return nx_assign_radii_by_element(mol); }));
+  EXPECT_TRUE(fails([&] { return nx_get_rms(mol, mol, out); }));
+  EXPECT_TRUE(fails([&] { return nx_orient_by_moments_of_inertia(mol); }));
+  EXPECT_TRUE(fails([] { return nx_object_malloc(-7, 10, 4, "plain", nullptr); }));
+  EXPECT_TRUE(fails([] { return nx_object_calloc(-7, 10, 4, "plain", nullptr); }));
+  EXPECT_TRUE(fails([] { return nx_object_realloc(-7, 10, 4, "plain", nullptr); }));
+
+  EXPECT_EQ(nx_get_molecule_atom_number(mol), 2);
+  EXPECT_EQ(nx_get_molecule_bond_number(mol), 0);
+  EXPECT_EQ(nx_get_molecule_conformer_number(mol), 1);
+  EXPECT_EQ(nx_is_molecule_transform_set(mol), 0);
+  float read[6];
+  EXPECT_EQ(nx_get_molecule_coordinates(read, mol), 1);
+  EXPECT_TRUE(std::equal(read, read + 6, coordinates));
+  EXPECT_EQ(nx_get_molecule_radii(read, mol), 1);
+  EXPECT_TRUE(std::equal(read, read + 2, radii));
+  EXPECT_EQ(out[0], -1);
+
+  // This one gives 1 always; its moments tell.
+  EXPECT_FALSE(fails([&] { return nx_moments_of_inertia(mol, out); }));
+  EXPECT_TRUE(std::isnan(out[0]) && std::isnan(out[1]) && std::isnan(out[2]));
+  nx_delete_molecule(mol);
+}
+
+// A saved table that cannot be held leaves the one there as it was.
+TEST(AllocationFailureThatReturns, OfASavedTable) {
+  const int source = nx_make_list();
+  const int target = nx_make_list();
+  nx_attach_floats_to_object("values", 20, source);
+  auto* const kept = static_cast<int*>(nx_object_calloc_new(target, 3, 4, "kept"));
+  std::FILE* stream = std::tmpfile();
+  ASSERT_EQ(nxi_write_memory_table(stream, source), 1);
+  std::rewind(stream);
+  Heap heap{true, false, 2, 0, false, 0};  // the first is for the entries
+  faults::set_heap(&heap);
+  EXPECT_EQ(nxi_read_memory_table(stream, target), 0);
+  faults::set_heap(nullptr);
+  EXPECT_TRUE(heap.failed);
+  EXPECT_EQ(nxi_get_pointer_by_name("kept", target), kept);
+  EXPECT_EQ(nxi_mem_alloc_to(target, kept), 12);
+  std::fclose(stream);
+  nx_delete_list(source);
+  nx_delete_list(target);
+}
+
+}  // namespace
