@@ -57,33 +57,35 @@ double chain_gradient(double* x, double* gradient, int n, int) {
   return value;
 }
 
+template <double (*gradient)(double*, double*, int, int)>
+Problem problem_of(const char* name, int n) {
+  Problem problem;
+  problem.name = std::string(name) + " " + std::to_string(n);
+  problem.gradient = gradient;
+  problem.value = value_by<gradient>;
+  return problem;
+}
+
 }  // namespace
 
 Problem extended_rosenbrock(int n) {
-  Problem problem;
-  problem.name = "extended Rosenbrock " + std::to_string(n);
+  auto problem = problem_of<rosenbrock_gradient>("extended Rosenbrock", n);
   for (int j = 0; j < n; ++j) {
     problem.start.push_back(j % 2 == 0 ? -1.2 : 1);
   }
   problem.minimiser.assign(problem.start.size(), 1);
-  problem.gradient = rosenbrock_gradient;
-  problem.value = value_by<rosenbrock_gradient>;
   return problem;
 }
 
 Problem convex_quadratic(int n) {
-  Problem problem;
-  problem.name = "quadratic of condition 1e4 " + std::to_string(n);
+  auto problem = problem_of<quadratic_gradient>("quadratic of condition 1e4", n);
   problem.start.assign(static_cast<std::size_t>(n), 0);
   problem.minimiser.assign(problem.start.size(), 1);
-  problem.gradient = quadratic_gradient;
-  problem.value = value_by<quadratic_gradient>;
   return problem;
 }
 
 Problem chain_12_6(int n) {
-  Problem problem;
-  problem.name = "12-6 chain " + std::to_string(n);
+  auto problem = problem_of<chain_gradient>("12-6 chain", n);
   problem.minimum = -n;
   uint32_t sequence = 1;  // linear congruential: the same on every machine
   for (int j = 1; j <= n; ++j) {
@@ -91,8 +93,6 @@ Problem chain_12_6(int n) {
     problem.start.push_back(j + 0.2 * (static_cast<double>(sequence) / 4294967296.0 - 0.5));
     problem.minimiser.push_back(j);
   }
-  problem.gradient = chain_gradient;
-  problem.value = value_by<chain_gradient>;
   return problem;
 }
 

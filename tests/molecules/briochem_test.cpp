@@ -9,7 +9,6 @@
 
 #include <nxbriochem/molecules/memmgr.h>
 
-#include "tests/support/use_up_memory.h"
 #include "tests/support/warned.h"
 
 namespace {
@@ -364,32 +363,5 @@ TEST(Briochem, CachesArePackedInAtomOrder) {
   EXPECT_EQ(nxi_molecule_coordinates(whole)[2], 9.0F);
   EXPECT_NE(nxi_molecule_coordinates(nx_make_molecule()), nullptr);
 }
-
-#if !defined(NXBRIOCHEM_UNDER_SANITIZER)
-
-TEST(BriochemDeathTest, ExhaustedMemoryIsAFatalReportAndNothingIsThrown) {
-  const std::string text(1U << 20, 'x');
-  const int mol = make_molecule(3);
-  const auto run_out = [](auto call) {
-    test_support::use_up_memory();
-    call();
-  };
-  const auto is_fatal = [&](auto call) {
-    EXPECT_EXIT(run_out(call), testing::ExitedWithCode(1), "Fatal: Out of memory in the molecule layer\n");
-  };
-  is_fatal([&] { nx_set_molecule_name(text.c_str(), mol); });
-  is_fatal([&] { nx_set_molecule_file_name(text.c_str(), mol); });
-  is_fatal([&] { nx_write_molecule("/nonexistent/never", "pdb", mol); });
-  is_fatal([] { nx_make_molecule(); });
-  is_fatal([&] { nx_copy_molecule(mol); });
-  is_fatal([&] { nx_make_molecule_from_mask(mol); });
-  is_fatal([&] { nx_mask_molecule_hydrogens(mol); });
-  is_fatal([&] { nx_set_molecule_transform_matrix(nullptr, nullptr, mol); });
-  for (const auto set_number : {nx_set_molecule_atom_number, nx_set_molecule_conformer_number}) {
-    EXPECT_EXIT(run_out([&] { std::exit(set_number(100000, mol)); }), testing::ExitedWithCode(0), "");
-  }
-}
-
-#endif
 
 }  // namespace

@@ -508,12 +508,4 @@ TEST_F(SavedTable, LiesAreRefusedOrHarmless) {
   printed([&] { nxi_delete_memory_table(target); });
 }
 
-TEST_F(SavedTable, WriteFailureIsAFailure) {
-  std::FILE* full = std::fopen("/dev/full", "wb");
-  ASSERT_NE(full, nullptr);
-  std::setvbuf(full, nullptr, _IONBF, 0);
-  EXPECT_EQ(nxi_write_memory_table(full, source_), 0);
-  std::fclose(full);
-}
-
 }  // namespace
