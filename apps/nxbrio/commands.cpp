@@ -38,6 +38,7 @@ std::vector<WrittenFile> check_outputs(const BindOptions& options) {
   inputs.insert(inputs.end(), {options.target, options.ligand});
   std::vector<WrittenFile> outputs;
   for (const std::string& path : options.outputs) {
+    refuse_written("--write", path, outputs);
     outputs.push_back(checked_output("--write", path, std::nullopt, inputs));
   }
   for (const WrittenFile& output : outputs) {
@@ -72,7 +73,9 @@ BindReport bind_molecules(const BindOptions& options) {
   report.target = summarise(target, target_molecule);
   report.ligand = summarise(ligand, ligand_molecule);
   if (!report.written.empty()) {
-    report.notes = write_complex(report.written, target, ligand);
+    WrittenTogether together;
+    report.notes = write_complex(together.stage(report.written), target, ligand);
+    together.commit();
   }
   return report;
 }

@@ -42,7 +42,7 @@ OrientReport orient_file(const OrientOptions& options) {
   OrientReport report;
   report.file = options.input;
   report.choice = options.choice;
-  const std::vector<WrittenFile> outputs = check_outputs(options);
+  std::vector<WrittenFile> outputs = check_outputs(options);
   std::vector<Structure> structures = read_models(options.input);
   report.notes = notes_of(structures);
   std::vector<std::vector<Structure>> followers;
@@ -56,6 +56,8 @@ OrientReport orient_file(const OrientOptions& options) {
     report.models.push_back({leader.structure.model, orient_molecule(leader.molecule, options.choice)});
     progress.step();
   }
+  WrittenTogether together;
+  outputs = together.stage(outputs);
   write_models(outputs.front(), leaders);
   for (std::size_t k = 0; k < followers.size(); ++k) {
     auto& [from, written] = report.along.emplace_back(options.with[k].first, Written{});
@@ -65,6 +67,7 @@ OrientReport orient_file(const OrientOptions& options) {
     }
     write_models(outputs[k + 1], moved);
   }
+  together.commit();
   return report;
 }
 

@@ -74,6 +74,12 @@ void refuse_inputs(const std::string& given_as, const std::string& path, const s
   }
 }
 
+// Where a path leads to, links followed, whether there is a file or not. Absolute first: a relative path of which
+// nothing exists would stay as it was written.
+std::filesystem::path place(const std::string& path) {
+  return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
+}
+
 // Writes by one of the library's functions.
 void write(int (*write)(const char*, const char*, int), const WrittenFile& file, int handle) {
   CapturedStderr captured;
@@ -117,7 +123,7 @@ WrittenFile checked_output(const std::string& given_as, const std::string& path,
 
 void refuse_written(const std::string& given_as, const std::string& path, const std::vector<WrittenFile>& written) {
   for (const WrittenFile& other : written) {
-    if (std::filesystem::weakly_canonical(path) == std::filesystem::weakly_canonical(other.path)) {
+    if (place(path) == place(other.path)) {
       throw UsageError(std::string(given_as).append(": ").append(path).append(" is written already"));
     }
   }
@@ -155,8 +161,16 @@ WrittenFile WrittenTogether::stage(const WrittenFile& file) {
   }
   WrittenFile staged = file;
   // Beside what a link leads to, so that the link stays.
-  staged.staged = fs::weakly_canonical(file.path).string() + formatted(".part%d", static_cast<int>(getpid()));
+  staged.staged = place(file.path).string() + formatted(".part%d", static_cast<int>(getpid()));
   files_.push_back(staged);
+  return staged;
+}
+
+std::vector<WrittenFile> WrittenTogether::stage(const std::vector<WrittenFile>& files) {
+  std::vector<WrittenFile> staged;
+  for (const WrittenFile& file : files) {
+    staged.push_back(stage(file));
+  }
   return staged;
 }
 
@@ -164,13 +178,13 @@ void WrittenTogether::commit() {
   namespace fs = std::filesystem;
   std::error_code ignored;
   for (const WrittenFile& file : files_) {
-    const fs::path place = fs::weakly_canonical(file.path);
-    const fs::file_status before = fs::status(place, ignored);
+    const fs::path target = place(file.path);
+    const fs::file_status before = fs::status(target, ignored);
     if (fs::exists(before)) {
       fs::permissions(file.staged, before.permissions(), ignored);
     }
     std::error_code error;
-    fs::rename(file.staged, place, error);
+    fs::rename(file.staged, target, error);
     if (error) {
       throw Failure(file.path, error.message());
     }

@@ -42,6 +42,7 @@ class WrittenTogether {
 
   // The file as it is to be written. Throws Failure when there is one that must not be.
   WrittenFile stage(const WrittenFile& file);
+  std::vector<WrittenFile> stage(const std::vector<WrittenFile>& files);
   // Moves all files to their places. Throws Failure.
   void commit();
 
