@@ -76,6 +76,9 @@ int32_t no_position = kNoPosition;
 int32_t* lone_positions = &no_position;
 std::vector<int32_t, objects::PlainHeap<int32_t>> lone_storage;
 
+// False while a handle is missing from the public index, which grew when it was made.
+bool index_is_whole = true;
+
 int32_t slot_of(int32_t handle) { return static_cast<int32_t>(static_cast<uint32_t>(handle) & HashBlank); }
 
 std::size_t hash_slots() { return static_cast<std::size_t>(HashBlank) + 1; }
@@ -115,13 +118,49 @@ void rehash_handles() {
     HandleHashOcc[slot] += 1;
     update_lone_position(slot);
   }
+  index_is_whole = true;
 }
 
-void rebuild_positions() {
-  positions.reset(static_cast<std::size_t>(HandlesNum));
-  for (int32_t i = 0; i < HandlesNum; ++i) {
-    positions.insert(Handles[i].handle, i);
+// Takes a handle out of the public index whose record, at `position`, has just been removed. The index is as after a
+// rehash, but only the records behind, which moved up, are entered anew.
+void leave_index(int32_t handle, int32_t position) {
+  const int32_t slot = slot_of(handle);
+  if (HandleHashOcc[slot] <= 1) {  // 0 for a handle that a freshly grown index misses
+    HandleHashOcc[slot] = 0;
+    HandleHash[slot] = 0;
+  } else {
+    HandleHashOcc[slot] -= 1;
   }
+  update_lone_position(slot);
+  if (!index_is_whole) {
+    rehash_handles();
+    return;
+  }
+  if (HandleHashOcc[slot] > 0 && HandleHash[slot] == position) {  // it was the last one of the slot
+    int32_t before = position - 1;
+    while (slot_of(Handles[before].handle) != slot) {
+      --before;
+    }
+    HandleHash[slot] = before;
+    update_lone_position(slot);
+  }
+  for (int32_t i = position; i < HandlesNum; ++i) {
+    const int32_t moved = slot_of(Handles[i].handle);
+    HandleHash[moved] = i;
+    update_lone_position(moved);
+  }
+}
+
+// Removes a record. Those behind it were made later, and so the objects of its type among them stood behind its own.
+void remove_record(int32_t position) {
+  const Handle removed = Handles[position];
+  std::move(Handles + position + 1, Handles + HandlesNum, Handles + position);
+  HandlesNum -= 1;
+  for (int32_t i = position; i < HandlesNum; ++i) {
+    Handles[i].index -= static_cast<int32_t>(Handles[i].type == removed.type);
+  }
+  positions.close_gap(removed.handle, position, HandlesNum, [](int32_t i) { return Handles[i].handle; });
+  leave_index(removed.handle, position);
 }
 
 void forget_tracked_blocks();
@@ -223,6 +262,7 @@ void enter_in_index(int32_t handle) {
   update_lone_position(slot);
   if (static_cast<int64_t>(HashBlank) < 4 * static_cast<int64_t>(HandlesNum)) {
     grow_index();
+    index_is_whole = false;
   }
 }
 
@@ -380,32 +420,14 @@ int nxi_delete_object(int handle) {
     return 0;
   }
   Type& type = ObjProp[record->type];
-  const int32_t type_code = record->type;
-  const int32_t index = record->index;
   const auto position = static_cast<int32_t>(record - Handles);
   if (HandleHash == nullptr) {
     make_index();
   }
-  const int32_t slot = slot_of(handle);
-  if (HandleHashOcc[slot] <= 1) {  // 0 for a handle that a freshly grown index misses
-    HandleHashOcc[slot] = 0;
-    HandleHash[slot] = 0;
-  } else {
-    HandleHashOcc[slot] -= 1;
-  }
-  update_lone_position(slot);
-  remove_object_bytes(type, static_cast<uint32_t>(index));
+  remove_object_bytes(type, static_cast<uint32_t>(record->index));
   nxi_delete_memory_table(handle);
   type.count -= 1;
-  std::move(Handles + position + 1, Handles + HandlesNum, Handles + position);
-  HandlesNum -= 1;
-  for (Handle* other = Handles; other != Handles + HandlesNum; ++other) {
-    if (other->type == type_code && other->index > index) {
-      other->index -= 1;
-    }
-  }
-  rehash_handles();
-  rebuild_positions();
+  remove_record(position);
   return 1;
 }
 

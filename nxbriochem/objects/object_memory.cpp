@@ -1,7 +1,7 @@
 // The tables themselves: making, finding and deleting them.
 //
 // A table is found by its handle, as if the tables were scanned; an index stands in for the scan and is made anew after
-// tables were deleted or took another handle.
+// a table took another handle.
 #include <nxbriochem/objects/object_memory.h>
 
 #include <algorithm>
@@ -118,9 +118,12 @@ void delete_table(int32_t index) {
     std::printf("%d memory table entries deleted from table %d of %d\n", entries, index + 1, MemTabNum);
     std::printf("memory table %d deleted\n", index + 1);
   }
+  const int32_t handle = table.handle;
   std::move(memtab + index + 1, memtab + MemTabNum, memtab + index);
   MemTabNum -= 1;
-  tables_changed();
+  if (index_is_current) {
+    table_index.close_gap(handle, index, MemTabNum, [](int32_t i) { return memtab[i].handle; });
+  }
   if (registry) {
     obj_man::registry_table_deleted();
   }

@@ -55,15 +55,28 @@ class SlotIndex {
     if (size_ == 0) {
       return;
     }
-    std::size_t at = home(key);
-    while (cells_[at].slot != kNone && !(cells_[at].key == key && cells_[at].slot == slot)) {
-      at = (at + 1) & mask_;
-    }
-    if (cells_[at].slot != kNone) {
-      erase_cell(at);
+    const Cell* const cell = find_cell(key, slot);
+    if (cell->slot != kNone) {
+      erase_cell(static_cast<std::size_t>(cell - cells_.data()));
       if (repeated_ != 0) {
         recount(key);
       }
+    }
+  }
+
+  // Follows a table that closed a gap: (key, gap) is removed, and every slot from gap + 1 to `last` becomes one less.
+  // `key_of` gives the key that stands in a slot now. Few are looked up; for many, going over all cells is faster.
+  template <class KeyOf>
+  void close_gap(Key key, int32_t gap, int32_t last, KeyOf key_of) {
+    erase(key, gap);
+    if (static_cast<std::size_t>(last - gap) * kSweptPerLookup < cells_.size()) {
+      for (int32_t slot = gap; slot < last; ++slot) {
+        find_cell(key_of(slot), slot + 1)->slot = slot;
+      }
+      return;
+    }
+    for (Cell& cell : cells_) {
+      cell.slot -= static_cast<int32_t>(cell.slot > gap);
     }
   }
 
@@ -104,6 +117,17 @@ class SlotIndex {
   using Cells = std::vector<Cell, Heap<Cell>>;
 
   static constexpr std::size_t kFirstSize = 64;
+  // Cells that are gone over in the time of one look-up.
+  static constexpr std::size_t kSweptPerLookup = 16;
+
+  // The cell of the pair, or the empty one where looking for it ends. The index has cells.
+  Cell* find_cell(Key key, int32_t slot) {
+    std::size_t at = home(key);
+    while (cells_[at].slot != kNone && !(cells_[at].key == key && cells_[at].slot == slot)) {
+      at = (at + 1) & mask_;
+    }
+    return &cells_[at];
+  }
 
   // Fibonacci hashing: the high bits of the product depend on all bits of the key.
   std::size_t home(Key key) const {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <map>
 #include <random>
@@ -59,6 +61,19 @@ void expect_described(int handle) {
   }
 }
 
+// The described rehash over the registry's own records.
+void expect_rehashed() {
+  std::map<uint32_t, std::pair<int, int>> slots;  // position of the last record, number of records
+  for (int i = 0; i < obj_man::HandlesNum; ++i) {
+    auto& [last, number] = slots[static_cast<uint32_t>(obj_man::Handles[i].handle) & obj_man::HashBlank];
+    last = i;
+    ++number;
+  }
+  for (const auto& [slot, expected] : slots) {
+    ASSERT_EQ(std::pair(obj_man::HandleHash[slot], obj_man::HandleHashOcc[slot]), expected) << "slot " << slot;
+  }
+}
+
 TEST(ObjMan, AgreesWithTheDescriptionUnderRandomMakingAndDeletion) {
   std::mt19937 random(1);
   std::map<int, std::pair<int, int64_t>> live;  // handle to type and value
@@ -83,6 +98,7 @@ TEST(ObjMan, AgreesWithTheDescriptionUnderRandomMakingAndDeletion) {
       handles.erase(handles.begin() + at);
     }
     if (step % 100 == 0) {
+      ASSERT_NO_FATAL_FAILURE(expect_rehashed());
       for (const auto& [handle, object] : live) {
         ASSERT_EQ(value_of(object.first, handle), object.second);
         ASSERT_NO_FATAL_FAILURE(expect_described(handle));
@@ -117,8 +133,21 @@ TEST(ObjMan, IndexGrowsAndMissesTheHandleMadeAtThatMoment) {
   EXPECT_EQ(entered, 16384);
   EXPECT_EQ(nxi_translate_handle(handles.back()), 16384U);
   nxi_delete_object(handles[5]);
-  EXPECT_GE(obj_man::HandleHashOcc[static_cast<uint32_t>(handles.back()) & obj_man::HashBlank], 1);
   EXPECT_EQ(nxi_translate_handle(handles.back()), 16383U);
+  ASSERT_NO_FATAL_FAILURE(expect_rehashed());
+  // Newest, oldest and between, with many slots shared.
+  std::mt19937 random(2);
+  for (int i = 0; i < 100; ++i) {
+    const int last = obj_man::HandlesNum - 1;
+    const int at = std::array{last, 0, static_cast<int>(random() % 16000)}[static_cast<std::size_t>(i) % 3];
+    ASSERT_EQ(nxi_delete_object(obj_man::Handles[at].handle), 1);
+    ASSERT_NO_FATAL_FAILURE(expect_rehashed());
+    ASSERT_EQ(nxi_translate_handle(handles[16000]),
+              static_cast<uint32_t>(
+                  std::find_if(obj_man::Handles, obj_man::Handles + last,
+                               [&](const obj_man::Handle& record) { return record.handle == handles[16000]; }) -
+                  obj_man::Handles));
+  }
 }
 
 TEST(ObjMan, HandlesComeFromTheSequenceAfterItsFirstValue) {

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <map>
 #include <random>
 #include <set>
+#include <vector>
 
 namespace {
 
@@ -33,6 +36,32 @@ TEST(SlotIndex, AgreesWithSetsOfSlotsUnderRandomInsertionAndRemoval) {
     }
     for (const auto& [key, slots] : model) {
       EXPECT_EQ(index.find_highest(key), slots.empty() ? -1 : *slots.rbegin());
+    }
+  }
+}
+
+// A table of few or many keys, from which rows are taken anywhere.
+TEST(SlotIndex, FollowsATableThatClosesGaps) {
+  for (const unsigned keys : {5U, 100000U}) {
+    std::mt19937 random(keys);
+    util::SlotIndex<int32_t> index;
+    std::vector<int32_t> table;
+    for (int step = 0; step < 1000; ++step) {
+      if (table.size() < 200) {
+        table.push_back(static_cast<int32_t>(random() % keys));
+        index.insert(table.back(), static_cast<int32_t>(table.size()) - 1);
+        continue;
+      }
+      const std::size_t gap = std::array{table.size() - 1, table.size() - 3, random() % table.size()}[random() % 3];
+      const int32_t key = table[gap];
+      table.erase(table.begin() + static_cast<std::ptrdiff_t>(gap));
+      index.close_gap(key, static_cast<int32_t>(gap), static_cast<int32_t>(table.size()),
+                      [&](int32_t slot) { return table[static_cast<std::size_t>(slot)]; });
+      ASSERT_EQ(index.size(), table.size());
+      for (const int32_t one : table) {
+        const auto last = std::find(table.rbegin(), table.rend(), one);
+        ASSERT_EQ(index.find_highest(one), table.rend() - last - 1) << "step " << step;
+      }
     }
   }
 }
