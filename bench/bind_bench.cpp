@@ -1,18 +1,20 @@
-// The pair sum behind nxi_c_bind against the plain loop, per instruction set, on real complexes. Each iteration times
-// both, one after the other; the counter "ratio" is the median of how many times as fast the sum is, and "same_bits" is
-// 1 when both gave the same result.
+// The pair sum behind nxi_c_bind against the plain loop, per instruction set, on real complexes ("same_bits" is 1 when
+// both gave the same result); and how nx_calculate_coulombic_binding grows with the atoms of both molecules.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/geometry/c_bind_kernels.h>
 #include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/nxbriochem.h>
 
 #include <tests/support/pqr_atoms.h>
 #include <algorithm>
 #include <bit>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <random>
 #include <string>
 #include <vector>
+
+#include "bench/paired.h"
 
 namespace {
 
@@ -59,36 +61,24 @@ YARDSTICK PairSum plain_loop(const Sites& target, const Sites& ligand) {
 
 Sites sites(const Charges& charges) { return {charges.records.data(), charges.q.data(), charges.count()}; }
 
-template <class Call>
-double seconds_of(Call call) {
-  const auto start = std::chrono::steady_clock::now();
-  call();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 void compare(benchmark::State& state, const Charges& target, const Charges& ligand, InstructionSet set) {
   const double pairs = static_cast<double>(target.count()) * ligand.count();
   // Small complexes are summed several times over, so that an iteration takes a millisecond or more.
   const int repeats = std::max(1, static_cast<int>(1e6 / std::max(pairs, 1.0)));
-  std::vector<double> ratios;
   PairSum expected;
   PairSum sum;
-  for (auto _ : state) {
-    const double plain = seconds_of([&] {
-      for (int k = 0; k < repeats; ++k) {
-        benchmark::DoNotOptimize(expected = plain_loop(sites(target), sites(ligand)));
-      }
-    });
-    const double lanes = seconds_of([&] {
-      for (int k = 0; k < repeats; ++k) {
-        benchmark::DoNotOptimize(sum = c_bind::sum_pairs(sites(target), sites(ligand), set));
-      }
-    });
-    state.SetIterationTime(lanes);
-    ratios.push_back(plain / lanes);
-  }
-  std::nth_element(ratios.begin(), ratios.begin() + static_cast<std::ptrdiff_t>(ratios.size() / 2), ratios.end());
-  state.counters["ratio"] = ratios[ratios.size() / 2];
+  bench::paired(
+      state, repeats,
+      [&] {
+        for (int k = 0; k < repeats; ++k) {
+          benchmark::DoNotOptimize(sum = c_bind::sum_pairs(sites(target), sites(ligand), set));
+        }
+      },
+      [&] {
+        for (int k = 0; k < repeats; ++k) {
+          benchmark::DoNotOptimize(expected = plain_loop(sites(target), sites(ligand)));
+        }
+      });
   state.counters["same_bits"] = std::bit_cast<uint32_t>(sum.total) == std::bit_cast<uint32_t>(expected.total) &&
                                         sum.coincident == expected.coincident
                                     ? 1
@@ -131,5 +121,65 @@ bool register_all() {
 }
 
 const bool registered = register_all();
+
+// n atoms spread evenly, some 10 cubic angstrom each, in a box that begins at x.
+Charges scattered(int n, float x) {
+  std::mt19937 random(8);
+  std::uniform_real_distribution<float> place(0, std::cbrt(10 * static_cast<float>(n)));
+  std::uniform_real_distribution<float> charge(-0.8F, 0.8F);
+  Charges atoms;
+  for (int i = 0; i < n; ++i) {
+    const float y = place(random);
+    const float z = place(random);
+    atoms.add(x + place(random), y, z, charge(random));
+  }
+  return atoms;
+}
+
+int molecule_of(const Charges& atoms) {
+  const int mol = nx_make_molecule();
+  nx_set_molecule_atom_number(atoms.count(), mol);
+  std::vector<float> xyz;
+  for (int i = 0; i < atoms.count(); ++i) {
+    const float* record = sites(atoms).record(i);
+    xyz.insert(xyz.end(), record, record + 3);
+  }
+  nx_set_molecule_coordinates(xyz.data(), mol);
+  nx_set_molecule_charges(atoms.q.data(), mol);
+  return mol;
+}
+
+// Two molecules of n atoms each.
+void binding(benchmark::State& state) {
+  const auto n = static_cast<int>(state.range(0));
+  const Charges target = scattered(n, -200);
+  const Charges ligand = scattered(n, 0);
+  const int mol1 = molecule_of(target);
+  const int mol2 = molecule_of(ligand);
+  const int repeats = std::max(1, static_cast<int>(1e6 / n / n));
+  float energy = 0;
+  PairSum expected;
+  bench::paired(
+      state, repeats,
+      [&] {
+        for (int k = 0; k < repeats; ++k) {
+          nx_calculate_coulombic_binding(mol1, mol2, &energy, 4);
+        }
+      },
+      [&] {
+        for (int k = 0; k < repeats; ++k) {
+          benchmark::DoNotOptimize(expected = plain_loop(sites(target), sites(ligand)));
+        }
+      });
+  if (std::fabs(energy - expected.total * DFactor2 / 4) > 1e-5F * std::fabs(energy)) {
+    state.SkipWithError("the energies differ");
+  }
+  nx_delete_molecule(mol2);
+  nx_delete_molecule(mol1);
+}
+
+// The plain loop takes seconds for 3e4 atoms, and eleven times as long for 1e5.
+BENCHMARK(binding)->Arg(100)->Arg(300)->Arg(1000)->Arg(3000)->Arg(10000)->Arg(30000)->UseManualTime()->Unit(
+    benchmark::kMillisecond);
 
 }  // namespace

@@ -133,8 +133,8 @@ void random_order(benchmark::State& state) {
   release_all<Plain>(plain);
 }
 
-BENCHMARK_CAPTURE(newest_pair, no_hole, false)->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime();
-BENCHMARK_CAPTURE(newest_pair, old_hole, true)->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime();
+BENCHMARK_CAPTURE(newest_pair, no_hole, false)->RangeMultiplier(10)->Range(100, 1000000)->UseManualTime();
+BENCHMARK_CAPTURE(newest_pair, old_hole, true)->RangeMultiplier(10)->Range(100, 1000000)->UseManualTime();
 BENCHMARK_CAPTURE(newest_batch, no_hole, false)->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime();
 BENCHMARK_CAPTURE(newest_batch, old_hole, true)->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime();
 BENCHMARK(random_order)->RangeMultiplier(10)->Range(100, 1000000)->UseManualTime();

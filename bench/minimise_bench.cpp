@@ -31,9 +31,10 @@ using bench::Problem;
 using Minimisers = std::vector<std::unique_ptr<bench::Minimiser>>;
 
 struct Call {
-  std::vector<double> x;
+  std::vector<double> x;  // empty above kMostTraced variables
   bool gradient;
 };
+constexpr int kMostTraced = 1000;
 
 // The problem that is being watched: its callbacks have no other way to know. Watching, and its trace, are off the
 // clock.
@@ -58,7 +59,7 @@ double watched_gradient(double* x, double* gradient, int n, int handle) {
     ++watch.evaluations;
   }
   if (watch.trace) {
-    watch.calls.push_back({{x, x + n}, gradient != nullptr});
+    watch.calls.push_back({{x, x + (n <= kMostTraced ? n : 0)}, gradient != nullptr});
   }
   if (watch.to_1e6 == 0 && reached(value, watch.problem->minimum, 1e-6)) {
     watch.to_1e6 = watch.evaluations;
@@ -149,19 +150,38 @@ void print_counts(const std::vector<Column>& columns) {
   row("1e-6, local minima too", [](const Outcome& o) { return o.to_1e6 > 0 || o.local; });
 }
 
-// Over the instances that both solve to 1e-10.
-std::string median_ratio(const Column& own, const Column& peer) {
+// Of evaluations to 1e-10 over the instances that both solve to that.
+struct Medians {
+  double own = 0;
+  double peer = 0;
+  double ratio = 0;
+  std::size_t instances = 0;
+};
+
+Medians medians_of(const Column& own, const Column& peer) {
+  std::vector<double> own_counts;
+  std::vector<double> peer_counts;
   std::vector<double> ratios;
   for (std::size_t k = 0; k < own.size(); ++k) {
     if (own[k].to_1e10 > 0 && peer[k].to_1e10 > 0) {
-      ratios.push_back(static_cast<double>(own[k].to_1e10) / peer[k].to_1e10);
+      own_counts.push_back(own[k].to_1e10);
+      peer_counts.push_back(peer[k].to_1e10);
+      ratios.push_back(own_counts.back() / peer_counts.back());
     }
   }
   if (ratios.empty()) {
+    return {};
+  }
+  return {bench::median(own_counts), bench::median(peer_counts), bench::median(ratios), ratios.size()};
+}
+
+std::string median_ratio(const Column& own, const Column& peer) {
+  const Medians medians = medians_of(own, peer);
+  if (medians.instances == 0) {
     return "-";
   }
   char text[64];
-  std::snprintf(text, sizeof text, "%.3f (%zu)", bench::median(ratios), ratios.size());
+  std::snprintf(text, sizeof text, "%.3f (%zu)", medians.ratio, medians.instances);
   return text;
 }
 
@@ -193,6 +213,59 @@ void print_table() {
       cells.push_back(median_ratio(columns[row], column));
     }
     print_row(names[row], cells);
+  }
+}
+
+// A method's evaluations against a peer's, over the instances.
+void count_evaluations(benchmark::State& state, const Contender& own, const Contender& peer) {
+  Medians medians;
+  for (auto _ : state) {
+    Column ours;
+    Column theirs;
+    for (const Problem& problem : bench::more_garbow_hillstrom()) {
+      ours.push_back(run_watched(own, problem));
+      theirs.push_back(run_watched(peer, problem));
+    }
+    medians = medians_of(ours, theirs);
+  }
+  state.counters["ours"] = medians.own;
+  state.counters["yardstick"] = medians.peer;
+  state.counters["ratio"] = medians.ratio;
+  state.counters["instances"] = static_cast<double>(medians.instances);
+}
+
+// Evaluations to 1e-10 on one large problem.
+void count_large(benchmark::State& state, const Contender& own, const Contender& peer) {
+  const Problem problem = bench::extended_rosenbrock(10000);
+  for (auto _ : state) {
+    state.counters["ours"] = run_watched(own, problem).to_1e10;
+    state.counters["yardstick"] = run_watched(peer, problem).to_1e10;
+  }
+  state.counters["ratio"] = state.counters["ours"] / state.counters["yardstick"];
+}
+
+void register_evaluations() {
+  struct Pair {
+    const char* name;
+    Contender own;
+    const char* peer;
+  };
+  const Contender method_2 = bench::ours("method 2", {0, 200, 0});
+  const Contender method_3 = bench::ours("method 3", {2, 200, 0});
+  for (const auto& [name, own, peer_name] :
+       {Pair{"method_3/bfgs2_0.1", method_3, "bfgs2 0.1"}, Pair{"method_3/bfgs2_1e-4", method_3, "bfgs2 1e-4"},
+        Pair{"method_3/nlopt_lbfgs", method_3, "nlopt lbfgs"}, Pair{"method_2/bfgs2_0.1", method_2, "bfgs2 0.1"},
+        Pair{"method_2/bfgs2_1e-4", method_2, "bfgs2 1e-4"}, Pair{"method_2/conjugate_pr_0.1", method_2, "pr 0.1"},
+        Pair{"method_2/conjugate_pr_1e-4", method_2, "pr 1e-4"}}) {
+    const Contender peer = bench::peer(peer_name, kHighLimit);
+    if (peer.prepare) {
+      benchmark::RegisterBenchmark((std::string("evaluations/") + name).c_str(), count_evaluations, own, peer)
+          ->Iterations(1);
+    }
+  }
+  const Contender peer = bench::peer("bfgs2 0.1", 2000);
+  if (peer.prepare) {
+    benchmark::RegisterBenchmark("evaluations_large/rosenbrock", count_large, method_2, peer)->Iterations(1);
   }
 }
 
@@ -253,10 +326,11 @@ class Sweep {
   void replay(std::size_t k) {
     const Problem& problem = problems_[k];
     gradient_.resize(problem.start.size());
+    std::vector<double> start = problem.start;  // costs the large problems what any point costs
     for (Call& call : calls_[k]) {
-      benchmark::DoNotOptimize(call.gradient
-                                   ? problem.gradient(call.x.data(), gradient_.data(), problem.n(), problem.handle)
-                                   : problem.value(call.x.data(), problem.n(), problem.handle));
+      double* const x = call.x.empty() ? start.data() : call.x.data();
+      benchmark::DoNotOptimize(call.gradient ? problem.gradient(x, gradient_.data(), problem.n(), problem.handle)
+                                             : problem.value(x, problem.n(), problem.handle));
     }
   }
 
@@ -270,7 +344,7 @@ class Sweep {
 
 // The method's own time per evaluation, that of the callbacks taken off, against the peer's.
 void compare_own_time(benchmark::State& state, const Contender& own, const Contender& peer,
-                      const std::vector<Problem>& problems, const char* note) {
+                      const std::vector<Problem>& problems) {
   Sweep ours(own, problems);
   Sweep theirs(peer, problems);
   std::vector<double> own_ns;
@@ -281,37 +355,36 @@ void compare_own_time(benchmark::State& state, const Contender& own, const Conte
     own_ns.push_back(ours.own_ns());
     ratios.push_back(own_ns.back() / peer_ns.back());
   }
-  state.SetLabel(note);
   state.counters["ours_ns"] = bench::median(own_ns);
   state.counters["yardstick_ns"] = bench::median(peer_ns);
   state.counters["ratio"] = bench::median(ratios);
 }
 
+// The three large problems with n variables each.
+std::vector<Problem> large_problems(int n) {
+  return {bench::extended_rosenbrock(n), bench::convex_quadratic(n), bench::chain_12_6(n)};
+}
+
 void register_own_time() {
-  struct Group {
-    const char* name;
-    std::vector<Problem> problems;
-  };
-  Group groups[] = {{"all_instances", bench::more_garbow_hillstrom()}, {"n=10", {}}, {"n=100", {}}};
-  for (const auto& make : {bench::extended_rosenbrock, bench::convex_quadratic, bench::chain_12_6}) {
-    groups[1].problems.push_back(make(10));
-    groups[2].problems.push_back(make(100));
-  }
   const Contender peer = bench::peer("bfgs2 0.1", 200);
   if (!peer.prepare) {
     return;
   }
-  for (const Contender& own : {bench::ours("method_2", {0, 200, 0}), bench::ours("method_3", {2, 200, 0})}) {
-    for (const Group& group : groups) {
-      const std::string name = "own_time_per_evaluation/" + own.name + "/bfgs2/" + group.name;
-      // Above 40 variables the library's own choice is method 2.
-      const bool unfair = own.name == "method_3" && group.name == std::string("n=100");
-      benchmark::RegisterBenchmark(
-          name.c_str(), compare_own_time, own, peer, group.problems,
-          unfair ? "no fair row: n^2 work against a method of vectors; the choice is method 2" : "")
-          ->UseRealTime()  // of all that is timed for a ratio; what is looked for are the counters
-          ->MinTime(2);
-    }
+  const auto add = [&peer](const Contender& own, const std::string& problems, const std::vector<Problem>& group) {
+    benchmark::RegisterBenchmark(("own_time_per_evaluation/" + own.name + "/" + problems).c_str(), compare_own_time,
+                                 own, peer, group)
+        ->UseRealTime()  // of all that is timed for a ratio; what is looked for are the counters
+        ->MinTime(2);
+  };
+  const Contender method_2 = bench::ours("method_2", {0, 200, 0});
+  const Contender method_3 = bench::ours("method_3", {2, 200, 0});
+  add(method_2, "all_instances", bench::more_garbow_hillstrom());
+  add(method_3, "all_instances", bench::more_garbow_hillstrom());
+  for (const int n : {10, 100, 1000, 10000}) {
+    add(method_2, std::to_string(n), large_problems(n));
+  }
+  for (const int n : {10, 30, 100, 300}) {
+    add(method_3, std::to_string(n), large_problems(n));
   }
 }
 
@@ -335,6 +408,7 @@ int main(int argc, char** argv) {
   }
   register_table("table/instances", print_table);
   register_table("table/large", print_large);
+  register_evaluations();
   register_own_time();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();

@@ -1,5 +1,6 @@
 // Writing the actin dimer as a PDB file: nx_write_molecule, gemmi's writer and an fprintf loop, each making the whole
-// file on the same file system. The loop writes the very lines that nx_write_molecule writes.
+// file on the same file system. The loop writes the very lines that nx_write_molecule writes. And the same with the
+// dimer's atoms, as often as it takes, up to the largest number that plain serial numbers go to.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/nxbriochem.h>
 
@@ -65,8 +66,16 @@ const std::vector<Atom>& ActinDimer() {
 // The element that a protein's atom name starts with.
 char Element(const Atom& atom) { return atom.name[0] >= '0' && atom.name[0] <= '9' ? atom.name[1] : atom.name[0]; }
 
-int MakeMolecule() {
-  const auto& atoms = ActinDimer();
+// The first n atoms of any number of dimers.
+std::vector<Atom> Dimers(std::size_t n) {
+  std::vector<Atom> atoms;
+  for (std::size_t i = 0; i < n; ++i) {
+    atoms.push_back(ActinDimer()[i % ActinDimer().size()]);
+  }
+  return atoms;
+}
+
+int MakeMolecule(const std::vector<Atom>& atoms) {
   const int mol = nx_make_molecule();
   nx_set_molecule_atom_number(static_cast<int>(atoms.size()), mol);
   std::vector<float> coordinates;
@@ -93,12 +102,12 @@ int MakeMolecule() {
   return mol;
 }
 
-gemmi::Structure MakeStructure() {
+gemmi::Structure MakeStructure(const std::vector<Atom>& atoms) {
   gemmi::Structure structure;
   structure.models.emplace_back("1");
   structure.models[0].chains.emplace_back("");
   auto& residues = structure.models[0].chains[0].residues;
-  for (const Atom& atom : ActinDimer()) {
+  for (const Atom& atom : atoms) {
     const gemmi::ResidueId id{gemmi::SeqId(atom.number, ' '), {}, atom.residue};
     if (residues.empty() || !residues.back().matches(id)) {
       residues.emplace_back(id);
@@ -119,10 +128,10 @@ std::string Contents(const std::string& filename) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-void PrintLines(const std::string& filename) {
+void PrintLines(const std::vector<Atom>& atoms, const std::string& filename) {
   FILE* const file = std::fopen(filename.c_str(), "w");
   int serial = 0;
-  for (const Atom& atom : ActinDimer()) {
+  for (const Atom& atom : atoms) {
     const std::string name = atom.name.size() < 4 ? " " + atom.name : atom.name;
     std::fprintf(file, "ATOM  %5d %-4.4s %3.3s  %4d    %8.3f%8.3f%8.3f%6.2f%6.2f          %2c  \n", ++serial,
                  name.c_str(), atom.residue.c_str(), atom.number, static_cast<double>(atom.xyz[0]),
@@ -134,9 +143,9 @@ void PrintLines(const std::string& filename) {
 
 // nx_write_molecule against write(filename), over the files of the round before or, with new_file, making new ones.
 template <class Write>
-void Compare(benchmark::State& state, bool new_file, Write write) {
+void Compare(benchmark::State& state, const std::vector<Atom>& atoms, bool new_file, Write write) {
   bench::Directory directory;
-  const int mol = MakeMolecule();
+  const int mol = MakeMolecule(atoms);
   bool written = true;
   bench::paired(
       state, 1,
@@ -144,27 +153,42 @@ void Compare(benchmark::State& state, bool new_file, Write write) {
       [&] { write(directory.File("theirs", new_file)); });
   const std::string ours = directory.File("ours", false);
   const std::string loop = directory.File("loop", false);
-  PrintLines(loop);
+  PrintLines(atoms, loop);
   if (!written || nx_write_molecule(ours.c_str(), "pdb", mol) != 1 || Contents(ours) != Contents(loop)) {
     state.SkipWithError("nx_write_molecule failed, or the fprintf loop writes other lines");
   }
   nx_delete_molecule(mol);
 }
 
-void AgainstGemmi(benchmark::State& state, bool new_file) {
-  const gemmi::Structure structure = MakeStructure();
-  Compare(state, new_file, [&structure](const std::string& filename) {
+void AgainstGemmi(benchmark::State& state, const std::vector<Atom>& atoms, bool new_file) {
+  const gemmi::Structure structure = MakeStructure(atoms);
+  Compare(state, atoms, new_file, [&structure](const std::string& filename) {
     std::ofstream file(filename, std::ios::binary);
     gemmi::write_pdb(structure, file);
   });
 }
 
-void AgainstPrintf(benchmark::State& state, bool new_file) { Compare(state, new_file, PrintLines); }
+void AgainstPrintf(benchmark::State& state, const std::vector<Atom>& atoms, bool new_file) {
+  Compare(state, atoms, new_file, [&atoms](const std::string& filename) { PrintLines(atoms, filename); });
+}
+
+void DimerAgainstGemmi(benchmark::State& state, bool new_file) { AgainstGemmi(state, ActinDimer(), new_file); }
+void DimerAgainstPrintf(benchmark::State& state, bool new_file) { AgainstPrintf(state, ActinDimer(), new_file); }
+
+void GrowthAgainstGemmi(benchmark::State& state) {
+  AgainstGemmi(state, Dimers(static_cast<std::size_t>(state.range(0))), false);
+}
+void GrowthAgainstPrintf(benchmark::State& state) {
+  AgainstPrintf(state, Dimers(static_cast<std::size_t>(state.range(0))), false);
+}
 
 constexpr int kRounds = 100;  // a megabyte or two of new files each
-BENCHMARK_CAPTURE(AgainstGemmi, replacing, false)->UseManualTime()->Iterations(kRounds);
-BENCHMARK_CAPTURE(AgainstGemmi, new_file, true)->UseManualTime()->Iterations(kRounds);
-BENCHMARK_CAPTURE(AgainstPrintf, replacing, false)->UseManualTime()->Iterations(kRounds);
-BENCHMARK_CAPTURE(AgainstPrintf, new_file, true)->UseManualTime()->Iterations(kRounds);
+BENCHMARK_CAPTURE(DimerAgainstGemmi, replacing, false)->UseManualTime()->Iterations(kRounds);
+BENCHMARK_CAPTURE(DimerAgainstGemmi, new_file, true)->UseManualTime()->Iterations(kRounds);
+BENCHMARK_CAPTURE(DimerAgainstPrintf, replacing, false)->UseManualTime()->Iterations(kRounds);
+BENCHMARK_CAPTURE(DimerAgainstPrintf, new_file, true)->UseManualTime()->Iterations(kRounds);
+constexpr int kLargest = 99999;
+BENCHMARK(GrowthAgainstGemmi)->Arg(100)->Arg(1000)->Arg(10000)->Arg(kLargest)->UseManualTime()->Iterations(30);
+BENCHMARK(GrowthAgainstPrintf)->Arg(100)->Arg(1000)->Arg(10000)->Arg(kLargest)->UseManualTime()->Iterations(30);
 
 }  // namespace
