@@ -1,14 +1,19 @@
 # The front door: thin targets over the CMake presets.
-.PHONY: all bootstrap demo test check-asan install package fuzz bench docs valgrind lint analyse format clean
+.PHONY: all program bootstrap demo test check-asan install package fuzz bench docs valgrind lint analyse format clean
 
 all:
 	cmake --preset release
 	cmake --build --preset release
 
+# The library and the program without tests and examples.
+program:
+	cmake --preset release
+	cmake --build --preset release --target nxbriochem nxbriochem_static nxbrio
+
 bootstrap:
 	scripts/bootstrap
 
-demo: bootstrap all
+demo: bootstrap program
 	scripts/demo build/release/bin/nxbrio
 
 test: bootstrap all
@@ -21,11 +26,11 @@ check-asan: bootstrap
 
 # Where to; DESTDIR goes before it.
 PREFIX ?= /usr/local
-install: all
-	cmake --install build/release --prefix $(abspath $(PREFIX))
+install: program
+	cmake --install build/release --prefix "$$(realpath -m "$(PREFIX)")"
 
 # Debian packages in build/package/packages, looked over by lintian and tried in a scratch root.
-package: bootstrap
+package:
 	scripts/bootstrap package
 	cmake --preset package
 	cmake --build --preset package
@@ -39,7 +44,9 @@ fuzz:
 	cmake --build --preset fuzz
 	scripts/fuzz build/fuzz $(FUZZ_SECONDS)
 
-bench: bootstrap
+# Every benchmark beside its peer; writes bench/RESULTS.md and bench/growth.svg. Some six minutes on a quiet machine.
+bench:
+	scripts/bootstrap bench
 	cmake --preset bench
 	cmake --build --preset bench
 	scripts/bench build/bench/bin
@@ -50,8 +57,9 @@ docs:
 	scripts/docs build/docs
 
 # The program and a share of the unit tests under valgrind.
-valgrind: all
+valgrind:
 	scripts/bootstrap valgrind
+	$(MAKE) all
 	scripts/valgrind build/release
 
 # Style and static checks; not part of the tests.

@@ -12,10 +12,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using test_support::read_file;
-using test_support::run;
-using test_support::RunResult;
-using test_support::ScratchDirectory;
+using namespace test_support;
 
 const std::string kSource = NXBRIO_SOURCE_DIR;
 const std::string kBuild = NXBRIO_BUILD_DIR;
@@ -29,7 +26,7 @@ class Install : public testing::Test {
     const RunResult result = run({NXBRIO_CMAKE, "--install", kBuild, "--prefix", scratch_.path("first")});
     ASSERT_EQ(result.status, 0) << result.err;
     fs::rename(scratch_.path("first"), prefix_);
-    ASSERT_TRUE(fs::is_directory(library_dir().parent_path() / "include")) << "the library is not in PREFIX/lib";
+    ASSERT_TRUE(fs::is_directory(library_dir())) << "nothing in PREFIX/" NXBRIO_LIBDIR;
   }
 
   // In the scratch directory, with the environment of a user who knows the prefix and nothing of the tree.
@@ -37,6 +34,17 @@ class Install : public testing::Test {
     return run({"/bin/sh", "-c",
                 "cd '" + scratch_.path("") + "' && export PKG_CONFIG_PATH='" + (library_dir() / "pkgconfig").string() +
                     "' && unset CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH LIBRARY_PATH LD_LIBRARY_PATH && " + command});
+  }
+
+  // A project in C alone, in the directory c.
+  RunResult configure_c(const std::string& package, const std::string& targets) const {
+    fs::create_directory(scratch_.path("c"));
+    scratch_.write("c/CMakeLists.txt",
+                   "cmake_minimum_required(VERSION 3.25)\nproject(client LANGUAGES C)\nfind_package(nxbriochem " +
+                       package + " REQUIRED)\n" + targets);
+    return shell("'" NXBRIO_CMAKE "' -S c -B c/build -DCMAKE_PREFIX_PATH=\"$PWD/moved\" -DCMAKE_C_COMPILER='" NXBRIO_CC
+                 "' -DCMAKE_C_FLAGS='" +
+                 kSanitize + "'");
   }
 
   fs::path library_dir() const { return fs::path(prefix_) / NXBRIO_LIBDIR; }
@@ -91,8 +99,9 @@ TEST_F(Install, ProgramFindsTheLibraryFromItsOwnPlace) {
 TEST_F(Install, CProgramIsBuiltThroughPkgConfig) {
   const std::string readme = read_file(kSource + "/README.md");
   std::smatch line;
-  ASSERT_TRUE(std::regex_search(readme, line, std::regex("\n    (cc first\\.c .*pkg-config.*)\n")));
-  fs::copy_file(kSource + "/examples/first.c", scratch_.path("first.c"));
+  ASSERT_TRUE(std::regex_search(readme, line, std::regex("\n    (cc examples/first\\.c .*pkg-config.*)\n")));
+  fs::create_directory(scratch_.path("examples"));
+  fs::copy_file(kSource + "/examples/first.c", scratch_.path("examples/first.c"));
   std::string build = line[1];
   build.replace(0, 2, NXBRIO_CC " " + kSanitize);
   RunResult result = shell(build);
@@ -102,7 +111,8 @@ TEST_F(Install, CProgramIsBuiltThroughPkgConfig) {
   EXPECT_NE(result.out.find("writing: errors 0\nmemory held: 0 bytes\n"), std::string::npos) << result.out;
 
   if (kSanitize.empty()) {  // the sanitizers do not go into a static program
-    result = shell(NXBRIO_CC " first.c -static $(pkg-config --static --cflags --libs nxbriochem) -o first_static");
+    result =
+        shell(NXBRIO_CC " examples/first.c -static $(pkg-config --static --cflags --libs nxbriochem) -o first_static");
     ASSERT_EQ(result.status, 0) << result.err;
     const RunResult alone = shell("./first_static water.pdb");
     EXPECT_EQ(alone.status, 0) << alone.err;
@@ -131,12 +141,23 @@ TEST_F(Install, CxxProgramIsBuiltThroughFindPackage) {
   EXPECT_TRUE(result.out.starts_with(answer + answer)) << result.out;
   EXPECT_EQ(result.out.find("libnxbriochem"), std::string::npos) << result.out;
 
-  // Another major version is another interface.
-  scratch_.write("client/CMakeLists.txt",
-                 "cmake_minimum_required(VERSION 3.25)\nproject(client LANGUAGES CXX)\n"
-                 "find_package(nxbriochem " +
-                     std::to_string(std::stoi(NXBRIO_VERSION_MAJOR) + 1) + " REQUIRED)\n");
-  EXPECT_NE(shell("'" NXBRIO_CMAKE "' -S client -B other -DCMAKE_PREFIX_PATH=\"$PWD/moved\"").status, 0);
+  // Another major version is another interface, and there are no components.
+  EXPECT_NE(configure_c(std::to_string(std::stoi(NXBRIO_VERSION_MAJOR) + 1), "").err.find("version: " NXBRIO_VERSION),
+            std::string::npos);
+  EXPECT_NE(configure_c("COMPONENTS nothing", "").err.find("no components (nothing were asked for)"),
+            std::string::npos);
+}
+
+// The static library brings along what C does not.
+TEST_F(Install, CProjectTakesTheStaticLibrary) {
+  fs::create_directory(scratch_.path("c"));
+  fs::copy_file(kSource + "/examples/first.c", scratch_.path("c/first.c"));
+  RunResult result = configure_c("",
+                                 "add_executable(first first.c)\n"
+                                 "target_link_libraries(first nxbriochem::nxbriochem_static)\n");
+  ASSERT_EQ(result.status, 0) << result.err;
+  result = shell("'" NXBRIO_CMAKE "' --build c/build && c/build/first water.pdb");
+  EXPECT_EQ(result.status, 0) << result.out << result.err;
 }
 
 // Each by itself, so that none leans on another's includes; the umbrella header with every compiler that is there.
