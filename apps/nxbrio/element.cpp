@@ -72,4 +72,39 @@ int guess_element(std::string_view atom_name, std::string_view residue_name) {
   return atomic_number(letters.substr(0, 1));
 }
 
+int element_of_bondi_radius(std::string_view atom_name, std::string_view residue_name) {
+  const std::string name = upper_case(atom_name.substr(std::min(atom_name.find_first_not_of(' '), atom_name.size())));
+  if (name.empty()) {
+    return 0;
+  }
+  const std::string start = name.substr(0, 2);
+  for (const std::string_view symbol : {"CL", "LI", "SE", "SI", "ZN"}) {
+    if (start == symbol) {
+      return atomic_number(symbol);
+    }
+  }
+  if (start == "CA" && starts_with(upper_case(residue_name), "CA")) {
+    return atomic_number("CA");
+  }
+  switch (name[0]) {
+    case '1':
+    case '2':
+    case '3':
+      return 1;
+    case 'B':
+      return atomic_number(start == "BO" ? "B" : "BR");
+    case 'C':
+    case 'F':
+    case 'H':
+    case 'I':
+    case 'N':
+    case 'O':
+    case 'P':
+    case 'S':
+      return atomic_number(start.substr(0, 1));
+    default:
+      return 0;
+  }
+}
+
 }  // namespace nxbrio

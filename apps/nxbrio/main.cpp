@@ -14,6 +14,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "text.h"
 
 namespace {
 
@@ -90,7 +91,7 @@ only fallen since. All files appear, or none.
 
 int report(int status, const std::string& what) {
   std::fflush(stdout);
-  std::fprintf(stderr, "nxbrio: %s\n", what.c_str());
+  std::fprintf(stderr, "nxbrio: %s\n", nxbrio::on_one_line(what).c_str());
   return status;
 }
 
@@ -266,6 +267,19 @@ void keep_standard_numbers() {
   }
 }
 
+// What was wrong with the call, and where to read about it: in the help of the command, once one was named.
+std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<CLI::App*> named = app.get_subcommands();
+  const std::vector<std::string> strangers = app.remaining();
+  if (!named.empty()) {
+    return error.what() + ("; see nxbrio " + named.front()->get_name() + " --help");
+  }
+  if (!strangers.empty()) {
+    return "no such command as '" + strangers.front() + "'; see nxbrio --help";
+  }
+  return error.what() + std::string("; see nxbrio --help");
+}
+
 int run(int argc, char** argv) {
   CLI::App app(
       "Coulombic binding of two molecules, what structure files hold, their conversion, principal frames,\n"
@@ -294,7 +308,7 @@ int run(int argc, char** argv) {
   } catch (const CLI::Success& help) {
     app.exit(help);
   } catch (const CLI::ParseError& error) {
-    return report(kWrongUsage, error.what() + std::string("; see nxbrio --help"));
+    return report(kWrongUsage, complaint(app, error));
   }
   return kDone;
 }

@@ -272,6 +272,18 @@ std::vector<Structure> collect_models(const std::string& path, const char* forma
 
 // ---- Checks in the text ----
 
+// The text before its END record. gemmi is given no more and no END to look for, so that what it reads is what is
+// checked here.
+std::string_view before_end(std::string_view text) {
+  for (Lines lines(text); lines.next();) {
+    const std::string_view line = lines.line();
+    if (starts_with_ignoring_case(line, "END") && trimmed(line.substr(3, 1)).empty()) {
+      return text.substr(0, static_cast<std::size_t>(line.data() - text.data()));
+    }
+  }
+  return text;
+}
+
 // The records that are needed here, cut or padded to the 80 columns that gemmi takes for granted; other lines are left
 // empty, so that lines keep their numbers.
 std::string needed_pdb_records(std::string_view text) {
@@ -279,7 +291,7 @@ std::string needed_pdb_records(std::string_view text) {
   std::string needed;
   needed.reserve(text.size());
   for (Lines lines(text); lines.next();) {
-    for (const std::string_view record : {"ATOM", "HETA", "MODEL ", "ENDMDL", "TER", "END", "LINK", "SSBOND"}) {
+    for (const std::string_view record : {"ATOM", "HETA", "MODEL ", "ENDMDL", "TER", "LINK", "SSBOND"}) {
       if (starts_with_ignoring_case(lines.line(), record)) {
         const std::string_view line = lines.line().substr(0, kColumns);
         needed.append(line).append(kColumns - line.size(), ' ');
@@ -294,9 +306,6 @@ std::string needed_pdb_records(std::string_view text) {
 void check_pdb_coordinates(const std::string& path, std::string_view text) {
   for (Lines lines(text); lines.next();) {
     const std::string_view line = lines.line();
-    if (upper_case(trimmed(line.substr(0, 6))) == "END") {
-      return;
-    }
     if (!starts_with_ignoring_case(line, "ATOM") && !starts_with_ignoring_case(line, "HETA")) {
       continue;
     }
@@ -394,9 +403,10 @@ void check_mmcif_atoms(const std::string& path, std::string_view text, gemmi::ci
 }  // namespace
 
 std::vector<Structure> read_pdb(const std::string& path, std::string_view text, Models which) {
-  check_pdb_coordinates(path, text);
+  const std::string_view atoms = before_end(text);
+  check_pdb_coordinates(path, atoms);
   try {
-    gemmi::Structure from = gemmi::read_pdb_string(needed_pdb_records(text), path);
+    gemmi::Structure from = gemmi::read_pdb_string(needed_pdb_records(atoms), path);
     return collect_models(path, "PDB", from, read_conect_records(text), which);
   } catch (const std::exception& error) {
     rethrow(path, error.what());

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 
+#include "element.h"
 #include "failure.h"
 #include "text.h"
 
@@ -47,13 +48,16 @@ std::string load(const std::string& path) {
   }
   // A gzipped file that was cut short ends like any other but for the error that is left behind.
   int error = Z_OK;
-  const char* message = gzerror(file.get(), &error);
+  std::string_view message = gzerror(file.get(), &error);
+  if (starts_with(message, path + ": ")) {
+    message.remove_prefix(path.size() + 2);
+  }
   if (error == Z_ERRNO) {
     throw Failure(path, std::strerror(errno));
   }
   if (error != Z_OK) {
-    throw Failure(
-        path, error == Z_BUF_ERROR ? "gzipped file is cut short" : std::string("gzipped file is damaged: ") + message);
+    throw Failure(path, error == Z_BUF_ERROR ? "gzipped file is cut short"
+                                             : std::string("gzipped file is damaged: ").append(message));
   }
   return text;
 }
@@ -108,6 +112,24 @@ std::string take_ending(std::string& name) {
   return ending;
 }
 
+// Which atoms will have a radius that is not their element's, since Bondi radii go by names.
+void note_radii_by_name(Structure& structure) {
+  std::map<std::string, int> counts;
+  for (const Atom& atom : structure.atoms) {
+    if (atom.element != 0 && atom.element != element_of_bondi_radius(atom.name, atom.residue)) {
+      ++counts[element_symbol(atom.element)];
+    }
+  }
+  std::string found;
+  for (const auto& [symbol, count] : counts) {
+    found += formatted("%s%d %s", found.empty() ? "" : ", ", count, symbol.c_str());
+  }
+  if (!found.empty()) {
+    structure.notes.push_back(found +
+                              " without their element's Bondi radius, which goes by the first letters of atom names");
+  }
+}
+
 std::vector<Structure> read(const std::string& path, Models which) {
   const std::string text = load(path);
   std::string name = path.substr(path.rfind('/') + 1);
@@ -132,6 +154,9 @@ std::vector<Structure> read(const std::string& path, Models which) {
     model.name = name;
     model.label = models.size() > 1 ? path + " model " + std::to_string(model.model) : path;
     number_residues(model);
+    if (!model.radii_given) {
+      note_radii_by_name(model);
+    }
   }
   return models;
 }

@@ -120,11 +120,29 @@ std::string in_quotes(std::string_view text) {
   return out + (text.size() > kMost ? "...'" : "'");
 }
 
+std::string on_one_line(std::string_view text) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string out;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '\n' || c == '\t' || c == '\r') {
+      out += c == '\n' ? "\\n" : c == '\t' ? "\\t" : "\\r";
+    } else if (byte < ' ' || byte == 127) {
+      out += {'\\', 'x', kDigits[byte / 16], kDigits[byte % 16]};
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
 std::string formatted(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   va_list again;
   va_copy(again, arguments);
+  // clang's analyser overlooks va_start when it reads a file again, for a second target.
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   const int length = std::vsnprintf(nullptr, 0, format, arguments);
   va_end(arguments);
   std::string out(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');

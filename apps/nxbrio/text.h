@@ -45,6 +45,9 @@ std::optional<int> parse_integer(std::string_view text);
 // Text from a file as it may stand in a message: in quotes, short, printable.
 std::string in_quotes(std::string_view text);
 
+// The text on one line: control characters, which a path may hold, as \n, \t, \r or \x1b. Bytes above 127 are kept.
+std::string on_one_line(std::string_view text);
+
 // As printf, into a string.
 std::string formatted(const char* format, ...) __attribute__((format(printf, 1, 2)));
 

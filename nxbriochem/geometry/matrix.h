@@ -51,7 +51,7 @@ NX_API int nx_reorthogonalize_rotation(float* m);
 // The frames of two triplets of points (9 floats each; R may be one of them): R[3 i + j] is axis i of A's times axis j
 // of B's. The frame of a triplet is e1 along p2 - p1, e2 in the plane of e1 and p3 less the x coordinate of p1 taken
 // from each component, e3 = e1 x e2. That x is taken from all three is meant: frames that programs stored depend on it.
-// Points that coincide give what is not a number.
+// It is the textbook's frame for a p1 whose three components are equal. Points that coincide give what is not a number.
 NX_API int nx_rotation_matrix_from_3_atoms(const float* a, const float* b, float* r);
 // The coordinates of n points (3n floats) in the frame of a triplet, with its first point as origin. `in` and `out` may
 // be one array.
@@ -64,7 +64,10 @@ NX_API int nx_regenerate_from_3_point_coords(const float* p, const float* in, fl
 // R's rows are eigenvectors in descending order of eigenvalue, orthonormal to the rounding of its floats for every
 // symmetric M, equal eigenvalues and singular matrices included. R need not be a proper rotation. Upper triangles are
 // read, lower ones in the tests for diagonal matrices only. Matrices that are not finite count as null ones. M and R
-// may be one array.
+// may be one array. Of the characteristic cubic's roots the one that stands apart is had first, by Newton's method, and
+// the others from the 2 x 2 problem across its eigenvector, which keeps the digits of close ones. Matrices with a
+// diagonal element far below the largest go to Jacobi's method (Demmel and Veselic, SIAM J. Matrix Anal. Appl. 13
+// (1992) 1204).
 
 // The eigenvalues, descending, into 3 floats; into Roots too, unless M is diagonal (all off-diagonal elements below
 // 1e-6 in magnitude).

@@ -77,13 +77,17 @@ NX_API int nx_perceive_top_symmetry_mass_weighted(int mol, float tolerance);
 
 // ---- Superposition ----
 //
+// The best rotation is Kabsch's (Acta Cryst. A 32 (1976) 922), had as a quaternion where it can be (Horn, J. Opt. Soc.
+// Am. A 4 (1987) 629; Theobald, Acta Cryst. A 61 (2005) 478).
+//
 // Atom i of one molecule is matched with atom i of the other; names are not compared. The motion is the proper rotation
 // and the translation of least root mean square deviation over the atoms that take part: all with hydrogens; without,
-// those whose name in the first molecule does not start with H or h. Active conformers are compared. 0, nothing done,
-// when the atom counts differ, for a null array, for a mode that is none of 0 to 5, and where memory has no room for
-// the work arrays. Without any atom that takes part, and with coordinates that are not finite, the deviation is not a
-// number, nothing is moved, and the functions that move or write a motion give 0. A molecule and its copy deviate by
-// exactly 0, and no motion at all is between them.
+// those whose name in the first molecule does not start with H or h. Active conformers are compared, and of
+// the second molecule the active one alone is moved; its transform stays what it was. 0, nothing done, when the atom
+// counts differ, for a null array, for a mode that is none of 0 to 5, and where memory has no room for the work arrays.
+// Without any atom that takes part, and with coordinates that are not finite, the deviation is not a number, nothing is
+// moved, and the functions that move or write a motion give 0. A molecule and its copy deviate by exactly 0, and no
+// motion at all is between them.
 
 // The least RMS deviation, angstrom, into one float. 1. Its sum of squares goes through single precision, so that the
 // last digit may differ from that of the other functions.

@@ -40,10 +40,23 @@ NX_API int nx_make_element_list(int mol);
 
 // ---- Radii by name ----
 
-// Gives every atom a van der Waals radius in the manner of Bondi (J. Phys. Chem. 1964, 68, 441), from its name; when no
-// atom of the molecule has a name, from its integer atom type, read as an atomic number. CA has the radius of calcium
-// only in a residue whose name begins with CA, lone pairs (LP) and unknown Z names have 0, other unknown names 1.9. 1,
-// or 0 when there are neither names nor atom types.
+// Gives every atom a van der Waals radius in the manner of Bondi, from its name; when no atom of the molecule has
+// a name, from its integer atom type, read as an atomic number. 1, or 0 when there are neither names nor atom types.
+// (J. Phys. Chem. 1964, 68, 441.)
+//
+// Of a name the first letter decides, blanks in front passed over, in either case, and the second where it is said:
+//
+//     1 2 3 H   1.20                                   N   1.55
+//     B         1.85 (bromine); BO 1.17 (boron)        O   1.52
+//     C         1.70; CL 1.75; CA 1.14 (calcium)       P   1.8001
+//               in a residue whose name begins with CA S   1.80; SE 1.90; SI 2.10
+//     F         1.47                                   Z   0; ZN 1.39
+//     I         1.98                                   all others, digits from 4 on too, 1.90
+//     L         1.8002; LI 1.82; LP 0 (a lone pair)
+//
+// So most metals get the radius of another element: FE fluorine's, HG hydrogen's, NA and NI nitrogen's, CU and CO
+// carbon's; MG and K have 1.90. That is meant, programs rely on the very numbers: set the radii of such atoms
+// afterwards (nx_set_molecule_radii_element).
 NX_API int nx_assign_bondi_radii(int mol);
 
 // ---- Coulombic binding ----

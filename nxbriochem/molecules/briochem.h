@@ -6,10 +6,11 @@
 // false unless a comment says otherwise. A handle that names no molecule ends the process with a fatal report. Null
 // arrays and buffers give 0 and change nothing, unless they have no element to read or write.
 //
-// An atom's place in an array is its atom index. Arrays are as long as the index bound, which nx_get_molecule_*_length
-// gives and which exceeds the atom count once atoms were deleted; getters leave the places of deleted atoms as they
-// were. Only the packed arrays of names walk the atoms that are there, in index order. The usual order of building a
-// molecule is atom number, per-atom arrays, bond number, bonds.
+// An atom's place in an array is its atom index. Arrays have an entry per index up to the index bound, which exceeds
+// the atom count once atoms were deleted; getters leave the places of deleted atoms as they were. The bound is what
+// nx_get_molecule_*_length gives; of coordinates and bonds that is 3 times their bounds, and of names, whose bound is
+// nx_get_molecule_*_size, the bytes of the packed array. Only the packed arrays of names walk the atoms that are there,
+// in index order. The usual order of building a molecule is atom number, per-atom arrays, bond number, bonds.
 #ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_H
 #define NXBRIOCHEM_MOLECULES_BRIOCHEM_H
 
@@ -287,7 +288,7 @@ NX_API int nx_set_molecule_bonds(const int* bonds, int mol);
 NX_API int nx_get_molecule_bonds(int* bonds, int mol);
 // 1 when some bond has both its ends.
 NX_API int nx_is_molecule_bonds_set(int mol);
-// 3 * the highest bond index bound.
+// 3 * the bound of the bond indices.
 NX_API int nx_get_molecule_bonds_length(int mol);
 // Copies "bond_number*3" when bonds are set; 0 when not or for a null buffer.
 NX_API int nx_get_molecule_bonds_length_string(char* out, int mol);

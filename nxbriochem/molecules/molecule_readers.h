@@ -18,8 +18,8 @@ NX_BEGIN_DECLS
 
 // The names of several files.
 typedef struct File_list {
-  int number;
-  char** names;
+  int number;    // of names
+  char** names;  // NUL-terminated, the caller's
 } File_list;
 
 // A record of a file of charges or radii; its layout is that of the reader that is not here.

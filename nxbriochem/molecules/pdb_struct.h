@@ -15,14 +15,14 @@ typedef struct PdbStruct {
   float charge;              // elementary charges
   float occupancy;           // 1 for an atom that is always there
   float temperature_factor;  // square angstrom
-  int residue_number;
-  char atom_name[8];
-  char residue_name[8];
-  char element[4];  // symbol; empty: told from the atom's name
-  char chain;
-  char insertion_code;
-  char alternate_location;
-  char het_atom;  // 1: HETATM, 0: ATOM
+  int residue_number;        // resSeq, the author's numbering
+  char atom_name[8];         // as a PDB file has it
+  char residue_name[8];      // three characters are usual
+  char element[4];           // symbol; empty: told from the atom's name
+  char chain;                // its letter
+  char insertion_code;       // behind the residue number
+  char alternate_location;   // its letter
+  char het_atom;             // 1: HETATM, 0: ATOM
 } PdbStruct;
 
 // Writes records as a PDB file. Type 0 is plain PDB; type 1 has radius and charge in the columns of occupancy and

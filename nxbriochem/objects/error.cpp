@@ -3,7 +3,9 @@
 // out.
 #include <nxbriochem/objects/error.h>
 
+#include <fcntl.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdarg>
@@ -145,11 +147,14 @@ void write_to_log(const Queue& queue, const char* text) {
   if (error_write == 0 || error_file == nullptr) {
     return;
   }
-  std::FILE* log = std::fopen(error_file, error_write == 1 ? "w" : "a");
+  constexpr mode_t kAllReadAndWrite = 0666;  // less the caller's mask
+  // A report never waits: a pipe that nobody reads cannot be opened, and one that is full takes nothing.
+  const int log =
+      open(error_file, O_WRONLY | O_CREAT | O_NONBLOCK | (error_write == 1 ? O_TRUNC : O_APPEND), kAllReadAndWrite);
   error_write = std::max(error_write, 2);
-  if (log != nullptr) {
-    std::fprintf(log, "%s%s\n", queue.log_prefix, text);
-    std::fclose(log);
+  if (log >= 0) {
+    dprintf(log, "%s%s\n", queue.log_prefix, text);
+    close(log);
   }
 }
 

@@ -2,6 +2,7 @@
 // program asks afterwards how many messages there are, which are new, and prints them. Messages are never removed.
 //
 // Message numbers count from 0. A stored message holds at most 200 characters. All printing goes to standard output.
+// What the two queues say when there is nothing to print differs from function to function and is given as it stands.
 #ifndef NXBRIOCHEM_OBJECTS_ERROR_H
 #define NXBRIOCHEM_OBJECTS_ERROR_H
 
@@ -33,34 +34,36 @@ NX_API int nx_number_of_warnings_with_tag(const char* tag);
 
 // The (k + 1)-th stored message that contains `tag`, k from 0. The queue owns it; it stays valid until the next message
 // is queued. With too few such messages the result is the free space behind the last message, an empty string. An empty
-// queue says so on standard output and gives null, as does a null tag without a word.
+// queue prints "No error messages" and gives null, as does a null tag without a word.
 NX_API const char* nx_error_with_tag(const char* tag, int k);
-// As nx_error_with_tag.
+// As nx_error_with_tag; an empty queue prints "No warning messages".
 NX_API const char* nx_warning_with_tag(const char* tag, int k);
 
-// Prints every message; afterwards none is new. An empty queue says so.
+// Prints every message; afterwards none is new. "No error messages" for an empty queue.
 NX_API void nx_print_all_errors(void);
-// As nx_print_all_errors.
+// As nx_print_all_errors; "No warning messages" for an empty queue.
 NX_API void nx_print_all_warnings(void);
 // All errors, then all warnings.
 NX_API void nx_print_all_errors_warnings(void);
 // All warnings, then all errors.
 NX_API void nx_print_all_warnings_errors(void);
 
-// Prints the errors queued since the last printing of all or new ones; afterwards none is new. An empty queue prints
-// nothing.
+// Prints the errors queued since the last printing of all or new ones; afterwards none is new. "NO NEW ERROR
+// MESSAGES" where none is new, and nothing for an empty queue.
 NX_API void nx_print_new_errors(void);
-// As nx_print_new_errors, but an empty queue says so.
+// As nx_print_new_errors: "NO NEW WARNINGS MESSAGES", and "No warnings messages" for an empty queue.
 NX_API void nx_print_new_warnings(void);
 
-// Prints message n - 1 (message 0 for n = 0) when 0 <= n < count, else nothing. That it is not message n is meant.
+// Prints message n - 1 (message 0 for n = 0) when 0 <= n < count, else nothing. That it is not message n is meant. So
+// the last message is printed by no n, unless it is the only one.
 NX_API void nx_print_error(int n);
 // As nx_print_error, in words of its own.
 NX_API void nx_print_warning(int n);
 
-// Prints the most recent message under the number of messages (not its own number).
+// Prints the most recent message under the number of messages (not its own number); "NO ERROR MESSAGES" for an empty
+// queue.
 NX_API void nx_print_last_error(void);
-// As nx_print_last_error.
+// As nx_print_last_error; "No warnings messages" for an empty queue.
 NX_API void nx_print_last_warning(void);
 
 // From now on every message, error or warning, is echoed to standard output as it is queued.
@@ -73,7 +76,7 @@ NX_API void nx_suppress_error_printing(void);
 
 // Names the log file, which gets a line "ERROR: text" or "WARNING: text" per message. The first message truncates it; a
 // file named later is appended to. 0 and no change for an empty or null path, else 1. A log that cannot be opened is
-// passed over without a word.
+// passed over without a word, and so is, at once, a pipe that nobody reads or that is full.
 NX_API int nx_write_errors_to_file(const char* path);
 
 // Prints all warnings, then all errors, and ends the process with exit status 1.
@@ -84,8 +87,9 @@ NX_API uint32_t nx_time_dependent_seed(void);
 
 // ---- For the library's modules and for programs that extend it ----
 
-// Queues a finished text. Messages end in "\n" where their callers want one. An empty or null text queues a warning
-// instead; one over 200 characters queues a warning first and is stored cut, while the log and the echo get it whole.
+// Queues a finished text. Messages end in "\n" where their callers want one. An empty or null text is not stored: it
+// queues a warning instead; one over 200 characters queues a warning first and is stored cut, while the log and the
+// echo get it whole.
 NX_API void nxi_err(const char* text);
 // As nxi_err, for the warning queue.
 NX_API void nxi_warn(const char* text);

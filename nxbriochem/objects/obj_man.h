@@ -33,7 +33,8 @@ NX_API void obj_sys_init(void);
 
 // Registers an object type: tag 0 to 255, name of under 40 characters (a longer one is cut), bytes per object, and how
 // many objects' room the array gains when full. 1; 0, with a line through the printing function, for a tag out of range
-// or registered already, and 0 for a null name.
+// or registered already, and 0 for a null name. A program's own tags are best above 18, the last one that
+// nxi_object_type_name has a name for; 1 and 2 are the library's.
 NX_API int nxi_register_object(int tag, const char* name, unsigned size, unsigned increment);
 
 // Registers the handle records themselves: tag 1, "handles", 20 bytes, increment 1000. Refusal queues a warning.

@@ -116,8 +116,8 @@ NX_API int nxi_protect_memory(int handle, void* pointer);
 // Ends the protection, and says so; 1, or 0 when the table does not know the block.
 NX_API int nxi_unprotect_memory(int handle, void* pointer);
 
-// Hands a block that was made elsewhere (by malloc) over to the table, but for one of no bytes, which is listed and never
-// freed; 1, or 0 for a null pointer or bad sizes.
+// Hands a block that was made elsewhere (by malloc) over to the table, but for one of no bytes, which is listed and
+// never freed; 1, or 0 for a null pointer or bad sizes.
 NX_API int nxi_attach_pointer_to_object(int handle, int count, int element_size, const char* name, void* pointer);
 // Marks a block of the table as attached; 1, or 0 with a queued error when the table does not know it.
 NX_API int nxi_attach_associated_pointer(int handle, void* pointer);
@@ -141,17 +141,19 @@ NX_API int nxi_mem_total(int handle);
 // Bytes allocated over all tables, in 32-bit arithmetic.
 NX_API uint32_t nxi_total_object_memory_allocated(void);
 
-// Levels of a table, each confirmed through the printing function with the owner's handle; 1, or 0 without a table.
-// Padding of blocks allocated from now on, by one element's size: 0 off, 1 above and below, 2 above, 3 below. Other
-// values are stored without a word and pad nothing.
+// Sets how the table's blocks are padded from now on, by one element's size: 0 not, 1 above and below, 2 above, 3
+// below; confirmed through the printing function with the owner's handle. Other values are stored without a word and
+// pad nothing. 1, or 0 without a table.
 NX_API int nxi_set_memory_padding(int handle, int mode);
-// Bounds checks of the whole table: 0 on demand, 1 before allocations, 2 before releases, 3 before both; above 3 is
-// refused.
+// Sets when the bounds of the whole table are checked: 0 on demand, 1 before allocations, 2 before releases, 3 before
+// both; confirmed likewise. Any other level changes nothing and gives 1 all the same; a line then says that there is no
+// such level, under the number of the level that stays. 0 without a table.
 NX_API int nxi_set_auto_bndcheck(int handle, int level);
-// Unknown old pointers: 0 taken as null, 1 the same with a warning, 2 returned without allocating, 3 end the process
-// with exit status 4; above 3 is refused. Negative levels of these two are refused as well.
+// Sets what becomes of old pointers that the table does not know: 0 taken as null, 1 the same with a warning, 2
+// returned without allocating, 3 end of the process with exit status 4. Otherwise as nxi_set_auto_bndcheck.
 NX_API int nxi_set_memstrict(int handle, int level);
-// Print a line for every allocation and release of the table: 1 on, 0 off. Prints nothing itself.
+// Sets whether every allocation and release of the table prints a line: 1 on, 0 off. Prints nothing itself. 1, or 0
+// without a table.
 NX_API int nxi_set_memprn(int handle, int flag);
 
 // 0 when the block's pads are intact, 1 low pad damaged, 2 high pad, 3 both; -1 after a printed line when unknown.

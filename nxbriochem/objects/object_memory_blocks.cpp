@@ -81,9 +81,6 @@ Request make_request(const Table& table, Mode mode, int element_size, int count,
 }
 
 void grow_pack_store(Table& table, int64_t needed) {
-  if (needed > INT32_MAX) {
-    block_exhausted("out of memory mallocing %d for %s!\n", table.pack_used, "pads");
-  }
   int64_t capacity = table.pack_capacity;
   while (capacity * kPackUnit < needed) {
     ++capacity;
@@ -106,6 +103,9 @@ int32_t save_pad(Table& table, const unsigned char* pad, int32_t size) {
     return seed;
   }
   const int64_t needed = static_cast<int64_t>(seed) + size;
+  if (needed > INT32_MAX) {  // the store's last unit goes beyond
+    block_exhausted("out of memory mallocing %d for %s!\n", table.pack_used, "pads");
+  }
   if (needed > static_cast<int64_t>(table.pack_capacity) * kPackUnit || table.pack == nullptr) {
     grow_pack_store(table, needed);
   }

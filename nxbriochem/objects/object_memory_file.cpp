@@ -123,11 +123,11 @@ bool is_plausible(const Table& table, const Entry& entry) {
 bool is_level(int32_t value) { return value >= 0 && value <= 3; }
 
 bool is_plausible(const Table& table) {
-  constexpr int32_t kMost = INT32_MAX / 2;  // room for the fields to grow by their steps
+  constexpr int32_t kMostCapacity = INT32_MAX / 2;  // room to grow by steps
   // A pack store has as many units as its bytes need, so more are a lie that the next pad would pay for.
-  return table.count >= 0 && table.count <= table.capacity && table.capacity <= kMost && table.pack_used >= 0 &&
-         table.pack_used <= kMost && is_level(table.strictness) && is_level(table.auto_check) &&
-         table.pack_capacity == (table.pack_used + kPackUnit - 1) / kPackUnit;
+  return table.count >= 0 && table.count <= table.capacity && table.capacity <= kMostCapacity && table.pack_used >= 0 &&
+         is_level(table.strictness) && is_level(table.auto_check) &&
+         table.pack_capacity == (int64_t{table.pack_used} + kPackUnit - 1) / kPackUnit;
 }
 
 // The block's bytes in plain memory; null when the stream ends before them.

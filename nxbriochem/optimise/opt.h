@@ -9,6 +9,11 @@
 // made, changed, cleared and deleted, but none can be run, and the one that is running can neither be cleared, deleted
 // nor given another size; these calls give 0. Callbacks must return, and must not free all tracked memory.
 //
+// The line-search methods are quasi-Newton ones: the dense method is BFGS on the inverse matrix (Nocedal and Wright,
+// Numerical Optimization, 2nd ed., 6.1), the vector-only one its limited-memory form (Nocedal, Math. Comput. 35 (1980)
+// 773), both with a line search for the strong Wolfe conditions (the same, 3.5; Fletcher, Practical Methods of
+// Optimization, 2.6).
+//
 // At debug level 2 a run tells on standard output what it does. The texts speak of an "overlap volume", whatever the
 // value is; programs read them.
 #ifndef NXBRIOCHEM_OPTIMISE_OPT_H
@@ -66,7 +71,8 @@ NX_API int nx_set_opt_hessian_list(int list, int opt);
 // steepest descent and 400, 2 the dense quasi-Newton method and 200. The limit stays when the caller has set it. Any
 // other code changes nothing and gives 1 if a method is already chosen, else 0. An optimiser for which no method was
 // chosen takes one at its first run: the dense one with a hessian callback; with a gradient callback the vector-only
-// one above 40 variables, else the dense one; without either steepest descent.
+// one above 40 variables, else the dense one; without either steepest descent. That choice leaves the limit alone: 200
+// then holds for all of them.
 NX_API int nx_set_opt_method(int opt, int method);
 // The most iterations of a run (200). From now on nx_set_opt_method leaves it alone.
 NX_API int nx_set_opt_maximum_iterations(int opt, int count);
@@ -97,7 +103,9 @@ NX_API int nx_set_opt_itersave(int opt, int on);
 // curvature, or with steepest descent, unless the run failed, its last step. A first step that is set comes before
 // both.
 NX_API int nx_set_opt_restart(int opt);
-// 0 silent, 1 abnormal ends, 2 everything.
+// 0 silent; from 1 on the dense method prints "Abnormal Termination! Gradient identically zero." where all derivatives
+// are 0 at the start and "Abnormal Termination! Hessian Update with zero vectors" where a step changes nothing; 2
+// everything. Being out of iterations is no abnormal end.
 NX_API int nx_set_opt_debug(int opt, int level);
 // Evaluations that the last run asked of the callbacks.
 NX_API int nx_get_opt_total_function_calls(int opt, int* calls);

@@ -67,16 +67,19 @@ inline constexpr unsigned kNxPdbFlavorDelPhi = 24;
 // is written in place.
 class NX_API nxmolostream {
  public:
+  // A stream without file and format.
   nxmolostream();
   nxmolostream(const nxmolostream&) = delete;
   nxmolostream& operator=(const nxmolostream&) = delete;
   // Discards what was not closed.
   ~nxmolostream();
 
-  // False, with a warning "Unable to open %s for writing: %s" (name, system's reason), when the file cannot be made.
+  // Opens a file for writing; what an open stream collected is discarded. False, with a warning "Unable to open %s for
+  // writing: %s" (name, system's reason), when the file cannot be made.
   bool open(const char* filename);
+  // The format of the molecules that are written from now on; Undefined takes it off. One format per file: set it once.
   void SetFormat(NxFileType type);
-  // Flavour 0 is the plain format.
+  // A format's flavour, kept for when the format is set. 0 is the plain format.
   void SetFlavor(NxFileType type, unsigned flavor);
   // Writes the whole file and makes it appear. False, with a warning "Unable to write %s: %s", when it could not be
   // written; false too when a molecule was refused, as write() has reported, and when no file is open. Then no file

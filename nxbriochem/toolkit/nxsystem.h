@@ -17,7 +17,9 @@ namespace NxSystem {
 // with a newline added where the text has none. Texts are of any length; they are never cut.
 class NX_API NxErrorHandler {
  public:
+  // Reports that something was passed over or refused, and returns. The format and what follows are printf's.
   void Warning(const char* format, ...) NX_PRINTF(2, 3);
+  // Reports that something failed, and returns; otherwise as Warning.
   void Error(const char* format, ...) NX_PRINTF(2, 3);
   // Does not return: flushes standard output, reports, and ends the process with exit status 1.
   [[noreturn]] void Fatal(const char* format, ...) NX_PRINTF(2, 3);
@@ -41,19 +43,19 @@ template <class T>
 struct NxDataTypeOf;
 template <>
 struct NxDataTypeOf<int> {
-  static constexpr NxDataType value = NxDataType::Int;
+  static constexpr NxDataType value = NxDataType::Int;  // of int
 };
 template <>
 struct NxDataTypeOf<float> {
-  static constexpr NxDataType value = NxDataType::Float;
+  static constexpr NxDataType value = NxDataType::Float;  // of float
 };
 template <>
 struct NxDataTypeOf<double> {
-  static constexpr NxDataType value = NxDataType::Double;
+  static constexpr NxDataType value = NxDataType::Double;  // of double
 };
 template <>
 struct NxDataTypeOf<char> {
-  static constexpr NxDataType value = NxDataType::Char;
+  static constexpr NxDataType value = NxDataType::Char;  // of char
 };
 
 // Generic data: items under integer tags, each a typed value, a typed array with its length, or a string. Storing
@@ -61,9 +63,13 @@ struct NxDataTypeOf<char> {
 // until the item is replaced or deleted, or the owner is cleared or destroyed.
 class NX_API NxBase {
  public:
+  // No data.
   NxBase();
+  // Copies of every item.
   NxBase(const NxBase& other);
+  // Replaces every item by copies of the other's; assigning to itself changes nothing.
   NxBase& operator=(const NxBase& other);
+  // Destroys every item.
   virtual ~NxBase();
 
   // Stores one value; an array of one reads back the same. Texts go to the overload below.
@@ -76,6 +82,7 @@ class NX_API NxBase {
   T* SetData(int tag, const T* values, std::size_t n) {
     return static_cast<T*>(Store(tag, NxDataTypeOf<T>::value, values, n, sizeof(T)));
   }
+  // Stores a copy of a text, which GetStringData reads back up to its first NUL; nothing under a tag below 1.
   void SetData(int tag, std::string_view text);
 
   // The stored item and, through n when given, its length. Null when the tag holds nothing; null with a type warning
@@ -92,8 +99,9 @@ class NX_API NxBase {
   // The stored string, NUL-terminated, or null as above.
   const char* GetStringData(int tag) const;
 
+  // Whether the tag holds an item of any type.
   bool HasData(int tag) const;
-  // False when the tag holds nothing.
+  // Deletes the item. False when the tag holds nothing.
   bool DeleteData(int tag);
   // Deletes every item.
   void Clear();
@@ -110,7 +118,9 @@ class NX_API NxBase {
 // A grid. The library only hands out handles for grids; what a grid holds is the caller's generic data.
 class NX_API NxBrioGrid : public NxBase {
  public:
+  // A grid without data.
   NxBrioGrid();
+  // Destroys its data. Handles are not looked after: release them first (memmgr.h).
   ~NxBrioGrid() override;
 };
 
