@@ -4,7 +4,7 @@
 
 static void tell(const char* what, int handle) { printf("%-20s %d, %s\n", what, handle, nxi_object_type_name(handle)); }
 
-/* An object type of the program's own: a tag from 5 up, its name, its size, and how much room is made at once. */
+/* An object type of the program's own: a tag from 19 to 255, its name, its size, and how much room is made at once. */
 typedef struct Probe {
   float place[3];
 } Probe;

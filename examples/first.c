@@ -54,9 +54,9 @@ int main(int argc, char** argv) {
   int written = nx_write_molecule(path, "pdb", first);
   look_back("writing");
 
-  /* The library knows what memory it holds. */
   nx_delete_molecule(second);
   nx_delete_molecule(first);
+  /* What is in tracked memory. Molecules are not: each has to be deleted, and no total tells of one that was not. */
   printf("memory held: %u bytes\n", (unsigned)nx_total_memory_allocated());
   return written == 1 && nx_number_of_errors() == 0 && nx_total_memory_allocated() == 0 ? 0 : 1;
 }

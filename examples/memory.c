@@ -1,5 +1,5 @@
-/* Finding a leak, an overrun and a rogue pointer with the library's own books. docs/memory.md shows what this prints.
- */
+/* Finding a leak, a double free, an overrun and a rogue pointer with the library's own books. docs/memory.md shows what
+   this prints. */
 #include <nxbriochem/nxbriochem.h>
 #include <stdio.h>
 
@@ -22,6 +22,14 @@ static void find_a_leak(void) {
   nx_flag_memory_allocation_by_size(96);
   leaky_step();
   nx_clear_memory_flag();
+}
+
+/* The second release is of a block that is not on record any more, and does nothing but warn. */
+static void free_twice(void) {
+  float* charges = nx_malloc(96);
+  nx_free(charges);
+  nx_free(charges);
+  nx_print_new_warnings();
 }
 
 /* A type of object, so that there is a memory table to work with; its objects need no bytes of their own. */
@@ -78,6 +86,7 @@ static void named_values(int job) {
 
 int main(void) {
   find_a_leak();
+  free_twice();
   nxi_register_object(kJob, "jobs", 0, 10);
   int job = make_job();
   find_an_overrun(job);
