@@ -6,20 +6,42 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 
+// A sanitizer's report is no end that a function may have. By these names the sanitizers ask for their options.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" const char* __asan_default_options();
+extern "C" const char* __ubsan_default_options();
+extern "C" const char* __asan_default_options() { return "exitcode=99"; }
+extern "C" const char* __ubsan_default_options() { return "exitcode=99"; }
+// NOLINTEND(bugprone-reserved-identifier)
+
 namespace driver {
 namespace {
 
-constexpr std::size_t kMostKept = 16;
+constexpr std::size_t kFew = 16;
 constexpr std::size_t kArrays = 12;
 constexpr std::size_t kFilled = 4096;
 constexpr int kMostIndex = 1000;
 constexpr std::array kHostileInts = {-1, 0, 1, INT_MIN, INT_MAX, -999999999, -1000000001, 1000000007, 31, 32, 255, 256};
+
+// What sizes in brackets ask of the molecule drawn last.
+struct Getter {
+  char letter;
+  int (*size)(int mol);
+};
+constexpr std::array kGetters = {
+    Getter{'A', nx_get_molecule_radii_length},       Getter{'B', nx_get_molecule_bonds_length},
+    Getter{'C', nx_get_molecule_coordinates_length}, Getter{'N', nx_get_molecule_name_length},
+    Getter{'F', nx_get_molecule_file_name_length},   Getter{'P', nx_get_molecule_atom_number},
+    Getter{'W', nx_get_molecule_atom_names_length},  Getter{'X', nx_get_molecule_residue_names_length},
+    Getter{'Y', nx_get_molecule_chain_names_length},
+};
 
 template <typename T>
 T* as(void* array) {
@@ -28,18 +50,33 @@ T* as(void* array) {
 
 }  // namespace
 
+std::vector<Kind> kinds_of(std::string_view text) {
+  std::vector<Kind> kinds;
+  while (!text.empty()) {
+    const std::size_t end = text.size() > 1 && text[1] == '[' ? text.find(']') : 0;
+    kinds.push_back({text[0], end == 0 ? std::string_view() : text.substr(2, end - 2)});
+    text.remove_prefix(end + 1);
+  }
+  return kinds;
+}
+
 Arguments::Arguments(unsigned seed, std::string directory)
     : random_(seed), directory_(std::move(directory)), scratch_(std::tmpfile()) {
   for (std::size_t i = 0; i < kArrays; ++i) {
     arrays_.push_back(std::make_unique<double[]>(kRoom));
   }
-  rows_.resize(kArrays);
   for (const char* name : {"/a", "/b.pdb", "/no/such/directory", ""}) {
     paths_.push_back(directory_ + name);
   }
 }
 
 Arguments::~Arguments() { std::fclose(scratch_); }
+
+void Arguments::begin(bool in_child) {
+  in_child_ = in_child;
+  no_molecule_ = false;
+  exact_arrays_.clear();
+}
 
 int Arguments::one_of(const std::vector<int>& pool) {
   if (pool.empty() || one_in(12)) {
@@ -51,6 +88,7 @@ int Arguments::one_of(const std::vector<int>& pool) {
 int Arguments::molecule(char kind) {
   if (kind != 'x' && one_in(60)) {
     in_child_ = true;
+    no_molecule_ = true;
     return one_of({});
   }
   if (molecules_.empty()) {
@@ -58,10 +96,11 @@ int Arguments::molecule(char kind) {
   }
   const std::size_t at = random_() % molecules_.size();
   const int handle = molecules_[at];
-  // An array is never longer than the room that the getters are given.
+  // Indices are not given twice, so that arrays get ever longer.
   if (nx_get_molecule_radii_length(handle) > kMostIndex || nx_get_molecule_bonds_length(handle) > kMostIndex) {
     nx_clear_molecule(handle);
   }
+  last_molecule_ = handle;
   if (kind == 'q' && nx_get_molecule_atom_number(handle) == 0) {
     in_child_ = true;
   }
@@ -149,27 +188,72 @@ const char* Arguments::text(char kind) {
   if (kind == 'w') {
     return kWords[random_() % kWords.size()];
   }
-  return one_in(20) ? kLong.c_str() : kTexts[random_() % kTexts.size()];
+  last_text_ = one_in(20) ? kLong.c_str() : kTexts[random_() % kTexts.size()];
+  return last_text_;
 }
 
-void* Arguments::array(std::size_t element_size, char type) {
+std::size_t Arguments::getter(char letter) {
+  if (letter == 'U' || letter == 'V') {
+    return static_cast<std::size_t>(
+        (letter == 'U' ? nx_object_floats_size : nx_object_integers_size)(last_text_, last_handle_));
+  }
+  // There the call ends before it looks at an array, unless the molecule is one of the others after all.
+  const auto* const found =
+      std::find_if(kGetters.begin(), kGetters.end(), [letter](const Getter& g) { return g.letter == letter; });
+  return no_molecule_ ? kRoom : static_cast<std::size_t>(found->size(last_molecule_));
+}
+
+std::size_t Arguments::size_of(std::string_view text) {
+  const bool at_least_one = text[0] == '^';
+  std::size_t sum = 0;
+  std::size_t product = 1;
+  for (const char* c = text.data() + (at_least_one ? 1 : 0); c != text.data() + text.size();) {
+    std::size_t number = 0;
+    if (const auto digits = std::from_chars(c, text.data() + text.size(), number); digits.ec == std::errc()) {
+      product *= number;
+      c = digits.ptr;
+      continue;
+    }
+    if (*c == '+') {
+      sum += std::exchange(product, 1);
+    } else if (*c >= 'a' && *c <= 'z') {
+      product *= static_cast<std::size_t>(std::max(values_[static_cast<std::size_t>(*c - 'a')], 0L));
+    } else {
+      product *= getter(*c);
+    }
+    ++c;
+  }
+  return std::max<std::size_t>(sum + product, at_least_one ? 1 : 0);
+}
+
+void* Arguments::exact(std::size_t bytes) { return exact_arrays_.emplace_back(std::make_unique<char[]>(bytes)).get(); }
+
+void* Arguments::array(std::size_t element_size, char type, std::string_view size) {
   if (one_in(40)) {
     return nullptr;
   }
-  void* const array = arrays_[next_array_++ % kArrays].get();
+  const std::size_t count = size.empty() ? kFilled : size_of(size);
+  void* const array = size.empty() ? arrays_[next_array_++ % kArrays].get() : exact(count * element_size);
+  fill(array, element_size, type, count);
+  return array;
+}
+
+void Arguments::fill(void* array, std::size_t element_size, char type, std::size_t count) {
   const bool finite = !one_in(4);
-  for (std::size_t i = 0; i < kFilled; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     const double x = i < kMostCount * 3 || !finite ? number() : 1.0;
     const double plain = finite && !(std::fabs(x) < 1e6) ? 1.0 : x;
     switch (type) {
+      case '0':
+        return;
       case 'f':
         as<float>(array)[i] = static_cast<float>(plain);
         break;
       case 'd':
         as<double>(array)[i] = plain;
         break;
-      case 't':
-        as<char>(array)[i] = i % 4 == 3 || i + 1 == kFilled ? '\0' : " CANOH12x\n%"[below(11)];
+      case 't':  // names of three characters, or as many of one
+        as<char>(array)[i] = count % 4 == 0 && i % 4 == 3 ? '\0' : " CANOH12x\n%"[below(11)];
         break;
       default:
         if (element_size == sizeof(int)) {
@@ -179,20 +263,19 @@ void* Arguments::array(std::size_t element_size, char type) {
         }
     }
   }
-  return array;
 }
 
-void* Arguments::rows(std::size_t element_size) {
-  auto* const elements = static_cast<char*>(array(element_size, element_size == sizeof(float) ? 'f' : 'd'));
-  if (elements == nullptr) {
+void* Arguments::rows(std::size_t element_size, std::string_view size) {
+  if (one_in(40)) {
     return nullptr;
   }
-  std::vector<void*>& rows = rows_[next_array_ % kArrays];
-  rows.clear();
-  for (std::size_t i = 0; i < kMostCount; ++i) {
-    rows.push_back(elements + i * kMostCount * element_size);
+  const std::size_t count = size.empty() ? kMostCount : size_of(size);
+  auto* const rows = as<void*>(exact(count * sizeof(void*)));
+  for (std::size_t i = 0; i < count; ++i) {
+    rows[i] = exact(count * element_size);
+    fill(rows[i], element_size, element_size == sizeof(float) ? 'f' : 'd', count);
   }
-  return rows.data();
+  return rows;
 }
 
 void* Arguments::block() {
@@ -260,38 +343,44 @@ void Arguments::run(const std::function<void()>& call) {
   }
 }
 
+std::array<Arguments::Pool, 6> Arguments::pools() {
+  return {Pool{'m', molecules_, [](int mol) { nx_delete_molecule(mol); }},
+          Pool{'l', lists_, [](int list) { nx_delete_list(list); }},
+          Pool{'f', function_lists_, [](int list) { nx_delete_function_list(list); }},
+          Pool{'o', optimisers_, [](int opt) { nx_delete_opt(opt); }},
+          Pool{'r', sequences_, [](int sequence) { nx_delete_rseq(sequence); }},
+          Pool{'g', objects_, [](int object) {
+                 nxi_delete_object(object);
+                 nxi_delete_memory_table(object);
+               }}};
+}
 void Arguments::keep(char kind, int handle) {
-  struct Pool {
-    char kind;
-    std::vector<int>& handles;
-    std::function<void(int)> destroy;
-  };
-  const std::array<Pool, 6> pools = {Pool{'m', molecules_, [](int mol) { nx_delete_molecule(mol); }},
-                                     Pool{'l', lists_, [](int list) { nx_delete_list(list); }},
-                                     Pool{'f', function_lists_, [](int list) { nx_delete_function_list(list); }},
-                                     Pool{'o', optimisers_, [](int opt) { nx_delete_opt(opt); }},
-                                     Pool{'r', sequences_, [](int sequence) { nx_delete_rseq(sequence); }},
-                                     Pool{'g', objects_, [](int object) {
-                                            nxi_delete_object(object);
-                                            nxi_delete_memory_table(object);
-                                          }}};
-  for (const Pool& pool : pools) {
+  for (const Pool& pool : pools()) {
     if (pool.kind == kind && handle != 0) {
       pool.handles.push_back(handle);
-      if (pool.handles.size() > kMostKept) {
-        pool.destroy(pool.handles.front());
-        pool.handles.erase(pool.handles.begin());
-      }
-    }
-    if (kind == '\0') {
-      std::for_each(pool.handles.begin(), pool.handles.end(), pool.destroy);
-      pool.handles.clear();
     }
   }
 }
 
+void Arguments::thin_out() {
+  for (const Pool& pool : pools()) {
+    for (int i = 0; i < 2 && pool.handles.size() > kFew; ++i) {
+      std::swap(pool.handles[random_() % pool.handles.size()], pool.handles.back());
+      const int handle = pool.handles.back();
+      pool.handles.pop_back();
+      pool.destroy(handle);
+    }
+  }
+  for (int i = 0; i < 2 && tracked_.size() > kFew; ++i) {
+    nx_free(take_tracked());
+  }
+}
+
 void Arguments::delete_all() {
-  keep('\0', 0);
+  for (const Pool& pool : pools()) {
+    std::for_each(pool.handles.begin(), pool.handles.end(), pool.destroy);
+    pool.handles.clear();
+  }
   nxi_fclose_all();
 }
 

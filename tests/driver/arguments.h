@@ -11,7 +11,13 @@
 //   s  text     w  format or level word     p  path       F  a stream that the registry holds, or another
 //   T  stream to read from                  W  stream to write to
 //   k  block of the memory table of the handle drawn before         t  tracked block
-//   *  array of kRoom elements, rows or callback; all but blocks and streams may be null
+//   *  array, rows or callback; all but blocks and streams may be null
+//
+// An array may be followed by its size in brackets, which is then a heap block of exactly so many elements, so that a
+// sanitizer sees one too many: "3be+2" is three times the second argument times the fifth, and 2. Negative arguments
+// count as 0, "^" in front makes it at least 1; rows are so many of so many. A capital is what a getter says of the
+// molecule (or of the object's values) drawn before: see kGetters. L[...] is an int near such a size. What has a size
+// is drawn after all else, from right to left. Arrays without one, which no getter tells, have kRoom elements.
 //
 // Preconditions that calls have by contract are kept: no count exceeds the arrays, which do not overlap, and a block is
 // only freed by the allocator that it came from. A handle that names no molecule ends the process, so such a call is
@@ -19,6 +25,7 @@
 #ifndef NXBRIOCHEM_TESTS_DRIVER_ARGUMENTS_H
 #define NXBRIOCHEM_TESTS_DRIVER_ARGUMENTS_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -26,6 +33,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -35,10 +43,16 @@
 
 namespace driver {
 
-// Elements of each array handed to a call, whatever their type.
+// Elements of an array without a size, whatever their type.
 inline constexpr std::size_t kRoom = std::size_t{1} << 16;
-// The largest count, and so the rows of a matrix.
+// The largest count.
 inline constexpr int kMostCount = 64;
+
+struct Kind {
+  char letter;
+  std::string_view size;  // without its brackets; empty: none
+};
+std::vector<Kind> kinds_of(std::string_view text);
 
 class Arguments {
  public:
@@ -48,28 +62,35 @@ class Arguments {
   ~Arguments();
 
   // Before each call: whether it is made in a child.
-  void begin(bool in_child) { in_child_ = in_child; }
+  void begin(bool in_child);
 
+  // Draws the argument at a place if it is of those that have a size, or of those that have none.
   template <typename T>
-  T draw(char kind) {
+  void draw(T& value, const Kind& kind, std::size_t place, bool with_size) {
+    if (kind.size.empty() == with_size) {
+      return;
+    }
     if constexpr (std::is_pointer_v<T>) {
-      return draw_pointer<T>(kind);
+      value = draw_pointer<T>(kind);
     } else if constexpr (std::is_floating_point_v<T>) {
-      return static_cast<T>(number());
+      value = static_cast<T>(number());
     } else if constexpr (std::is_integral_v<T>) {
-      return static_cast<T>(integer(kind));
-    } else {
-      return T{};
+      value = static_cast<T>(with_size ? static_cast<int>(size_of(kind.size)) + below(3) - 1 : integer(kind.letter));
+      values_[place] = static_cast<long>(value);
     }
   }
 
   // Makes the call, in a child if it must be. A child that is ended by a signal ends the driver.
   void run(const std::function<void()>& call);
 
-  // Remembers a handle (m, l, f, o, r or g), and deletes the oldest of its kind when there are many.
+  // Remembers a handle (m, l, f, o, r or g).
   void keep(char kind, int handle);
+  // Deletes some of whatever there are many of.
+  void thin_out();
   // Remembers a block of the table of the last handle drawn.
   void keep_block(void* block);
+  // A block of the table of the handle drawn last, or another.
+  void* block();
   void keep_stream(std::FILE* stream) { streams_.push_back(stream); }
   void keep_tracked(void* block) { tracked_.push_back(block); }
   // A tracked block, no longer remembered; null when there is none.
@@ -90,34 +111,46 @@ class Arguments {
     void* block;
   };
 
+  struct Pool {
+    char kind;
+    std::vector<int>& handles;
+    void (*destroy)(int handle);
+  };
+
   template <typename T>
-  T draw_pointer(char kind) {
+  T draw_pointer(const Kind& kind) {
     using Element = std::remove_cv_t<std::remove_pointer_t<T>>;
     if constexpr (std::is_function_v<Element>) {
       return one_in(8) ? nullptr : Callback<T>::of(below(2));
     } else if constexpr (std::is_same_v<Element, std::FILE>) {
-      return stream(kind);
+      return stream(kind.letter);
     } else if constexpr (std::is_same_v<T, const char*>) {
-      return kind == '*' ? static_cast<T>(array(sizeof(char), 't')) : text(kind);
+      return kind.letter == '*' ? static_cast<T>(array(sizeof(char), 't', kind.size)) : text(kind.letter);
     } else if constexpr (std::is_void_v<Element>) {
-      return kind == 'k' ? block() : kind == 't' ? tracked() : array(sizeof(double), 'd');
+      return kind.letter == 'k' ? block() : kind.letter == 't' ? tracked() : array(sizeof(double), 'd', kind.size);
     } else if constexpr (std::is_same_v<Element, float*> || std::is_same_v<Element, double*>) {
-      return static_cast<T>(rows(sizeof(std::remove_pointer_t<Element>)));
+      return static_cast<T>(rows(sizeof(std::remove_pointer_t<Element>), kind.size));
     } else if constexpr (std::is_arithmetic_v<Element>) {
       constexpr char kType = std::is_same_v<Element, char>     ? 't'
                              : std::is_same_v<Element, float>  ? 'f'
                              : std::is_same_v<Element, double> ? 'd'
                                                                : 'i';
-      return static_cast<T>(array(sizeof(Element), kType));
+      return static_cast<T>(array(sizeof(Element), kType, kind.size));
+    } else if constexpr (std::is_trivial_v<Element>) {
+      return static_cast<T>(array(sizeof(Element), '0', kind.size));
     } else {
       return nullptr;  // records that only functions take which are not there
     }
   }
 
-  // Filled with numbers ('f', 'd'), ints ('i') or text ('t'); null at times.
-  void* array(std::size_t element_size, char type);
-  void* rows(std::size_t element_size);
-  void* block();
+  // Filled with numbers ('f', 'd'), ints ('i'), text ('t') or zeros ('0'); null at times.
+  void* array(std::size_t element_size, char type, std::string_view size);
+  void fill(void* array, std::size_t element_size, char type, std::size_t count);
+  void* rows(std::size_t element_size, std::string_view size);
+  void* exact(std::size_t bytes);
+  std::size_t size_of(std::string_view text);
+  std::size_t getter(char letter);
+  std::array<Pool, 6> pools();
   void* tracked();
   std::FILE* stream(char kind);
   int molecule(char kind);
@@ -128,10 +161,14 @@ class Arguments {
   std::string directory_;
   std::vector<std::string> paths_;
   bool in_child_ = false;
+  bool no_molecule_ = false;  // one was drawn that need not be there
   int last_handle_ = 0;
+  int last_molecule_ = 0;
+  const char* last_text_ = nullptr;
+  std::array<long, 16> values_{};  // of the arguments that are integers
   std::vector<std::unique_ptr<double[]>> arrays_;
   std::size_t next_array_ = 0;
-  std::vector<std::vector<void*>> rows_;
+  std::vector<std::unique_ptr<char[]>> exact_arrays_;
   std::FILE* scratch_;
   std::vector<int> molecules_;
   std::vector<int> lists_;

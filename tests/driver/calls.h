@@ -1,4 +1,4 @@
-// The tables of the random-call driver: one entry per exported function, with how its arguments are drawn.
+// The random-call driver's entries: one per exported function, with how its arguments are drawn.
 #ifndef NXBRIOCHEM_TESTS_DRIVER_CALLS_H
 #define NXBRIOCHEM_TESTS_DRIVER_CALLS_H
 
@@ -10,32 +10,35 @@ namespace driver {
 
 struct Entry {
   const char* name;
-  // A letter per argument (arguments.h), then perhaps ':' and a letter for where the handle goes that is returned.
+  // A letter per argument with the size of an array (arguments.h), then perhaps ':' and a letter for where the handle
+  // goes that is returned.
   const char* kinds;
   void (*call)(Arguments& arguments, const char* kinds);
   // Whether the call may end the process by contract, or free blocks under the driver's feet, and so runs in a child.
-  bool in_child;
+  bool in_child = false;
   // Whether it must leave the number of tracked blocks as it is.
-  bool keeps_nothing;
+  bool keeps_nothing = false;
 };
 
-std::vector<Entry> object_calls();
-std::vector<Entry> memory_calls();
-std::vector<Entry> molecule_calls();
-std::vector<Entry> geometry_calls();
-std::vector<Entry> optimise_calls();
+// Those of calls.def, and those whose call is written out.
+std::vector<Entry> table_calls();
+std::vector<Entry> special_calls();
+// Calls made so often that what holds their results must grow, beyond the first time.
+std::vector<Entry> growing_calls();
 
-// Draws the arguments from left to right, runs the call unless it is to be tried in a child, and keeps its handle.
+// Draws the arguments, runs the call, in a child if it must be, and keeps its handle.
 template <auto Function, typename Result, typename... Values, std::size_t... I>
-void call_with(Result (*)(Values...), Arguments& arguments, const char* kinds, std::index_sequence<I...>) {
-  // Braces: drawn in order.
-  std::tuple<Values...> drawn{arguments.draw<Values>(kinds[I])...};
+void call_with(Result (*)(Values...), Arguments& arguments, const char* text, std::index_sequence<I...>) {
+  const std::vector<Kind> kinds = kinds_of(text);
+  std::tuple<Values...> drawn{};
   constexpr std::size_t next = sizeof...(Values);
+  (arguments.draw(std::get<I>(drawn), kinds[I], I, false), ...);
+  (arguments.draw(std::get<next - 1 - I>(drawn), kinds[next - 1 - I], next - 1 - I, true), ...);
   arguments.run([&] {
     if constexpr (std::is_same_v<Result, int>) {
       const int result = std::apply(Function, drawn);
-      if (kinds[next] == ':') {
-        arguments.keep(kinds[next + 1], result);
+      if (kinds.size() > next) {
+        arguments.keep(kinds[next + 1].letter, result);
       }
     } else if constexpr (std::is_same_v<Result, void*>) {
       arguments.keep_block(std::apply(Function, drawn));
@@ -53,17 +56,20 @@ void call(Arguments& arguments, const char* kinds) {
   call_with<Function>(Function, arguments, kinds, decltype(indices(Function))());
 }
 
-}  // namespace driver
+// Entries of the table: a plain one, one that must free what it allocates, and one that may end the process.
+template <auto Function>
+Entry plain(const char* name, const char* kinds) {
+  return {name, kinds, call<Function>};
+}
+template <auto Function>
+Entry pure(const char* name, const char* kinds) {
+  return {name, kinds, call<Function>, false, true};
+}
+template <auto Function>
+Entry ends(const char* name, const char* kinds) {
+  return {name, kinds, call<Function>, true};
+}
 
-// Entries: a plain one; one that must free what it allocates; one that may end the process.
-#define ENTRY(function, kinds) \
-  { #function, kinds, &driver::call < &function>, false, false }
-#define PURE(function, kinds) \
-  { #function, kinds, &driver::call < &function>, false, true }
-#define ENDS(function, kinds) \
-  { #function, kinds, &driver::call < &function>, true, false }
-// One whose call is written out.
-#define SPECIAL(function, body) \
-  { #function, "", &body, false, false }
+}  // namespace driver
 
 #endif

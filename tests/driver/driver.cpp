@@ -1,8 +1,11 @@
 // The random-call driver: long random sequences of calls to everything that the library exports, with hostile
 // arguments among them, after which everything must be gone again.
 //
-// usage: driver SEED [CALLS]        so many calls (20000), the same ones for the same seed; 0: for ever
-//        driver --check EXPORTS     whether the tables and the list of exported symbols agree
+// usage: call_driver SEED [CALLS]      so many calls (20000), the same ones for the same seed; 0: for ever
+//        call_driver --check EXPORTS   whether the tables and the list of exported symbols agree
+//
+// Phases in which making outweighs deleting, each begun with one of the growing calls, and phases in which it is the
+// other way round take turns, so that every table grows beyond what it has at first, and shrinks again.
 //
 // A failure names seed, call and function; the same seed fails again.
 #include <nxbriochem/molecules/memmgr_state.h>
@@ -19,6 +22,7 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "tests/driver/calls.h"
 
@@ -33,10 +37,9 @@ struct Progress {
 };
 
 std::vector<Entry> all_calls() {
-  std::vector<Entry> all;
-  for (const auto& table : {object_calls(), memory_calls(), molecule_calls(), geometry_calls(), optimise_calls()}) {
-    all.insert(all.end(), table.begin(), table.end());
-  }
+  std::vector<Entry> all = table_calls();
+  const std::vector<Entry> special = special_calls();
+  all.insert(all.end(), special.begin(), special.end());
   return all;
 }
 
@@ -87,6 +90,18 @@ bool changes_owners(const Entry& entry) {
   return names.count(entry.name) != 0;
 }
 
+// Calls after which the registry's handles start over: with more than 1000 of them live, that ends the process.
+bool restarts_handles(const Entry& entry) {
+  static const std::set<std::string> names = {"nx_free_all_memory", "clear_memory_system", "nx_set_seed"};
+  return names.count(entry.name) != 0;
+}
+
+bool takes_away(const Entry& entry) {
+  const std::string_view name = entry.name;
+  return name.find("delete") != name.npos || name.find("clear") != name.npos || name.find("free") != name.npos ||
+         name.find("purge") != name.npos || name.find("close") != name.npos;
+}
+
 void finish(Arguments& arguments, bool owners_changed, Progress& progress) {
   std::strcpy(progress.name, "the end");
   arguments.delete_all();
@@ -111,15 +126,26 @@ void make_calls(unsigned seed, unsigned long calls, const std::string& directory
   if (std::freopen("/dev/null", "w", stdout) == nullptr || (stderr = std::fopen("/dev/null", "w")) == nullptr) {
     std::abort();
   }
+  constexpr unsigned long kPhase = 750;
   const std::vector<Entry> entries = all_calls();
+  const std::vector<Entry> growing = growing_calls();
   Arguments arguments(seed, directory);
   const bool change_owners = seed % 2 == 0;
   for (unsigned long call = 1; calls == 0 || call <= calls; ++call) {
-    const Entry& entry = entries[static_cast<std::size_t>(arguments.below(static_cast<int>(entries.size())))];
+    const bool grows = call / kPhase % 2 == 0;
+    const bool begins = grows && call % kPhase == 1;
+    const Entry& entry = begins ? growing[(call / kPhase / 2 + seed) % growing.size()]
+                                : entries[static_cast<std::size_t>(arguments.below(static_cast<int>(entries.size())))];
     progress.call = call;
-    std::strcpy(progress.name, entry.name);
+    std::strcpy(progress.name, "a deletion");
+    if (!grows) {
+      arguments.thin_out();
+    }
+    std::snprintf(progress.name, sizeof progress.name, "%s", entry.name);
     // A child each is slow.
-    if ((entry.in_child && !arguments.one_in(8)) || (!change_owners && changes_owners(entry))) {
+    if ((entry.in_child && !arguments.one_in(8)) || (!change_owners && changes_owners(entry)) ||
+        (grows && takes_away(entry) && !arguments.one_in(16)) ||
+        (restarts_handles(entry) && nxi_get_number_of_objects_of_type(2) > 800)) {
       continue;
     }
     make_queues();
@@ -137,7 +163,7 @@ int watch(unsigned seed, unsigned long calls) {
   char directory[] = "/tmp/driver-XXXXXX";
   void* const shared = mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (shared == MAP_FAILED || mkdtemp(directory) == nullptr) {
-    std::perror("driver");
+    std::perror("call_driver");
     return 1;
   }
   auto& progress = *static_cast<Progress*>(shared);
@@ -166,7 +192,7 @@ int main(int argc, char** argv) {
     return driver::check_exports(argv[2]);
   }
   if (argc < 2 || argc > 3) {
-    std::fputs("usage: driver SEED [CALLS] | driver --check EXPORTS\n", stderr);
+    std::fputs("usage: call_driver SEED [CALLS] | call_driver --check EXPORTS\n", stderr);
     return 2;
   }
   return driver::watch(static_cast<unsigned>(std::strtoul(argv[1], nullptr, 10)),

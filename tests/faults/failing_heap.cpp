@@ -6,6 +6,12 @@
 namespace {
 
 faults::Heap* current = nullptr;
+long blocks = 0;
+
+void* counted(void* block) {
+  blocks += block != nullptr ? 1 : 0;
+  return block;
+}
 
 bool refuses(std::size_t size) {
   if (current == nullptr || !current->counting) {
@@ -28,17 +34,27 @@ extern "C" {
 void* __real_malloc(std::size_t size);
 void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_realloc(void* old, std::size_t size);
+void __real_free(void* block);
 void* __wrap_malloc(std::size_t size);
 void* __wrap_calloc(std::size_t count, std::size_t size);
 void* __wrap_realloc(void* old, std::size_t size);
+void __wrap_free(void* block);
 
-void* __wrap_malloc(std::size_t size) { return refuses(size) ? nullptr : __real_malloc(size); }
+void* __wrap_malloc(std::size_t size) { return refuses(size) ? nullptr : counted(__real_malloc(size)); }
 
 void* __wrap_calloc(std::size_t count, std::size_t size) {
-  return refuses(count * size) ? nullptr : __real_calloc(count, size);
+  return refuses(count * size) ? nullptr : counted(__real_calloc(count, size));
 }
 
-void* __wrap_realloc(void* old, std::size_t size) { return refuses(size) ? nullptr : __real_realloc(old, size); }
+void* __wrap_realloc(void* old, std::size_t size) {
+  void* const block = refuses(size) ? nullptr : __real_realloc(old, size);
+  return old == nullptr ? counted(block) : block;
+}
+
+void __wrap_free(void* block) {
+  blocks -= block != nullptr ? 1 : 0;
+  __real_free(block);
+}
 }
 
 void* operator new(std::size_t size) {
@@ -69,6 +85,8 @@ void operator delete[](void* block, const std::nothrow_t& /*tag*/) noexcept { st
 namespace faults {
 
 void set_heap(Heap* heap) { current = heap; }
+
+long live_blocks() { return blocks; }
 
 Aside::Aside() : was_counting_(current != nullptr && current->counting) {
   if (was_counting_) {

@@ -1,5 +1,5 @@
 // A heap of which a chosen allocation fails. The executable is linked so that the library's malloc, calloc and realloc
-// come here (-Wl,--wrap), and operator new with them; those of the C library itself do not.
+// come here (-Wl,--wrap), free too, and operator new with them; those of the C library itself do not.
 #ifndef NXBRIOCHEM_TESTS_FAULTS_FAILING_HEAP_H
 #define NXBRIOCHEM_TESTS_FAULTS_FAILING_HEAP_H
 
@@ -19,6 +19,9 @@ struct Heap {
 
 // The heap's state from now on; null for a heap that never fails.
 void set_heap(Heap* heap);
+
+// Blocks that were given out and are not freed yet, failing heap or not.
+long live_blocks();
 
 // While it lives, allocations are not counted and do not fail: for what a test needs for itself in the middle of a
 // call.

@@ -1,4 +1,5 @@
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <nxbriochem/nxbriochem.h>
@@ -12,28 +13,39 @@ std::string written_path;
 
 namespace {
 
-using test_support::FlatAtom;
-
 int mol;
 int other;
 int list;
+int number;
+float out[16];
+int ints[] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+char text[100];
 
-// Propionamide's heavy atoms and a hydrogen, with a three-ring behind: chains, rings, two residues.
-std::vector<FlatAtom> atoms() {
-  return {{"CA", "ALA", 0, 0, 0, 0.1F},       {"CB", "ALA", 1.53F, 0, 0, -0.1F},  {"C", "ALA", 2.1F, 1.4F, 0, 0.5F},
-          {"O", "ALA", 1.4F, 2.4F, 0, -0.5F}, {"N", "NME", 3.4F, 1.5F, 0, -0.3F}, {"HN", "NME", 3.9F, 0.7F, 0, 0.3F},
-          {"C1", "CPR", 4.1F, 2.8F, 0, 0},    {"C2", "CPR", 4.9F, 3.2F, 1.2F, 0}, {"C3", "CPR", 5.4F, 3.3F, -0.2F, 0}};
-}
+constexpr const char* kLongText = "a text that is too long to be kept within the string itself";
+constexpr const char* kLongNames = "A\0B\0C\0D\0E\0F\0G\0H\0CCCCCCCCCCCCCCCCCCCCCCCCCCCCCCCC\0";
+constexpr float kTurn[] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+constexpr int kBonds[] = {0, 1, 1, 1, 2, 1};
+constexpr PdbStruct kRecords[2] = {};
 
-void set_elements(int molecule) {
-  nx_set_molecule_element("CCCONHCCC", molecule);
+// Propionamide's heavy atoms and a hydrogen, with a three-ring behind: chains, rings, two residues. Without tags: those
+// of masks, transforms and file names are given out at their first use, which is then the call under test.
+void bare() {
+  mol = test_support::make_molecule({{"CA", "ALA", 0, 0, 0, 0.1F},
+                                     {"CB", "ALA", 1.53F, 0, 0, -0.1F},
+                                     {"C", "ALA", 2.1F, 1.4F, 0, 0.5F},
+                                     {"O", "ALA", 1.4F, 2.4F, 0, -0.5F},
+                                     {"N", "NME", 3.4F, 1.5F, 0, -0.3F},
+                                     {"HN", "NME", 3.9F, 0.7F, 0, 0.3F},
+                                     {"C1", "CPR", 4.1F, 2.8F, 0, 0},
+                                     {"C2", "CPR", 4.9F, 3.2F, 1.2F, 0},
+                                     {"C3", "CPR", 5.4F, 3.3F, -0.2F, 0}});
+  nx_set_molecule_element("CCCONHCCC", mol);
   const float radii[] = {1.7F, 1.7F, 1.7F, 1.5F, 1.6F, 1.1F, 1.7F, 1.7F, 1.7F};
-  nx_set_molecule_radii(radii, molecule);
+  nx_set_molecule_radii(radii, mol);
 }
 
-void make_molecules() {
-  mol = test_support::make_molecule(atoms());
-  set_elements(mol);
+void bonded() {
+  bare();
   nx_make_bonds_by_distance(mol);
   other = nx_copy_molecule(mol);
   list = nx_make_list();
@@ -41,203 +53,136 @@ void make_molecules() {
   nx_add_to_list(other, list);
 }
 
-// The molecule without tags: those of masks, transforms and file names are given out at their first use, which is then
-// the call under test.
-void make_bare_molecule() {
-  mol = test_support::make_molecule(atoms());
-  set_elements(mol);
+void turned() {
+  bare();
+  nx_set_molecule_transform(kTurn, mol);
 }
 
-void make_and_delete() {
-  int molecules[110];
-  for (int& each : molecules) {
-    each = nx_make_molecule();
+// Rings are perceived anew once a bond was changed.
+void unperceived() {
+  bonded();
+  nx_set_molecule_bonds_element(kBonds, 0, mol);
+}
+
+void unnamed() {
+  mol = nx_make_molecule();
+  nx_set_molecule_atom_number(9, mol);
+}
+
+void unwired() {
+  unnamed();
+  nx_set_molecule_bond_number(2, mol);
+}
+
+// A name within a string itself is not allocated; a residue record that changes is copied, its name too.
+void long_names() {
+  bare();
+  std::string names;
+  for (int i = 0; i < 9; ++i) {
+    names += kLongText + std::string(1, '\0');
   }
-  for (const int each : molecules) {
-    nx_delete_molecule(each);
-  }
-}
-
-void build() {
-  const int built = nx_make_molecule();
-  nx_set_molecule_atom_number(9, built);
-  nx_set_molecule_atom_names("CA\0CB\0C\0O\0N\0HN\0C1\0C2\0C3\0", built);
-  nx_set_molecule_residue_names("ALA\0ALA\0ALA\0ALA\0NME\0NME\0CPR\0CPR\0CPR\0", built);
-  nx_set_molecule_name("a name that is too long to be kept within the text itself", built);
-  nx_set_molecule_file_name("a/file/name/that/is/too/long/to/be/kept/within/the/text/itself", built);
-  nx_get_molecule_file_name_length(built);
-  nx_is_molecule_file_name_set(built);
-  char text[100];
-  nx_get_molecule_file_name(text, built);
-  nx_set_molecule_bond_number(2, built);
-  const int bonds[] = {0, 1, 1, 1, 2, 1};
-  nx_set_molecule_bonds(bonds, built);
-  nx_set_molecule_bonds_element(bonds + 3, 0, built);
-  nx_set_molecule_chain_names("AAAABBBCC", built);
-  nx_set_molecule_conformer_number(4, built);
-  nx_set_molecule_conformer_number(1, built);
-  nx_set_molecule_atom_number(3, built);
-  nx_clear_molecule(built);
-  nx_delete_molecule(built);
-}
-
-void residue_numbers() {
-  const int numbered = nx_make_molecule();
-  nx_set_molecule_atom_number(3, numbered);
-  const int numbers[] = {1, 2, 3, 4, 5, 6};  // the index bound grows to 6
-  nx_set_molecule_residue_number_element(7, 0, numbered);
-  nx_set_molecule_residue_number(numbers, numbered);
-  nx_set_molecule_atom_number(0, numbered);
-  nx_set_molecule_atom_number(3, numbered);
-  nx_set_molecule_sequence_number_element(7, 1, numbered);
-  nx_set_molecule_sequence_number(numbers, numbered);
-  nx_set_molecule_residue_names("AAA\0BBB\0CCCCCCCCCCCCCCCCCCCCCCCCCCCC\0", numbered);
-  nx_set_molecule_atom_names("A\0B\0CCCCCCCCCCCCCCCCCCCCCCCCCCCC\0", numbered);
-  nx_delete_molecule(numbered);
-}
-
-void masks() {
-  int mask[] = {1, 0, 1, 1, 1, 1, 1, 0, 1};
-  int entry = 0;
-  nx_is_molecule_atom_mask_set(mol);
-  nx_get_molecule_atom_mask(mask, mol);
-  nx_get_molecule_atom_mask_element(&entry, 0, mol);
-  nx_atoms_masked(mol);
-  nxi_molecule_atom_mask(mol);
-  nx_set_molecule_atom_mask_element(1, 0, mol);
-  nx_set_molecule_atom_mask(mask, mol);
-  nx_or_molecule_atom_mask(mask, mol);
-  nx_and_molecule_atom_mask(mask, mol);
-  nx_mask_molecule_hydrogens(mol);
-  nx_delete_molecule(nx_make_molecule_from_mask(mol));
-  nx_not_molecule_atom_mask(mask, mol);
-  const int all[] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
-  nx_set_molecule_atom_mask(all, mol);
-}
-
-void transforms() {
-  const float turn[] = {1, 1, 0, 0, 1, 2, 3};
-  float rotation[9];
-  float translation[3];
-  float read[7];
-  nx_is_molecule_transform_set(mol);
-  nx_get_molecule_transform(read, mol);
-  nx_set_molecule_transform(turn, mol);
-  nx_get_molecule_transform_matrix(rotation, translation, mol);
-  nx_set_molecule_transform_matrix(rotation, translation, mol);
-  nx_transform_molecule(mol);
-  nx_untransform_molecule(mol);
-}
-
-void copies_of_arrays() {
-  nxi_molecule_coordinates(mol);
-  nxi_molecule_radii(mol);
-  nxi_molecule_charges(mol);
-  nxi_molecule_atom_type(mol);
-  nxi_molecule_atom_names(mol);
-  nxi_molecule_residue_names(mol);
-}
-
-void perception() {
-  nx_make_bonds_by_distance(mol);
-  nx_is_atom_in_ring(7, mol);
-  nx_is_bond_in_ring(7, mol);
-  nx_is_bond_a_rotor(1, mol);
-  nx_delete_molecule(nx_copy_molecule(mol));
-}
-
-void elements_and_charges() {
-  nx_assign_radii_by_element(mol);
-  nx_charge_protein(mol);
-}
-
-void frames() {
-  float moments[3];
-  float rotation[9];
-  nx_moments_of_inertia(mol, moments);
-  nx_moments_of_inertia_mass_weighted(mol, moments);
-  nx_moments_of_inertia_with_hydrogens(mol, moments);
-  nx_moments_of_inertia_with_hydrogens_mass_weighted(mol, moments);
-  nx_inertial_matrix(mol, rotation);
-  nx_inertial_matrix_with_hydrogens(mol, rotation);
-  nx_perceive_top_symmetry(mol, 0.1F);
-  nx_perceive_top_symmetry_mass_weighted(mol, 0.1F);
-  nx_orient_by_moments_of_inertia(mol);
-  nx_orient_by_moments_of_inertia_mass_weighted(mol);
-  nx_orient_by_moments_of_inertia_with_hydrogens(mol);
-  nx_orient_by_moments_of_inertia_with_hydrogens_mass_weighted(mol);
-  nx_orient_m_i_base(mol, 0, moments);
-  nx_orient_m_i_base2(mol, 0);
-}
-
-void superposition() {
-  float rms = 0;
-  float matrix[16];
-  nx_get_rms(mol, other, &rms);
-  nx_get_rms_using_hydrogens(mol, other, &rms);
-  nx_superimpose_second_onto_first(mol, other, &rms);
-  nx_superimpose_second_onto_first_with_hydrogens(mol, other, &rms);
-  nx_get_superimpose_matrix(mol, other, matrix);
-  nx_get_superimpose_matrix_using_hydrogens(mol, other, matrix);
-  nx_rms_base(mol, other, 0, matrix);
-}
-
-void binding() {
-  float energy = 0;
-  nx_calculate_coulombic_binding(mol, other, &energy, 4);
-}
-
-template <int format>
-void write() {
-  const char* const words[] = {"pdb", "delphi_pdb", "pqr", "xyz", "sdf", "mol2"};
-  nx_write_molecule(written_path.c_str(), words[format], mol);
-  nx_write_list_of_molecules(written_path.c_str(), words[format], list);
-}
-
-void write_records() {
-  const float points[] = {1, 2, 3, 4, 5, 6};
-  nx_write_points_as_pdb(written_path.c_str(), points, 2);
-  PdbStruct records[2] = {};
-  records[1].coordinates[0] = 2;
-  const int bond[] = {0, 1, 1};
-  nxi_write_pdb(written_path.c_str(), 0, records, 2, bond, 1, nullptr, nullptr);
-}
-
-void list_files() {
-  int made = 0;
-  nx_get_list_of_molecules_from_list_file("/nowhere/list", "pdb", "alist", &made);
-  nx_add_molecules_to_list_from_list_file("/nowhere/list", "alist", list);
-  nx_add_molecules_to_list_from_list_file("/nowhere/list", "alist", 123456);
-  nx_add_delphi_molecules_to_list_from_list_file("/nowhere/list", "alist", list);
-  nx_add_mol2_molecules_to_list_from_list_file("/nowhere/list", "alist", list);
-  nx_get_list_of_molecules_from_file("/nowhere/file", "mol2", &made);
-  nx_get_list_of_molecules_from_binary_file("/nowhere/file", "binary_pdb", &made);
-  nx_write_list_of_molecules_to_binary_file("/nowhere/file", "binary_pdb", list);
+  nx_set_molecule_residue_names(names.c_str(), mol);
+  nx_set_molecule_atom_names(names.c_str(), mol);
+  nx_set_molecule_name(kLongText, mol);
 }
 
 }  // namespace
 
 std::vector<Scenario> molecule_scenarios() {
   return {
-      {"make_and_delete", kMolecule, nullptr, make_and_delete},
-      {"build", kMolecule | kReturned, nullptr, build},
-      {"residue_numbers", kMolecule | kReturned, nullptr, residue_numbers},
-      {"masks", kMolecule, make_bare_molecule, masks},
-      {"transforms", kMolecule, make_bare_molecule, transforms},
-      {"copies_of_arrays", kMolecule, make_bare_molecule, copies_of_arrays},
-      {"perception", kMolecule, make_bare_molecule, perception},
-      {"elements_and_charges", kReturned, make_bare_molecule, elements_and_charges},
-      {"frames", kReturned | kMolecule, make_molecules, frames},
-      {"superposition", kReturned, make_molecules, superposition},
-      {"binding", kBlock, make_molecules, binding},
-      {"write_pdb", kBlock | kMolecule, make_molecules, write<0>},
-      {"write_delphi_pdb", kBlock | kMolecule, make_molecules, write<1>},
-      {"write_pqr", kBlock | kMolecule, make_molecules, write<2>},
-      {"write_xyz", kBlock | kMolecule, make_molecules, write<3>},
-      {"write_sdf", kBlock | kMolecule, make_molecules, write<4>},
-      {"write_mol2", kBlock | kMolecule, make_molecules, write<5>},
-      {"write_records", kMolecule | kReturned, nullptr, write_records},
-      {"list_files", kMolecule, make_molecules, list_files},
+      // Molecules.
+      CALL(nx_make_molecule, kFatal, nullptr, ()),
+      CALL(nx_copy_molecule, kFatal, bonded, (mol)),
+      CALL(nx_make_molecule_from_mask, kFatal, bonded, (mol)),
+      CALL(nx_set_molecule_name, kFatal, bare, (kLongText, mol)),
+      CALL(nx_set_molecule_file_name, kFatal, bare, (kLongText, mol)),
+      CALL(nx_get_molecule_file_name, kFatal, bare, (text, mol)),
+      CALL(nx_get_molecule_file_name_length, kFatal, bare, (mol)),
+      CALL(nx_is_molecule_file_name_set, kFatal, bare, (mol)),
+      CALL(nx_set_molecule_atom_number, kFatal | kFails, bare, (20, mol)),
+      CALL(nx_set_molecule_bond_number, kFatal | kFails, bare, (20, mol)),
+      CALL(nx_set_molecule_conformer_number, kFatal | kFails, bare, (4, mol)),
+      CALL(nx_set_molecule_atom_names, kFatal, bare, (kLongNames, mol)),
+      CALL(nx_set_molecule_residue_names, kFatal, bare, (kLongNames, mol)),
+      CALL(nx_set_molecule_chain_names, kFatal, long_names, ("AAAABBBCC", mol)),
+      CALL(nx_set_molecule_residue_number, kFatal, long_names, (ints, mol)),
+      CALL(nx_set_molecule_residue_number_element, kFatal, long_names, (7, 0, mol)),
+      CALL(nx_set_molecule_sequence_number, kFatal, long_names, (ints, mol)),
+      CALL(nx_set_molecule_sequence_number_element, kFatal, long_names, (7, 1, mol)),
+      CALL(nx_set_molecule_bonds, kFatal, unwired, (kBonds, mol)),
+      CALL(nx_set_molecule_bonds_element, kFatal, unwired, (kBonds, 0, mol)),
+      CALL(nx_make_bonds_by_distance, kFatal, bare, (mol)),
+      CALL(nx_is_atom_in_ring, kFatal, unperceived, (1, mol)),
+      CALL(nx_is_bond_in_ring, kFatal, unperceived, (1, mol)),
+      CALL(nx_is_bond_a_rotor, kFatal, unperceived, (1, mol)),
+      CALL(nx_is_molecule_atom_mask_set, kFatal, bare, (mol)),
+      CALL(nx_atoms_masked, kFatal, bare, (mol)),
+      CALL(nxi_molecule_atom_mask, kFatal, bare, (mol)),
+      CALL(nx_mask_molecule_hydrogens, kFatal, bare, (mol)),
+      CALL(nx_is_molecule_transform_set, kFatal, bare, (mol)),
+      CALL(nxi_molecule_coordinates, kFatal, bare, (mol)),
+      CALL(nxi_molecule_radii, kFatal, bare, (mol)),
+      CALL(nxi_molecule_charges, kFatal, bare, (mol)),
+      CALL(nxi_molecule_atom_type, kFatal, bare, (mol)),
+      CALL(nxi_molecule_atom_names, kFatal, bare, (mol)),
+      CALL(nxi_molecule_residue_names, kFatal, bare, (mol)),
+      CALL(nx_assign_radii_by_element, kFails, bare, (mol)),
+      CALL(nx_transform_molecule, kFatal, turned, (mol)),
+      CALL(nx_untransform_molecule, kFatal, turned, (mol)),
+      CALL(nx_get_molecule_atom_mask, kFatal, bare, (ints, mol)),
+      CALL(nx_get_molecule_atom_mask_element, kFatal, bare, (&number, 0, mol)),
+      CALL(nx_set_molecule_atom_mask, kFatal, bare, (ints, mol)),
+      CALL(nx_set_molecule_atom_mask_element, kFatal, bare, (1, 0, mol)),
+      CALL(nx_not_molecule_atom_mask, kFatal, bare, (ints, mol)),
+      CALL(nx_or_molecule_atom_mask, kFatal, bare, (ints, mol)),
+      CALL(nx_and_molecule_atom_mask, kFatal, bare, (ints, mol)),
+      CALL(nx_get_molecule_transform, kFatal, bare, (out, mol)),
+      CALL(nx_get_molecule_transform_matrix, kFatal, bare, (out, out + 9, mol)),
+      CALL(nx_set_molecule_transform, kFatal, bare, (kTurn, mol)),
+      CALL(nx_set_molecule_transform_matrix, kFatal, bare, (kTurn, kTurn, mol)),
+      CALL_AS("many molecules", kFatal, nullptr, times<110>([] { nx_make_molecule(); })),
+      CALL_AS("fewer atoms", kFatal, bare, nx_set_molecule_atom_number(3, mol)),
+      CALL_AS("one conformer again", kFatal | kFails, bare,
+              nx_set_molecule_conformer_number(4, mol) != 0 && nx_set_molecule_conformer_number(1, mol) != 0),
+      // Frames and superposition.
+      CALL(nx_moments_of_inertia, kWithout, bare, (mol, out)),
+      CALL(nx_orient_by_moments_of_inertia, kFatal | kFails, bare, (mol)),
+      CALL(nx_moments_of_inertia_with_hydrogens, kWithout, bare, (mol, out)),
+      CALL(nx_orient_by_moments_of_inertia_with_hydrogens, kFatal | kFails, bare, (mol)),
+      CALL(nx_moments_of_inertia_mass_weighted, kWithout, bare, (mol, out)),
+      CALL(nx_orient_by_moments_of_inertia_mass_weighted, kFatal | kFails, bare, (mol)),
+      CALL(nx_moments_of_inertia_with_hydrogens_mass_weighted, kWithout, bare, (mol, out)),
+      CALL(nx_orient_by_moments_of_inertia_with_hydrogens_mass_weighted, kFatal | kFails, bare, (mol)),
+      CALL(nx_inertial_matrix, kFails, bare, (mol, out)),
+      CALL(nx_inertial_matrix_with_hydrogens, kFails, bare, (mol, out)),
+      CALL(nx_perceive_top_symmetry, kFails, bare, (mol, 0.1F)),
+      CALL(nx_perceive_top_symmetry_mass_weighted, kFails, bare, (mol, 0.1F)),
+      CALL(nx_orient_m_i_base, kFatal | kFails, bare, (mol, 0, out)),
+      CALL(nx_orient_m_i_base2, kFails, bare, (mol, 0)),
+      CALL(nx_get_rms, kFails, bonded, (mol, other, out)),
+      CALL(nx_superimpose_second_onto_first, kFails, bonded, (mol, other, out)),
+      CALL(nx_get_rms_using_hydrogens, kFails, bonded, (mol, other, out)),
+      CALL(nx_superimpose_second_onto_first_with_hydrogens, kFails, bonded, (mol, other, out)),
+      CALL(nx_get_superimpose_matrix, kFails, bonded, (mol, other, out)),
+      CALL(nx_get_superimpose_matrix_using_hydrogens, kFails, bonded, (mol, other, out)),
+      CALL(nx_rms_base, kFails, bonded, (mol, other, 0, out)),
+      CALL(nx_calculate_coulombic_binding, kBlock, bonded, (mol, other, out, 4)),
+      // Files of molecules.
+      CALL_AS("pdb of a molecule", kFatal, bonded, nx_write_molecule(written_path.c_str(), "pdb", mol)),
+      CALL(nx_write_molecule, kFatal, bonded, (written_path.c_str(), "mol2", mol)),
+      CALL(nx_write_list_of_molecules, kBlock | kFatal, bonded, (written_path.c_str(), "pdb", list)),
+      CALL(nx_write_points_as_pdb, kFatal, nullptr, (written_path.c_str(), kTurn, 2)),
+      CALL(nxi_write_pdb, kFatal, nullptr, (written_path.c_str(), 0, kRecords, 2, kBonds, 1, nullptr, nullptr)),
+      CALL(nx_write_list_of_molecules_to_binary_file, kFatal, nullptr, ("/nowhere/file", "binary_pdb", 5)),
+      CALL_AS("delphi_pdb of a molecule", kFatal, bonded, nx_write_molecule(written_path.c_str(), "delphi_pdb", mol)),
+      CALL_AS("delphi_pdb of a list", kBlock | kFatal, bonded,
+              nx_write_list_of_molecules(written_path.c_str(), "delphi_pdb", list)),
+      CALL_AS("pqr of a molecule", kFatal, bonded, nx_write_molecule(written_path.c_str(), "pqr", mol)),
+      CALL_AS("pqr of a list", kBlock | kFatal, bonded, nx_write_list_of_molecules(written_path.c_str(), "pqr", list)),
+      CALL_AS("xyz of a molecule", kFatal, bonded, nx_write_molecule(written_path.c_str(), "xyz", mol)),
+      CALL_AS("xyz of a list", kBlock | kFatal, bonded, nx_write_list_of_molecules(written_path.c_str(), "xyz", list)),
+      CALL_AS("sdf of a molecule", kFatal, bonded, nx_write_molecule(written_path.c_str(), "sdf", mol)),
+      CALL_AS("sdf of a list", kBlock | kFatal, bonded, nx_write_list_of_molecules(written_path.c_str(), "sdf", list)),
   };
 }
 

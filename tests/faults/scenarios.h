@@ -1,39 +1,69 @@
-// What is called while an allocation fails: tables of calls by family, and how each may end.
+// What is called while an allocation fails: a row for each function that allocates, by itself and in a state where it
+// does, and how it may end; and what makes tables grow.
 #ifndef NXBRIOCHEM_TESTS_FAULTS_SCENARIOS_H
 #define NXBRIOCHEM_TESTS_FAULTS_SCENARIOS_H
 
-#include <ostream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace faults {
 
 // How a call ends when an allocation within it failed.
 enum End : unsigned {
-  kBlock = 1,      // exit status 1: no memory for a block or an index
-  kBooks = 2,      // exit status 0: no memory for the books of the tracked allocator
-  kTable = 4,      // exit status 7: no memory for an object's block or its table
-  kMolecule = 8,   // exit status 1: fatal report of the molecule layer
-  kReturned = 16,  // the call says so with its result, or does without
+  kBlock = 1,     // exit status 1: no memory for a block or an index
+  kBooks = 2,     // exit status 0: no memory for the books of the tracked allocator
+  kTable = 4,     // exit status 7: no memory for an object's block or its table
+  kFatal = 8,     // exit status 1: fatal report of the molecule layer
+  kFails = 16,    // returns its failure value (0, false, null), and leaves nothing behind
+  kWithout = 32,  // returns nothing or another value: it does without what it did not get, and leaves nothing behind
+  kThrows = 64,   // C++ only: std::bad_alloc, and leaves nothing behind
 };
 
 struct Scenario {
-  const char* name;
+  const char* name;  // the function's, in C++ with its arguments
   unsigned ends;     // those that are met, no more and no less
-  void (*set_up)();  // null: none
-  void (*call)();    // gives back all that it makes, so that it can be made again after one that returned
+  void (*set_up)();  // null: none; the process is fresh before
+  bool (*call)();    // whether it returned other than its failure value; can be made again after one that failed
 };
-
-inline void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }
 
 // Where structure files are written to, in a directory of their own.
 extern std::string written_path;
 
-// Objects, queues, tracked blocks, memory tables, lists, files; sequences and expressions.
 std::vector<Scenario> object_scenarios();
 std::vector<Scenario> molecule_scenarios();
-// Matrices, eigenvectors, binding, optimisers, function lists.
 std::vector<Scenario> numeric_scenarios();
+std::vector<Scenario> toolkit_scenarios();
+
+// For the sources of scenarios.
+
+template <class Call>
+bool gave(Call call) {
+  if constexpr (std::is_void_v<decltype(call())>) {
+    call();
+    return true;
+  } else {
+    return call() != decltype(call())();
+  }
+}
+
+#define CALL(function, ends, set_up, arguments)                                               \
+  ::faults::Scenario {                                                                        \
+#function, ends, set_up, [] { return ::faults::gave([] { return function arguments; }); } \
+  }
+#define CALL_AS(name, ends, set_up, expression)                                  \
+  ::faults::Scenario {                                                           \
+    name, ends, set_up, [] { return ::faults::gave([] { return expression; }); } \
+  }
+
+// Beyond what a table has room for at first.
+template <int n, class Make>
+bool times(Make make) {
+  for (int i = 0; i < n; ++i) {
+    make();
+  }
+  return true;
+}
 
 }  // namespace faults
 

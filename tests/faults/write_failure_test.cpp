@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -65,10 +66,15 @@ class WriteFailure : public testing::Test {
     nx_add_to_list(mol_, list_);
     nx_add_to_list(mol_, list_);
     records_.resize(kAtoms);
+    // An SD record holds 999 atoms.
+    const int small = nx_make_molecule();
+    nx_set_molecule_atom_number(999, small);
+    const int small_list = nx_make_list();
+    nx_add_to_list(small, small_list);
+    nx_add_to_list(small, small_list);
     for (const std::string format : {"pdb", "delphi_pdb", "pqr", "mol2", "xyz", "sdf"}) {
-      // An SD record holds 999 atoms.
-      const int mol = format == "sdf" ? small_molecule() : mol_;
-      const int list = format == "sdf" ? small_list(mol) : list_;
+      const int mol = format == "sdf" ? small : mol_;
+      const int list = format == "sdf" ? small_list : list_;
       writers_.push_back({format, [=](const char* path) { return nx_write_molecule(path, format.c_str(), mol); }});
       writers_.push_back(
           {format + " list", [=](const char* path) { return nx_write_list_of_molecules(path, format.c_str(), list); }});
@@ -78,20 +84,6 @@ class WriteFailure : public testing::Test {
     writers_.push_back({"records", [this](const char* path) {
                           return nxi_write_pdb(path, 0, records_.data(), kAtoms, nullptr, 0, nullptr, nullptr);
                         }});
-  }
-
-  static int small_molecule() {
-    const int mol = nx_make_molecule();
-    nx_set_molecule_atom_number(999, mol);
-    return mol;
-  }
-
-  // Of so many molecules that the file is larger than what a pipe holds.
-  static int small_list(int mol) {
-    const int list = nx_make_list();
-    nx_add_to_list(mol, list);
-    nx_add_to_list(mol, list);
-    return list;
   }
 
   // Every writer fails on the path with a warning that ends so, and keeps nothing.
@@ -119,25 +111,18 @@ class WriteFailure : public testing::Test {
 
 TEST_F(WriteFailure, FullDevice) { expect_failures("/dev/full", ": No space left on device"); }
 
-TEST_F(WriteFailure, NoDirectory) {
-  expect_failures(scratch_.path("absent/file"), "");
-  EXPECT_EQ(scratch_.names(), std::vector<std::string>());
-}
-
-TEST_F(WriteFailure, RemovedDirectory) {
-  const std::string directory = scratch_.path("removed");
+TEST_F(WriteFailure, NoSuchDirectoryOrItself) {
+  const std::string removed = scratch_.path("removed");
   const auto before = std::filesystem::current_path();
-  std::filesystem::create_directory(directory);
-  std::filesystem::current_path(directory);
-  std::filesystem::remove(directory);
-  expect_failures("file", "");
+  std::filesystem::create_directory(removed);
+  std::filesystem::current_path(removed);
+  std::filesystem::remove(removed);
+  for (const std::string& path :
+       {std::string("file"), scratch_.path("absent/file"), scratch_.path(""), std::string("/")}) {
+    expect_failures(path, "");
+  }
   std::filesystem::current_path(before);
   EXPECT_EQ(scratch_.names(), std::vector<std::string>());
-}
-
-TEST_F(WriteFailure, Directory) {
-  expect_failures(scratch_.path(""), "");
-  expect_failures("/", "");
 }
 
 TEST_F(WriteFailure, ReadOnlyFile) {
@@ -148,6 +133,9 @@ TEST_F(WriteFailure, ReadOnlyFile) {
   chmod(path.c_str(), 0400);
   expect_failures(path, "");
   EXPECT_EQ(test_support::read_file(path), "kept");
+  chmod(scratch_.path("").c_str(), 0500);
+  expect_failures(scratch_.path("new"), "");
+  chmod(scratch_.path("").c_str(), 0700);
 }
 
 TEST_F(WriteFailure, FileThatMayNotGrow) {
@@ -185,6 +173,7 @@ TEST_F(WriteFailure, PipeThatNobodyReads) {
 TEST_F(WriteFailure, SavedTable) {
   const int object = nx_make_list();
   nx_attach_floats_to_object("values", 100, object);
+  std::fill_n(nx_object_floats("values", object), 100, 1.0F);
   const auto save = [object](std::FILE* stream) {
     setvbuf(stream, nullptr, _IONBF, 0);
     const int result = nxi_write_memory_table(stream, object);
@@ -213,8 +202,11 @@ TEST_F(WriteFailure, SavedTable) {
 TEST_F(WriteFailure, ErrorLog) {
   const std::string directory = scratch_.path("directory");
   std::filesystem::create_directory(directory);
+  const std::string unread = scratch_.path("unread");
+  ASSERT_EQ(mkfifo(unread.c_str(), 0600), 0);
   int messages = 0;
-  for (const std::string& path : {std::string("/dev/full"), scratch_.path("absent/log"), directory, std::string("/")}) {
+  for (const std::string& path :
+       {std::string("/dev/full"), scratch_.path("absent/log"), directory, std::string("/"), unread}) {
     SCOPED_TRACE(path);
     EXPECT_EQ(nx_write_errors_to_file(path.c_str()), 1);
     nxi_err("the first of the log");  // and the first makes room in the queue
@@ -234,12 +226,39 @@ TEST_F(WriteFailure, ErrorLog) {
     EXPECT_EQ(nx_total_number_of_active_pointers(), blocks);
     EXPECT_EQ(nxi_is_file_open(path.c_str()), 0);
   }
-  EXPECT_EQ(scratch_.names(), std::vector<std::string>{"directory"});
+  EXPECT_EQ(scratch_.names(), (std::vector<std::string>{"directory", "unread"}));
 
   // Once it can be written, it is.
   nx_write_errors_to_file(scratch_.path("log").c_str());
   nxi_err("told");
   EXPECT_EQ(test_support::read_file(scratch_.path("log")), "ERROR: told\n");
+}
+
+// Of what a slow reader has no room for, whole messages are left out; none waits for it.
+TEST_F(WriteFailure, ErrorLogThatIsAFullPipe) {
+  const std::string path = scratch_.path("log");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+  nx_write_errors_to_file(path.c_str());
+  const int before = nx_number_of_errors();
+  const std::string line = "ERROR: " + std::string(92, 'x') + "\n";
+  const std::string message(92, 'x');
+  constexpr std::size_t kMessages = 10000;
+  for (std::size_t i = 0; i < kMessages; ++i) {
+    nxi_err(message.c_str());
+  }
+  std::string text(line.size() * kMessages, '\0');
+  std::size_t size = 0;
+  for (ssize_t got = 0; (got = read(reader, text.data() + size, text.size() - size)) > 0;) {
+    size += static_cast<std::size_t>(got);
+  }
+  close(reader);
+  EXPECT_GT(size, 0U);
+  EXPECT_LT(size, text.size());
+  EXPECT_EQ(size % line.size(), 0U);
+  EXPECT_EQ(text.compare(0, line.size(), line), 0);
+  nxi_err("nobody reads any more");
+  EXPECT_EQ(nx_number_of_errors(), before + static_cast<int>(kMessages) + 1);
 }
 
 }  // namespace

@@ -14,11 +14,8 @@
 #include <random>
 #include <vector>
 
+using namespace test_support;
 using instruction_set::InstructionSet;
-using test_support::printed;
-using test_support::random_symmetric;
-using test_support::Square;
-using test_support::with_spectrum;
 
 namespace {
 
@@ -49,9 +46,8 @@ struct Outcome {
 template <class T>
 void expect_all_equal(const Square<T>& matrix, const char* what) {
   Outcome<T> expected(matrix);
-  expected.converged =
-      test_support::plain_jacobi(expected.a.rows(), matrix.size(), expected.d.data(), expected.v.rows(), &expected.nrot,
-                                 expected.b.data(), expected.z.data());
+  expected.converged = plain_jacobi(expected.a.rows(), matrix.size(), expected.d.data(), expected.v.rows(),
+                                    &expected.nrot, expected.b.data(), expected.z.data());
   for (const InstructionSet set : instruction_set::supported()) {
     const char* name = instruction_set::name_of(set);
     Outcome<T> run(matrix);
@@ -108,8 +104,7 @@ void expect_accurate(const Square<T>& matrix, double limit) {
   } else {
     vf_jacobi_double_precision(run.a.rows(), matrix.size(), run.d.data(), run.v.rows(), &run.nrot);
   }
-  const auto errors =
-      test_support::eigen_errors(matrix, run.d.data(), [&run](std::size_t k, std::size_t i) { return run.v.at(i, k); });
+  const EigenErrors errors = eigen_errors(matrix, run.d, exact_square(run.v));
   EXPECT_LE(errors.element, limit) << matrix.n;
   EXPECT_LE(errors.orthonormal, 6 * limit) << matrix.n;
   // Upper triangle used up, the rest as it was.
@@ -146,21 +141,6 @@ TEST(Jacobi, IsAccurateAgainstLongDouble) {
     expect_accurate(random_symmetric<double>(random, n), 2e-15);
   }
   EXPECT_EQ(nx_total_number_of_active_pointers(), 0);
-}
-
-TEST(Jacobi, ADiagonalMatrixTakesNoRotation) {
-  Square<double> a(3);
-  a.at(0, 0) = 2;
-  a.at(1, 1) = -1;
-  a.at(1, 0) = 77;  // never read
-  Square<double> v(3);
-  std::vector<double> d(3);
-  int nrot = -1;
-  vf_jacobi_double_precision(a.rows(), 3, d.data(), v.rows(), &nrot);
-  EXPECT_EQ(nrot, 0);
-  EXPECT_EQ(d, (std::vector<double>{2, -1, 0}));
-  EXPECT_EQ(v.elements, (std::vector<double>{1, 0, 0, 0, 1, 0, 0, 0, 1}));
-  EXPECT_EQ(a.at(1, 0), 77);
 }
 
 // The sum above the diagonal is then never 0.
@@ -228,15 +208,11 @@ TEST(EigenSolve, FramesOfThreeAreRightHandedAndSorted) {
     }
     Outcome<float> run(a);
     eigen_solve_3_by_3(run.a.rows(), run.d.data(), run.v.rows());
-    const auto& v = run.v.elements;
-    const double det =
-        v[0] * (v[4] * v[8] - v[5] * v[7]) - v[1] * (v[3] * v[8] - v[5] * v[6]) + v[2] * (v[3] * v[7] - v[4] * v[6]);
-    ASSERT_NEAR(det, 1, 2e-6);
+    const ExactSquare v = exact_square(run.v);
+    ASSERT_NEAR(static_cast<double>(v.determinant()), 1, 2e-6);
     ASSERT_TRUE(run.d[0] >= run.d[1] && run.d[1] >= run.d[2]);
     ASSERT_EQ(run.a.elements, a.elements);
-    const auto errors = test_support::eigen_errors(
-        a, run.d.data(), [&run](std::size_t pair, std::size_t i) { return run.v.at(i, pair); });
-    ASSERT_LE(errors.residual, 1e-6);
+    ASSERT_LE(eigen_errors(a, run.d, v).residual, 1e-6);
   }
 }
 

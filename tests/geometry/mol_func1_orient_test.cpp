@@ -4,7 +4,6 @@
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/object_memory.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -17,17 +16,13 @@
 
 #include "tests/support/flat_molecule.h"
 #include "tests/support/frames.h"
+#include "tests/support/printed.h"
 #include "tests/support/use_up_memory.h"
 
 namespace {
 
+using namespace test_support;
 using Random = std::mt19937;
-using test_support::coordinates_of;
-using test_support::determinant;
-using test_support::ExactMatrix;
-using test_support::ExactPoints;
-using test_support::ExactVector;
-using test_support::Weights;
 
 constexpr char kAllHydrogen[] = "all atoms hydrogen in orient_by_m_i!\n";
 constexpr char kAllHydrogenOrZero[] = "all atoms hydrogen and/or zero radii in orient_by_m_i!\n";
@@ -40,13 +35,13 @@ struct Atom {
 using Atoms = std::vector<Atom>;
 
 int molecule_of(const Atoms& atoms) {
-  std::vector<test_support::FlatAtom> flat;
+  std::vector<FlatAtom> flat;
   std::vector<float> radii;
   for (const Atom& atom : atoms) {
     flat.push_back({atom.name, "", atom.at[0], atom.at[1], atom.at[2], 0});
     radii.push_back(atom.radius);
   }
-  const int mol = test_support::make_molecule(flat);
+  const int mol = make_molecule(flat);
   nx_set_molecule_radii(radii.data(), mol);
   return mol;
 }
@@ -101,15 +96,15 @@ struct ExactFrame {
       xyz.insert(xyz.end(), atoms[i].at.begin(), atoms[i].at.end());
     }
     weights = Weights::Map(w.data(), static_cast<Eigen::Index>(w.size()));
-    points = test_support::exact(xyz);
-    centre = test_support::centre_of(points, weights);
+    points = exact(xyz);
+    centre = centre_of(points, weights);
     points.colwise() -= centre;
     second_moments = points * weights.asDiagonal() * points.transpose();
   }
 
   // Descending.
   std::array<double, 3> moments() const {
-    const ExactVector squares = test_support::exact_eigenvalues<3>(second_moments) / count;
+    const ExactVector squares = exact_eigenvalues<3>(second_moments) / count;
     std::array<double, 3> out{};
     std::transform(squares.begin(), squares.end(), out.rbegin(),
                    [](long double x) { return static_cast<double>(std::sqrt(std::fabs(x))); });
@@ -236,7 +231,7 @@ TEST(OrientBase, FollowsItsSelectorOnRandomMolecules) {
     EXPECT_EQ(said(kAllHydrogenOrZero), radius_warnings + expected.warnings_of_radii);
     const std::array<double, 3> moments = frame.moments();
     const std::vector<float> after = coordinates_of(mol);
-    EXPECT_FALSE(test_support::has_negative_zero(after));
+    EXPECT_FALSE(has_negative_zero(after));
     EXPECT_EQ(nx_is_molecule_transform_set(mol), row.action == 'o' ? 1 : 0);
     if (row.action == 'o' || is_older) {
       expect_rigid(before, after, loose);
@@ -352,7 +347,7 @@ TEST(Orient, PassesOverDeletedAtomsAndRefusesWhatIsNotFinite) {
   std::vector<float> translation(3, 7.0F);
   nx_get_molecule_transform_matrix(nullptr, translation.data(), centred);
   EXPECT_EQ(translation, std::vector<float>(3));
-  EXPECT_FALSE(test_support::has_negative_zero(translation));
+  EXPECT_FALSE(has_negative_zero(translation));
 
   const int broken = molecule_of(atoms);
   nx_set_molecule_coordinates_element(std::numeric_limits<float>::quiet_NaN(), 4, broken);
@@ -366,15 +361,8 @@ TEST(Orient, PassesOverDeletedAtomsAndRefusesWhatIsNotFinite) {
 }
 
 TEST(OrientDeathTest, EndsWithoutAtoms) {
-  const auto without_atoms = [](auto call) {
-    std::fflush(stdout);
-    dup2(STDERR_FILENO, STDOUT_FILENO);
-    call(nx_make_molecule());
-  };
-  EXPECT_EXIT(without_atoms([](int mol) { nx_moments_of_inertia(mol, nullptr); }), testing::ExitedWithCode(1),
-              testing::Eq("no atoms\n"));
-  EXPECT_EXIT(without_atoms([](int mol) { nx_orient_m_i_base2(mol, 0); }), testing::ExitedWithCode(1),
-              testing::Eq("no atoms\n"));
+  expect_exit(1, "^no atoms\n$", [] { nx_moments_of_inertia(nx_make_molecule(), nullptr); });
+  expect_exit(1, "^no atoms\n$", [] { nx_orient_m_i_base2(nx_make_molecule(), 0); });
 }
 
 #if !defined(NXBRIOCHEM_UNDER_SANITIZER)
@@ -387,7 +375,7 @@ TEST(OrientDeathTest, WithoutMemoryNothingChanges) {
   const std::vector<float> untouched = out;
   EXPECT_EQ(nx_is_molecule_transform_set(mol), 0);
   const auto keep_all = [&] {
-    test_support::use_up_memory();
+    use_up_memory();
     int results = nx_orient_by_moments_of_inertia(mol) + nx_orient_m_i_base2(mol, 0) +
                   nx_inertial_matrix(mol, out.data()) + nx_perceive_top_symmetry(mol, 1);
     for (int mode = 0; mode < 6; ++mode) {
@@ -456,8 +444,9 @@ TEST(TopSymmetry, ComparesMomentsByTheTolerance) {
   const auto cross = [&](float x, float y, float z, float tolerance) {
     return symmetry({{x, 0, 0}, {-x, 0, 0}, {0, y, 0}, {0, -y, 0}, {0, 0, z}, {0, 0, -z}}, tolerance);
   };
-  EXPECT_EQ(symmetry({{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}}, 1e-30F), 3);
-  EXPECT_EQ(symmetry({{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}}, 0), 0);
+  const std::vector<std::array<float, 3>> tetrahedron = {{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}};
+  EXPECT_EQ(symmetry(tetrahedron, 1e-30F), 3);
+  EXPECT_EQ(symmetry(tetrahedron, 0), 0);
   EXPECT_EQ(cross(3, 3, 1, 0.01F), 1);
   EXPECT_EQ(cross(3, 3, 0, 0.01F), 1);
   EXPECT_EQ(cross(3, 1, 1, 0.01F), 2);

@@ -25,8 +25,7 @@ namespace {
 using instruction_set::InstructionSet;
 using Points = std::vector<float>;
 using Random = std::mt19937;
-using test_support::coordinates_of;
-using test_support::exact_rms;
+using namespace test_support;
 
 constexpr double kTolerance = 2e-6;
 
@@ -40,32 +39,15 @@ float rms_of(const Points& a, const Points& b) {
 
 double normal(Random& random) { return std::normal_distribution<double>()(random); }
 
-std::array<double, 9> random_rotation(Random& random) {
-  std::array<double, 4> q{};
-  double square = 0;
-  for (double& x : q) {
-    x = normal(random);
-    square += x * x;
-  }
-  for (double& x : q) {
-    x /= std::sqrt(square);
-  }
-  const auto [w, x, y, z] = q;
-  return {1 - 2 * (y * y + z * z), 2 * (x * y - w * z),     2 * (x * z + w * y),
-          2 * (x * y + w * z),     1 - 2 * (x * x + z * z), 2 * (y * z - w * x),
-          2 * (x * z - w * y),     2 * (y * z + w * x),     1 - 2 * (x * x + y * y)};
+Eigen::Matrix3d random_rotation(Random& random) {
+  return Eigen::Quaterniond{normal(random), normal(random), normal(random), normal(random)}.normalized().matrix();
 }
 
 // Turns, then shifts; in double, rounded at the end.
-Points moved(const Points& points, const std::array<double, 9>& r, double shift) {
-  Points out;
-  for (std::size_t at = 0; at < points.size(); at += 3) {
-    for (std::size_t i = 0; i < 3; ++i) {
-      out.push_back(static_cast<float>(r[3 * i] * static_cast<double>(points[at]) +
-                                       r[3 * i + 1] * static_cast<double>(points[at + 1]) +
-                                       r[3 * i + 2] * static_cast<double>(points[at + 2]) + shift));
-    }
-  }
+Points moved(const Points& points, const Eigen::Matrix3d& r, double shift) {
+  Points out(points.size());
+  Eigen::Matrix3Xf::Map(out.data(), 3, count(points)) =
+      ((r * Eigen::Matrix3Xf::Map(points.data(), 3, count(points)).cast<double>()).array() + shift).cast<float>();
   return out;
 }
 
@@ -82,7 +64,7 @@ std::pair<Points, Points> random_pair(Random& random) {
     shape.push_back(static_cast<float>(thickness[i % 3] * normal(random)));
   }
   const bool along_axes = random() % 4 == 0;
-  const std::array<double, 9> none = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  const Eigen::Matrix3d none = Eigen::Matrix3d::Identity();
   Points first = moved(shape, along_axes ? none : random_rotation(random), pick(random, {0, 10, 1e3, 1e5}));
   Points second = first;
   if (random() % 4 == 0) {
@@ -258,7 +240,7 @@ TEST(Superposition, MovesTheSecondOntoTheFirstByAProperRotation) {
     const double expected = exact_rms(first, second);
     EXPECT_NEAR(rms, expected, kTolerance);
     const Points after = coordinates_of(mol2);
-    const Points turned = moved(second, {m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8]}, 0);
+    const Points turned = moved(second, r.transpose().cast<double>(), 0);
     double farthest = 1;
     double squares = 0;
     for (std::size_t i = 0; i < first.size(); ++i) {

@@ -13,10 +13,7 @@
 #include <string>
 #include <vector>
 
-using test_support::printed;
-using test_support::random_symmetric;
-using test_support::Square;
-using test_support::with_spectrum;
+using namespace test_support;
 
 namespace {
 
@@ -39,8 +36,7 @@ void expect_eigenpairs(const Square<double>& a, std::vector<double> known, const
   Square<double> v = a;
   std::vector<double> values(a.n);
   ASSERT_EQ(DetermineEigenVectors(v.elements.data(), values.data(), a.size(), 2), 1) << what << a.n;
-  const auto errors =
-      test_support::eigen_errors(a, values.data(), [&v](std::size_t k, std::size_t i) { return v.at(k, i); });
+  const EigenErrors errors = eigen_errors(a, values, exact_square(v).transpose());
   EXPECT_LE(errors.residual, 1e-14) << what << a.n;
   EXPECT_LE(errors.orthonormal, 1e-14) << what << a.n;
   for (std::size_t i = 1; i < a.n; ++i) {
@@ -87,6 +83,18 @@ Square<double> two_by_two(double diagonal, double beside) {
   Square<double> a(2);
   a.elements = {diagonal, beside, beside, diagonal};
   return a;
+}
+
+// Of these elements on the diagonal and, from the second on, beside it.
+ExactSquare tridiagonal(const std::vector<double>& diagonal, const std::vector<double>& beside) {
+  Square<double> a(static_cast<int>(diagonal.size()));
+  for (std::size_t i = 0; i < a.n; ++i) {
+    a.at(i, i) = diagonal[i];
+    if (i > 0) {
+      a.at(i, i - 1) = a.at(i - 1, i) = beside[i];
+    }
+  }
+  return exact_square(a);
 }
 
 }  // namespace
@@ -194,21 +202,9 @@ TEST(HouseHolder, GivesTheTridiagonalFormAndItsBasis) {
       std::vector<double> e(a.n, 9);
       ASSERT_EQ(HouseHolderReduction(q.elements.data(), d.data(), e.data(), n), 1);
       EXPECT_EQ(e[0], 0);
-      for (std::size_t i = 0; i < a.n; ++i) {
-        for (std::size_t j = 0; j < a.n; ++j) {
-          long double product = 0;
-          long double unit = i == j ? -1 : 0;
-          for (std::size_t k = 0; k < a.n; ++k) {
-            unit += static_cast<long double>(q.at(k, i)) * q.at(k, j);
-            for (std::size_t l = 0; l < a.n; ++l) {
-              product += static_cast<long double>(q.at(k, i)) * a.at(k, l) * q.at(l, j);
-            }
-          }
-          const double expected = i == j ? d[i] : (i + 1 == j ? e[j] : (j + 1 == i ? e[i] : 0));
-          EXPECT_NEAR(static_cast<double>(product), expected, 2e-14 * factor) << n;
-          EXPECT_NEAR(static_cast<double>(unit), 0, 4e-15) << n;
-        }
-      }
+      const ExactSquare v = exact_square(q);
+      EXPECT_LE(largest_element(v.transpose() * exact_square(a) * v - tridiagonal(d, e)), 2e-14 * factor) << n;
+      EXPECT_LE(skew_of(v), 4e-15) << n;
     }
   }
   EXPECT_EQ(HouseHolderReduction(nullptr, nullptr, nullptr, 2), 0);
@@ -217,34 +213,31 @@ TEST(HouseHolder, GivesTheTridiagonalFormAndItsBasis) {
 TEST(Tridiagonalize, KeepsTheSpectrumAndPrintsEachStep) {
   std::mt19937 random(53);
   for (const int n : {1, 2, 3, 12}) {
-    Square<double> before = random_symmetric<double>(random, n);
+    const Square<double> before = random_symmetric<double>(random, n);
     Square<double> after = before;
     std::vector<double> norms(before.n, 9);
     std::istringstream lines(
         printed([&] { EXPECT_EQ(nx_l_tridiagonalize(after.elements.data(), norms.data(), n), 1); }));
     EXPECT_EQ(nx_total_number_of_active_pointers(), 0);
     EXPECT_EQ(norms[0], 0);
+    std::vector<double> diagonal{after.at(0, 0)};
+    std::vector<double> beside{0};
+    for (std::size_t i = 1; i < before.n; ++i) {
+      diagonal.push_back(after.at(i, i));
+      beside.push_back(after.at(i, i - 1));
+    }
     for (std::size_t i = before.n - 1; i > 0; --i) {
-      EXPECT_EQ(norms[i], std::abs(after.at(i, i - 1)));
+      EXPECT_EQ(norms[i], std::abs(beside[i]));
       std::string line;
       std::getline(lines, line);
       EXPECT_EQ(line, std::to_string(norms[i]));
     }
     EXPECT_EQ(lines.peek(), EOF);
-    for (std::size_t i = 0; i < before.n; ++i) {
-      for (std::size_t j = 0; j + 1 < i; ++j) {
-        EXPECT_EQ(after.at(i, j), 0);
-        EXPECT_EQ(after.at(j, i), 0);
-      }
-    }
-    Square<double> v(n);
-    std::vector<double> expected(before.n);
-    std::vector<double> values(before.n);
-    eigen_solve_double_precision(before.rows(), n, expected.data(), v.rows());
-    eigen_solve_double_precision(after.rows(), n, values.data(), v.rows());
-    for (std::size_t i = 0; i < before.n; ++i) {
-      EXPECT_NEAR(values[i], expected[i], 1e-14 * n);
-    }
+    EXPECT_EQ(exact_square(after), tridiagonal(diagonal, beside));
+    EXPECT_LE((exact_square(after).selfadjointView<Eigen::Lower>().eigenvalues() -
+               exact_square(before).selfadjointView<Eigen::Lower>().eigenvalues())
+                  .norm(),
+              1e-14 * n);
   }
   double a = 5;
   double out = 5;
@@ -267,16 +260,8 @@ TEST(Inverse, TimesTheMatrixIsTheIdentity) {
     const std::vector<float> narrow(a.elements.begin(), a.elements.end());
     std::vector<float> narrow_inverse(narrow.size());
     EXPECT_EQ(nx_invert_matrix_using_eigenvalues(narrow.data(), narrow_inverse.data(), n), 1);
-    for (std::size_t i = 0; i < a.n; ++i) {
-      for (std::size_t j = 0; j < a.n; ++j) {
-        double product = 0;
-        for (std::size_t k = 0; k < a.n; ++k) {
-          product += a.at(i, k) * inverse.at(k, j);
-        }
-        EXPECT_NEAR(product, i == j, 1e-12);
-        EXPECT_NEAR(narrow_inverse[i * a.n + j], inverse.at(i, j), 2e-5);
-      }
-    }
+    EXPECT_LE(largest_element(exact_square(a) * exact_square(inverse) - ExactSquare::Identity(n, n)), 1e-12);
+    EXPECT_LE(largest_element(exact_square(narrow_inverse, a.n) - exact_square(inverse)), 2e-5);
   }
   EXPECT_EQ(nx_total_number_of_active_pointers(), 0);
 }

@@ -23,10 +23,9 @@ using test_support::warned;
 
 constexpr const char* kOwnData = "a caller's own data";
 
-using Triple = std::array<float, 3>;
 using Bond = std::array<int, 3>;
 
-// All that there is to say of an atom but where it is.
+// All that there is to say of an atom but its places.
 std::string facts_of(const NxAtomBase& atom) {
   const NxResidue& residue = NxChem::NxAtomGetResidue(atom);
   std::ostringstream facts;
@@ -40,9 +39,8 @@ std::string facts_of(const NxAtomBase& atom) {
 
 // A molecule by the index of its parts.
 struct Snapshot {
-  std::map<int, std::string> atoms;
+  std::map<int, std::string> atoms;  // facts, and the place in each conformer
   std::map<int, Bond> bonds;
-  std::map<int, std::map<int, Triple>> conformers;  // -1 for the coordinates of a molecule that has none
   int atom_bound = 0;
   int bond_bound = 0;
   std::vector<int> mask;
@@ -51,10 +49,11 @@ struct Snapshot {
   bool operator==(const Snapshot&) const = default;
 };
 
-void add_coordinates(int conformer, const NxMolBase& mol, Snapshot& snapshot) {
-  auto& places = snapshot.conformers[conformer];
+void add_places(const NxMolBase& mol, Snapshot& snapshot) {
   for (const NxAtomBase& atom : mol.GetAtoms()) {
-    mol.GetCoords(atom, places[static_cast<int>(atom.GetIdx())].data());
+    std::array<float, 3> xyz{};
+    mol.GetCoords(atom, xyz.data());
+    snapshot.atoms[static_cast<int>(atom.GetIdx())] += testing::PrintToString(xyz);
   }
 }
 
@@ -76,14 +75,14 @@ Snapshot snapshot_of(int mol) {
   }
   std::ostringstream others;
   if (!NxBrioChem::NxIsMultiConf(mol)) {
-    add_coordinates(-1, object, snapshot);
+    add_places(object, snapshot);
   } else {
     int active = -1;
     nx_get_molecule_conformer(&active, mol);
     others << "active " << active;
     for (const auto& conf : NxBrioChem::NxDerefMCMolHandle(mol)->GetConfs()) {
       nx_set_molecule_conformer(static_cast<int>(conf.GetIdx()), mol);
-      add_coordinates(static_cast<int>(conf.GetIdx()), object, snapshot);
+      add_places(object, snapshot);
       others << " conformer " << conf.GetIdx() << ": " << own_data(conf);
     }
     nx_set_molecule_conformer(active, mol);
@@ -119,12 +118,6 @@ Snapshot part_of(const Snapshot& whole) {
   for (const auto& [i, bond] : whole.bonds) {
     if (place.contains(bond[0]) && place.contains(bond[1])) {
       part.bonds[part.bond_bound++] = {place[bond[0]], place[bond[1]], bond[2]};
-    }
-  }
-  for (const auto& [conformer, places] : whole.conformers) {
-    auto& kept = part.conformers[conformer];
-    for (const auto& [from, to] : place) {
-      kept[to] = places.at(from);
     }
   }
   part.others = whole.others;

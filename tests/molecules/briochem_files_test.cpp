@@ -19,9 +19,7 @@
 namespace {
 
 using namespace NxChem;
-using test_support::read_file;
-using test_support::ScratchDirectory;
-using test_support::warned;
+using namespace test_support;
 using written_files::AddAtom;
 
 NxMolBase& model(int mol) { return *NxBrioChem::NxDerefMolHandle(mol); }
@@ -160,24 +158,6 @@ TEST(BriochemFiles, PointsThatCannotBeWrittenLeaveNoFile) {
   EXPECT_EQ(directory.names(), std::vector<std::string>());
   EXPECT_EQ(nx_write_points_as_pdb(path.c_str(), nullptr, 0), 1);
   EXPECT_EQ(read_file(path), "END\n");
-}
-
-// Carbon dioxide. The toolkit's tests hold its perception against many formulas.
-TEST(BriochemFiles, BondsByDistanceHaveTheirOrders) {
-  const int mol = nx_make_molecule();
-  for (const float x : {-1.16F, 0.0F, 1.16F}) {
-    AddAtom(model(mol), x == 0 ? 6 : 8, "", x);
-  }
-  for (int round = 0; round < 2; ++round) {
-    EXPECT_EQ(nx_make_bonds_by_distance(mol), 1);
-    ASSERT_EQ(nx_get_molecule_bond_number(mol), 2);
-    for (int i = 0; i < 2; ++i) {
-      int bond[3];
-      EXPECT_EQ(nx_get_molecule_bonds_element(bond, i, mol), 1);
-      EXPECT_EQ(bond[0] + bond[1], i == 0 ? 1 : 3);
-      EXPECT_EQ(bond[2], 2);
-    }
-  }
 }
 
 }  // namespace

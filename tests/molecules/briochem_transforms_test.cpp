@@ -10,63 +10,29 @@
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/memmgr.h>
 
+#include "tests/support/frames.h"
 #include "tests/support/warned.h"
 
 namespace {
 
-using test_support::warned;
+using namespace test_support;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr const char* kZeroWarning = "Warning: quaternion of length zero set for molecule!\n";
 
 using Transform = std::array<float, 7>;
-using Real = long double;
-using Point = std::array<Real, 3>;
+using Rotation = Eigen::Matrix<float, 3, 3, Eigen::RowMajor>;
 
-Point cross(const Point& u, const Point& v) {
-  return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
-}
-
-// q* p q of the quaternion made a unit one, as a turn: p + 2 w (u x p) + 2 u x (u x p), where u is its vector reversed.
-Point turned(const float* q, const Point& p) {
-  const Real length = std::hypot(std::hypot(Real{q[0]}, Real{q[1]}), std::hypot(Real{q[2]}, Real{q[3]}));
-  const Point u = {-q[1] / length, -q[2] / length, -q[3] / length};
-  const Point once = cross(u, p);
-  const Point twice = cross(u, once);
-  Point result{};
-  for (std::size_t i = 0; i < 3; ++i) {
-    result[i] = p[i] + 2 * (q[0] / length * once[i] + twice[i]);
-  }
-  return result;
-}
-
-using Rotation = std::array<float, 9>;
-
-// Its matrix, in rows: the columns are where the axes go.
-Rotation rotation_of(const float* quaternion) {
-  Rotation rotation{};
-  for (std::size_t column = 0; column < 3; ++column) {
-    Point axis{};
-    axis[column] = 1;
-    const Point p = turned(quaternion, axis);
-    for (std::size_t row = 0; row < 3; ++row) {
-      rotation[3 * row + column] = static_cast<float>(p[row]);
-    }
-  }
-  return rotation;
+// p -> q* p q of the quaternion made a unit one; the matrix's columns are where the axes go.
+ExactMatrix<3> turn_of(const float* q) {
+  return Eigen::Quaternion<long double>(q[0], q[1], q[2], q[3]).normalized().conjugate().matrix();
 }
 
 Transform transform_of(int mol) {
   Transform t{};
   EXPECT_EQ(nx_get_molecule_transform(t.data(), mol), 1);
   return t;
-}
-
-std::vector<float> coordinates_of(int mol) {
-  std::vector<float> xyz(static_cast<std::size_t>(nx_get_molecule_coordinates_length(mol)), -77.0F);
-  nx_get_molecule_coordinates(xyz.data(), mol);
-  return xyz;
 }
 
 // A molecule of random atoms in three conformers, 0 and 2 to 3, of which the first atom and a conformer were deleted.
@@ -128,12 +94,11 @@ TEST(Transforms, MoveEveryConformerAsTheQuaternionProductDoesAndBack) {
     ASSERT_EQ(before.size(), 3U * 36);
     for (std::size_t at = 0; at < before.size(); at += 3) {
       const bool deleted = at % 36 == 15;  // read as zero, before and after
-      const Point p = turned(t.data(), {before[at], before[at + 1], before[at + 2]});
+      const ExactVector p = turn_of(t.data()) * ExactVector(before[at], before[at + 1], before[at + 2]);
       for (std::size_t i = 0; i < 3; ++i) {
-        const Real expected = deleted ? 0 : p[i] + t[4 + i];
+        const auto expected = static_cast<double>(deleted ? 0 : p[static_cast<int>(i)] + t[4 + i]);
         // One rounding to float of a result that is exact to some 1e-14.
-        ASSERT_NEAR(static_cast<double>(after[at + i]), static_cast<double>(expected),
-                    6.1e-8 * std::abs(static_cast<double>(expected)) + 1e-12);
+        ASSERT_NEAR(static_cast<double>(after[at + i]), expected, 6.1e-8 * std::abs(expected) + 1e-12);
       }
     }
     ASSERT_EQ(nx_untransform_molecule(mol), 1);
@@ -142,14 +107,11 @@ TEST(Transforms, MoveEveryConformerAsTheQuaternionProductDoesAndBack) {
       ASSERT_NEAR(back[i], before[i], 4e-5F);  // two roundings of values up to 200
     }
     ASSERT_EQ(transform_of(mol), t);
-    float m[9];
+    Rotation m;
     float translation[3];
-    ASSERT_EQ(nx_get_molecule_transform_matrix(m, translation, mol), 1);
-    const Rotation expected = rotation_of(t.data());
-    for (std::size_t i = 0; i < 9; ++i) {
-      ASSERT_NEAR(m[i], static_cast<double>(expected[i]), 1e-7);
-      ASSERT_EQ(translation[i % 3], t[4 + i % 3]);
-    }
+    ASSERT_EQ(nx_get_molecule_transform_matrix(m.data(), translation, mol), 1);
+    ASSERT_TRUE(((m.cast<long double>() - turn_of(t.data())).array().abs() < 1e-7L).all());
+    ASSERT_TRUE(std::equal(translation, translation + 3, t.begin() + 4));
   }
 }
 
@@ -165,14 +127,12 @@ TEST(Transforms, SettingAMatrixAndGettingItGivesItBack) {
       component = random() % 4 == 0 ? 0 : std::ldexp(normal(random), -static_cast<int>(random() % 40));
     }
     quaternion[random() % 4] = 1;
-    const Rotation in = rotation_of(quaternion);
+    const Rotation in = turn_of(quaternion).cast<float>();
     ASSERT_EQ(nx_set_molecule_transform_matrix(in.data(), moved, mol), 1);
-    Rotation out{};
+    Rotation out;
     float translation[3];
     ASSERT_EQ(nx_get_molecule_transform_matrix(out.data(), translation, mol), 1);
-    for (std::size_t i = 0; i < 9; ++i) {
-      ASSERT_NEAR(out[i], in[i], 4e-7F) << "round " << round;
-    }
+    ASSERT_TRUE(((out - in).array().abs() < 4e-7F).all()) << "round " << round;
     ASSERT_EQ(translation[2], 3.0F);
     const Transform t = transform_of(mol);
     ASSERT_FALSE(std::signbit(t[0]));

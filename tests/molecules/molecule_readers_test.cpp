@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include <nxbriochem/geometry/mol_func1.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/objects/list_obj.h>
 
@@ -15,8 +16,7 @@
 
 namespace {
 
-using test_support::ScratchDirectory;
-using test_support::warned;
+using namespace test_support;
 
 // The call ends the process with status 1 and this report alone.
 void expect_fatal(const std::function<void()>& call, const std::string& text) {
@@ -24,6 +24,7 @@ void expect_fatal(const std::function<void()>& call, const std::string& text) {
 }
 
 const std::string kMol2 = "nxi_read_mol2() not implemented";
+const std::string kListFile = "nxi_file_input_list(int,char*,File_list*) not implemented";
 const std::string kPdbConnect = "nxi_read_pdb_connect() not implemented";
 const std::string kPdb = "nxi_read_pdb(int,char*,int,PdbStruct**,int*,float**,float**) not implemented";
 const std::string kBinary = "nxi_read_binary_pdb(int,char*,File_list*,PdbStruct**,int**) not implemented";
@@ -88,6 +89,67 @@ TEST(MoleculeReadersDeathTest, ChecksComeInOrderAndEachWordEndsInItsReader) {
   }
 }
 
+// ---- List files ----
+
+using Add = int (*)(const char* filename, const char* kind, int list);
+constexpr Add kAdd[] = {nx_add_molecules_to_list_from_list_file, nx_add_delphi_molecules_to_list_from_list_file,
+                        nx_add_mol2_molecules_to_list_from_list_file};
+
+TEST(MoleculeReadersDeathTest, ListFilesEndInTheirReader) {
+  const ScratchDirectory directory;
+  const std::string file = directory.write("list.file", "a.pdb\n");
+  const int list = nx_make_list();
+  for (const char* kind : {"alist", "nlist"}) {
+    for (const Add add : kAdd) {
+      expect_fatal([&] { add(file.c_str(), kind, list); }, kListFile);
+    }
+    for (const char* format : {"pdb", "delphi_pdb", "mol2", "mol2_charged", "mol2_charge"}) {
+      int made = 0;
+      expect_fatal([&] { nx_get_list_of_molecules_from_list_file(file.c_str(), format, kind, &made); }, kListFile);
+    }
+  }
+}
+
+TEST(ListFiles, AddingChecksInOrderAndChangesNothing) {
+  const ScratchDirectory directory;
+  const std::string file = directory.write("list.file", "");
+  const std::string missing = directory.path("missing");
+  const int list = nx_make_list();
+  for (const Add add : kAdd) {
+    const auto warning = [&](const char* filename, const char* kind, int to) {
+      return warned(0, [&] { return add(filename, kind, to); });
+    };
+    EXPECT_EQ(warning(nullptr, nullptr, list), "Warning: Unrecognized blank filename\n");
+    EXPECT_EQ(warning(missing.c_str(), nullptr, list), "Warning: Unrecognized blank list file kind\n");
+    for (const std::string kind : {"list", "ALIST", "alist ", "", "pdb"}) {
+      EXPECT_EQ(warning(missing.c_str(), kind.c_str(), list), "Warning: Unrecognized list file kind '" + kind + "'\n");
+    }
+    EXPECT_EQ(warning(missing.c_str(), "nlist", 0),
+              "Warning: Unable to open " + missing + " for reading: No such file or directory\n");
+    EXPECT_EQ(warning(file.c_str(), "alist", 0), "Warning: Unrecognized list 0\n");
+    EXPECT_EQ(nx_get_list_length(list), 0);
+  }
+}
+
+TEST(ListFiles, GettingChecksInOrderAndMakesNoList) {
+  const ScratchDirectory directory;
+  const std::string file = directory.write("list.file", "");
+  int made = 77;
+  const auto warning = [&](const char* filename, const char* format, const char* kind) {
+    return warned(0, [&] { return nx_get_list_of_molecules_from_list_file(filename, format, kind, &made); });
+  };
+  EXPECT_EQ(warning(nullptr, nullptr, nullptr), "Warning: Unrecognized blank filename\n");
+  EXPECT_EQ(warning("/no", nullptr, nullptr), "Warning: Unrecognized blank file format\n");
+  for (const std::string format : {"delphi", "sdf", "binary_pdb", "alist", ""}) {
+    EXPECT_EQ(warning("/no", format.c_str(), nullptr), "Warning: Unrecognized file format '" + format + "'\n");
+  }
+  EXPECT_EQ(warning("/no", "mol2", nullptr), "Warning: Unrecognized blank list file kind\n");
+  EXPECT_EQ(warning("/no", "mol2", "what"), "Warning: Unrecognized list file kind 'what'\n");
+  EXPECT_EQ(warning("/no", "mol2", "alist"), "Warning: Unable to open /no for reading: No such file or directory\n");
+  EXPECT_EQ(nx_get_list_of_molecules_from_list_file(file.c_str(), "mol2", "alist", nullptr), 0);
+  EXPECT_EQ(made, 77);
+}
+
 // ---- Binary files ----
 
 int molecule(float radius, float charge) {
@@ -142,7 +204,7 @@ TEST(MoleculeReadersDeathTest, LowLevelFunctionsSayThatTheyAreNotThere) {
       {[] { nxi_read_PdbStruct(); }, "nx_read_PdbStruct() not implemented"},
       {[] { nxi_read_mol2(); }, kMol2},
       {[] { nxi_read_pdb_connect(); }, kPdbConnect},
-      {[] { nxi_file_input_list(0, nullptr, nullptr); }, "nxi_file_input_list(int,char*,File_list*) not implemented"},
+      {[] { nxi_file_input_list(0, nullptr, nullptr); }, kListFile},
       {[] { nxi_read_delphi_crg_or_rad_record(0, nullptr, nullptr, nullptr, 0); },
        "nxi_read_delphi_crg_or_rad_record(int, char*, CRecord**,int*,int) not implemented."},
       {[] { nxi_read_pdb(0, nullptr, 0, nullptr, nullptr, nullptr, nullptr); }, kPdb},

@@ -24,9 +24,7 @@
 namespace {
 
 using namespace briochem;
-using test_support::read_file;
-using test_support::ScratchDirectory;
-using test_support::warned;
+using namespace test_support;
 
 // The handle that the next molecule gets: a different one when a call before left one behind.
 int next_handle() {

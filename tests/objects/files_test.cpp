@@ -8,20 +8,17 @@
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/print.h>
 
+#include "tests/support/printed.h"
+
 namespace {
+
+using test_support::printed;
 
 std::string path(const char* name) { return testing::TempDir() + name; }
 
-template <class Call>
-std::string printed(Call call) {
-  nx_print_everything();
-  testing::internal::CaptureStdout();
-  call();
-  return testing::internal::GetCapturedStdout();
-}
-
 TEST(Files, AnOpenFileIsSharedAndAClosedOneRegisteredAnew) {
   const std::string a = path("a");
+  nx_print_everything();
   EXPECT_EQ(nxi_fclose_all(), 0);
   std::FILE* stream = nxi_fopen(a.c_str(), "w");
   ASSERT_NE(stream, nullptr);
@@ -44,6 +41,7 @@ TEST(Files, AnOpenFileIsSharedAndAClosedOneRegisteredAnew) {
 }
 
 TEST(Files, ClosingAllSaysHowMany) {
+  nx_print_everything();
   std::string closing;
   for (const char* name : {"x", "y", "z"}) {
     nxi_fopen(path(name).c_str(), "w");
@@ -57,6 +55,7 @@ TEST(Files, ClosingAllSaysHowMany) {
 }
 
 TEST(Files, FailuresRegisterNothing) {
+  nx_print_everything();
   EXPECT_EQ(printed([] { EXPECT_EQ(nxi_fopen("/nonexistent/file", "r"), nullptr); }),
             "Failed to open file /nonexistent/file\n");
   EXPECT_EQ(nxi_fopen(nullptr, "r"), nullptr);

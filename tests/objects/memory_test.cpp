@@ -4,16 +4,13 @@
 
 #include <cstdlib>
 #include <random>
-#include <set>
+#include <string>
 #include <vector>
 
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/memory_state.h>
-#include <nxbriochem/objects/obj_man.h>
-#include <nxbriochem/objects/object_memory.h>
 
 #include "tests/support/printed.h"
-#include "tests/support/use_up_memory.h"
 
 namespace {
 
@@ -247,23 +244,5 @@ TEST(MemoryDeathTest, RunningOutPrintsAReportAndEndsWithStatus1) {
   // In 32-bit arithmetic: -65536 * 65536 wraps to 0.
   expect_exit(1, report + "0 bytes of memory\n", [] { nx_calloc(-65536, 65536); });
 }
-
-#if !defined(NXBRIOCHEM_UNDER_SANITIZER)
-
-// With no address space left, the report itself finds no memory. The first failure decides how the process ends.
-TEST(MemoryDeathTest, ExhaustionThatLastsEndsAsItBegan) {
-  expect_exit(1, "^Out of memory trying to allocate 100000 bytes of memory\n", [] {
-    test_support::use_up_memory();
-    nx_malloc(100000);
-  });
-  uint32_t handle = 0;
-  nxi_make_object(60, &handle);
-  expect_exit(7, "^out of memory mallocing 100000 for block!\n", [handle] {
-    test_support::use_up_memory();
-    nx_object_malloc_new(static_cast<int>(handle), 100000, 1, "block");
-  });
-}
-
-#endif
 
 }  // namespace

@@ -325,7 +325,7 @@ TEST(ObjManDeathTest, FatalConditionsHaveTheirStatuses) {
 TEST(ObjManDeathTest, SignalHandlerReportsAndExits) {
   const int handle = make(50, 0);
   nxi_set_memory_padding(handle, 2);
-  static_cast<char*>(nx_object_malloc_new(handle, 4, 1, "hit"))[4] ^= 1;
+  static_cast<char*>(nx_object_calloc_new(handle, 4, 1, "hit"))[4] ^= 1;
   nxi_err("before the signal");
   expect_exit(
       1,

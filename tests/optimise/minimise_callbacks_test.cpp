@@ -134,7 +134,7 @@ TEST(MinimiseCallbacks, PutsVariablesBackWhenACallbackThrows) {
 TEST(MinimiseCallbacks, ShrinksStepsThatLeadNowhere) {
   for (const int code : {0, 2}) {
     const int opt = optimiser(2, code, [](const double* x, double* g, int) {
-      return x[0] < -2 || x[1] > 1.5 ? g[0] = kNaN : rosenbrock(x, g, 2);
+      return x[0] < -2 || x[1] > 1.5 ? g[0] = g[1] = kNaN : rosenbrock(x, g, 2);
     });
     nx_set_opt_stepsize(opt, 1);
     EXPECT_LE(minimise(opt, {-1.2, 1}).value, 1e-20) << code;
@@ -168,28 +168,21 @@ TEST(MinimiseCallbacks, StandsAnySize) {
 // A caller who follows a run sees each new iterate in the latest evaluation before the count went up.
 TEST(MinimiseCallbacks, ReportsIterations) {
   for (const int code : kCodes) {
-    static int opt;
-    static int seen;
-    static std::vector<double> values;
-    seen = 0;
-    values.clear();
-    opt = optimiser(2, code, [](const double* x, double* g, int) {
+    int opt = 0;
+    std::vector<double> values{INFINITY};
+    double latest = INFINITY;
+    opt = optimiser(2, code, [&](const double* x, double* g, int) {
       int iterations = 0;
       nx_get_opt_total_iterations(opt, &iterations);
-      static std::vector<double> before(2);
-      static double value_before;
-      if (iterations > seen && calls > 1) {
+      if (iterations >= static_cast<int>(values.size())) {
         float saved = 0;
         nx_get_opt_saveval(opt, &saved);
-        EXPECT_EQ(saved, static_cast<float>(value_before));
-        values.push_back(value_before);
-        seen = iterations;
+        EXPECT_EQ(saved, static_cast<float>(latest));
+        values.resize(static_cast<std::size_t>(iterations) + 1, latest);
       }
-      return value_before = rosenbrock(x, g, 2);
+      return latest = rosenbrock(x, g, 2);
     });
     nx_set_opt_itersave(opt, 1);
-    calls = 0;
-    lowest = kInfinity;
     double x[] = {-1.2, 1};
     double value = 0;
     nx_minimize(x, &value, opt);

@@ -82,6 +82,19 @@ TEST(Minimise, SolvesThePublishedProblems) {
   EXPECT_GE(solve_all(1, 0, 20000).loosely, 22);
 }
 
+TEST(Minimise, PublishedMinimisersGiveTheMinimum) {
+  for (const Problem& problem : bench::more_garbow_hillstrom()) {
+    std::vector<double> x = problem.minimiser;
+    std::vector<double> gradient(x.size(), 1);
+    if (!x.empty()) {
+      EXPECT_NEAR(problem.gradient(x.data(), gradient.data(), problem.n(), problem.handle), problem.minimum, 1e-14);
+    }
+    for (const double g : gradient) {
+      EXPECT_NEAR(g, 0, 1e-9) << problem.name;
+    }
+  }
+}
+
 TEST(Minimise, SolvesLargeProblems) {
   const auto solve = [](const Problem& problem, int limit) {
     const int opt = optimiser(problem.n(), 0, function_of(problem));

@@ -4,12 +4,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <iomanip>
 #include <limits>
 #include <map>
 #include <random>
 #include <string>
-#include <unsupported/Eigen/NonLinearOptimization>
 #include <utility>
 #include <vector>
 
@@ -97,20 +95,6 @@ TEST(Problems, GradientsAreThoseOfTheValues) {
   }
 }
 
-TEST(Problems, KnownMinimisersGiveTheMinimum) {
-  for (const Problem& problem : small_and_large()) {
-    if (problem.minimiser.empty()) {
-      continue;
-    }
-    ASSERT_EQ(problem.minimiser.size(), problem.start.size()) << problem.name;
-    EXPECT_NEAR(value_at(problem, problem.minimiser), problem.minimum, 1e-14) << problem.name;
-    EXPECT_GT(value_at(problem, problem.start), problem.minimum) << problem.name;
-    for (const double g : gradient_at(problem, problem.minimiser)) {
-      EXPECT_NEAR(g, 0, 1e-9) << problem.name;
-    }
-  }
-}
-
 // What is published of the values, to six digits: at the start where a round number or a report of it is known, and at
 // the minimum, where it is not 0.
 TEST(Problems, ValuesAgreeWithPublishedOnes) {
@@ -173,47 +157,6 @@ TEST(Problems, ValuesAgreeWithPublishedOnes) {
   }
   EXPECT_EQ(found, published.size());
   EXPECT_EQ(bench::more_garbow_hillstrom().size(), 40U);
-}
-
-// An instance as the sum of squares that another library's solver takes.
-struct Residuals {
-  int instance;
-  int n;
-
-  int values() const { return bench::residual_count(instance); }
-  int operator()(const Eigen::VectorXd& x, Eigen::VectorXd& residuals) const {
-    bench::residuals_at(instance, x.data(), residuals.data(), nullptr);
-    return 0;
-  }
-  int df(const Eigen::VectorXd& x, Eigen::MatrixXd& jacobian) const {
-    Eigen::VectorXd residuals(values());
-    Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor> rows(values(), n);
-    bench::residuals_at(instance, x.data(), residuals.data(), rows.data());
-    jacobian = rows;
-    return 0;
-  }
-};
-
-// The least sum of squares that Levenberg's and Marquardt's method finds from the standard start is the minimum or a
-// local one, to all digits that the method can give.
-TEST(Problems, LeastSquaresFromTheStartEndAtAPublishedMinimum) {
-  for (const Problem& problem : bench::more_garbow_hillstrom()) {
-    Residuals residuals{problem.handle, problem.n()};
-    Eigen::LevenbergMarquardt<Residuals> method(residuals);
-    method.parameters.ftol = method.parameters.xtol = 1e-15;
-    method.parameters.gtol = 0;
-    method.parameters.maxfev = 20000;
-    Eigen::VectorXd x = Eigen::Map<const Eigen::VectorXd>(problem.start.data(), problem.n());
-    method.minimize(x);
-    const double found = value_at(problem, {x.data(), x.data() + x.size()});
-    std::vector<double> minima = problem.local_minima;
-    minima.push_back(problem.minimum);
-    double off = std::numeric_limits<double>::infinity();
-    for (const double minimum : minima) {
-      off = std::min(off, std::fabs(found - minimum) - 1e-12 * minimum);
-    }
-    EXPECT_LE(off, 1e-18) << problem.name << ": " << std::setprecision(16) << found;
-  }
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <nxbriochem/optimise/opt_state.h>
 
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 #include <functional>
 #include <regex>
@@ -20,13 +19,9 @@ namespace {
 using test_support::printed;
 using Along = std::function<double(double t, double& slope)>;
 
-__attribute__((format(printf, 1, 2))) std::string formatted(const char* format, ...) {
-  char text[400];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text, sizeof text, format, arguments);
-  va_end(arguments);
-  return text;
+template <class... Values>
+std::string formatted(const char* format, Values... values) {
+  return printed([&] { std::printf(format, values...); });
 }
 
 // Functions of one variable.

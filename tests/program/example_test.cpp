@@ -2,13 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,10 +13,7 @@
 
 namespace {
 
-using test_support::read_file;
-using test_support::run;
-using test_support::RunResult;
-using test_support::ScratchDirectory;
+using namespace test_support;
 
 const std::string kSource = NXBRIO_SOURCE_DIR;
 const std::string kPrograms = NXBRIO_EXAMPLES;
@@ -27,15 +21,12 @@ const std::string kPrograms = NXBRIO_EXAMPLES;
 using Lines = std::vector<std::string>;
 
 // Lines without blanks at their ends; empty ones are left out.
-Lines lines_of(const std::string& text) {
-  Lines lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) {
+Lines trimmed_lines_of(const std::string& text) {
+  Lines lines = lines_of(text);
+  for (std::string& line : lines) {
     line.erase(line.find_last_not_of(" \t\r") + 1);
-    if (!line.empty()) {
-      lines.push_back(line);
-    }
   }
+  std::erase(lines, "");
   return lines;
 }
 
@@ -48,7 +39,7 @@ struct Blocks {
 Blocks blocks_of(const std::string& page) {
   Blocks blocks;
   Lines* open = nullptr;
-  for (const std::string& line : lines_of(page)) {
+  for (const std::string& line : trimmed_lines_of(page)) {
     if (line == "```c") {
       open = &blocks.code.emplace_back();
     } else if (line == "```text") {
@@ -107,8 +98,8 @@ TEST(Pages, ShowTheirProgramsAndWhatThesePrint) {
     const RunResult result =
         run({"/bin/sh", "-c", "exec \"$0\" \"$1\" 2>&1", kPrograms + "/example_" + name[1].str(), scratch.path("out")});
     EXPECT_EQ(result.status, 0) << result.out;
-    const Lines source = lines_of(read_file(kSource + "/examples/" + name[1].str() + ".c"));
-    const Lines output = lines_of(result.out);
+    const Lines source = trimmed_lines_of(read_file(kSource + "/examples/" + name[1].str() + ".c"));
+    const Lines output = trimmed_lines_of(result.out);
     const Blocks blocks = blocks_of(page);
     EXPECT_FALSE(blocks.output.empty());
     for (const Lines& block : blocks.code) {
@@ -140,17 +131,6 @@ TEST(Pages, LinkToWhatIsThere) {
   }
 }
 
-// A difference in a page is seen: one character of a line, the order of lines, and a line too many.
-TEST(Pages, DifferencesAreSeen) {
-  const Lines whole = lines_of("one\ntwo\n\nthree 0x7f\nfour\n");
-  EXPECT_EQ(first_stranger({"two", "three ...", "four"}, whole, true), "");
-  EXPECT_EQ(first_stranger({"one", "...", "four"}, whole, true), "");
-  EXPECT_EQ(first_stranger({"three ..."}, whole, false), "three ...");
-  EXPECT_EQ(first_stranger({"one", "Two"}, whole, true), "Two");
-  EXPECT_EQ(first_stranger({"two", "one"}, whole, true), "order of: two");
-  EXPECT_EQ(first_stranger({"one", "...", "four", "five"}, whole, true), "five");
-}
-
 TEST(ExampleFirst, EnergyOfTwoWatersStaysWhenBothAreTurned) {
   const double places[2][3][3] = {{{10, 4, 7}, {10.757, 4.586, 7}, {9.243, 4.586, 7}},
                                   {{10, 1.2, 7.4}, {10, 2.14, 7.22}, {10, 0.84, 6.52}}};
@@ -171,8 +151,7 @@ TEST(ExampleFirst, EnergyOfTwoWatersStaysWhenBothAreTurned) {
                             "binding: errors 0\norientation: errors 0\nenergy turned:   " + energy +
                             "binding: errors 0\nwriting: errors 0\nmemory held: 0 bytes\n");
   // What the README says it prints.
-  std::istringstream lines(result.out);
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string& line : lines_of(result.out)) {
     EXPECT_NE(read_file(kSource + "/README.md").find("\n    " + line + "\n"), std::string::npos) << line;
   }
   // In the principal frame: the hydrogens along x, the oxygen on y.
@@ -183,55 +162,6 @@ TEST(ExampleFirst, EnergyOfTwoWatersStaysWhenBothAreTurned) {
 // The README shows the example word for word and tells how to build it.
 TEST(ExampleFirst, IsTheOneOfTheReadme) {
   EXPECT_NE(read_file(kSource + "/README.md").find(read_file(kSource + "/examples/first.c")), std::string::npos);
-}
-
-// The numbers that others can tell are NumPy's.
-TEST(ExampleFrames, NumbersAreNumPys) {
-  const RunResult result = run({kPrograms + "/example_frames"});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.err, "");
-  std::string pqr;
-  std::string mirror;
-  std::istringstream lines(result.out);
-  for (std::string line; std::getline(lines, line);) {
-    char name[4];
-    double x = 0, y = 0, z = 0;
-    if (result.out.find(line) < result.out.find("1. moments") &&
-        std::sscanf(line.c_str(), " %3s %lf %lf %lf", name, &x, &y, &z) == 4) {
-      const std::string start = std::string("ATOM 1 ") + name + " X 1 " + std::to_string(x) + ' ' + std::to_string(y);
-      pqr += start + ' ' + std::to_string(z) + " 0 1\n";
-      mirror += start + ' ' + std::to_string(-z) + " 0 1\n";
-    }
-  }
-  const ScratchDirectory scratch;
-  const std::string file = scratch.write("m.pqr", pqr + "END\n" + mirror);
-  const RunResult numpy = run({"/usr/bin/python3", kSource + "/tests/support/rigid_fit.py", file});
-  const nlohmann::json expected = nlohmann::json::parse(numpy.out);
-  char text[64];
-  const std::array<double, 3> moments = expected["moments"][2];
-  std::snprintf(text, sizeof text, "1. moments: %.4f %.4f %.4f A\n", moments[0], moments[1], moments[2]);
-  EXPECT_NE(result.out.find(text), std::string::npos) << text;
-  std::snprintf(text, sizeof text, "9. RMS from the mirror image: %.3f A\n", expected["rms"][1][0][1].get<double>());
-  EXPECT_NE(result.out.find(text), std::string::npos) << text;
-}
-
-// What can be known otherwise: Rosenbrock's minimum, and where the pull moves it, in closed form.
-TEST(ExampleMinimise, MinimaAreTheKnownOnes) {
-  const RunResult result = run({kPrograms + "/example_minimise"});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.err, "");
-  // By Newton's method on the derivative along the valley, where y = 200 x^2 / 201.
-  double x = 0.5;
-  const auto y = [&] { return 200 * x * x / 201; };
-  for (int i = 0; i < 50; ++i) {
-    x -= (400 * x * (x * x - y()) - 2 * (1 - x) + x) / (1200 * x * x - 400 * 600 * x * x / 201 + 3);
-  }
-  const double value = 25 * (100 * std::pow(y() - x * x, 2) + std::pow(1 - x, 2) + 0.5 * (x * x + y() * y()));
-  char text[96];
-  std::snprintf(text, sizeof text, "result 1, value %.6f at %.6f %.6f ...", value, x, y());
-  EXPECT_NE(result.out.find(text), std::string::npos) << text;
-  EXPECT_NE(result.out.find("3. dense:                     result 1, value 0.000000 at 1.000000 1.000000 ..."),
-            std::string::npos);
 }
 
 }  // namespace

@@ -13,11 +13,7 @@
 
 namespace {
 
-using test_support::nxbrio;
-using test_support::read_file;
-using test_support::run;
-using test_support::RunResult;
-using test_support::ScratchDirectory;
+using namespace test_support;
 
 // "-f,--format WORD" -> "takes WORD"; a command's synopsis is its files in order.
 struct Command {
@@ -30,15 +26,6 @@ void PrintTo(const Command& command, std::ostream* out) {
     *out << option << " takes '" << value << "'; ";
   }
   *out << "files '" << command.files << "'";
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) {
-    lines.push_back(line);
-  }
-  return lines;
 }
 
 std::set<std::string> commands() {
@@ -122,16 +109,18 @@ TEST(ManualPage, TellsTheOptionsOfEveryCommand) {
   EXPECT_EQ(told, commands());
 }
 
-// What bash would offer behind these words, with the cursor at the end of the last one.
-std::set<std::string> offered(const ScratchDirectory& scratch, const std::vector<std::string>& words) {
+// What bash would offer behind these words, with the cursor at the end of the last one. The program is given as typed.
+std::set<std::string> offered(const ScratchDirectory& scratch, const std::vector<std::string>& words,
+                              const std::string& program = "nxbrio") {
   std::string quoted;
   for (const std::string& word : words) {
     quoted += " '" + word + "'";
   }
-  const std::string script = "PATH='" + scratch.path("") +
+  const std::string script = "HOME='" + scratch.path("") + "' PATH='" + scratch.path("") +
                              "':$PATH; . '" NXBRIO_SOURCE_DIR "/apps/nxbrio/nxbrio.bash-completion'\n" +
                              "COMP_WORDS=(nxbrio" + quoted + "); COMP_CWORD=" + std::to_string(words.size()) +
-                             "\n_nxbrio nxbrio \"${COMP_WORDS[COMP_CWORD]}\" \"${COMP_WORDS[COMP_CWORD-1]}\"\n"
+                             "\n_nxbrio '" + program +
+                             "' \"${COMP_WORDS[COMP_CWORD]}\" \"${COMP_WORDS[COMP_CWORD-1]}\"\n"
                              "printf '%s\\n' \"${COMPREPLY[@]}\"\n";
   const RunResult result = run({"/bin/bash", "-c", script});
   EXPECT_EQ(result.status, 0) << result.err;
@@ -151,6 +140,7 @@ TEST(Completion, OffersWhatTheHelpTells) {
   EXPECT_EQ(offered(scratch, {""}), commands());
   EXPECT_EQ(offered(scratch, {"--"}), (std::set<std::string>{"--help", "--version"}));
   EXPECT_EQ(offered(scratch, {"re"}), std::set<std::string>{"refine"});
+  EXPECT_EQ(offered(scratch, {"re"}, "~/nxbrio"), std::set<std::string>{"refine"});
   for (const std::string& command : commands()) {
     std::set<std::string> options;
     for (const auto& [option, value] : of_help(command).options) {

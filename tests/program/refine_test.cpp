@@ -14,24 +14,27 @@
 
 namespace {
 
+using namespace test_support;
 using nlohmann::json;
-using test_support::expect_failure;
-using test_support::expect_one_line;
-using test_support::nxbrio_json;
-using test_support::run;
-using test_support::RunResult;
-using test_support::ScratchDirectory;
 
 const std::string kTarget = APBS_EXAMPLES "/hca-bind/hca.pqr";
 const std::string kLigand = APBS_EXAMPLES "/hca-bind/acet.pqr";
 
 // Each atom's place, as the file has it.
 std::vector<gemmi::Position> places_of(const std::string& pqr) {
-  const test_support::Charges atoms = test_support::read_pqr(pqr);
+  const Charges atoms = read_pqr(pqr);
   std::vector<gemmi::Position> places;
   for (std::size_t i = 0; i < atoms.q.size(); ++i) {
     const float* p = &atoms.records[9 * i];
     places.emplace_back(static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2]));
+  }
+  return places;
+}
+
+std::vector<gemmi::Position> places_of(const gemmi::Model& model) {
+  std::vector<gemmi::Position> places;
+  for (const gemmi::const_CRA atom : model.all()) {
+    places.push_back(atom.atom->pos);
   }
   return places;
 }
@@ -96,18 +99,11 @@ TEST(Refine, GoesDownhillAndSaysWhere) {
     const gemmi::Structure models = gemmi::read_pdb_file(way);
     ASSERT_EQ(models.models.size(), report["trajectory"]["models"]);
     EXPECT_LE(models.models.size(), report["iterations"].get<std::size_t>() + 1);
-    std::vector<gemmi::Position> places;
+    EXPECT_LT(rms(places_of(models.models.front()), first), 2e-3);
+    EXPECT_LT(rms(places_of(models.models.back()), last), 2e-3);
     for (const gemmi::Model& model : models.models) {
-      places.clear();
-      for (const gemmi::const_CRA atom : model.all()) {
-        places.push_back(atom.atom->pos);
-      }
-      if (&model == &models.models.front()) {
-        EXPECT_LT(rms(places, first), 2e-3);
-      }
-      expect_rigid_copy(first, places);
+      expect_rigid_copy(first, places_of(model));
     }
-    EXPECT_LT(rms(places, last), 2e-3);
     EXPECT_EQ(nxbrio_json({"info", scratch.path("c.pdb")})["atoms"], 2500);
   }
 }
@@ -152,11 +148,7 @@ TEST(Refine, TheTrajectoryFalls) {
     EXPECT_GT(models.models.size(), 9U);
     double before = INFINITY;
     for (const gemmi::Model& model : models.models) {
-      places.clear();
-      for (const gemmi::const_CRA atom : model.all()) {
-        places.push_back(atom.atom->pos);
-      }
-      const double energy = carbon_energy(target, places);
+      const double energy = carbon_energy(target, places_of(model));
       EXPECT_LT(energy, before + 0.01 + 2e-3 * std::abs(energy)) << model.name;
       before = energy;
     }
@@ -167,13 +159,13 @@ TEST(Refine, TheTrajectoryFalls) {
 // What the README shows, and that other starts come to the same place.
 TEST(Refine, ComesToOnePlaceFromManyAsTheReadmeSays) {
   const ScratchDirectory scratch;
-  const std::string readme = test_support::read_file(NXBRIO_SOURCE_DIR "/README.md");
+  const std::string readme = read_file(NXBRIO_SOURCE_DIR "/README.md");
   const std::string start = scratch.path("displaced.pqr");
   const std::string out = scratch.path("o.pqr");
   std::vector<gemmi::Position> refined;
   for (const char* const move : {"1 0 0", "0 0 0", "-1 0 0", "0 1 0", "0 -1 0", "0 0 1", "0 0 -1"}) {
     nxbrio_json({"convert", kLigand, start, "--transform", std::string("1 0 0 0 ") + move});
-    const std::string text = test_support::nxbrio({"refine", kTarget, start, out}).out;
+    const std::string text = nxbrio({"refine", kTarget, start, out}).out;
     std::istringstream table(text.substr(text.find("Energy,"), text.find("  Iterations:") - text.find("Energy,")));
     for (std::string line; refined.empty() && std::getline(table, line);) {
       EXPECT_NE(readme.find(line.empty() ? "" : "\n    " + line + "\n"), std::string::npos) << line;
@@ -272,23 +264,23 @@ TEST(Refine, WrongCallsAreTold) {
   const ScratchDirectory scratch;
   const std::string odd = scratch.write("odd.pqr", "ATOM 1 C LIG 1 0 0 0 0 1\nATOM 2 XX LIG 1 0 0 9 0 1\n");
   const std::string out = scratch.path("o.pqr");
-  expect_failure(test_support::nxbrio({"refine", kTarget, odd, out}), 1,
+  expect_failure(nxbrio({"refine", kTarget, odd, out}), 1,
                  odd + ": atom 2, 'XX LIG 1': there are no 12-6 parameters for an unknown element");
-  expect_failure(test_support::nxbrio({"refine", kTarget, kLigand, out, "-e", "0"}), 2,
+  expect_failure(nxbrio({"refine", kTarget, kLigand, out, "-e", "0"}), 2,
                  "--dielectric: '0' is not a finite number above 0");
-  expect_failure(test_support::nxbrio({"refine", kTarget, kLigand, out, "--trajectory", out}), 2,
+  expect_failure(nxbrio({"refine", kTarget, kLigand, out, "--trajectory", out}), 2,
                  "--trajectory: " + out + " ends in neither .pdb nor .ent");
   const std::string wide = scratch.write("wide.pqr", "ATOM 1 C LIG 1 1e30 0 0 0 1\n");
   const std::string way = scratch.path("way.pdb");
-  expect_failure(test_support::nxbrio({"refine", kTarget, kLigand, way, "--trajectory", way}), 2,
+  expect_failure(nxbrio({"refine", kTarget, kLigand, way, "--trajectory", way}), 2,
                  "--trajectory: " + way + " is written already");
   // Wider than a PDB file can be.
-  expect_one_line(test_support::nxbrio({"refine", kTarget, wide, out, "--trajectory", way}), 1, way + ": ");
-  expect_failure(test_support::nxbrio({"refine", kTarget, odd, odd}), 2, "OUT: " + odd + " is read as well");
+  expect_one_line(nxbrio({"refine", kTarget, wide, out, "--trajectory", way}), 1, way + ": ");
+  expect_failure(nxbrio({"refine", kTarget, odd, odd}), 2, "OUT: " + odd + " is read as well");
   for (const char* const iterations : {"-1", "1.5", "many"}) {
-    expect_one_line(test_support::nxbrio({"refine", kTarget, kLigand, out, "-n", iterations}), 2);
+    expect_one_line(nxbrio({"refine", kTarget, kLigand, out, "-n", iterations}), 2);
   }
-  expect_one_line(test_support::nxbrio({"refine", kTarget, kLigand}), 2);
+  expect_one_line(nxbrio({"refine", kTarget, kLigand}), 2);
   EXPECT_EQ(scratch.names(), (std::vector<std::string>{"odd.pqr", "wide.pqr"}));
 }
 

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 namespace test_support {
 
@@ -74,6 +75,15 @@ std::vector<std::string> ScratchDirectory::names() const {
   }
   std::sort(names.begin(), names.end());
   return names;
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
 }
 
 std::string read_file(const std::string& path) {

@@ -35,6 +35,9 @@ class ScratchDirectory {
   std::string path_;
 };
 
+// The lines of a text, without their ends.
+std::vector<std::string> lines_of(const std::string& text);
+
 // The whole file; a failure of the running test when it cannot be read.
 std::string read_file(const std::string& path);
 

@@ -1,9 +1,12 @@
-// The lines of a text as a reader with a buffer of a given size gets them, split without reading character by
-// character.
+// The reader of lines against a split of the whole text, which does not read character by character.
 #ifndef NXBRIOCHEM_TESTS_SUPPORT_SPLIT_LINES_H
 #define NXBRIOCHEM_TESTS_SUPPORT_SPLIT_LINES_H
 
+#include <nxbriochem/util/parser.h>
+
 #include <algorithm>
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,6 +25,23 @@ inline std::vector<std::string> split_lines(const std::string& text, std::size_t
     at = end + (text.compare(end, 2, "\r\n") == 0 ? 2 : 1);
   }
   return lines;
+}
+
+// Whether the text, which is not empty, is read so into a buffer of that size, and nothing is written behind a line.
+inline bool reads_as_split(std::string text, std::size_t size) {
+  std::FILE* const file = fmemopen(text.data(), text.size(), "r");
+  // Exactly as large as is said, so that the address sanitizer sees a longer line.
+  const auto buffer = std::make_unique<char[]>(size);
+  const auto read = [&] { return nxi_ReadLine(file, buffer.get(), static_cast<int>(size)); };
+  bool same = true;
+  for (const std::string& line : split_lines(text, size)) {
+    std::fill_n(buffer.get(), size, '#');
+    const std::string expected = line + '\0' + std::string(size - line.size() - 1, '#');
+    same = same && read() == 1 && std::equal(expected.begin(), expected.end(), buffer.get());
+  }
+  same = same && read() == 0 && buffer[0] == '\0';
+  std::fclose(file);
+  return same;
 }
 
 }  // namespace test_support

@@ -2,8 +2,7 @@
 #ifndef NXBRIOCHEM_TESTS_SUPPORT_SYMMETRIC_MATRICES_H
 #define NXBRIOCHEM_TESTS_SUPPORT_SYMMETRIC_MATRICES_H
 
-#include <algorithm>
-#include <cmath>
+#include <Eigen/Dense>
 #include <cstddef>
 #include <random>
 #include <vector>
@@ -45,40 +44,38 @@ Square<T> random_symmetric(std::mt19937& random, int n) {
   return a;
 }
 
-// diag(values) turned by random reflections, in long double until the end.
+using ExactSquare = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
+
+template <class T>
+ExactSquare exact_square(const std::vector<T>& elements, std::size_t size) {
+  const auto n = static_cast<Eigen::Index>(size);
+  using Rows = Eigen::Matrix<T, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
+  return Rows::Map(elements.data(), n, n).template cast<long double>();
+}
+
+template <class T>
+ExactSquare exact_square(const Square<T>& a) {
+  return exact_square(a.elements, a.n);
+}
+
+inline long double largest_element(const ExactSquare& a) { return a.cwiseAbs().maxCoeff<Eigen::PropagateNaN>(); }
+
+// The largest element of V^T V - I.
+inline long double skew_of(const ExactSquare& v) {
+  return largest_element(v.transpose() * v - ExactSquare::Identity(v.rows(), v.cols()));
+}
+
+// diag(values) turned at random, in long double until the end.
 template <class T>
 Square<T> with_spectrum(std::mt19937& random, const std::vector<double>& values) {
-  std::normal_distribution<double> normal;
-  const std::size_t n = values.size();
-  std::vector<long double> a(n * n);
-  for (std::size_t i = 0; i < n; ++i) {
-    a[i * n + i] = values[i];
-  }
-  for (int reflection = 0; reflection < 3; ++reflection) {
-    std::vector<long double> u(n);
-    long double square = 0;
-    for (long double& x : u) {
-      x = normal(random);
-      square += x * x;
-    }
-    std::vector<long double> p(n);
-    long double along = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-      for (std::size_t j = 0; j < n; ++j) {
-        p[i] += 2 / square * a[i * n + j] * u[j];
-      }
-      along += p[i] * u[i] / square;
-    }
-    for (std::size_t i = 0; i < n; ++i) {
-      for (std::size_t j = 0; j < n; ++j) {
-        a[i * n + j] -= u[i] * (p[j] - along * u[j]) + (p[i] - along * u[i]) * u[j];
-      }
-    }
-  }
-  Square<T> result(static_cast<int>(n));
-  for (std::size_t i = 0; i < n; ++i) {
+  const auto n = static_cast<int>(values.size());
+  const ExactSquare random_matrix = exact_square(random_symmetric<double>(random, n));
+  const ExactSquare q = Eigen::HouseholderQR<ExactSquare>(random_matrix).householderQ();
+  const ExactSquare a = q * Eigen::VectorXd::Map(values.data(), n).cast<long double>().asDiagonal() * q.transpose();
+  Square<T> result(n);
+  for (std::size_t i = 0; i < result.n; ++i) {
     for (std::size_t j = 0; j <= i; ++j) {
-      result.at(i, j) = result.at(j, i) = static_cast<T>(a[i * n + j]);
+      result.at(i, j) = result.at(j, i) = static_cast<T>(a(static_cast<Eigen::Index>(i), static_cast<Eigen::Index>(j)));
     }
   }
   return result;
@@ -86,41 +83,19 @@ Square<T> with_spectrum(std::mt19937& random, const std::vector<double>& values)
 
 // In long double, |A| being the largest magnitude of an eigenvalue.
 struct EigenErrors {
-  long double residual = 0;     // the largest |A v - l v| / |A|
-  long double element = 0;      // the largest element of any A v - l v, over |A|
-  long double orthonormal = 0;  // the largest element of V^T V - I
+  long double residual;     // the largest |A v - l v| / |A|
+  long double element;      // the largest element of any A v - l v, over |A|
+  long double orthonormal;  // the largest element of V^T V - I
 };
 
-// `component(k, i)` is element i of eigenvector k.
-template <class T, class Component>
-EigenErrors eigen_errors(const Square<T>& a, const T* values, Component component) {
-  EigenErrors errors;
-  long double size = 0;
-  for (std::size_t k = 0; k < a.n; ++k) {
-    size = std::max(size, std::abs(static_cast<long double>(values[k])));
-    long double square = 0;
-    for (std::size_t i = 0; i < a.n; ++i) {
-      long double sum = -static_cast<long double>(values[k]) * component(k, i);
-      for (std::size_t j = 0; j < a.n; ++j) {
-        sum += static_cast<long double>(a.at(i, j)) * component(k, j);
-      }
-      square += sum * sum;
-      errors.element = std::max(errors.element, std::abs(sum));
-    }
-    errors.residual = std::max(errors.residual, std::sqrt(square));
-    for (std::size_t other = 0; other <= k; ++other) {
-      long double sum = other == k ? -1 : 0;
-      for (std::size_t i = 0; i < a.n; ++i) {
-        sum += static_cast<long double>(component(k, i)) * component(other, i);
-      }
-      errors.orthonormal = std::max(errors.orthonormal, std::abs(sum));
-    }
-  }
-  if (size > 0) {
-    errors.residual /= size;
-    errors.element /= size;
-  }
-  return errors;
+// The eigenvectors are columns.
+template <class T>
+EigenErrors eigen_errors(const Square<T>& a, const std::vector<T>& values, const ExactSquare& v) {
+  using Vector = Eigen::Matrix<T, Eigen::Dynamic, 1>;
+  const auto l = Vector::Map(values.data(), v.rows()).template cast<long double>().eval();
+  const long double largest = largest_element(l);
+  const ExactSquare error = (exact_square(a) * v - v * l.asDiagonal()) / (largest == 0 ? 1 : largest);
+  return {largest_element(error.colwise().norm()), largest_element(error), skew_of(v)};
 }
 
 }  // namespace test_support

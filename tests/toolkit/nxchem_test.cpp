@@ -405,15 +405,7 @@ TEST(NxIterDeathTest, PastTheEndIsFatal) {
 
 TEST(NxIter, SurvivesDeletionAndGrowth) {
   NxMol mol;
-  for (int i = 0; i < 10; ++i) {
-    mol.NewAtom(6);
-  }
-  std::vector<unsigned> visited;
-  for (NxAtomBase& atom : mol.GetAtoms()) {
-    visited.push_back(atom.GetIdx());
-    mol.DeleteAtom(mol.GetAtom(static_cast<int>(atom.GetIdx()) + 1));
-  }
-  EXPECT_EQ(visited, (std::vector<unsigned>{0, 2, 4, 6, 8}));
+  mol.NewAtom(6);
   for (auto atom = mol.GetAtoms(); atom; ++atom) {
     if (mol.GetMaxAtomIdx() < 500) {
       mol.NewAtom(1);
@@ -421,7 +413,7 @@ TEST(NxIter, SurvivesDeletionAndGrowth) {
     mol.DeleteAtom(&*atom);
   }
   EXPECT_EQ(mol.NumAtoms(), 0U);
-  EXPECT_GT(mol.GetMaxAtomIdx(), 10U);
+  EXPECT_EQ(mol.GetMaxAtomIdx(), 500U);
 }
 
 }  // namespace

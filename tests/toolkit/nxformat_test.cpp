@@ -87,69 +87,18 @@ TEST(NxFormat, Hybrid36GoesOnWhereDigitsEnd) {
     return Field(4, [&](char* at) { return NxChem::NxPutHybrid36<4>(at, value); });
   };
   const int max = std::numeric_limits<int>::max();
-  for (const auto& [value, text] : std::vector<std::pair<int, std::string>>{{1, "    1"},
-                                                                            {99999, "99999"},
-                                                                            {100000, "A0000"},
-                                                                            {100035, "A000Z"},
-                                                                            {100036, "A0010"},
-                                                                            {43770015, "ZZZZZ"},
-                                                                            {43770016, "a0000"},
-                                                                            {87440031, "zzzzz"},
-                                                                            {87440032, ""}}) {
+  using Rows = std::vector<std::pair<int, std::string>>;
+  const Rows serials = {{1, "    1"},        {99999, "99999"},    {100000, "A0000"},
+                        {100035, "A000Z"},   {100036, "A0010"},   {43770015, "ZZZZZ"},
+                        {43770016, "a0000"}, {87440031, "zzzzz"}, {87440032, ""}};
+  for (const auto& [value, text] : serials) {
     EXPECT_EQ(serial(value), text) << value;
   }
-  for (const auto& [value, text] : std::vector<std::pair<int, std::string>>{{-999, "-999"},
-                                                                            {-1000, ""},
-                                                                            {9999, "9999"},
-                                                                            {10000, "A000"},
-                                                                            {1223055, "ZZZZ"},
-                                                                            {1223056, "a000"},
-                                                                            {2436111, "zzzz"},
-                                                                            {2436112, ""},
-                                                                            {max, ""},
-                                                                            {-max - 1, ""}}) {
+  const Rows residues = {{-999, "-999"},    {-1000, ""},       {9999, "9999"}, {10000, "A000"}, {1223055, "ZZZZ"},
+                         {1223056, "a000"}, {2436111, "zzzz"}, {2436112, ""},  {max, ""},       {-max - 1, ""}};
+  for (const auto& [value, text] : residues) {
     EXPECT_EQ(residue(value), text) << value;
   }
-}
-
-TEST(NxFormat, BufferAgreesWithAString) {
-  std::mt19937 random(7);
-  NxChem::NxTextBuffer buffer;
-  std::string model;
-  for (int i = 0; i < 5000; ++i) {
-    const std::string word(random() % 40, static_cast<char>('a' + i % 26));
-    switch (random() % 6) {
-      case 0:
-        buffer.AppendLeft(word, 20);
-        model += word + std::string(word.size() < 20 ? 20 - word.size() : 0, ' ');
-        break;
-      case 1: {
-        const std::size_t at = random() % (model.size() + 1);
-        buffer.Insert(at, word);
-        model.insert(at, word);
-        break;
-      }
-      case 2:
-        buffer.AppendInt(i - 2500, 6).Append('|');
-        model += Printed(static_cast<float>(i - 2500), 6, 0) + "|";
-        break;
-      case 3:
-        buffer.AppendFixed(static_cast<float>(i) * 1.37F, 9, 3);
-        model += Printed(static_cast<float>(i) * 1.37F, 9, 3);
-        break;
-      case 4:
-        if (model.size() > 3 && i % 50 == 0) {
-          buffer.Truncate(model.size() - 3);
-          model.resize(model.size() - 3);
-        }
-        break;
-      default:
-        buffer.Append(word);
-        model += word;
-    }
-    ASSERT_EQ(buffer.Size(), model.size());
-  }
-  EXPECT_EQ(buffer.View(), model);
 }
 
 TEST(NxFormat, HostileTextBecomesSafe) {

@@ -19,7 +19,7 @@
 
 #include <nxbriochem/toolkit/nxelements.h>
 
-#include "functional_groups.h"
+#include "tests/toolkit/kept_molecules.h"
 
 namespace {
 
@@ -41,12 +41,13 @@ void Perceive(NxMolBase& mol) {
   NxPerceiveBondOrders(mol);
 }
 
-std::vector<int> Orders(const NxMolBase& mol) {
-  std::vector<int> orders;
+// Begin, end and order of each.
+std::vector<std::array<int, 3>> Bonds(const NxMolBase& mol) {
+  std::vector<std::array<int, 3>> bonds;
   for (const NxBondBase& bond : mol.GetBonds()) {
-    orders.push_back(bond.GetOrder());
+    bonds.push_back({bond.GetBgnIdx(), bond.GetEndIdx(), bond.GetOrder()});
   }
-  return orders;
+  return bonds;
 }
 
 std::vector<int> Charges(const NxMolBase& mol) {
@@ -83,66 +84,58 @@ struct Group {
   NxMol mol;
 };
 
-std::vector<Group> ReadFunctionalGroups() {
+std::vector<Group> ReadGroups(const std::string& file) {
+  std::stringstream text;
+  for (const std::string& line : kept_molecules::ReadLines(file)) {
+    text << line << "\n";
+  }
   std::vector<Group> groups;
-  std::istringstream text(kFunctionalGroups);
   std::string name;
   int n_atoms = 0;
   int n_bonds = 0;
   while (text >> name >> n_atoms >> n_bonds) {
-    Group& group = groups.emplace_back();
-    group.name = name;
+    NxMol& mol = groups.emplace_back(Group{name, {}}).mol;
     for (int i = 0; i < n_atoms; ++i) {
-      std::string symbol;
-      std::array<float, 3> xyz{};
-      text >> symbol >> xyz[0] >> xyz[1] >> xyz[2];
-      const int charge = symbol.back() == '+' ? 1 : symbol.back() == '-' ? -1 : 0;
-      NxAtomBase* atom = group.mol.NewAtom(NxGetAtomicNum(charge != 0 ? symbol.substr(0, symbol.size() - 1) : symbol));
-      atom->SetFormalCharge(charge);
-      group.mol.SetCoords(*atom, xyz.data());
+      std::array<std::string, 4> words;
+      text >> words[0] >> words[1] >> words[2] >> words[3];
+      const std::array<float, 3> xyz = {std::stof(words[1]), std::stof(words[2]), std::stof(words[3])};
+      mol.SetCoords(kept_molecules::AddElement(mol, words[0]), xyz.data());
     }
-    for (int i = 0; i < n_bonds; ++i) {
-      int bgn = 0;
-      int end = 0;
-      int order = 0;
-      text >> bgn >> end >> order;
-      group.mol.NewBond(group.mol.GetAtom(bgn), group.mol.GetAtom(end), order);
-    }
+    kept_molecules::AddBonds(mol, text, n_bonds);
   }
   return groups;
 }
 
-void DeleteBonds(NxMolBase& mol) {
+// Without bonds and charges.
+NxMol Bare(const NxMol& known) {
+  NxMol mol(known);
   for (NxBondBase& bond : mol.GetBonds()) {
     mol.DeleteBond(&bond);
   }
-}
-
-void DeleteHydrogens(NxMolBase& mol) {
   for (NxAtomBase& atom : mol.GetAtoms()) {
-    if (atom.GetAtomicNum() == 1) {
-      mol.DeleteAtom(&atom);
-    }
+    atom.SetFormalCharge(0);
   }
+  return mol;
 }
 
 // Heavy atoms alone show every double bond; a charge that only a hydrogen tells of is not asked for.
 TEST(NxPerceive, FunctionalGroupsWithoutHydrogens) {
   const std::set<std::string> charged_by_hydrogens = {"imidazolium", "methylammonium", "methanesulfonamide_anion",
                                                       "methanethiolate"};
-  for (const Group& group : ReadFunctionalGroups()) {
+  for (const Group& group : ReadGroups("functional_groups.txt")) {
     if (group.name == "methylguanidinium") {
       continue;  // Its three C-N bonds are alike, and any of them may be the double one.
     }
     NxMol expected(group.mol);
-    DeleteHydrogens(expected);
-    NxMol mol(expected);
-    DeleteBonds(mol);
-    if (charged_by_hydrogens.contains(group.name)) {
-      for (NxAtomBase& atom : expected.GetAtoms()) {
+    for (NxAtomBase& atom : expected.GetAtoms()) {
+      if (charged_by_hydrogens.contains(group.name)) {
         atom.SetFormalCharge(0);
       }
+      if (atom.GetAtomicNum() == 1) {
+        expected.DeleteAtom(&atom);
+      }
     }
+    NxMol mol = Bare(expected);
     Perceive(mol);
     EXPECT_EQ(SignatureOf(mol), SignatureOf(expected)) << group.name;
   }
@@ -152,7 +145,7 @@ TEST(NxPerceive, FunctionalGroupsWithoutHydrogens) {
 TEST(NxPerceive, FunctionalGroupsShuffledAndBlurred) {
   std::mt19937 random(5);
   std::normal_distribution<float> blur(0.0F, 0.015F);
-  const std::vector<Group> groups = ReadFunctionalGroups();
+  const std::vector<Group> groups = ReadGroups("functional_groups.txt");
   ASSERT_EQ(groups.size(), 34U);
   for (const Group& group : groups) {
     for (int round = 0; round <= 10; ++round) {
@@ -175,92 +168,24 @@ TEST(NxPerceive, FunctionalGroupsShuffledAndBlurred) {
   }
 }
 
-// Structures from spectroscopy and diffraction (angstrom), which pin the order of each bond.
 TEST(NxPerceive, SmallMoleculesAndIons) {
-  struct Case {
-    const char* name;
-    std::vector<Atom> atoms;
-    std::vector<int> orders;
-    std::vector<int> charges;
-  };
-  const std::vector<Case> cases = {
-      {"carbon dioxide", {{8, {-1.162F, 0, 0}}, {6, {0, 0, 0}}, {8, {1.162F, 0, 0}}}, {2, 2}, {0, 0, 0}},
-      {"nitrous oxide", {{7, {-1.128F, 0, 0}}, {7, {0, 0, 0}}, {8, {1.184F, 0, 0}}}, {2, 2}, {-1, 1, 0}},
-      {"dinitrogen", {{7, {0, 0, 0}}, {7, {1.098F, 0, 0}}}, {3}, {0, 0}},
-      {"dioxygen", {{8, {0, 0, 0}}, {8, {1.208F, 0, 0}}}, {2}, {0, 0}},
-      {"hydrogen cyanide", {{1, {-1.066F, 0, 0}}, {6, {0, 0, 0}}, {7, {1.153F, 0, 0}}}, {1, 3}, {0, 0, 0}},
-      {"formaldehyde",
-       {{6, {0, 0, 0}}, {8, {0, 0, 1.208F}}, {1, {0, 0.943F, -0.587F}}, {1, {0, -0.943F, -0.587F}}},
-       {2, 1, 1},
-       {0, 0, 0, 0}},
-      {"water", {{8, {0, 0, 0}}, {1, {0.757F, 0.586F, 0}}, {1, {-0.757F, 0.586F, 0}}}, {1, 1}, {0, 0, 0}},
-      {"hydroxide", {{8, {0, 0, 0}}, {1, {0.97F, 0, 0}}}, {1}, {-1, 0}},
-      {"nitrite, longer bond last",
-       {{7, {0, 0, 0}}, {8, {1.23F, 0, 0}}, {8, {-0.528F, 1.133F, 0}}},
-       {2, 1},
-       {0, 0, -1}},
-      {"sulfur dioxide", {{16, {0, 0, 0}}, {8, {1.431F, 0, 0}}, {8, {-0.707F, 1.244F, 0}}}, {2, 2}, {0, 0, 0}},
-      {"perchlorate",
-       {{17, {0, 0, 0}},
-        {8, {0.828F, 0.828F, 0.828F}},
-        {8, {0.832F, -0.832F, -0.832F}},
-        {8, {-0.832F, 0.832F, -0.832F}},
-        {8, {-0.838F, -0.838F, 0.838F}}},
-       {2, 2, 2, 1},
-       {0, 0, 0, 0, -1}},
-      {"sodium chloride, apart", {{11, {0, 0, 0}}, {17, {2.82F, 0, 0}}}, {}, {1, -1}},
-      {"ions and water", {{12, {0, 0, 0}}, {8, {2.07F, 0, 0}}, {30, {9, 0, 0}}, {8, {11, 0, 0}}}, {1}, {2, 0, 2, 0}},
-  };
-  for (const Case& known : cases) {
-    NxMol mol;
-    AddAtoms(mol, known.atoms);
+  const std::vector<Group> known = ReadGroups("small_molecules.txt");
+  ASSERT_EQ(known.size(), 13U);
+  for (const Group& group : known) {
+    NxMol mol = Bare(group.mol);
     Perceive(mol);
-    EXPECT_EQ(Orders(mol), known.orders) << known.name;
-    EXPECT_EQ(Charges(mol), known.charges) << known.name;
+    EXPECT_EQ(Bonds(mol), Bonds(group.mol)) << group.name;
+    EXPECT_EQ(Charges(mol), Charges(group.mol)) << group.name;
   }
 }
 
 TEST(NxConnectivity, PicksNeighboursSensibly) {
-  struct Case {
-    const char* name;
-    std::vector<Atom> atoms;
-    std::vector<std::pair<int, int>> bonds;
-  };
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  const float inf = std::numeric_limits<float>::infinity();
-  const std::vector<Case> cases = {
-      {"a hydrogen takes the nearer atom", {{8, {0, 0, 0}}, {1, {1.0F, 0, 0}}, {8, {2.05F, 0, 0}}}, {{0, 1}}},
-      {"hydrogens of two groups that clash",
-       {{6, {0, 0, 0}}, {1, {1.09F, 0, 0}}, {1, {1.99F, 0, 0}}, {6, {3.08F, 0, 0}}},
-       {{0, 1}, {2, 3}}},
-      {"dihydrogen", {{1, {0, 0, 0}}, {1, {0.74F, 0, 0}}}, {{0, 1}}},
-      {"coincident atoms", {{6, {0, 0, 0}}, {6, {0.39F, 0, 0}}, {6, {0, 1.5F, 0}}}, {{0, 2}, {1, 2}}},
-      {"the same place twice", {{6, {0, 0, 0}}, {6, {-0.0F, 0, 0}}, {6, {0, 1.5F, 0}}}, {{0, 2}}},
-      {"both sides of the tolerance", {{6, {0, 0, 0}}, {6, {1.969F, 0, 0}}, {6, {-1.971F, 0, 0}}}, {{0, 1}}},
-      {"metals",
-       {{30, {0, 0, 0}}, {7, {2.1F, 0, 0}}, {1, {0, 1.6F, 0}}, {30, {0, 0, 2.4F}}, {8, {0, -2.19F, 0}}},
-       {{0, 1}}},
-      {"alkali metals and noble gases", {{19, {0, 0, 0}}, {8, {2.6F, 0, 0}}, {18, {0, 1, 0}}, {0, {0, 0, 1}}}, {}},
-      {"a strained angle and a three-membered ring",
-       {{6, {0, 0, 0}},
-        {8, {1.23F, 0, 0}},
-        {7, {0.1F, 1.34F, 0}},
-        {6, {0, 9, 0}},
-        {6, {1.5F, 9, 0}},
-        {8, {0.75F, 10.2F, 0}}},
-       {{0, 1}, {0, 2}, {3, 4}, {3, 5}, {4, 5}}},
-      {"not finite", {{6, {nan, 0, 0}}, {6, {0, inf, 0}}, {6, {0, 0, 0}}, {6, {1.5F, 0, 0}}}, {{2, 3}}},
-      {"far away", {{6, {3e38F, -3e38F, 0}}, {6, {1e7F, 0, 0}}, {6, {1e7F, 1, 0}}, {6, {-1e7F, 0, 0}}}, {{1, 2}}},
-  };
-  for (const Case& known : cases) {
-    NxMol mol;
-    AddAtoms(mol, known.atoms);
+  const std::vector<Group> known = ReadGroups("neighbours.txt");
+  ASSERT_EQ(known.size(), 11U);
+  for (const Group& group : known) {
+    NxMol mol = Bare(group.mol);
     NxDetermineConnectivity(mol);
-    std::vector<std::pair<int, int>> bonds;
-    for (const NxBondBase& bond : mol.GetBonds()) {
-      bonds.emplace_back(bond.GetBgnIdx(), bond.GetEndIdx());
-    }
-    EXPECT_EQ(bonds, known.bonds) << known.name;
+    EXPECT_EQ(Bonds(mol), Bonds(group.mol)) << group.name;
     NxPerceiveBondOrders(mol);
   }
 }
@@ -308,8 +233,8 @@ TEST(NxConnectivity, GridMissesNothing) {
       }
     }
     std::set<std::pair<int, int>> found;
-    for (const NxBondBase& bond : mol.GetBonds()) {
-      found.emplace(bond.GetBgnIdx(), bond.GetEndIdx());
+    for (const auto& [bgn, end, order] : Bonds(mol)) {
+      found.emplace(bgn, end);
     }
     ASSERT_TRUE(std::includes(near.begin(), near.end(), found.begin(), found.end())) << "round " << round;
     for (const auto& [i, j] : near) {
@@ -322,14 +247,14 @@ TEST(NxConnectivity, GridMissesNothing) {
   }
 }
 
+// Fields by white space: record, serial, name, residue, [chain,] number, x, y, z, charge, radius. Gives the charge of
+// each residue, under its name and number, and of which atoms it is.
 struct PqrResidue {
   std::string name;
-  std::string number;
   double charge = 0.0;
   std::vector<const NxAtomBase*> atoms;
 };
 
-// Fields by white space: record, serial, name, residue, [chain,] number, x, y, z, charge, radius.
 std::vector<PqrResidue> ReadPqr(const std::string& name, NxMolBase& mol) {
   std::ifstream file(std::string(APBS_EXAMPLES) + "/" + name);
   std::vector<PqrResidue> residues;
@@ -338,24 +263,20 @@ std::vector<PqrResidue> ReadPqr(const std::string& name, NxMolBase& mol) {
       continue;
     }
     std::istringstream fields(line);
-    std::vector<std::string> words{std::istream_iterator<std::string>(fields), {}};
+    const std::vector<std::string> words{std::istream_iterator<std::string>(fields), {}};
     const std::size_t n = words.size();
     const std::string letters = words[2].substr(words[2].find_first_not_of("0123456789"));
     const bool is_zinc = words[3] == "ZN" || letters.starts_with("ZN");
     AddAtoms(mol, {{is_zinc ? 30 : NxGetAtomicNum(letters.substr(0, 1)),
                     {std::stof(words[n - 5]), std::stof(words[n - 4]), std::stof(words[n - 3])}}});
-    if (residues.empty() || residues.back().name != words[3] || residues.back().number != words[n - 6]) {
-      residues.push_back({words[3], words[n - 6], 0.0, {}});
+    const std::string residue = words[3] + " " + words[n - 6];
+    if (residues.empty() || residues.back().name != residue) {
+      residues.push_back({residue, 0.0, {}});
     }
     residues.back().charge += std::stod(words[n - 2]);
     residues.back().atoms.push_back(mol.GetAtom(static_cast<int>(mol.GetMaxAtomIdx()) - 1));
   }
   return residues;
-}
-
-int NetCharge(const PqrResidue& residue) {
-  return std::accumulate(residue.atoms.begin(), residue.atoms.end(), 0,
-                         [](int sum, const NxAtomBase* atom) { return sum + atom->GetFormalCharge(); });
 }
 
 // The force field's partial charges of each residue add up to what perception finds from the geometry alone: two
@@ -368,12 +289,16 @@ TEST(NxPerceive, ResiduesOfProteinsHaveTheirForceFieldCharges) {
     ASSERT_GT(residues.size(), 80U) << name;
     Perceive(mol);
     int charged = 0;
-    for (std::size_t i = 0; i < residues.size(); ++i) {
-      if (i == 1 && residues[0].name == "ALA" && residues[1].name == "GLN") {
-        continue;  // In barnase's chain B the terminal oxygen of GLN 2 stands 2 angstrom away from its carbon.
+    for (const PqrResidue& residue : residues) {
+      int net = 0;
+      for (const NxAtomBase* atom : residue.atoms) {
+        net += atom->GetFormalCharge();
       }
-      EXPECT_NEAR(NetCharge(residues[i]), residues[i].charge, 0.01) << name << " " << residues[i].name << " " << i;
-      charged += NetCharge(residues[i]) != 0 ? 1 : 0;
+      // In barnase's chain B the terminal oxygen of GLN 2 stands 2 angstrom away from its carbon.
+      if (&residue != &residues[1] || residue.name != "GLN 2") {
+        EXPECT_NEAR(net, residue.charge, 0.01) << name << " " << residue.name;
+      }
+      charged += net != 0 ? 1 : 0;
     }
     EXPECT_GT(charged, 20) << name;
   }
@@ -426,13 +351,10 @@ TEST(NxPerceive, RandomGraphsWithBadGeometry) {
     mol.DeleteAtom(mol.GetAtom(static_cast<int>(random() % 32)));
     Perceive(mol);
     std::set<std::pair<int, int>> seen;
-    for (const NxBondBase& bond : mol.GetBonds()) {
-      const bool is_plain = bond.GetBgn() != nullptr && bond.GetEnd() != nullptr && bond.GetBgn() != bond.GetEnd();
-      if (!is_plain) {
-        EXPECT_EQ(bond.GetOrder(), 7);
-      } else if (seen.insert(std::minmax(bond.GetBgnIdx(), bond.GetEndIdx())).second) {
-        EXPECT_GE(bond.GetOrder(), 1);
-        EXPECT_LE(bond.GetOrder(), 3);
+    for (const auto& [bgn, end, order] : Bonds(mol)) {
+      const bool is_plain = bgn >= 0 && end >= 0 && bgn != end;
+      if (!is_plain || seen.insert(std::minmax(bgn, end)).second) {
+        EXPECT_TRUE(is_plain ? order >= 1 && order <= 3 : order == 7) << order;
       }
     }
   }

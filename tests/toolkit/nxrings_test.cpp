@@ -49,18 +49,6 @@ unsigned SmallestRing(unsigned n_atoms, const Edges& edges, std::size_t through)
   return distance[to] < n_atoms ? distance[to] + 1 : 0;
 }
 
-TEST(NxRings, Steroid) {
-  NxMol mol;
-  Build(mol, 19,
-        {{0, 1},  {1, 2},   {2, 3},   {3, 4},   {4, 5},  {5, 0},   {4, 6},   {6, 7},   {7, 8},   {8, 9},   {9, 5},
-         {8, 10}, {10, 11}, {11, 12}, {12, 13}, {13, 9}, {10, 14}, {14, 15}, {15, 16}, {16, 11}, {11, 17}, {5, 18}});
-  std::vector<unsigned> sizes;
-  for (const NxAtomBase& atom : mol.GetAtoms()) {
-    sizes.push_back(atom.GetSmallestRingSize());
-  }
-  EXPECT_EQ(sizes, (std::vector<unsigned>{6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 5, 5, 6, 6, 5, 5, 5, 0, 0}));
-}
-
 TEST(NxRings, RandomGraphsAgainstEveryWayRound) {
   std::mt19937 random(20240607);
   for (int round = 0; round < 1500; ++round) {

@@ -2,14 +2,17 @@
 #include <nxbriochem/geometry/mol_func2.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/objects/memory.h>
+#include <nxbriochem/objects/print.h>
 
 #include <tests/support/flat_molecule.h>
+#include <tests/support/printed.h>
+#include <cmath>
 #include <map>
+#include <numbers>
 #include <string>
 #include <vector>
 
-using test_support::FlatAtom;
-using test_support::make_molecule;
+using namespace test_support;
 
 namespace {
 
@@ -19,16 +22,20 @@ float element_radius(char code) {
   return radius;
 }
 
-std::vector<float> radii_of(int mol) {
-  std::vector<float> radii(static_cast<std::size_t>(nx_get_molecule_radii_length(mol)));
-  nx_get_molecule_radii(radii.data(), mol);
-  return radii;
+// A value of each atom.
+template <class T>
+std::vector<T> all_of(int (*get)(T*, int), int mol) {
+  std::vector<T> values(static_cast<std::size_t>(nx_get_molecule_radii_length(mol)));
+  get(values.data(), mol);
+  return values;
 }
 
+std::vector<float> radii_of(int mol) { return all_of(nx_get_molecule_radii, mol); }
+std::vector<float> charges_of(int mol) { return all_of(nx_get_molecule_charges, mol); }
+
 std::string elements_of(int mol) {
-  std::string codes(static_cast<std::size_t>(nx_get_molecule_element_length(mol)), '?');
-  nx_get_molecule_element(codes.data(), mol);
-  return codes;
+  const std::vector<char> codes = all_of(nx_get_molecule_element, mol);
+  return {codes.begin(), codes.end()};
 }
 
 }  // namespace
@@ -47,13 +54,12 @@ TEST(ElementRadii, DefaultsCoverEveryCode) {
 }
 
 TEST(ElementRadii, CallersValuesSurviveTheDefaultsButForZAndX) {
-  testing::internal::CaptureStdout();
-  nx_set_element_radius('C', 2.25F);
-  nx_set_element_radius('Z', 2.0F);
-  nx_set_element_radius('X', 2.0F);
-  nx_set_element_radius(static_cast<char>(-3), 0.5F);
-  std::fflush(stdout);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(test_support::printed([] {
+              nx_set_element_radius('C', 2.25F);
+              nx_set_element_radius('Z', 2.0F);
+              nx_set_element_radius('X', 2.0F);
+              nx_set_element_radius(static_cast<char>(-3), 0.5F);
+            }),
             "set element 67 to 2.250000\nset element 90 to 2.000000\nset element 88 to 2.000000\n"
             "set element -3 to 0.500000\n");
   EXPECT_EQ(element_radius('C'), 2.25F);
@@ -157,4 +163,54 @@ TEST(BondiRadii, FollowTheTypesWithoutNames) {
     expected[static_cast<std::size_t>(type + 2)] = radius;
   }
   EXPECT_EQ(radii_of(mol), expected);
+}
+
+TEST(ChargeProtein, ChargesIonisedSideChainsOnly) {
+  const struct {
+    const char* name;
+    const char* residue;
+    float charge;
+  } cases[] = {{" NZ ", "LYS", 1},     {"NZ", "NLYS", 1},     {"nz", "lys", 1},       {"NH1", "ARG", 0.5F},
+               {"nh2", "ARG", 0.5F},   {"OD1", "ASP", -0.5F}, {" OD2", "ASP", -0.5F}, {"OE1", "GLU", -0.5F},
+               {"oe2", "CGLU", -0.5F}, {"OD1", "ASN", 0},     {"OE1", "GLN", 0},      {"NZ", "LYN", 0},
+               {"Nz", "LYS", 0},       {"CA", "LYS", 0}};
+  std::vector<FlatAtom> atoms;
+  std::vector<float> charged;
+  std::vector<float> full;
+  for (const auto& [name, residue, charge] : cases) {
+    atoms.push_back({name, residue, 0, 0, 0, 0.25F});
+    charged.push_back(charge == 0 ? 0.25F : charge);
+    full.push_back(charge);
+  }
+  const int mol = make_molecule(atoms);
+  EXPECT_EQ(nx_charge_protein(mol), 1);
+  EXPECT_EQ(charges_of(mol), charged);
+  nx_set_molecule_name("full", mol);  // under the keyword the other atoms' charges go
+  EXPECT_EQ(nx_charge_protein(mol), 1);
+  EXPECT_EQ(charges_of(mol), full);
+
+  const int nowhere = make_molecule({{"OD1", ""}, {"N", ""}});  // without residues it goes by the atom's name
+  EXPECT_EQ(nx_charge_protein(nowhere), 1);
+  EXPECT_EQ(charges_of(nowhere), (std::vector<float>{-0.5F, 0}));
+  EXPECT_EQ(nx_charge_protein(nx_make_molecule()), 0);
+}
+
+// The defining property: the Gaussian's integral is the volume of the sphere.
+TEST(DefaultGaussians, HaveTheVolumeOfTheSphere) {
+  const std::string codes = "HCNOFPSLRIZM";
+  const double radii[] = {1.2, 1.7, 1.55, 1.52, 1.47, 1.8, 1.8, 1.75, 1.85, 1.98};
+  const int mol = make_molecule(std::vector<FlatAtom>(codes.size()));
+  nx_set_molecule_element(codes.c_str(), mol);
+  std::vector<float> widths(codes.size(), -1.0F);
+  nx_print_everything();
+  EXPECT_EQ(test_support::printed([&] { EXPECT_EQ(nxi_assign_default_gaussians(widths.data(), mol), 1); }),
+            "atom 10 didnt match\natom 11 didnt match\n");
+  const double pi = std::numbers::pi;
+  for (std::size_t k = 0; k < std::size(radii); ++k) {
+    const double gaussian = 2 * std::numbers::sqrt2 * std::pow(pi, 1.5) * std::pow(widths[k], 3);
+    EXPECT_NEAR(gaussian / (4 * pi / 3 * std::pow(radii[k], 3)), 1.0, 1e-5) << codes[k];
+  }
+  EXPECT_EQ(widths[10], 0.0F);
+  EXPECT_EQ(nxi_assign_default_gaussians(nullptr, mol), 0);
+  EXPECT_EQ(nxi_assign_default_gaussians(widths.data(), nx_make_molecule()), 0);
 }
