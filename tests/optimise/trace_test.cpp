@@ -242,7 +242,7 @@ TEST(MethodTrace, SteepestDescent) {
   EXPECT_EQ(tried, (std::vector<double>{1, -1, 0, 0, 0}));
 }
 
-const char* const kSearch = "(\nIn LineMin_E\n\n(.|\n)*?)";
+const std::string kSearch = "(\nIn LineMin_E\n\n(.|\n)*?)";
 
 TEST(MethodTrace, VectorOnly) {
   const auto run = [](double energy, int limit) {
@@ -262,8 +262,8 @@ TEST(MethodTrace, VectorOnly) {
   std::string text = run(1e-3, 50);
   EXPECT_EQ(text.substr(0, head.size()), head);
   EXPECT_TRUE(std::regex_match(text.substr(head.size()),
-                               std::regex("(" + std::string(kSearch) + "(RESET STEP LENGTH!\n" + kSearch + ")?" +
-                                          iteration + ")+converged over last three iterations, total function calls= " +
+                               std::regex("(" + kSearch + "(RESET STEP LENGTH!\n" + kSearch + ")?" + iteration +
+                                          ")+converged over last three iterations, total function calls= " +
                                           std::to_string(tried.size()) + "\n")));
   text = run(1e-50, 2);
   EXPECT_TRUE(std::regex_search(text, std::regex(iteration + "maximum iterations reached= 2\n$")));
