@@ -168,6 +168,7 @@ WrittenFile WrittenTogether::stage(const WrittenFile& file) {
 
 std::vector<WrittenFile> WrittenTogether::stage(const std::vector<WrittenFile>& files) {
   std::vector<WrittenFile> staged;
+  staged.reserve(files.size());
   for (const WrittenFile& file : files) {
     staged.push_back(stage(file));
   }
