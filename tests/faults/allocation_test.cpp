@@ -193,19 +193,27 @@ INSTANTIATE_TEST_SUITE_P(Of, AllocationFailure,
                            return std::get<0>(named.param).name + (std::get<1>(named.param) ? "AndAllLater" : "");
                          });
 
-using AllocationFailureOnTheWayOut = FailingHeap;
+// Calls that end the process with status 1 whatever fails on the way.
+class AllocationFailureOnTheWayOut : public FailingHeap {
+ protected:
+  template <class Holds>
+  void expect_of_all(const Scenario& scenario, bool and_all_later, Holds holds) {
+    long k = 0;
+    do {
+      const Ended ended = run(scenario, ++k, and_all_later);
+      EXPECT_EQ(ended.status, 1);
+      EXPECT_TRUE(holds(ended)) << "allocation " << k << "\n" << ended.printed;
+    } while (heap_->failed);
+    EXPECT_GT(k, 1);
+  }
+};
 
 // The report of the block that was asked for stands, whatever fails while it is made.
 TEST_F(AllocationFailureOnTheWayOut, OutOfMemory) {
-  const Scenario scenario = CALL(out_of_memory, 0, nullptr, (12345));
-  long k = 0;
-  do {
-    const Ended ended = run(scenario, ++k, true);
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_NE(ended.printed.find("Out of memory trying to allocate 12345 bytes of memory\n"), std::string::npos);
-    EXPECT_TRUE(ended.printed.ends_with("\n*******\n")) << ended.printed;
-  } while (heap_->failed);
-  EXPECT_GT(k, 1);
+  expect_of_all(CALL(out_of_memory, 0, nullptr, (12345)), true, [](const Ended& ended) {
+    return ended.printed.find("Out of memory trying to allocate 12345 bytes of memory\n") != std::string::npos &&
+           ended.printed.ends_with("\n*******\n");
+  });
 }
 
 void damage() {
@@ -216,16 +224,9 @@ void damage() {
 
 // The handler of last resort with a damaged block to list: to its end, or to the report of what the listing needed.
 TEST_F(AllocationFailureOnTheWayOut, SignalHandler) {
-  const Scenario scenario = CALL(nxi_error_handler, 0, damage, (11));
-  long k = 0;
-  do {
-    const Ended ended = run(scenario, ++k, false);
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_TRUE(heap_->failed ? recognise(ended) == faults::kBlock
-                              : ended.printed.ends_with("\nALL DONE\nExit code 11\n"))
-        << ended.printed;
-  } while (heap_->failed);
-  EXPECT_GT(k, 1);
+  expect_of_all(CALL(nxi_error_handler, 0, damage, (11)), false, [this](const Ended& ended) {
+    return heap_->failed ? recognise(ended) == faults::kBlock : ended.printed.ends_with("\nALL DONE\nExit code 11\n");
+  });
 }
 
 // A call that says so with its result has done nothing.
