@@ -86,6 +86,11 @@ std::vector<Scenario> toolkit_scenarios() {
               NxBrioChem::NxAcquireGridHandle(*grid)),
       // The model.
       CALL_AS("NxChem::NxMol::NxMol()", kThrows, models, (NxChem::NxMol(), true)),
+      CALL_AS("NxChem::NxMol::NxMol(NxChem::NxMol const&)", kThrows, models, (NxChem::NxMol(*model), true)),
+      CALL_AS("NxChem::NxMol::NxMol(NxChem::NxMCMolBase const&)", kThrows, models,
+              (NxChem::NxMol(static_cast<const NxChem::NxMCMolBase&>(*model)), true)),
+      CALL_AS("NxChem::NxMol::NxMol(NxChem::NxMCMolBase const&, int const*)", kThrows, models,
+              (NxChem::NxMol(*model, ints), true)),
       CALL_AS("NxChem::NxMCMolBase::NxMCMolBase(NxChem::NxMCMolBase const&)", kThrows, models,
               (NxChem::NxMCMolBase(*model), true)),
       CALL_AS("NxChem::NxMCMolBase::NxMCMolBase(NxChem::NxMCMolBase const&, int const*)", kThrows, models,

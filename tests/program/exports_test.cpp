@@ -95,4 +95,24 @@ TEST(Exports, EveryNameIsDeclaredListedAndCommented) {
   }
 }
 
+// A program's function of the same name as an exported one replaces no call inside the library: nothing of the library's
+// code is looked up by name when it is loaded. Variables are: they are shared with the program.
+TEST(Exports, FunctionsInsideAreNotLookedUpByName) {
+  const Names functions = printed_by("nm -D --defined-only '" NXBRIO_LIBRARY "' | awk '$2 == \"T\" { print $3 }'");
+  const Names looked_up = printed_by("readelf -rW '" NXBRIO_LIBRARY "' | awk '$5 != \"\" { print $5 }'");
+  ASSERT_GT(functions.size(), 300U);
+  EXPECT_TRUE(looked_up.contains("DFactor2"));
+  Names both;
+  std::ranges::set_intersection(functions, looked_up, std::inserter(both, both.end()));
+  EXPECT_EQ(both, Names{});
+}
+
+// An empty entry would be the current directory, where anyone may have put a library.
+TEST(Exports, TheBuiltProgramLooksForLibrariesInNamedPlacesOnly) {
+  const Names paths = printed_by("readelf -dW '" NXBRIO_PROGRAM "' | sed -n 's/.*(RUNPATH).*\\[\\(.*\\)]/\\1/p'");
+  ASSERT_EQ(paths.size(), 1U);
+  const std::string between = ":" + *paths.begin() + ":";
+  EXPECT_EQ(between.find("::"), std::string::npos) << between;
+}
+
 }  // namespace
