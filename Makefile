@@ -5,10 +5,10 @@ all:
 	cmake --preset release
 	cmake --build --preset release
 
-# The library and the program without tests and examples.
+# The libraries and the program without tests and examples.
 program:
 	cmake --preset release
-	cmake --build --preset release --target nxbriochem nxbriochem_static nxbrio
+	cmake --build --preset release --target libraries nxbrio
 
 bootstrap:
 	scripts/bootstrap

@@ -141,10 +141,10 @@ TEST_F(Install, CxxProgramIsBuiltThroughFindPackage) {
   EXPECT_TRUE(result.out.starts_with(answer + answer)) << result.out;
   EXPECT_EQ(result.out.find("libnxbriochem"), std::string::npos) << result.out;
 
-  // Another major version is another interface, and there are no components.
+  // Another major version is another interface, and an unknown component is refused.
   EXPECT_NE(configure_c(std::to_string(std::stoi(NXBRIO_VERSION_MAJOR) + 1), "").err.find("version: " NXBRIO_VERSION),
             std::string::npos);
-  EXPECT_NE(configure_c("COMPONENTS nothing", "").err.find("no components (nothing were asked for)"),
+  EXPECT_NE(configure_c("COMPONENTS nothing", "").err.find("nxbriochem has no component nothing here"),
             std::string::npos);
 }
 
