@@ -73,7 +73,7 @@ class Exports : public testing::TestWithParam<Library> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Libraries, Exports, testing::Values(Library{"nxbriochem", 300, 500, "none"}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& library) { return library.param.name; });
 
 TEST_P(Exports, TheBinaryExportsTheWrittenListAndNothingElse) {
   const Names exported = printed_by("nm -D --defined-only '" + binary() + "' | awk '{ print $3 }'");
@@ -114,20 +114,20 @@ TEST_P(Exports, EveryNameIsDeclaredListedAndCommented) {
   }
 }
 
-// A program's function of the same name as an exported one replaces no call inside the library: nothing of the library's
-// code is looked up by name when it is loaded. Variables are: they are shared with the program.
-TEST(Exports, FunctionsInsideAreNotLookedUpByName) {
-  const Names functions = printed_by("nm -D --defined-only '" NXBRIO_LIBRARY "' | awk '$2 == \"T\" { print $3 }'");
-  const Names looked_up = printed_by("readelf -rW '" NXBRIO_LIBRARY "' | awk '$5 != \"\" { print $5 }'");
-  ASSERT_GT(functions.size(), 300U);
-  EXPECT_TRUE(looked_up.contains("DFactor2"));
+// A program's function of the same name as an exported one replaces no call inside the library: nothing of the
+// library's code is looked up by name when it is loaded. Variables are: they are shared with the program.
+TEST_P(Exports, FunctionsInsideAreNotLookedUpByName) {
+  const Names functions = printed_by("nm -D --defined-only '" + binary() + "' | awk '$2 == \"T\" { print $3 }'");
+  const Names looked_up = printed_by("readelf -rW '" + binary() + "' | awk '$5 != \"\" { print $5 }'");
+  ASSERT_GT(functions.size(), GetParam().exported);
+  EXPECT_EQ(looked_up.contains("DFactor2"), GetParam().name == "nxbriochem");
   Names both;
   std::ranges::set_intersection(functions, looked_up, std::inserter(both, both.end()));
   EXPECT_EQ(both, Names{});
 }
 
 // An empty entry would be the current directory, where anyone may have put a library.
-TEST(Exports, TheBuiltProgramLooksForLibrariesInNamedPlacesOnly) {
+TEST(Program, TheBuiltProgramLooksForLibrariesInNamedPlacesOnly) {
   const Names paths = printed_by("readelf -dW '" NXBRIO_PROGRAM "' | sed -n 's/.*(RUNPATH).*\\[\\(.*\\)]/\\1/p'");
   ASSERT_EQ(paths.size(), 1U);
   const std::string between = ":" + *paths.begin() + ":";
