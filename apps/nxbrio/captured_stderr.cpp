@@ -1,40 +1,73 @@
 #include "captured_stderr.h"
 
 #include <fcntl.h>
-#include <unistd.h>
+#include <sys/mman.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
 
 namespace nxbrio {
+namespace {
 
-CapturedStderr::CapturedStderr() : file_(std::tmpfile()) {
-  if (file_ == nullptr) {
+// The descriptor that holds what is captured now, and standard error as it was; -1 when nothing is captured.
+int held_now = -1;
+int saved_now = -1;
+
+// The next part of what is held back, from a place on; empty at its end.
+template <std::size_t n>
+std::size_t read_part(int held, std::array<char, n>& part, std::size_t at) {
+  const ssize_t length = pread(held, part.data(), n, static_cast<off_t>(at));
+  return length > 0 ? static_cast<std::size_t>(length) : 0;
+}
+
+// At the end of the process within a call of the library.
+void let_out() {
+  if (saved_now < 0) {
     return;
   }
   std::fflush(stderr);
-  saved_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-  if (saved_ >= 0) {
-    dup2(fileno(file_), STDERR_FILENO);
+  dup2(saved_now, STDERR_FILENO);
+  std::array<char, 512> part;
+  for (std::size_t at = 0, length = 0; (length = read_part(held_now, part, at)) > 0; at += length) {
+    std::fwrite(part.data(), 1, length, stderr);
   }
 }
 
-CapturedStderr::~CapturedStderr() {
-  take();
-  if (file_ != nullptr) {
-    std::fclose(file_);
+}  // namespace
+
+CapturedStderr::CapturedStderr()
+    : held_(memfd_create("nxbrio messages", MFD_CLOEXEC)), saved_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+  static const bool lets_out = std::atexit(let_out) == 0;
+  std::fflush(stderr);
+  if (!lets_out || !held_ || !saved_ || dup2(held_.number(), STDERR_FILENO) < 0) {
+    saved_.close();
+    return;
   }
+  held_now = held_.number();
+  saved_now = saved_.number();
+}
+
+CapturedStderr::~CapturedStderr() { end(); }
+
+void CapturedStderr::end() {
+  if (!saved_) {
+    return;
+  }
+  std::fflush(stderr);
+  dup2(saved_.number(), STDERR_FILENO);
+  held_now = saved_now = -1;
+  saved_.close();
 }
 
 std::string CapturedStderr::take() {
+  const bool captured = static_cast<bool>(saved_);
+  end();
   std::string text;
-  if (saved_ < 0) {
-    return text;
-  }
-  std::fflush(stderr);
-  dup2(saved_, STDERR_FILENO);
-  close(saved_);
-  saved_ = -1;
-  std::rewind(file_);
-  for (int c = 0; (c = std::getc(file_)) != EOF;) {
-    text += static_cast<char>(c);
+  std::array<char, 512> part;
+  for (std::size_t length = 1; captured && length > 0;) {
+    length = read_part(held_.number(), part, text.size());
+    text.append(part.data(), length);
   }
   return text;
 }

@@ -3,25 +3,31 @@
 #ifndef NXBRIOCHEM_APPS_NXBRIO_CAPTURED_STDERR_H
 #define NXBRIOCHEM_APPS_NXBRIO_CAPTURED_STDERR_H
 
-#include <cstdio>
 #include <string>
+
+#include "descriptor.h"
 
 namespace nxbrio {
 
-// From construction to take() or destruction. Where the system does not let it, nothing is held back.
+// From construction to take() or destruction, one at a time. Where the system does not let it, nothing is held back. What
+// the library says last, when it ends the process, comes out.
 class CapturedStderr {
  public:
   CapturedStderr();
   CapturedStderr(const CapturedStderr&) = delete;
   CapturedStderr& operator=(const CapturedStderr&) = delete;
+  // What was not taken is dropped.
   ~CapturedStderr();
 
   // Ends the capture and gives what was written.
   std::string take();
 
  private:
-  std::FILE* file_;
-  int saved_ = -1;
+  void end();
+
+  // Memory; and standard error as it was, none when nothing is captured.
+  Descriptor held_;
+  Descriptor saved_;
 };
 
 }  // namespace nxbrio

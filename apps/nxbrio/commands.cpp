@@ -73,9 +73,9 @@ BindReport bind_molecules(const BindOptions& options) {
   report.target = summarise(target, target_molecule);
   report.ligand = summarise(ligand, ligand_molecule);
   if (!report.written.empty()) {
-    WrittenTogether together;
-    report.notes = write_complex(together.stage(report.written), target, ligand);
-    together.commit();
+    StagedFiles files;
+    report.notes = write_complex(files, report.written, target, ligand);
+    files.commit();
   }
   return report;
 }

@@ -85,7 +85,9 @@ ConvertReport convert_file(const ConvertOptions& options) {
       apply_transform(*report.transform, model.molecule);
     }
   }
-  write_models(output, models);
+  StagedFiles files;
+  write_models(files, output, models);
+  files.commit();
   return report;
 }
 

@@ -14,6 +14,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "temporary_file.h"
 #include "text.h"
 
 namespace {
@@ -313,20 +314,32 @@ int run(int argc, char** argv) {
   return kDone;
 }
 
+// What a failure ends with. Throws std::bad_alloc.
+int run_reported(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const nxbrio::UsageError& error) {
+    return report(kWrongUsage, error.what());
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    return report(kFailed, error.what());
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   keep_standard_numbers();
   ignore_write_signals();
+  nxbrio::remove_temporary_files_at_signals();
   int status = kDone;
   try {
-    status = run(argc, argv);
-  } catch (const nxbrio::UsageError& error) {
-    return report(kWrongUsage, error.what());
+    status = run_reported(argc, argv);
   } catch (const std::bad_alloc&) {
-    return report(kFailed, "out of memory");
-  } catch (const std::exception& error) {
-    return report(kFailed, error.what());
+    // Needs no memory itself.
+    std::fputs("nxbrio: out of memory\n", stderr);
+    return kFailed;
   }
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     return report(kFailed, std::string("standard output: ") + std::strerror(errno));

@@ -76,24 +76,24 @@ Ensemble make_written_models(const WrittenFile& file, BondSource source, std::ve
   return models;
 }
 
-void write_models(const WrittenFile& file, const Ensemble& models) {
+void write_models(StagedFiles& files, const WrittenFile& file, const Ensemble& models) {
   if (models.size() == 1) {
-    write_molecule(file, models.front().molecule.handle());
+    write_molecule(files, file, models.front().molecule.handle());
     return;
   }
   const MoleculeList list;
   for (const Model& model : models) {
     list.add(model.molecule);
   }
-  write_list(file, list.handle());
+  write_list(files, file, list.handle());
 }
 
-std::vector<std::string> write_complex(const std::vector<WrittenFile>& files, const Structure& target,
-                                       const Structure& ligand) {
+std::vector<std::string> write_complex(StagedFiles& files, const std::vector<WrittenFile>& written,
+                                       const Structure& target, const Structure& ligand) {
   Structure both = make_complex(target, ligand);
   const Molecule molecule(both);
-  for (const WrittenFile& file : files) {
-    write_molecule(file, molecule.handle());
+  for (const WrittenFile& file : written) {
+    write_molecule(files, file, molecule.handle());
   }
   return both.notes;
 }

@@ -52,12 +52,12 @@ struct Written {
 Ensemble make_written_models(const WrittenFile& file, BondSource source, std::vector<Structure> structures,
                              Written& written);
 
-// Writes one molecule as such and several as a list. Throws Failure.
-void write_models(const WrittenFile& file, const Ensemble& models);
+// Stages a file: one molecule as such and several as a list. Throws Failure.
+void write_models(StagedFiles& files, const WrittenFile& file, const Ensemble& models);
 
-// Writes target and ligand as one molecule; what there is to note about it. Throws Failure.
-std::vector<std::string> write_complex(const std::vector<WrittenFile>& files, const Structure& target,
-                                       const Structure& ligand);
+// Stages files that hold target and ligand as one molecule; what there is to note about it. Throws Failure.
+std::vector<std::string> write_complex(StagedFiles& files, const std::vector<WrittenFile>& written,
+                                       const Structure& target, const Structure& ligand);
 
 }  // namespace nxbrio
 

@@ -42,7 +42,7 @@ OrientReport orient_file(const OrientOptions& options) {
   OrientReport report;
   report.file = options.input;
   report.choice = options.choice;
-  std::vector<WrittenFile> outputs = check_outputs(options);
+  const std::vector<WrittenFile> outputs = check_outputs(options);
   std::vector<Structure> structures = read_models(options.input);
   report.notes = notes_of(structures);
   std::vector<std::vector<Structure>> followers;
@@ -56,18 +56,17 @@ OrientReport orient_file(const OrientOptions& options) {
     report.models.push_back({leader.structure.model, orient_molecule(leader.molecule, options.choice)});
     progress.step();
   }
-  WrittenTogether together;
-  outputs = together.stage(outputs);
-  write_models(outputs.front(), leaders);
+  StagedFiles files;
+  write_models(files, outputs.front(), leaders);
   for (std::size_t k = 0; k < followers.size(); ++k) {
     auto& [from, written] = report.along.emplace_back(options.with[k].first, Written{});
     const Ensemble moved = make_written_models(outputs[k + 1], BondSource::Auto, std::move(followers[k]), written);
     for (std::size_t i = 0; i < moved.size(); ++i) {
       move_along(leaders[leaders.size() == 1 ? 0 : i].molecule, moved[i].molecule);
     }
-    write_models(outputs[k + 1], moved);
+    write_models(files, outputs[k + 1], moved);
   }
-  together.commit();
+  files.commit();
   return report;
 }
 

@@ -1,14 +1,10 @@
 #include "output.h"
 
 #include <nxbriochem/nxbriochem.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <string_view>
 
@@ -74,28 +70,27 @@ void refuse_inputs(const std::string& given_as, const std::string& path, const s
   }
 }
 
-// Where a path leads to, links followed, whether there is a file or not. Absolute first: a relative path of which
-// nothing exists would stay as it was written.
-std::filesystem::path place(const std::string& path) {
-  return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
-}
-
-// Writes by one of the library's functions.
-void write(int (*write)(const char*, const char*, int), const WrittenFile& file, int handle) {
-  CapturedStderr captured;
-  const std::string& path = file.staged.empty() ? file.path : file.staged;
-  const bool written = write(path.c_str(), file.format.c_str(), handle) == 1;
-  std::string said = captured.take();
-  if (written) {
-    std::fputs(said.c_str(), stderr);
-    return;
-  }
-  constexpr std::string_view kWarning = "Warning: ";
-  if (starts_with(said, kWarning)) {
-    said.erase(0, kWarning.size());
+// The library's one line on why it could not write, without the name that it knew the file by.
+std::string reason(std::string said, const std::string& name) {
+  for (const std::string& start : {std::string("Warning: "), "Unable to write " + name + ": "}) {
+    if (starts_with(said, start)) {
+      said.erase(0, start.size());
+    }
   }
   said.resize(std::min(said.find('\n'), said.size()));
-  throw Failure(file.path, said.empty() ? "could not be written" : said);
+  return said.empty() ? "could not be written" : said;
+}
+
+// Has one of the library's functions write the contents of a staged file, which it finds among the open descriptors.
+void write(StagedFiles& files, int (*write)(const char*, const char*, int), const WrittenFile& file, int handle) {
+  const std::string name = "/proc/self/fd/" + std::to_string(files.stage(file.path));
+  CapturedStderr captured;
+  const bool written = write(name.c_str(), file.format.c_str(), handle) == 1;
+  const std::string said = captured.take();
+  if (!written) {
+    throw Failure(file.path, reason(said, name));
+  }
+  std::fputs(said.c_str(), stderr);
 }
 
 }  // namespace
@@ -123,77 +118,20 @@ WrittenFile checked_output(const std::string& given_as, const std::string& path,
 
 void refuse_written(const std::string& given_as, const std::string& path, const std::vector<WrittenFile>& written) {
   for (const WrittenFile& other : written) {
-    if (place(path) == place(other.path)) {
+    if (same_output(path, other.path)) {
       throw UsageError(std::string(given_as).append(": ").append(path).append(" is written already"));
     }
   }
 }
 
-void check_writable(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
-    throw Failure(path, "is a directory");
-  }
-  const std::string directory = std::filesystem::path(path).parent_path().string();
-  if (access(directory.empty() ? "." : directory.c_str(), W_OK | X_OK) != 0) {
-    throw Failure(path, std::strerror(errno));
-  }
+void check_writable(const std::string& path) { const OutputPlace place(path); }
+
+void write_molecule(StagedFiles& files, const WrittenFile& file, int molecule) {
+  write(files, nx_write_molecule, file, molecule);
 }
 
-WrittenTogether::~WrittenTogether() {
-  std::error_code ignored;
-  for (const WrittenFile& file : files_) {
-    std::filesystem::remove(file.staged, ignored);
-  }
+void write_list(StagedFiles& files, const WrittenFile& file, int list) {
+  write(files, nx_write_list_of_molecules, file, list);
 }
-
-WrittenFile WrittenTogether::stage(const WrittenFile& file) {
-  namespace fs = std::filesystem;
-  std::error_code ignored;
-  const fs::file_status status = fs::status(file.path, ignored);
-  if (fs::exists(status)) {
-    if (access(file.path.c_str(), W_OK) != 0) {
-      throw Failure(file.path, std::strerror(errno));
-    }
-    if (!fs::is_regular_file(status)) {
-      return file;
-    }
-  }
-  WrittenFile staged = file;
-  // Beside what a link leads to, so that the link stays.
-  staged.staged = place(file.path).string() + formatted(".part%d", static_cast<int>(getpid()));
-  files_.push_back(staged);
-  return staged;
-}
-
-std::vector<WrittenFile> WrittenTogether::stage(const std::vector<WrittenFile>& files) {
-  std::vector<WrittenFile> staged;
-  staged.reserve(files.size());
-  for (const WrittenFile& file : files) {
-    staged.push_back(stage(file));
-  }
-  return staged;
-}
-
-void WrittenTogether::commit() {
-  namespace fs = std::filesystem;
-  std::error_code ignored;
-  for (const WrittenFile& file : files_) {
-    const fs::path target = place(file.path);
-    const fs::file_status before = fs::status(target, ignored);
-    if (fs::exists(before)) {
-      fs::permissions(file.staged, before.permissions(), ignored);
-    }
-    std::error_code error;
-    fs::rename(file.staged, target, error);
-    if (error) {
-      throw Failure(file.path, error.message());
-    }
-  }
-  files_.clear();
-}
-
-void write_molecule(const WrittenFile& file, int molecule) { write(nx_write_molecule, file, molecule); }
-void write_list(const WrittenFile& file, int list) { write(nx_write_list_of_molecules, file, list); }
 
 }  // namespace nxbrio

@@ -1,5 +1,5 @@
-// Structure files that the program writes: what they are, what can be known to go wrong before any work is done, and
-// the writing itself.
+// Structure files that the program writes: their formats, what can be known to go wrong before any work is done, and the
+// writing of molecules to staged files.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_OUTPUT_H
 #define NXBRIOCHEM_APPS_NXBRIO_OUTPUT_H
 
@@ -7,14 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "staged_files.h"
+
 namespace nxbrio {
 
 struct WrittenFile {
   std::string path;
   // A format word of the library.
   std::string format;
-  // Where it is written for the time being, if not at its path.
-  std::string staged = {};
 };
 
 // Whether the format holds bonds, and whether its readers expect all of them.
@@ -27,33 +27,13 @@ WrittenFile checked_output(const std::string& given_as, const std::string& path,
                            const std::optional<std::string>& format, const std::vector<std::string>& inputs);
 // Throws UsageError for a file that is written already.
 void refuse_written(const std::string& given_as, const std::string& path, const std::vector<WrittenFile>& written);
-// Throws Failure when the file cannot be made.
+// Throws Failure when the file cannot be made or written.
 void check_writable(const std::string& path);
 
-// Files that appear together, once all of them could be written: each is written beside its place first. What is there
-// and no regular file, a device or a pipe, is written at once.
-class WrittenTogether {
- public:
-  WrittenTogether() = default;
-  WrittenTogether(const WrittenTogether&) = delete;
-  WrittenTogether& operator=(const WrittenTogether&) = delete;
-  // Removes what has not been moved to its place.
-  ~WrittenTogether();
-
-  // The file as it is to be written. Throws Failure when there is one that must not be.
-  WrittenFile stage(const WrittenFile& file);
-  std::vector<WrittenFile> stage(const std::vector<WrittenFile>& files);
-  // Moves all files to their places. Throws Failure.
-  void commit();
-
- private:
-  std::vector<WrittenFile> files_;
-};
-
-// Writes one molecule, or the molecules of a list; the file appears whole or not at all. Throws Failure with what the
-// library says against it; what it says otherwise goes to standard error.
-void write_molecule(const WrittenFile& file, int molecule);
-void write_list(const WrittenFile& file, int list);
+// Stages a file that holds one molecule, or the molecules of a list. Throws Failure with what the library says against
+// it; what it says otherwise goes to standard error.
+void write_molecule(StagedFiles& files, const WrittenFile& file, int molecule);
+void write_list(StagedFiles& files, const WrittenFile& file, int list);
 
 }  // namespace nxbrio
 

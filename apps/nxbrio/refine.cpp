@@ -192,31 +192,31 @@ void tell_motion(const RigidEnergy& energy, const Pose& pose, RefineReport& repo
   report.rms = energy.rms_displacement(pose);
 }
 
-void write_trajectory(const WrittenFile& file, const Structure& ligand, const RigidEnergy& energy,
+void write_trajectory(StagedFiles& files, const WrittenFile& file, const Structure& ligand, const RigidEnergy& energy,
                       const std::vector<Pose>& poses, RefineReport& report) {
   std::vector<Structure> structures;
   for (const Pose& pose : poses) {
     structures.push_back(moved(ligand, energy, pose));
     structures.back().model = static_cast<int>(structures.size());
   }
-  write_models(file, make_written_models(file, BondSource::Auto, std::move(structures), report.trajectory.emplace()));
+  write_models(files, file,
+               make_written_models(file, BondSource::Auto, std::move(structures), report.trajectory.emplace()));
 }
 
 // Writes all that is to be written, and all or nothing of it.
 void write_outputs(const Outputs& outputs, const Structure& target, const Structure& ligand, const RigidEnergy& energy,
                    const std::vector<Pose>& poses, RefineReport& report) {
-  WrittenTogether together;
+  StagedFiles files;
   const Structure refined = moved(ligand, energy, poses.back());
-  const WrittenFile file = together.stage(outputs.ligand);
-  write_models(file, make_written_models(file, BondSource::Auto, {refined}, report.written));
+  write_models(files, outputs.ligand, make_written_models(outputs.ligand, BondSource::Auto, {refined}, report.written));
   if (outputs.trajectory) {
-    write_trajectory(together.stage(*outputs.trajectory), ligand, energy, poses, report);
+    write_trajectory(files, *outputs.trajectory, ligand, energy, poses, report);
   }
   if (outputs.complex) {
     report.complex = outputs.complex;
-    report.notes = write_complex({together.stage(*outputs.complex)}, target, refined);
+    report.notes = write_complex(files, {*outputs.complex}, target, refined);
   }
-  together.commit();
+  files.commit();
 }
 
 RefineReport refine_files(const RefineOptions& options) {

@@ -135,7 +135,9 @@ FitReport superpose_files(const SuperposeOptions& options) {
     }
     progress.step();
   }
-  write_models(output, moving);
+  StagedFiles files;
+  write_models(files, output, moving);
+  files.commit();
   return report;
 }
 
