@@ -47,9 +47,8 @@ namespace {
 constexpr std::size_t kLongestStored = 200;
 constexpr int32_t kFirstCapacity = 1000;
 constexpr std::size_t kFormatBuffer = 256;
-// Behind the counted capacity there is room for the NUL of a message that fits exactly, and for the NUL that makes the
-// free space behind it read as an empty string.
-constexpr int32_t kSpareBytes = 2;
+// Room behind the counted capacity for the NUL of a message that fits exactly.
+constexpr int32_t kSpareBytes = 1;
 
 struct Queue {
   char*& text;
@@ -121,17 +120,6 @@ Queue warning_queue{
     "LAST WARNING MESSAGE (#%d): %s\n",
 };
 
-// After a program freed all tracked memory the messages are gone and the queues as new. The log file's name is gone
-// too; one that is named later is appended to, as ever after the first.
-void forget_messages() {
-  for (Queue* queue : {&error_queue, &warning_queue}) {
-    queue->text = nullptr;
-    queue->capacity = queue->position = queue->last = 0;
-    queue->count = queue->is_new = queue->printed = 0;
-  }
-  error_file = nullptr;
-}
-
 // Makes room once per message, which suffices: a message is at most 200 bytes and the first buffer 1000.
 void make_room(Queue& queue, int32_t length) {
   if (queue.text != nullptr && queue.position + length <= queue.capacity) {
@@ -140,7 +128,7 @@ void make_room(Queue& queue, int32_t length) {
   const int32_t capacity = queue.capacity == 0 ? kFirstCapacity : queue.capacity * 2;
   queue.text = static_cast<char*>(memory::grow_own(queue.text, capacity + kSpareBytes));
   queue.capacity = capacity;
-  memory::when_all_freed(forget_messages);
+  memory::keep_text(&queue.text);
 }
 
 void write_to_log(const Queue& queue, const char* text) {
@@ -176,7 +164,9 @@ void add(Queue& queue, const char* text) {
   text = own ? queue.text + offset : text;
   std::memcpy(queue.text + queue.position, text, length);
   queue.text[queue.position + stored] = '\0';
-  queue.text[queue.position + stored + 1] = '\0';
+  if (queue.position + stored < queue.capacity) {
+    queue.text[queue.position + stored + 1] = '\0';  // the free space reads as an empty string
+  }
 
   write_to_log(queue, text);
   if (print_errors != 0) {
@@ -290,10 +280,11 @@ const char* find_with_tag(const Queue& queue, const char* tag, int wanted) {
   for (int32_t k = 0; k < queue.count; ++k, message = next_message(message)) {
     found += static_cast<int>(std::strstr(message, tag) != nullptr);
     if (found > wanted) {
-      break;
+      return message;
     }
   }
-  return message;
+  // The free space; a full buffer has none, and the last message's NUL stands in for it.
+  return queue.position > queue.capacity ? message - 1 : message;
 }
 
 }  // namespace
@@ -389,7 +380,7 @@ int nx_write_errors_to_file(const char* path) {
   error_file = static_cast<char*>(nx_calloc(size, 1));
   std::memcpy(error_file, path, static_cast<std::size_t>(size));
   error_write += 1;
-  memory::when_all_freed(forget_messages);
+  memory::keep_text(&error_file);
   return 1;
 }
 

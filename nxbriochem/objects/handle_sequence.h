@@ -1,5 +1,5 @@
-// Where the registry and the memory tables draw their handles from: each has a pseudo-random sequence of its own over
-// the same range, and notices when it has come full circle. Not exported.
+// Source of handle values for the registry and for the memory tables. Each has its own pseudo-random sequence over the
+// same range and notices when it has wrapped. Not exported.
 #ifndef NXBRIOCHEM_OBJECTS_HANDLE_SEQUENCE_H
 #define NXBRIOCHEM_OBJECTS_HANDLE_SEQUENCE_H
 
@@ -13,28 +13,32 @@
 
 namespace objects {
 
-// The state stands in the modules' own variables.
+// The references are to the module's own variables.
 struct HandleSequence {
   static constexpr uint32_t kRange = 982569952;
 
-  int& handle;        // of the sequence
-  uint32_t& first;    // its first value, which marks where it began and is never handed out; 0: not made yet
-  int32_t& overflow;  // 1 once it has come back there: from then on values are checked for uniqueness
-  void (*forget)();   // calls forget_sequence: all tracked memory was freed, and the sequence's record with it
+  int& handle;         // of the sequence; 0: not made yet, or its record was freed with all tracked memory
+  uint32_t& first;     // its first value, where it began; never handed out; 0: nothing drawn yet
+  int32_t& overflow;   // 1 once the sequence has returned to `first`; from then on values are checked for uniqueness
+  void (*forget)();    // calls forget_record; registered with the tracked allocator
+  uint32_t last = 0;   // the last value drawn, which is the sequence's whole state
 
-  uint32_t draw() const {
-    if (first == 0) {
-      handle = nx_make_rseq_with_prime_and_seed(kRange, 0);
+  uint32_t draw() {
+    if (handle == 0) {
+      handle = nx_make_rseq_with_prime_and_seed(kRange, last);
       prand::keep(handle);
-      first = nx_rand(handle);
       memory::when_all_freed(forget);
     }
-    return nx_rand(handle);
+    if (first == 0) {
+      first = nx_rand(handle);
+    }
+    last = nx_rand(handle);
+    return last;
   }
 
-  // A value that is not taken. The n-th value in a row that is ends the process.
+  // A value that is not taken. Ends the process at the n-th taken value in a row.
   template <class Taken>
-  uint32_t draw_unique(Taken taken, int n, const char* report, int status) const {
+  uint32_t draw_unique(Taken taken, int n, const char* report, int status) {
     uint32_t value = draw();
     for (int clashes = 0; overflow != 0 && taken(static_cast<int32_t>(value));) {
       if (++clashes == n) {
@@ -49,11 +53,9 @@ struct HandleSequence {
     return value;
   }
 
-  // The next sequence starts over, so its values may be taken.
-  void forget_sequence() const {
-    first = 0;
-    overflow = 1;
-  }
+  // All tracked memory was freed, the sequence's record included. The next draw makes a new record that goes on from
+  // the last value, so no handle comes back before the sequence has wrapped.
+  void forget_record() { handle = 0; }
 };
 
 }  // namespace objects

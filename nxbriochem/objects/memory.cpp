@@ -60,8 +60,24 @@ struct Exhaustion {
 };
 Exhaustion exhaustion{};
 
-// The library's modules that keep state in tracked blocks; see when_all_freed. There is room for each of them.
+// The library's modules that keep state in tracked blocks, and the texts that outlive a release of all memory; see
+// memory_owners.h. There is room for each of them.
 void (*forgetters[16])() = {};
+char* const* kept_texts[4] = {};
+
+// Enters an item in the first empty place, unless it is there.
+template <class Item, std::size_t kSize>
+void enter_once(Item (&list)[kSize], Item item) {
+  Item* place =
+      std::find_if(std::begin(list), std::end(list), [item](Item known) { return known == nullptr || known == item; });
+  assert(place != std::end(list));
+  *place = item;
+}
+
+bool is_kept(const void* block) {
+  return std::any_of(std::begin(kept_texts), std::end(kept_texts),
+                     [block](char* const* text) { return text != nullptr && *text == block; });
+}
 
 template <class T>
 bool grow(T*& list, int32_t capacity) {
@@ -171,7 +187,8 @@ void announce(int64_t size) {
   }
 }
 
-inline void free_slot(int32_t slot, void* block) {
+// Takes a block off the books; its memory stands.
+inline void clear_slot(int32_t slot) {
   pnt_list[slot] = nullptr;
   pnt_size[slot] = 0;
   freed_list[last_freed++] = slot;
@@ -179,7 +196,6 @@ inline void free_slot(int32_t slot, void* block) {
     top = slot - 1;
     indexed_end = std::min(indexed_end, slot);
   }
-  std::free(block);
 }
 
 void* reallocate_or_exit(void* old, int64_t size) {
@@ -260,12 +276,9 @@ void* grow_own(void* block, int64_t size) {
   return grown;
 }
 
-void when_all_freed(void (*forget)()) {
-  void (**place)() = std::find_if(std::begin(forgetters), std::end(forgetters),
-                                  [forget](void (*known)()) { return known == nullptr || known == forget; });
-  assert(place != std::end(forgetters));
-  *place = forget;
-}
+void when_all_freed(void (*forget)()) { enter_once(forgetters, forget); }
+
+void keep_text(char* const* text) { enter_once(kept_texts, text); }
 
 }  // namespace memory
 
@@ -319,7 +332,8 @@ void nx_free(void* block) {
     nxi_warning("attempt to free a pointer, %p, not in the nx_memory system\n", block);
     return;
   }
-  free_slot(slot, block);
+  clear_slot(slot);
+  std::free(block);
 }
 
 uint32_t nx_memory_allocated_to_pointer(const void* block) {
@@ -363,8 +377,12 @@ int nx_print_pointers_and_memory(void) {
 
 void nx_free_all_memory(void) {
   for (int32_t slot = 0; slot < pnt_num; ++slot) {
-    if (pnt_list[slot] != nullptr) {
-      nx_free(pnt_list[slot]);
+    void* block = pnt_list[slot];
+    if (block != nullptr) {
+      clear_slot(find_slot(block));
+      if (!is_kept(block)) {
+        std::free(block);
+      }
     }
   }
   for (void (*forget)() : forgetters) {

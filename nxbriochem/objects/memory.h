@@ -39,11 +39,13 @@ NX_API int nx_total_number_of_active_pointers(void);
 // Prints a line per block on record to standard output. 1, or 0 after saying so when nothing was ever recorded.
 NX_API int nx_print_pointers_and_memory(void);
 
-// Frees every block on record, what the library itself keeps in tracked blocks too: queued messages and the log file's
-// name, pseudo-random sequences, the list of open files (which stay open). Registry objects stand.
+// Frees every block on record, the library's own included: pseudo-random sequences, formula variables, optimisers and
+// function lists, the list of open files (the files stay open). Registry objects live on, and so do queued messages and
+// the log file, whose blocks only leave the books; no handle of a deleted object comes back by it. Totals are 0
+// afterwards.
 NX_API void nx_free_all_memory(void);
 
-// The same, and frees the records themselves: the allocator is as new.
+// As nx_free_all_memory, and frees the records themselves: the allocator is as new.
 NX_API void clear_memory_system(void);
 
 // The two setters are crossed, and meant to be: "off" makes nx_realloc refuse blocks that are not on record (strict),

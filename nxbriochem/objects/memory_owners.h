@@ -11,6 +11,10 @@ namespace memory {
 // starts anew at its next use. Naming the same function again changes nothing.
 void when_all_freed(void (*forget)());
 
+// Keeps the text that `*text` points to when all tracked memory is freed: the block leaves the books, but lives on.
+// Naming the same variable again changes nothing.
+void keep_text(char* const* text);
+
 // nx_realloc for a module's own block: when the block dropped from the books, it is grown without a word and goes back
 // on them. The message queues could not grow otherwise: the warning of an unknown block needs room in them.
 __attribute__((returns_nonnull)) void* grow_own(void* block, int64_t size);

@@ -76,8 +76,9 @@ int32_t no_position = kNoPosition;
 int32_t* lone_positions = &no_position;
 std::vector<int32_t, objects::PlainHeap<int32_t>> lone_storage;
 
-// False while a handle is missing from the public index, which grew when it was made.
-bool index_is_whole = true;
+// The slot of the handle that the public index lacks because it grew when that handle was made, until the next rehash;
+// -1 when it lacks none.
+int32_t absent_slot = -1;
 
 int32_t slot_of(int32_t handle) { return static_cast<int32_t>(static_cast<uint32_t>(handle) & HashBlank); }
 
@@ -89,18 +90,24 @@ Handle* find_record(int32_t handle) {
   return position < 0 ? nullptr : &Handles[position];
 }
 
-// The record that translation goes by: the shortcut of a slot with one live handle, else the very handle's.
+// The record that translation goes by: that of a slot's only live handle, else the exact handle's. The absent handle is
+// found exactly; any other value in its slot still gets the slot's only entry.
 const Handle* translate(int32_t handle) {
-  const int32_t lone = lone_positions[slot_of(handle)];
+  const int32_t slot = slot_of(handle);
+  const int32_t lone = lone_positions[slot];
   if (lone >= 0) [[likely]] {
     return &Handles[lone];
   }
-  return find_record(handle);
+  const Handle* record = find_record(handle);
+  if (record == nullptr && slot == absent_slot && HandleHashOcc[slot] == 1) {
+    return &Handles[HandleHash[slot]];
+  }
+  return record;
 }
 
-// To be called when a slot's count or position changed.
+// Call when a slot's count or position has changed.
 void update_lone_position(int32_t slot) {
-  lone_positions[slot] = HandleHashOcc[slot] == 1 ? HandleHash[slot] : kNoPosition;
+  lone_positions[slot] = HandleHashOcc[slot] == 1 && slot != absent_slot ? HandleHash[slot] : kNoPosition;
 }
 
 void clear_lone_positions() {
@@ -109,6 +116,7 @@ void clear_lone_positions() {
 }
 
 void rehash_handles() {
+  absent_slot = -1;
   for (int32_t i = 0; i < HandlesNum; ++i) {
     HandleHashOcc[slot_of(Handles[i].handle)] = 0;
   }
@@ -118,7 +126,6 @@ void rehash_handles() {
     HandleHashOcc[slot] += 1;
     update_lone_position(slot);
   }
-  index_is_whole = true;
 }
 
 // Takes a handle out of the public index whose record, at `position`, has just been removed. The index is as after a
@@ -132,7 +139,7 @@ void leave_index(int32_t handle, int32_t position) {
     HandleHashOcc[slot] -= 1;
   }
   update_lone_position(slot);
-  if (!index_is_whole) {
+  if (absent_slot >= 0) {
     rehash_handles();
     return;
   }
@@ -164,43 +171,54 @@ void remove_record(int32_t position) {
 }
 
 void forget_tracked_blocks();
-const objects::HandleSequence sequence{random_sequence_handle, random_sequence_handle_set, handle_overflow,
-                                       forget_tracked_blocks};
+objects::HandleSequence sequence{random_sequence_handle, random_sequence_handle_set, handle_overflow,
+                                 forget_tracked_blocks};
 
-// All tracked memory was freed by the program: the public index and the sequence's record with it. The objects stand,
-// in their memory tables.
+// All tracked memory was freed by the program, the public index and the sequence's record included. The objects are in
+// memory tables and live on.
 void forget_tracked_blocks() {
   HandleHash = nullptr;
   HandleHashOcc = nullptr;
   HashBlank = 0;
   lone_positions = &no_position;
-  sequence.forget_sequence();
+  absent_slot = -1;
+  sequence.forget_record();
 }
 
-void make_index() {
-  HashBlank = (1U << HashBitNum) - 1;
-  HandleHash = static_cast<int32_t*>(nx_calloc(static_cast<int>(hash_slots()), sizeof(int32_t)));
-  HandleHashOcc = static_cast<int32_t*>(nx_calloc(static_cast<int>(hash_slots()), sizeof(int32_t)));
-  memory::when_all_freed(forget_tracked_blocks);
-  clear_lone_positions();
+// The new arrays are put in place together, once all are allocated: the report of exhausted memory looks handles up.
+void set_index(int32_t* hash, int32_t* occupied, int32_t bits) {
+  const std::size_t slots = std::size_t{1} << bits;
+  std::vector<int32_t, objects::PlainHeap<int32_t>> lone(slots, kNoPosition);
+  std::memset(hash, 0, slots * sizeof(int32_t));
+  std::memset(occupied, 0, slots * sizeof(int32_t));
+  lone_storage.swap(lone);
+  lone_positions = lone_storage.data();
+  HandleHash = hash;
+  HandleHashOcc = occupied;
+  HashBlank = static_cast<uint32_t>(slots - 1);
   rehash_handles();
 }
 
-// The grown index is cleared whole, so that a slot that no live handle falls into answers for none.
+void make_index() {
+  const int slots = 1 << HashBitNum;
+  auto* hash = static_cast<int32_t*>(nx_calloc(slots, sizeof(int32_t)));
+  auto* occupied = static_cast<int32_t*>(nx_calloc(slots, sizeof(int32_t)));
+  memory::when_all_freed(forget_tracked_blocks);
+  set_index(hash, occupied, HashBitNum);
+}
+
+// A grown index is cleared whole, so that a slot without a live handle answers for none.
 void grow_index() {
   HashBitNum += 1;
   if (HashBitNum == kTooManyHashBits) {
     std::puts("Hash Tables cant be resized past 2**30!\nSorry");
     std::exit(kHashLimitStatus);
   }
-  HashBlank = (1U << HashBitNum) - 1;
-  const std::size_t bytes = hash_slots() * sizeof(int32_t);
-  HandleHash = static_cast<int32_t*>(memory::grow_own(HandleHash, static_cast<int64_t>(bytes)));
-  HandleHashOcc = static_cast<int32_t*>(memory::grow_own(HandleHashOcc, static_cast<int64_t>(bytes)));
-  std::memset(HandleHash, 0, bytes);
-  std::memset(HandleHashOcc, 0, bytes);
-  clear_lone_positions();
-  rehash_handles();
+  const auto bytes = static_cast<int64_t>(sizeof(int32_t)) << HashBitNum;
+  // The old arrays stay valid below the old mask until the new ones are in place.
+  HandleHash = static_cast<int32_t*>(memory::grow_own(HandleHash, bytes));
+  HandleHashOcc = static_cast<int32_t*>(memory::grow_own(HandleHashOcc, bytes));
+  set_index(HandleHash, HandleHashOcc, HashBitNum);
 }
 
 void grow_handles(int32_t capacity) {
@@ -262,7 +280,8 @@ void enter_in_index(int32_t handle) {
   update_lone_position(slot);
   if (static_cast<int64_t>(HashBlank) < 4 * static_cast<int64_t>(HandlesNum)) {
     grow_index();
-    index_is_whole = false;
+    absent_slot = slot_of(handle);
+    update_lone_position(absent_slot);
   }
 }
 
@@ -288,6 +307,7 @@ void forget_objects() {
   HandlesNum = 0;
   HandlesAll = 0;
   positions.clear();
+  absent_slot = -1;
   if (HandleHashOcc != nullptr) {
     std::memset(HandleHashOcc, 0, hash_slots() * sizeof(int32_t));
     clear_lone_positions();
@@ -364,14 +384,17 @@ void* nxi_make_object(int type, uint32_t* handle) {
   if (NX_MONITOR_MAKE != 0) {
     std::printf("make object handle: %d\n", value);
   }
-  enter_in_index(value);
   const int32_t position = HandlesNum;
+  // Filled before any index leads to it: the report of exhausted memory looks handles up.
+  Handles[position] = {value, static_cast<int32_t>(properties.count), -1, type, 0};
+  enter_in_index(value);
+  positions.insert(value, position);
   HandlesNum += 1;
   if (HandlesNum == HandlesAll) {
     grow_handles(HandlesNum + kHandlesIncrement);
   }
-  positions.insert(value, position);
-  Handles[position] = {value, static_cast<int32_t>(properties.count), nxi_add_memory_table(value), type, 0};
+  const int table = nxi_add_memory_table(value);
+  Handles[position].memory_table = table;
   *handle = static_cast<uint32_t>(value);
   properties.count += 1;
   if (NX_MONITOR_MAKE != 0) {

@@ -14,6 +14,7 @@
 #include <stdint.h>
 
 #include <nxbriochem/export.h>
+#include <nxbriochem/objects/print.h>
 
 NX_BEGIN_DECLS
 

@@ -42,9 +42,8 @@ util::SlotIndex<int32_t, objects::PlainHeap> table_index;
 bool index_is_current = false;
 
 void forget_sequence();
-const objects::HandleSequence sequence{random_sequence_handle, random_sequence_handle_set, handle_overflow,
-                                       forget_sequence};
-void forget_sequence() { sequence.forget_sequence(); }
+objects::HandleSequence sequence{random_sequence_handle, random_sequence_handle_set, handle_overflow, forget_sequence};
+void forget_sequence() { sequence.forget_record(); }
 
 void make_room_for_table() {
   if (MemTabNum < MemTabAll) {

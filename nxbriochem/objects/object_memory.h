@@ -167,11 +167,12 @@ NX_API int nxi_boundscheck_all_s(int handle);
 // Writes a table and its blocks to a binary stream, as 32-bit little-endian words. 1, or 0 for a null stream, a handle
 // without a table, or a write that failed.
 NX_API int nxi_write_memory_table(FILE* stream, int handle);
-// Fills a table from a stream so written, in place of what it held: its earlier blocks are freed, and its table handle
-// is the number passed as `handle` from then on. 1. A stream that is cut short or contradicts itself (counts, sizes,
-// pads, totals) gives 0 and leaves the table as it was; one of another revision gives 1 and leaves it as well. Blocks
-// read have no pads of their own, whatever their pad fields say, and pass every bounds check until they are
-// reallocated. 0 for a null stream, a handle without a table, and the registry's own table.
+// Fills a table from a stream so written. The blocks that it held before are freed, and its table handle becomes the
+// number passed as `handle`. 1. Every word is carried as read and written back, whatever it says. A stream that cannot
+// be followed (cut short, a negative count or size, more promised than there is) gives 0 and leaves the table as it was;
+// one of another revision gives 1 and leaves it as well. Blocks that were read have no pads, whatever their pad fields
+// say, and pass every bounds check until they are reallocated. 0 for a null stream, a handle without a table, and the
+// registry's own table.
 NX_API int nxi_read_memory_table(FILE* stream, int handle);
 // Makes `destination` a copy of `source`, blocks duplicated without pads; the blocks that it held are freed. From then
 // on its table handle is the number passed as `destination`. 1, or 0 when either has no table or the destination is

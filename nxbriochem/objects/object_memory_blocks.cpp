@@ -80,37 +80,58 @@ Request make_request(const Table& table, Mode mode, int element_size, int count,
   return request;
 }
 
-void grow_pack_store(Table& table, int64_t needed) {
-  int64_t capacity = table.pack_capacity;
-  while (capacity * kPackUnit < needed) {
-    ++capacity;
+[[noreturn]] void pads_exhausted(const Table& table) {
+  block_exhausted("out of memory mallocing %d for %s!\n", table.pack_used, "pads");
+}
+
+// The counted capacity grows by units of 100 bytes. The room doubles.
+void grow_pack_store(Table& table, int64_t end) {
+  while (int64_t{table.pack_capacity} * kPackUnit < end) {
+    ++table.pack_capacity;
     for (int i = 0; i < kDrawsPerPackUnit; ++i) {
       draw();  // discarded: the draws keep table handles in step with the growth of stores
     }
   }
-  void* grown = std::realloc(table.pack, static_cast<std::size_t>(capacity * kPackUnit - table.pack_base));
-  if (grown == nullptr) {
-    block_exhausted("out of memory mallocing %d for %s!\n", table.pack_capacity, "pads");
+  const int64_t needed = end - table.pack_base;
+  if (needed > table.pack_room) {
+    const int64_t room = std::max(2 * table.pack_room, (needed + kPackUnit - 1) / kPackUnit * kPackUnit);
+    void* grown = std::realloc(table.pack, static_cast<std::size_t>(room));
+    if (grown == nullptr) {
+      pads_exhausted(table);
+    }
+    table.pack = static_cast<unsigned char*>(grown);
+    table.pack_room = room;
   }
-  table.pack = static_cast<unsigned char*>(grown);
-  table.pack_capacity = static_cast<int32_t>(capacity);
+}
+
+// The first pad of a table that was read or copied: the store goes on behind what the fields say was used, or starts
+// over where they contradict themselves or leave no room.
+void start_pack_store(Table& table, int32_t size) {
+  const bool sound = table.pack_used >= 0 && table.pack_used <= int64_t{table.pack_capacity} * kPackUnit &&
+                     table.pack_used <= INT32_MAX - size;
+  if (!sound) {
+    table.pack_used = 0;
+    table.pack_capacity = 0;
+  }
+  table.pack_base = table.pack_used;
 }
 
 // Copies a pad's bytes into the store and returns where they are.
 int32_t save_pad(Table& table, const unsigned char* pad, int32_t size) {
-  const int32_t seed = table.pack_used;
   if (size == 0) {
-    return seed;
+    return table.pack_used;
   }
-  const int64_t needed = static_cast<int64_t>(seed) + size;
-  if (needed > INT32_MAX) {  // the store's last unit goes beyond
-    block_exhausted("out of memory mallocing %d for %s!\n", table.pack_used, "pads");
+  if (table.pack == nullptr) {
+    start_pack_store(table, size);
   }
-  if (needed > static_cast<int64_t>(table.pack_capacity) * kPackUnit || table.pack == nullptr) {
-    grow_pack_store(table, needed);
+  const int32_t seed = table.pack_used;
+  const int64_t end = static_cast<int64_t>(seed) + size;
+  if (end > INT32_MAX) {
+    pads_exhausted(table);
   }
+  grow_pack_store(table, end);
   std::memcpy(table.pack + (seed - table.pack_base), pad, static_cast<std::size_t>(size));
-  table.pack_used = static_cast<int32_t>(needed);
+  table.pack_used = static_cast<int32_t>(end);
   return seed;
 }
 
@@ -235,7 +256,10 @@ void report_allocation(const Table& table, const Entry& entry) {
 }  // namespace
 
 void set_name(Entry& entry, const char* name) {
-  std::snprintf(entry.name, sizeof entry.name, "%s", name == nullptr ? "" : name);
+  name = name == nullptr ? "" : name;
+  // Filled with zeros behind the name: a saved table has the whole field.
+  std::memset(entry.name, 0, sizeof entry.name);
+  std::memcpy(entry.name, name, strnlen(name, kNameSize));
 }
 
 Entry* find_entry(Table& table, const void* pointer) {

@@ -45,7 +45,7 @@ constexpr bool holds_1_2_3(const Record& record, const std::array<int32_t Record
 }
 static_assert(kWordSize * (1 + kTableFields.size()) == 52);
 static_assert(kWordSize * 2 + kNameSize + kPointerSize + kWordSize * kEntryFields.size() == 92);
-static_assert(holds_1_2_3(Table{nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, nullptr, 11, 12, 0, 0}, kTableFields));
+static_assert(holds_1_2_3(Table{nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, nullptr, 11, 12, 0, 0, 0}, kTableFields));
 static_assert(holds_1_2_3(Entry{nullptr, 0, "", nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, nullptr, false}, kEntryFields));
 
 class Writer {
@@ -106,29 +106,11 @@ void write_entry(Writer& out, const Entry& entry) {
   out.bytes(entry.pointer, static_cast<std::size_t>(entry.allocated));
 }
 
-bool pad_is_plausible(const Table& table, const Entry& entry, int32_t pad, int32_t seed) {
-  if (pad == 0) {
-    return true;
-  }
-  return pad == entry.element_size && seed >= 0 && seed <= table.pack_used - pad;
-}
+// What cannot be followed is refused. Every other word is carried as read and written back: totals, levels, pads, states
+// and what the pack store is said to hold.
+bool is_plausible(const Entry& entry) { return entry.allocated >= 0 && entry.used >= 0 && entry.element_size >= 0; }
 
-bool is_plausible(const Table& table, const Entry& entry) {
-  return entry.allocated >= 0 && entry.used >= 0 && entry.used <= entry.allocated && entry.element_size >= 0 &&
-         entry.state >= kOwned && entry.state <= kAttached &&
-         pad_is_plausible(table, entry, entry.low_pad, entry.low_seed) &&
-         pad_is_plausible(table, entry, entry.high_pad, entry.high_seed);
-}
-
-bool is_level(int32_t value) { return value >= 0 && value <= 3; }
-
-bool is_plausible(const Table& table) {
-  constexpr int32_t kMostCapacity = INT32_MAX / 2;  // room to grow by steps
-  // A pack store has as many units as its bytes need, so more are a lie that the next pad would pay for.
-  return table.count >= 0 && table.count <= table.capacity && table.capacity <= kMostCapacity && table.pack_used >= 0 &&
-         is_level(table.strictness) && is_level(table.auto_check) &&
-         table.pack_capacity == (int64_t{table.pack_used} + kPackUnit - 1) / kPackUnit;
-}
+bool is_plausible(const Table& table) { return table.count >= 0 && table.capacity >= 0; }
 
 // The block's bytes in plain memory; null when the stream ends before them.
 void* read_block(Reader& in, int32_t size) {
@@ -147,7 +129,7 @@ void* read_block(Reader& in, int32_t size) {
   return block;
 }
 
-bool read_entry(Reader& in, const Table& table, Entry& entry) {
+bool read_entry(Reader& in, Entry& entry) {
   entry.allocated = in.word();
   in.bytes(entry.name, kNameSize);
   entry.name[kNameSize] = '\0';
@@ -157,7 +139,7 @@ bool read_entry(Reader& in, const Table& table, Entry& entry) {
   for (const auto field : kEntryFields) {
     entry.*field = in.word();
   }
-  if (!in.good() || !is_plausible(table, entry)) {
+  if (!in.good() || !is_plausible(entry)) {
     return false;
   }
   entry.block = read_block(in, entry.allocated);
@@ -170,36 +152,27 @@ bool read_entry(Reader& in, const Table& table, Entry& entry) {
 bool read_entries(Reader& in, Table& table) {
   const int32_t promised = table.count;
   const int32_t capacity = table.capacity;
-  int64_t total = 0;
-  bool all_read = true;
   table.count = 0;
   for (int32_t i = 0; i < promised; ++i) {
-    Entry& entry = append_entry(table, table.owner);
     const int32_t revision = in.word();
     if (!in.good()) {
       return false;
     }
-    if (revision != MEMENT_REV) {
-      all_read = false;  // left unread, and the next one is tried
-    } else if (!read_entry(in, table, entry)) {
+    Entry& entry = append_entry(table, table.owner);
+    // An entry of another revision is left unread, and the next one is tried.
+    if (revision == MEMENT_REV && !read_entry(in, entry)) {
       return false;
-    } else {
-      total += entry.allocated;
     }
   }
   table.capacity = capacity;
-  const auto held = static_cast<int32_t>(static_cast<uint32_t>(total));
-  if (!all_read) {
-    table.total = held;  // what was left unread takes no memory
-  }
-  return table.total == held;
+  return true;
 }
 
-// Puts a table in the place of what `to` held. The pack store starts anew behind what the fields say was used.
+// Puts a table in the place of what `to` held. Its pack store holds nothing yet; see save_pad.
 void replace(Table& to, Table& from, int table_handle) {
   from.handle = table_handle;
   from.pack = nullptr;
-  from.pack_base = from.pack_used;
+  from.pack_room = 0;
   free_contents(to);
   to = from;
   tables_changed();

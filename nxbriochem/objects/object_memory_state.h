@@ -54,7 +54,8 @@ struct Table {
   int32_t pack_used;
 
   int32_t room;       // entries that `entries` really has room for; a table read may claim more
-  int32_t pack_base;  // pack position of the first byte of `pack`; what a table read claims to have used is not there
+  int32_t pack_base;  // pack position of the first byte of `pack`: what a table that was read says it used is not there
+  int64_t pack_room;  // bytes that `pack` really has room for
 };
 static_assert(offsetof(Table, entries) == 0 && offsetof(Table, count) == 8 && offsetof(Table, capacity) == 12 &&
               offsetof(Table, total) == 16 && offsetof(Table, print_flag) == 20 && offsetof(Table, strictness) == 24 &&

@@ -1,4 +1,5 @@
 // Entries by name and by pointer: named values kept with an object, attached and protected blocks.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -30,15 +31,18 @@ int attach_values(const char* name, int count, int handle) {
   return static_cast<int>(nx_object_malloc_new(handle, count, kValueSize, name) != nullptr);
 }
 
+// Values in use. A table that was read may say that a block uses more than it has.
+int values_in(const Entry& entry) { return std::min(entry.used, entry.allocated) / kValueSize; }
+
 // The block of a name when it holds `least` values or more.
 void* values_of(const char* name, int handle, int least) {
   const Entry* entry = find_name(handle, name);
-  return entry == nullptr || entry->used < least * kValueSize ? nullptr : entry->pointer;
+  return entry == nullptr || values_in(*entry) < least ? nullptr : entry->pointer;
 }
 
 int values_size(const char* name, int handle) {
   const Entry* entry = find_name(handle, name);
-  return entry == nullptr ? 0 : entry->used / kValueSize;
+  return entry == nullptr ? 0 : values_in(*entry);
 }
 
 int set_values(const char* name, int handle, const void* values) {
@@ -46,7 +50,7 @@ int set_values(const char* name, int handle, const void* values) {
   if (entry == nullptr || entry->pointer == nullptr || values == nullptr) {
     return 0;
   }
-  std::memcpy(entry->pointer, values, static_cast<std::size_t>(entry->used / kValueSize) * kValueSize);
+  std::memcpy(entry->pointer, values, static_cast<std::size_t>(values_in(*entry)) * kValueSize);
   return 1;
 }
 

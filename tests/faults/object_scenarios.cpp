@@ -45,6 +45,15 @@ void saved() {
   nxi_write_memory_table(stream, object);
 }
 
+// A report of what is held has an owner to look up while the registry is being made.
+void owned_elsewhere() { nxi_add_memory_table(1); }
+
+void many_objects() {
+  for (int i = 0; i < 16383; ++i) {
+    nx_make_list();
+  }
+}
+
 void opened() { stream = nxi_fopen("/dev/null", "r"); }
 
 std::FILE* rewound() {
@@ -81,6 +90,8 @@ std::vector<Scenario> object_scenarios() {
       CALL(nxi_register_object, kBlock | kBooks | kTable, nullptr, (14, "ECONSTRUCT", 16, 2)),
       CALL(nxi_delete_object, kBlock | kBooks, nullptr, (123456)),
       CALL(nx_make_list, kBlock | kBooks | kTable, nullptr, ()),
+      CALL_AS("the first object beside a table", kBlock | kTable, owned_elsewhere, nx_make_list()),
+      CALL_AS("objects that make the index grow", kBlock, many_objects, times<2>(nx_make_list)),
       CALL(nxi_get_memory_table, kBlock, nullptr, (-5)),
       CALL(nxi_make_object, kBlock | kTable, types, (14, &handle)),
       // Memory tables.

@@ -152,19 +152,33 @@ TEST(Error, LogFileIsTruncatedByTheFirstMessageOnly) {
   EXPECT_EQ(nx_number_of_errors(), 3);
 }
 
-TEST(Error, QueuesStartAnewAfterAllMemoryWasFreed) {
+TEST(Error, MessagesAndLogOutliveAReleaseOfAllMemory) {
   const test_support::ScratchDirectory scratch;
   const std::string log = scratch.path("log");
   nx_write_errors_to_file(log.c_str());
-  queue_errors(3);
+  nxi_err("one");
+  EXPECT_EQ(nx_total_memory_allocated(), 1001 + log.size() + 1);  // the buffer, its spare byte and the log's name
   nxi_warn("w");
-  nx_free_all_memory();
-  EXPECT_EQ(nx_number_of_errors() + nx_error_queue_memory(), 0);
-  nxi_err("fresh");
-  EXPECT_STREQ(nx_error_with_tag("fresh", 0), "fresh");
-  nx_write_errors_to_file(log.c_str());
-  nxi_err("later");
-  EXPECT_EQ(read_file(log), "ERROR: message 0\nERROR: message 1\nERROR: message 2\nWARNING: w\nERROR: later\n");
+  std::string expected = "ERROR: one\nWARNING: w\n";
+  int count = 1;
+  for (void (*release)() : {nx_free_all_memory, clear_memory_system, nx_free_all_memory}) {
+    release();
+    EXPECT_EQ(nx_total_memory_allocated(), 0U);
+    EXPECT_EQ(nx_total_number_of_active_pointers(), 0);
+    EXPECT_STREQ(nx_error_with_tag("one", 0), "one");
+    EXPECT_EQ(nx_number_of_warnings(), 1);
+    // The buffer grows as if nothing had happened, and is on the books again.
+    const int capacity = nx_error_queue_memory();
+    while (nx_error_queue_memory() == capacity) {
+      nxi_err("more");
+      expected += "ERROR: more\n";
+      ++count;
+    }
+    EXPECT_EQ(nx_total_memory_allocated(), static_cast<uint32_t>(nx_error_queue_memory()) + 1);
+  }
+  EXPECT_EQ(nx_number_of_errors(), count);
+  EXPECT_EQ(nx_number_of_errors_with_tag("more"), count - 1);
+  EXPECT_EQ(read_file(log), expected);
 }
 
 TEST(ErrorDeathTest, ExitPrintsBothQueues) {
