@@ -74,7 +74,8 @@ std::vector<int> molecules_of_list(int list) {
   int* end = members.data();
   nxi_unroll_list(&end, list);
   members.resize(static_cast<std::size_t>(end - members.data()));
-  std::erase_if(members, [](int member) { return nxi_return_type_of_handle(member) != kMoleculeType; });
+  // A program may have registered type 3 for objects of its own; molecules have negative handles.
+  std::erase_if(members, [](int member) { return member >= 0 || nxi_return_type_of_handle(member) != kMoleculeType; });
   return members;
 }
 

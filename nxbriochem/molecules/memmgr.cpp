@@ -8,16 +8,19 @@
 
 #include <nxbriochem/molecules/guarded.h>
 #include <nxbriochem/molecules/memmgr_state.h>
+#include <nxbriochem/util/never_destroyed.h>
 #include <nxbriochem/util/slot_index.h>
 
 namespace memmgr {
 
 MolEntry* MolHandle = nullptr;
 int HandleCount = 0;
-std::vector<int> vFreeHandle;
+constinit util::NeverDestroyed<std::vector<int>> free_handles_storage;
+constinit std::vector<int>& vFreeHandle = *free_handles_storage;
 GridEntry* GridHandle = nullptr;
 int GridHandleCount = 0;
-std::vector<int> vFreeGridHandle;
+constinit util::NeverDestroyed<std::vector<int>> free_grid_handles_storage;
+constinit std::vector<int>& vFreeGridHandle = *free_grid_handles_storage;
 
 namespace {
 
@@ -175,11 +178,10 @@ class HandleTable {
     return handle;
   }
 
-  static util::SlotIndex<const void*> index_;
+  using Index = util::SlotIndex<const void*>;
+  static inline constinit util::NeverDestroyed<Index> index_storage_;
+  static inline constinit Index& index_ = *index_storage_;
 };
-
-template <class T>
-util::SlotIndex<const void*> HandleTable<T>::index_;
 
 using MolTable = HandleTable<Molecules>;
 using GridTable = HandleTable<Grids>;

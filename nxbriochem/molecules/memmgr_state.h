@@ -27,10 +27,10 @@ static_assert(sizeof(GridEntry) == 16 && offsetof(GridEntry, object) == 0 && off
 
 extern MolEntry* MolHandle;
 extern int HandleCount;
-extern std::vector<int> vFreeHandle;
+extern std::vector<int>& vFreeHandle;
 extern GridEntry* GridHandle;
 extern int GridHandleCount;
-extern std::vector<int> vFreeGridHandle;
+extern std::vector<int>& vFreeGridHandle;
 
 }  // namespace memmgr
 

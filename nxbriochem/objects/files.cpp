@@ -1,16 +1,21 @@
-// Entries are never removed or reused. A file closed by its stream gives its tracked name back, as closing by name does
-// not; since later listings still show it, the entry keeps the name in plain memory from then on.
+// Entries are never removed or reused. A file closed by its stream gives its tracked name back, while one closed by name
+// keeps it. Later listings still show the entry, so its name then moves to plain memory.
+//
+// Finding an open entry is defined as a scan of the entries. Two indexes of the open ones give the scan's answer: by
+// name, which no two open entries share, and by stream, of which the last entry counts.
 #include <nxbriochem/objects/files.h>
 
 #include <cstring>
-#include <forward_list>
-#include <string>
+#include <vector>
 
 #include <nxbriochem/objects/files_state.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/memory_owners.h>
 #include <nxbriochem/objects/plain_heap.h>
 #include <nxbriochem/objects/print.h>
+#include <nxbriochem/util/never_destroyed.h>
+#include <nxbriochem/util/slot_index.h>
+#include <nxbriochem/util/text_hash.h>
 
 namespace files {
 
@@ -20,16 +25,23 @@ int file_list_init = 0;
 namespace {
 
 constexpr uint32_t kIncrement = 10;
+constexpr int32_t kNone = -1;
 
-using Name = std::basic_string<char, std::char_traits<char>, objects::PlainHeap<char>>;
+// Names of files closed by their streams.
+constinit util::NeverDestroyed<std::vector<char*, objects::PlainHeap<char*>>> kept_names;
 
-std::forward_list<Name, objects::PlainHeap<Name>> kept_names;
+constinit util::NeverDestroyed<util::SlotIndex<uint64_t, objects::PlainHeap>> open_names_storage;  // by hash
+constinit auto& open_names = *open_names_storage;
+constinit util::NeverDestroyed<util::SlotIndex<const void*, objects::PlainHeap>> open_streams_storage;
+constinit auto& open_streams = *open_streams_storage;
 
 int64_t bytes_for(uint32_t entries) { return static_cast<int64_t>(entries) * static_cast<int64_t>(sizeof(Entry)); }
 
 void forget_files() {
   filelist = {0, 0, 0, nullptr};
   file_list_init = 0;
+  open_names.clear();
+  open_streams.clear();
 }
 
 void set_up() {
@@ -40,37 +52,33 @@ void set_up() {
   }
 }
 
-template <class Match>
-Entry* first_open(Match match) {
+bool has_name(int32_t entry, const char* path) { return std::strcmp(filelist.entries[entry].name, path) == 0; }
+
+// The open entry of a name, or kNone.
+int32_t find_name(const char* path) {
+  if (path == nullptr) {
+    return kNone;
+  }
+  const int32_t found = open_names.find_highest(util::text_hash(path));
+  if (found == kNone || has_name(found, path)) {
+    return found;
+  }
+  // Another name has the same hash.
   for (uint32_t i = 0; i < filelist.count; ++i) {
-    Entry& entry = filelist.entries[i];
-    if (entry.open != 0 && match(entry)) {
-      return &entry;
+    if (filelist.entries[i].open != 0 && has_name(static_cast<int32_t>(i), path)) {
+      return static_cast<int32_t>(i);
     }
   }
-  return nullptr;
+  return kNone;
 }
 
-template <class Match>
-Entry* last_open(Match match) {
-  for (uint32_t i = filelist.count; i-- > 0;) {
-    Entry& entry = filelist.entries[i];
-    if (entry.open != 0 && match(entry)) {
-      return &entry;
-    }
-  }
-  return nullptr;
-}
+// The last open entry of a stream, or kNone.
+int32_t find_stream(const std::FILE* stream) { return open_streams.find_highest(stream); }
 
-auto has_name(const char* path) {
-  return [path](const Entry& entry) { return path != nullptr && std::strcmp(entry.name, path) == 0; };
-}
-
-auto has_stream(const std::FILE* stream) {
-  return [stream](const Entry& entry) { return entry.stream == stream; };
-}
-
-void close(Entry& entry) {
+void close_entry(int32_t at) {
+  Entry& entry = filelist.entries[at];
+  open_streams.erase(entry.stream, at);
+  open_names.erase(util::text_hash(entry.name), at);
   std::fclose(entry.stream);
   gettimeofday(&entry.closed_at, nullptr);
   entry.open = 0;
@@ -87,8 +95,20 @@ void append(std::FILE* stream, const char* path) {
   entry = {stream, static_cast<char*>(nx_malloc(static_cast<int64_t>(size))), 1, {}, {}};
   std::memcpy(entry.name, path, size);
   gettimeofday(&entry.opened_at, nullptr);
+  const auto at = static_cast<int32_t>(filelist.count);
+  open_streams.insert(stream, at);
+  open_names.insert(util::text_hash(path), at);
   filelist.count += 1;
   filelist.open_count += 1;
+}
+
+// A copy of a text in plain memory.
+char* kept_copy(const char* text) {
+  const std::size_t size = std::strlen(text) + 1;
+  char* copy = objects::PlainHeap<char>().allocate(size);
+  std::memcpy(copy, text, size);
+  (*kept_names).push_back(copy);
+  return copy;
 }
 
 }  // namespace
@@ -101,8 +121,9 @@ FILE* nxi_fopen(const char* path, const char* mode) {
     return nullptr;
   }
   set_up();
-  if (const Entry* entry = first_open(has_name(path))) {
-    return entry->stream;
+  const int32_t found = find_name(path);
+  if (found != kNone) {
+    return filelist.entries[found].stream;
   }
   std::FILE* stream = std::fopen(path, mode);
   if (stream == nullptr) {
@@ -116,23 +137,24 @@ FILE* nxi_fopen(const char* path, const char* mode) {
 FILE* nxi_open_file(const char* path, const char* mode) { return nxi_fopen(path, mode); }
 
 int nxi_fclose(FILE* stream) {
-  Entry* entry = last_open(has_stream(stream));
-  if (entry == nullptr) {
+  const int32_t found = find_stream(stream);
+  if (found == kNone) {
     return 0;
   }
-  close(*entry);
-  char* readable = kept_names.emplace_front(entry->name).data();
-  nx_free(entry->name);
-  entry->name = readable;
+  close_entry(found);
+  Entry& entry = filelist.entries[found];
+  char* tracked = entry.name;
+  entry.name = kept_copy(tracked);
+  nx_free(tracked);
   return 1;
 }
 
 int nxi_close_file(const char* path) {
-  Entry* entry = last_open(has_name(path));
-  if (entry == nullptr) {
+  const int32_t found = find_name(path);
+  if (found == kNone) {
     return 0;
   }
-  close(*entry);
+  close_entry(found);
   return 1;
 }
 
@@ -141,10 +163,12 @@ int nxi_fclose_all(void) {
     return 0;
   }
   int closed = 0;
-  while (Entry* entry = first_open([](const Entry&) { return true; })) {
-    close(*entry);
-    nx_printf(0, "closing %s\n", entry->name);
-    ++closed;
+  for (uint32_t i = 0; i < filelist.count; ++i) {
+    if (filelist.entries[i].open != 0) {
+      close_entry(static_cast<int32_t>(i));
+      nx_printf(0, "closing %s\n", filelist.entries[i].name);
+      ++closed;
+    }
   }
   if (closed > 1) {
     nx_printf(0, "closed %d files\n", closed);
@@ -171,6 +195,6 @@ int nxi_list_files(void) {
   return 1;
 }
 
-int nxi_is_fopen(FILE* stream) { return static_cast<int>(first_open(has_stream(stream)) != nullptr); }
+int nxi_is_fopen(FILE* stream) { return static_cast<int>(find_stream(stream) != kNone); }
 
-int nxi_is_file_open(const char* path) { return static_cast<int>(first_open(has_name(path)) != nullptr); }
+int nxi_is_file_open(const char* path) { return static_cast<int>(find_name(path) != kNone); }

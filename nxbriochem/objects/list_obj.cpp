@@ -18,6 +18,7 @@
 #include <nxbriochem/objects/object_memory.h>
 #include <nxbriochem/objects/plain_heap.h>
 #include <nxbriochem/objects/print.h>
+#include <nxbriochem/util/never_destroyed.h>
 #include <nxbriochem/util/slot_index.h>
 
 namespace list_obj {
@@ -45,7 +46,8 @@ using Index = util::SlotIndex<Key, objects::PlainHeap>;
 
 // Handles that were lists when they became members, kept while they are: once such a list is deleted the registry
 // cannot tell its handle from any other unknown value.
-Index<int32_t> nested_handles;
+constinit util::NeverDestroyed<Index<int32_t>> nested_handles_storage;
+constinit Index<int32_t>& nested_handles = *nested_handles_storage;
 std::size_t most_nested_handles = 1024;
 
 // The list of a handle, or null. A list whose members a program freed under it is empty from then on.
@@ -414,7 +416,8 @@ int nxi_unroll_list(int** cursor, int list) {
   int32_t written = 0;
   walk(*found, PassOver::open, [cursor, &written](int member, bool member_is_list) {
     if (!member_is_list) {
-      *(*cursor)++ = member;
+      // The array may be a block of the program's own, behind a pad of odd size.
+      std::memcpy((*cursor)++, &member, sizeof member);
       ++written;
     }
     return written == INT32_MAX;

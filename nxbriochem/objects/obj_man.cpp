@@ -21,6 +21,7 @@
 #include <nxbriochem/objects/object_memory.h>
 #include <nxbriochem/objects/plain_heap.h>
 #include <nxbriochem/objects/print.h>
+#include <nxbriochem/util/never_destroyed.h>
 #include <nxbriochem/util/slot_index.h>
 
 namespace obj_man {
@@ -68,13 +69,15 @@ struct PrintLevel {
 };
 constexpr PrintLevel kPrintLevels[] = {{"silent", 0}, {"standard", 1}, {"debug", 3}};
 
-util::SlotIndex<int32_t, objects::PlainHeap> positions;
+constinit util::NeverDestroyed<util::SlotIndex<int32_t, objects::PlainHeap>> positions_storage;
+constinit auto& positions = *positions_storage;
 
 constexpr int32_t kNoPosition = -1;
 // One per slot of the index. Before it is made there is one slot, so that look-ups need not ask.
 int32_t no_position = kNoPosition;
 int32_t* lone_positions = &no_position;
-std::vector<int32_t, objects::PlainHeap<int32_t>> lone_storage;
+using LonePositions = std::vector<int32_t, objects::PlainHeap<int32_t>>;
+constinit util::NeverDestroyed<LonePositions> lone_positions_storage;
 
 // The slot of the handle that the public index lacks because it grew when that handle was made, until the next rehash;
 // -1 when it lacks none.
@@ -111,8 +114,8 @@ void update_lone_position(int32_t slot) {
 }
 
 void clear_lone_positions() {
-  lone_storage.assign(hash_slots(), kNoPosition);
-  lone_positions = lone_storage.data();
+  (*lone_positions_storage).assign(hash_slots(), kNoPosition);
+  lone_positions = (*lone_positions_storage).data();
 }
 
 void rehash_handles() {
@@ -188,11 +191,11 @@ void forget_tracked_blocks() {
 // The new arrays are put in place together, once all are allocated: the report of exhausted memory looks handles up.
 void set_index(int32_t* hash, int32_t* occupied, int32_t bits) {
   const std::size_t slots = std::size_t{1} << bits;
-  std::vector<int32_t, objects::PlainHeap<int32_t>> lone(slots, kNoPosition);
+  LonePositions lone(slots, kNoPosition);
   std::memset(hash, 0, slots * sizeof(int32_t));
   std::memset(occupied, 0, slots * sizeof(int32_t));
-  lone_storage.swap(lone);
-  lone_positions = lone_storage.data();
+  (*lone_positions_storage).swap(lone);
+  lone_positions = (*lone_positions_storage).data();
   HandleHash = hash;
   HandleHashOcc = occupied;
   HashBlank = static_cast<uint32_t>(slots - 1);

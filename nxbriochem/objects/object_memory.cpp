@@ -14,6 +14,7 @@
 #include <nxbriochem/objects/obj_man_tables.h>
 #include <nxbriochem/objects/object_memory_tables.h>
 #include <nxbriochem/objects/plain_heap.h>
+#include <nxbriochem/util/never_destroyed.h>
 #include <nxbriochem/util/slot_index.h>
 
 namespace object_memory {
@@ -38,7 +39,8 @@ constexpr int kMostClashes = 1001;
 // doubles.
 int32_t tables_room = 0;
 
-util::SlotIndex<int32_t, objects::PlainHeap> table_index;
+constinit util::NeverDestroyed<util::SlotIndex<int32_t, objects::PlainHeap>> table_index_storage;
+constinit auto& table_index = *table_index_storage;
 bool index_is_current = false;
 
 void forget_sequence();

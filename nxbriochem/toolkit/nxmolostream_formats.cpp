@@ -55,7 +55,7 @@ std::string_view NxDefaultAtomLabel(const NxAtomBase& atom) {
 }
 
 const NxResidue& NxWrittenResidue(const NxAtomBase& atom) {
-  static const NxResidue unknown_ligand = MakeUnknownLigand();
+  static const NxResidue& unknown_ligand = *new NxResidue(MakeUnknownLigand());  // never destroyed
   return NxHasResidue(atom) ? NxAtomGetResidue(atom) : unknown_ligand;
 }
 

@@ -5,6 +5,7 @@
 // at the token behind for what comes next. What waits is in a frame; parentheses and '=' open another one on top, whose
 // value becomes the factor of the frame below. The frames are on the heap: a text may nest as deep as memory goes,
 // which the machine's own stack, with a function for each level calling the next, would not survive.
+#include <nxbriochem/util/never_destroyed.h>
 #include <nxbriochem/util/parser.h>
 
 #include <array>
@@ -20,6 +21,7 @@
 #include <nxbriochem/objects/plain_heap.h>
 #include <nxbriochem/util/parser_state.h>
 #include <nxbriochem/util/slot_index.h>
+#include <nxbriochem/util/text_hash.h>
 
 namespace parser {
 
@@ -191,15 +193,8 @@ double real_value(const char* text) {
 // ---- Variables
 
 // From hashes of names to indexes in the table. Names are never taken out of the table one by one.
-util::SlotIndex<uint64_t, objects::PlainHeap> variable_index;
-
-uint64_t hash_of(const char* name) {
-  uint64_t hash = 0xCBF29CE484222325U;  // FNV-1a
-  for (; *name != '\0'; ++name) {
-    hash = (hash ^ static_cast<unsigned char>(*name)) * 0x100000001B3U;
-  }
-  return hash;
-}
+constinit util::NeverDestroyed<util::SlotIndex<uint64_t, objects::PlainHeap>> variable_index_storage;
+constinit auto& variable_index = *variable_index_storage;
 
 void forget_variables() {
   VarTab = {};
@@ -257,7 +252,7 @@ double variable_value(const char* name) {
 
 // What follows a name and '=': defines the name if it is not known yet, and leaves it alone if it is. Meant.
 void define_if_unknown(const char* name, double value) {
-  const uint64_t hash = hash_of(name);
+  const uint64_t hash = util::text_hash(name);
   if (find_variable(name, hash) < 0) {
     append_variable(name, hash, value);
   }
@@ -284,12 +279,14 @@ struct Frame {
 // Frames of what is open, `level` of them, and the names that stand before the '=' that opened some. They keep
 // their room from value to value, up to these many frames.
 constexpr std::size_t kKeptFrames = 1024;
-std::vector<Frame, objects::PlainHeap<Frame>> frames;
+constinit util::NeverDestroyed<std::vector<Frame, objects::PlainHeap<Frame>>> frames_storage;
+constinit auto& frames = *frames_storage;
 
 struct Name {
   TokenText text;
 };
-std::vector<Name, objects::PlainHeap<Name>> assigned_names;
+constinit util::NeverDestroyed<std::vector<Name, objects::PlainHeap<Name>>> assigned_names_storage;
+constinit auto& assigned_names = *assigned_names_storage;
 
 void forget_frames() {
   level = 0;
@@ -528,14 +525,14 @@ int nxi_FindVariable(const char* name) {
   if (VarTab.entries == nullptr) {
     make_room_for_variable();  // the first look-up makes the table
   }
-  return name == nullptr ? -1 : find_variable(name, hash_of(name));
+  return name == nullptr ? -1 : find_variable(name, util::text_hash(name));
 }
 
 int nxi_AddVariableToTable(const char* name, double value) {
   if (name == nullptr) {
     return 0;
   }
-  const uint64_t hash = hash_of(name);
+  const uint64_t hash = util::text_hash(name);
   if (find_variable(name, hash) >= 0) {
     std::printf("Multiple defintion of variable %s requested \n", name);
     std::puts("request ignored ");

@@ -10,6 +10,7 @@
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/objects/list_obj.h>
+#include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/toolkit/nxmolostream.h>
 
 #include "tests/support/run.h"
@@ -61,7 +62,9 @@ TEST(BriochemFiles, ListsAreWalkedInOrderIntoNestedOnesAndKeepTheirCursor) {
   const std::vector<int> m = {chain_of(1), chain_of(2), chain_of(3), chain_of(4)};
   NxSystem::NxBrioGrid grid;
   const int deleted = list_of({m[0]});
-  const int inner = list_of({m[2], list_of({m[1]}), NxBrioChem::NxAcquireGridHandle(grid)});
+  uint32_t own = 0;
+  nxi_make_object(3, &own);  // the molecules' type, but in the registry
+  const int inner = list_of({m[2], list_of({m[1]}), static_cast<int>(own), NxBrioChem::NxAcquireGridHandle(grid)});
   const int list = list_of({m[0], inner, deleted, list_of({}), m[0], m[3]});
   nx_delete_list(deleted);
   nx_go_to_list_object(m[3], list);

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
+#include <vector>
 
 #include <nxbriochem/objects/files_state.h>
 #include <nxbriochem/objects/memory.h>
@@ -38,6 +40,94 @@ TEST(Files, AnOpenFileIsSharedAndAClosedOneRegisteredAnew) {
   EXPECT_EQ(nxi_close_file(a.c_str()), 1);
   EXPECT_EQ(nxi_close_file(a.c_str()), 0);
   EXPECT_EQ(nx_total_memory_allocated(), before);  // closing by name keeps the copy
+}
+
+// The list as it is described, every look-up a scan of the entries.
+class FilesModel {
+ public:
+  struct Entry {
+    std::FILE* stream;
+    std::string name;
+    bool open;
+  };
+  std::vector<Entry> entries;
+
+  Entry* open_of(const std::string& name) {
+    return last([&name](const Entry& entry) { return entry.name == name; });
+  }
+  Entry* open_of(const std::FILE* stream) {
+    return last([stream](const Entry& entry) { return entry.stream == stream; });
+  }
+  std::string listing(bool all) const {
+    std::string text;
+    for (const Entry& entry : entries) {
+      if (all || entry.open) {
+        text += "file " + entry.name + (entry.open ? " is open\n" : " was opened\n");
+      }
+    }
+    return text;
+  }
+
+ private:
+  template <class Match>
+  Entry* last(Match match) {
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+      if (entry->open && match(*entry)) {
+        return &*entry;
+      }
+    }
+    return nullptr;
+  }
+};
+
+TEST(Files, AgreeWithTheScansUnderRandomCalls) {
+  nx_print_everything();
+  std::mt19937 random(1);
+  FilesModel model;
+  std::vector<std::FILE*> streams = {nullptr, stdout};
+  for (int step = 0; step < 5000; ++step) {
+    const std::string name = path("r").append(std::to_string(random() % 40));
+    std::FILE* const stream = streams[random() % streams.size()];  // often of a file that was closed
+    switch (random() % 6) {
+      case 0:
+      case 1: {
+        FilesModel::Entry* const known = model.open_of(name);
+        std::FILE* const opened = nxi_fopen(name.c_str(), "w");
+        ASSERT_NE(opened, nullptr);
+        if (known != nullptr) {
+          ASSERT_EQ(opened, known->stream);
+        } else {
+          model.entries.push_back({opened, name, true});
+          streams.push_back(opened);
+        }
+        break;
+      }
+      case 2: {
+        FilesModel::Entry* const known = model.open_of(name);
+        ASSERT_EQ(nxi_close_file(name.c_str()), known != nullptr);
+        if (known != nullptr) {
+          known->open = false;
+        }
+        break;
+      }
+      case 3: {
+        FilesModel::Entry* const known = model.open_of(stream);
+        ASSERT_EQ(nxi_fclose(stream), known != nullptr);
+        if (known != nullptr) {
+          known->open = false;
+        }
+        break;
+      }
+      default:
+        ASSERT_EQ(nxi_is_file_open(name.c_str()), model.open_of(name) != nullptr);
+        ASSERT_EQ(nxi_is_fopen(stream), model.open_of(stream) != nullptr);
+    }
+    if (step % 500 == 0) {
+      ASSERT_EQ(printed(nxi_list_files), model.listing(true));
+      ASSERT_EQ(printed(nxi_list_open_files), model.listing(false));
+    }
+  }
+  nxi_fclose_all();
 }
 
 TEST(Files, ClosingAllSaysHowMany) {

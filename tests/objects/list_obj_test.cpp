@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <random>
 #include <set>
@@ -314,6 +315,17 @@ TEST(ListObj, UnrollingMovesTheCursorBehindTheMembers) {
   EXPECT_EQ(cursor, array + 1);
   EXPECT_EQ(array[0], -3);
   EXPECT_EQ(nxi_unroll_list(nullptr, list) + nx_get_list_current_object(nullptr, list), 0);
+}
+
+// The program's own block under the name stands behind a pad of three bytes.
+TEST(ListObj, UnrollsIntoABlockThatIsNotAligned) {
+  const int list = make_list({-3, 70000, -5});
+  nxi_set_memory_padding(list, 1);
+  auto* block = static_cast<char*>(nx_object_malloc_new(list, 7, 3, "ulist"));
+  EXPECT_EQ(nx_make_urolled_list(list), 1);
+  const int expected[] = {-3, 70000, -5};
+  EXPECT_EQ(std::memcmp(block, expected, sizeof expected), 0);
+  EXPECT_EQ(nxi_boundscheck_all_s(list), 0);
 }
 
 TEST(ListObj, DeepAndWideNestingsAreWalked) {
