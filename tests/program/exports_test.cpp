@@ -72,7 +72,9 @@ class Exports : public testing::TestWithParam<Library> {
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(Libraries, Exports, testing::Values(Library{"nxbriochem", 300, 500, "none"}),
+INSTANTIATE_TEST_SUITE_P(Libraries, Exports,
+                         testing::Values(Library{"nxbriochem", 300, 500, "none"},
+                                         Library{"nxbriodock", 30, 30, "libnxbriochem\\.so.*"}),
                          [](const auto& library) { return library.param.name; });
 
 TEST_P(Exports, TheBinaryExportsTheWrittenListAndNothingElse) {
