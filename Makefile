@@ -1,5 +1,5 @@
 # The front door: thin targets over the CMake presets.
-.PHONY: all program bootstrap demo test check-asan install package fuzz bench docs valgrind lint analyse format clean
+.PHONY: all program bootstrap demo test check-asan check-guard install package fuzz bench docs valgrind lint analyse format clean
 
 all:
 	cmake --preset release
@@ -23,6 +23,13 @@ check-asan: bootstrap
 	cmake --preset asan
 	cmake --build --preset asan
 	ctest --preset asan
+
+# Sudden ends: memory that runs out, signals at every step on the way to a file, threads. A minute or two.
+check-guard: bootstrap all
+	ctest --preset guard
+	cmake --preset tsan
+	cmake --build --preset tsan
+	ctest --preset tsan
 
 # Where to; DESTDIR goes before it.
 PREFIX ?= /usr/local

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 
 namespace nxbrio {
 namespace {
@@ -21,26 +20,12 @@ std::size_t read_part(int held, std::array<char, n>& part, std::size_t at) {
   return length > 0 ? static_cast<std::size_t>(length) : 0;
 }
 
-// At the end of the process within a call of the library.
-void let_out() {
-  if (saved_now < 0) {
-    return;
-  }
-  std::fflush(stderr);
-  dup2(saved_now, STDERR_FILENO);
-  std::array<char, 512> part;
-  for (std::size_t at = 0, length = 0; (length = read_part(held_now, part, at)) > 0; at += length) {
-    std::fwrite(part.data(), 1, length, stderr);
-  }
-}
-
 }  // namespace
 
 CapturedStderr::CapturedStderr()
     : held_(memfd_create("nxbrio messages", MFD_CLOEXEC)), saved_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
-  static const bool lets_out = std::atexit(let_out) == 0;
   std::fflush(stderr);
-  if (!lets_out || !held_ || !saved_ || dup2(held_.number(), STDERR_FILENO) < 0) {
+  if (!held_ || !saved_ || dup2(held_.number(), STDERR_FILENO) < 0) {
     saved_.close();
     return;
   }
@@ -70,6 +55,19 @@ std::string CapturedStderr::take() {
     text.append(part.data(), length);
   }
   return text;
+}
+
+void CapturedStderr::let_out() {
+  if (saved_now < 0) {
+    return;
+  }
+  std::fflush(stderr);
+  dup2(saved_now, STDERR_FILENO);
+  saved_now = -1;
+  std::array<char, 512> part;
+  for (std::size_t at = 0, length = 0; (length = read_part(held_now, part, at)) > 0; at += length) {
+    std::fwrite(part.data(), 1, length, stderr);
+  }
 }
 
 }  // namespace nxbrio

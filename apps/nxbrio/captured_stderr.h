@@ -9,8 +9,7 @@
 
 namespace nxbrio {
 
-// From construction to take() or destruction, one at a time. Where the system does not let it, nothing is held back. What
-// the library says last, when it ends the process, comes out.
+// From construction to take() or destruction, one at a time. Where the system does not let it, nothing is held back.
 class CapturedStderr {
  public:
   CapturedStderr();
@@ -21,6 +20,8 @@ class CapturedStderr {
 
   // Ends the capture and gives what was written.
   std::string take();
+  // Ends a capture and tells what was written: for the end of the process within a call of the library.
+  static void let_out();
 
  private:
   void end();

@@ -71,7 +71,7 @@ std::string written_text(const std::string& from, const Written& written) {
 }
 
 ordered_json motion_json(const Motion& motion) {
-  ordered_json json;
+  auto json = ordered_json::object();
   json["rotation"] = ordered_json::array();
   for (std::size_t i = 0; i < 3; ++i) {
     json["rotation"].push_back(
@@ -103,7 +103,7 @@ std::string orient_text(const OrientReport& report) {
 }
 
 ordered_json orient_json(const OrientReport& report) {
-  ordered_json json;
+  auto json = ordered_json::object();
   json["command"] = "orient";
   json["file"] = report.file;
   json["models"] = ordered_json::array();
@@ -141,7 +141,7 @@ std::string moments_text(const MomentsReport& report) {
 }
 
 ordered_json moments_json(const MomentsReport& report) {
-  ordered_json json;
+  auto json = ordered_json::object();
   json["command"] = "moments";
   json["file"] = report.file;
   json["tolerance"] = decimal(report.tolerance);

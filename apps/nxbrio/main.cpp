@@ -14,6 +14,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "sudden_end.h"
 #include "temporary_file.h"
 #include "text.h"
 
@@ -333,13 +334,12 @@ int main(int argc, char** argv) {
   keep_standard_numbers();
   ignore_write_signals();
   nxbrio::remove_temporary_files_at_signals();
+  const nxbrio::SuddenEndsReported reported;
   int status = kDone;
   try {
     status = run_reported(argc, argv);
   } catch (const std::bad_alloc&) {
-    // Needs no memory itself.
-    std::fputs("nxbrio: out of memory\n", stderr);
-    return kFailed;
+    return nxbrio::report_out_of_memory();
   }
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     return report(kFailed, std::string("standard output: ") + std::strerror(errno));

@@ -170,7 +170,7 @@ std::string refine_text(const RefineReport& report) {
 }
 
 ordered_json refine_json(const RefineReport& report) {
-  ordered_json json;
+  auto json = ordered_json::object();
   json["command"] = "refine";
   json["target"] = summary_json(report.target);
   json["ligand"] = summary_json(report.ligand);

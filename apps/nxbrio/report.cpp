@@ -107,8 +107,9 @@ nlohmann::ordered_json energy_unit_json() {
       {"dfactor2", static_cast<double>(DFactor2)}, {"kcal_per_mol", kcal_per_unit()}, {"kJ_per_mol", kj_per_unit()}};
 }
 
+// Objects are made as such: where memory runs out while a null value becomes one, nlohmann's destructor crashes.
 nlohmann::ordered_json summary_json(const Summary& summary) {
-  nlohmann::ordered_json json;
+  auto json = nlohmann::ordered_json::object();
   json["file"] = summary.file;
   json["name"] = summary.name;
   json["format"] = summary.format;
@@ -177,7 +178,7 @@ std::string bind_text(const BindReport& report) {
 }
 
 nlohmann::ordered_json bind_json(const BindReport& report) {
-  nlohmann::ordered_json json;
+  auto json = nlohmann::ordered_json::object();
   json["command"] = "bind";
   json["target"] = summary_json(report.target);
   json["ligand"] = summary_json(report.ligand);
@@ -224,7 +225,7 @@ std::string info_text(const Summary& summary) {
 }
 
 nlohmann::ordered_json info_json(const Summary& summary) {
-  nlohmann::ordered_json json;
+  auto json = nlohmann::ordered_json::object();
   json["command"] = "info";
   json.update(summary_json(summary));
   return json;
@@ -261,7 +262,7 @@ std::string convert_text(const ConvertReport& report) {
 }
 
 nlohmann::ordered_json convert_json(const ConvertReport& report) {
-  nlohmann::ordered_json json;
+  auto json = nlohmann::ordered_json::object();
   json["command"] = "convert";
   json["read"] = {{"file", report.file},     {"format", report.format},       {"models_in_file", report.models_in_file},
                   {"models", report.models}, {"atoms", report.written.atoms}, {"bonds", report.bonds_given}};

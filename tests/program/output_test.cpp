@@ -19,8 +19,9 @@ class Output : public testing::Test {
  protected:
   // Runs a shell command in the scratch directory; $n is the program, $w a molecule and $f another.
   RunResult shell(const std::string& command) const {
-    return run({"/bin/sh", "-c", "cd '" + scratch_.path("") + "' && n='" NXBRIO_PROGRAM "' w='" + kFiles +
-                                     "water.pqr' f='" + kFiles + "far_water.pqr' && " + command});
+    return run({"/bin/sh", "-c",
+                "cd '" + scratch_.path("") + "' && n='" NXBRIO_PROGRAM "' w='" + kFiles + "water.pqr' f='" + kFiles +
+                    "far_water.pqr' && " + command});
   }
   // The last line that a command prints, which must succeed.
   std::string last(const std::string& command) const {
@@ -99,8 +100,10 @@ TEST_F(Output, PlantedLinks) {
   scratch_.write("victim", "kept");
   for (const std::string command : {"bind $w $f --write", "orient $w", "refine $w $f", "convert $w"}) {
     SCOPED_TRACE(command);
-    const RunResult result = shell("for s in part tmp new nxtmp; do ln -sf victim out.pdb.$s$$;ln -sf victim .$s${$}_0; done;"
-                                   "exec $n " + command + " out.pdb");
+    const RunResult result = shell(
+        "for s in part tmp new nxtmp; do ln -sf victim out.pdb.$s$$;ln -sf victim .$s${$}_0; done;"
+        "exec $n " +
+        command + " out.pdb");
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(read_file(scratch_.path("victim")), "kept");
     EXPECT_EQ(last("ls -A | grep -c nxbrio; test -f out.pdb && ! test -L out.pdb && rm out.pdb && echo file"), "file");
@@ -114,7 +117,8 @@ TEST_F(Output, LongNames) {
   EXPECT_EQ(shell(command + name).status, 0);
   EXPECT_TRUE(is_there(name));
   expect_one_line(shell(command + "c" + name), 1, "c" + name + ": File name too long");
-  const std::string descend = "d=" + std::string(200, 'd') + "; for i in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19"
+  const std::string descend = "d=" + std::string(200, 'd') +
+                              "; for i in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19"
                               " 20 21 22; do mkdir $d && cd -P $d || exit; done; ";
   EXPECT_EQ(last(descend + command + name + " > /dev/null && ls -A | wc -l"), "2");
   EXPECT_EQ(shell("rm -r ddd*").status, 0);
@@ -129,13 +133,14 @@ TEST_F(Output, Modes) {
   }
 }
 
-// Root keeps everything; who may not give a file away keeps its group if it is one of theirs. Set-ID bits are not handed
-// to another owner or group, and a new group may do no more than others may.
+// Root keeps everything; who may not give a file away keeps its group if it is one of theirs. Set-ID bits are not
+// handed to another owner or group, and a new group may do no more than others may.
 TEST_F(Output, OwnersAndGroups) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can make files of other owners";
   }
-  const std::string before = "chmod 777 .; rm -f *.pdb; echo old > out.pdb; chown 4001:4002 out.pdb; chmod 6776 out.pdb; ";
+  const std::string before =
+      "chmod 777 .; rm -f *.pdb; echo old > out.pdb; chown 4001:4002 out.pdb; chmod 6776 out.pdb; ";
   for (const std::string out : {"convert $w out.pdb", "bind $w $f --write out.pdb --write second.pdb"}) {
     SCOPED_TRACE(out);
     const auto by = [&](const std::string& user) {
@@ -145,6 +150,23 @@ TEST_F(Output, OwnersAndGroups) {
     EXPECT_EQ(by("setpriv --reuid 4003 --regid 4003 --groups 4002"), "2776 4003 4002");
     EXPECT_EQ(by("setpriv --reuid 4003 --regid 4003 --clear-groups"), "766 4003 4003");
   }
+}
+
+// While the program waits for the reader of a pipe, the other file is on disk under a name of its own.
+TEST_F(Output, SignalsRemoveTemporaryFiles) {
+  const std::string start =
+      "mkfifo pipe.pdb 2> /dev/null; $n bind $w $f --write a.pdb --write pipe.pdb > /dev/null & "
+      "for i in $(seq 1000); do ls .nxbrio-* > /dev/null 2>&1 && break; sleep 0.01; done; ";
+  for (const std::string signal : {"INT", "TERM", "HUP"}) {
+    // The shell starts what runs in the background with INT ignored: a program in between takes it back.
+    const std::string heeding = "env --default-signal=INT $n";
+    std::string heeded = start;
+    heeded.replace(heeded.find("$n"), 2, heeding);
+    EXPECT_EQ(last(heeded + "kill -" + signal + " $!; wait $!; kill -l $?; ls -A | tr '\n' ' '"), "pipe.pdb ");
+    EXPECT_EQ(last(heeded + "kill -" + signal + " $!; wait $!; kill -l $?"), signal);
+  }
+  EXPECT_EQ(last("trap '' HUP; " + start + "kill -HUP $!; cat pipe.pdb > read; wait $!; echo $?"), "0");
+  EXPECT_EQ(read_file(scratch_.path("a.pdb")), read_file(scratch_.path("read")));
 }
 
 // In a directory like /tmp no one may replace another's file: then the others are as they were, old or absent.

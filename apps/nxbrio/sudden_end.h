@@ -1,0 +1,23 @@
+// Ends of the process other than by returning from main: the library ends it when memory runs out, and so does the
+// language where an exception may not pass.
+#ifndef NXBRIOCHEM_APPS_NXBRIO_SUDDEN_END_H
+#define NXBRIOCHEM_APPS_NXBRIO_SUDDEN_END_H
+
+namespace nxbrio {
+
+// Tells that memory ran out, without needing any. Gives the exit status, 1.
+int report_out_of_memory();
+
+// Lives as long as main. A process that ends before tells on standard error that the library ended it, with the last
+// error message that the library queued, removes temporary files and has exit status 1, whatever the library gave.
+class SuddenEndsReported {
+ public:
+  SuddenEndsReported();
+  SuddenEndsReported(const SuddenEndsReported&) = delete;
+  SuddenEndsReported& operator=(const SuddenEndsReported&) = delete;
+  ~SuddenEndsReported();
+};
+
+}  // namespace nxbrio
+
+#endif
