@@ -62,7 +62,7 @@ static void molecules(void) {
   float value = 1.0F;
   int through = nx_get_molecule_coordinates_element(&value, 9, mol);
   printf("12. one past the end: %d, %.1f\n", through, (double)value);
-  char codes[2] = {nx_convert_element_number_to_one_letter_symbol(29), '\0'};
+  char codes[2] = {(char)nx_convert_element_number_to_one_letter_symbol(29), '\0'};
   printf("13. copper is %s, %s is element %d\n", codes, codes, nx_convert_one_letter_symbol_to_element_number('U'));
 
   const int one[3] = {1, 1, 1};

@@ -7,8 +7,7 @@
 // coordinates are float triples x, y, z in angstrom. Failures are queued as messages (error.h); the molecule layer
 // reports on standard error instead. The library is used from one thread at a time.
 //
-// C++ programs that hold molecules as objects include <nxbriochem/molecules/memmgr.h> and <nxbriochem/toolkit/...>
-// besides.
+// From C++17 on, molecules as objects come with it too (memmgr.h, and the toolkit's classes in nxchem.h).
 #ifndef NXBRIOCHEM_NXBRIOCHEM_H
 #define NXBRIOCHEM_NXBRIOCHEM_H
 
@@ -34,5 +33,9 @@
 #include <nxbriochem/optimise/opt.h>
 #include <nxbriochem/util/parser.h>
 #include <nxbriochem/util/prand.h>
+
+#if defined(__cplusplus) && __cplusplus >= 201703L
+#include <nxbriochem/molecules/memmgr.h>
+#endif
 
 #endif

@@ -16,52 +16,48 @@ std::vector<char> packed_names(int mol) {
   return names;
 }
 
-// For as long as it lives, all atoms of a molecule are called X, so that the library takes none for a hydrogen: its
-// weighted moments and its top symmetry always leave hydrogens out.
-class WithoutHydrogenNames {
+// A copy without atom names, for as long as it lives. The library takes none of its atoms for a hydrogen.
+class NamelessCopy {
  public:
-  explicit WithoutHydrogenNames(const Molecule& molecule)
-      : molecule_(molecule.handle()), names_(packed_names(molecule_)) {
-    std::string others;
-    for (int i = 0; i < nx_get_molecule_atom_number(molecule_); ++i) {
-      others.append("X").push_back('\0');
-    }
-    require(nx_set_molecule_atom_names(others.c_str(), molecule_), "the atom names");
+  explicit NamelessCopy(const Molecule& molecule) : copy_(nx_copy_molecule(molecule.handle())) {
+    require(static_cast<int>(copy_ != 0), "to copy a molecule");
+    nxi_unset_molecule_atom_names(copy_);
   }
-  WithoutHydrogenNames(const WithoutHydrogenNames&) = delete;
-  WithoutHydrogenNames& operator=(const WithoutHydrogenNames&) = delete;
-  ~WithoutHydrogenNames() { nx_set_molecule_atom_names(names_.data(), molecule_); }
+  NamelessCopy(const NamelessCopy&) = delete;
+  NamelessCopy& operator=(const NamelessCopy&) = delete;
+  ~NamelessCopy() { nx_delete_molecule(copy_); }
+
+  int handle() const { return copy_; }
 
  private:
-  int molecule_;
-  std::vector<char> names_;
+  int copy_;
 };
-
-// Asks something about the atoms that the choice means.
-template <class Ask>
-auto ask(const Molecule& molecule, FrameChoice choice, Ask what) {
-  if (choice.hydrogens) {
-    const WithoutHydrogenNames renamed(molecule);
-    return what(molecule.handle());
-  }
-  return what(molecule.handle());
-}
 
 }  // namespace
 
 Moments principal_moments(const Molecule& molecule, FrameChoice choice) {
-  return ask(molecule, choice, [choice](int mol) {
-    Moments found{};
-    require((choice.weighted ? nx_moments_of_inertia_mass_weighted : nx_moments_of_inertia)(mol, found.data()),
-            "to give moments");
+  // nx_orient_m_i_base's number; the weighted function that is called "with hydrogens" leaves them out.
+  constexpr int kWeightedWithHydrogens = 8;
+  const int mol = molecule.handle();
+  Moments found{};
+  if (choice.weighted && choice.hydrogens) {
+    require(nx_orient_m_i_base(mol, kWeightedWithHydrogens, found.data()), "to give moments");
     return found;
-  });
+  }
+  int (*const moments)(int, float*) = choice.weighted    ? nx_moments_of_inertia_mass_weighted
+                                      : choice.hydrogens ? nx_moments_of_inertia_with_hydrogens
+                                                         : nx_moments_of_inertia;
+  require(moments(mol, found.data()), "to give moments");
+  return found;
 }
 
 int top_symmetry(const Molecule& molecule, FrameChoice choice, float tolerance) {
-  return ask(molecule, choice, [choice, tolerance](int mol) {
-    return (choice.weighted ? nx_perceive_top_symmetry_mass_weighted : nx_perceive_top_symmetry)(mol, tolerance);
-  });
+  int (*const perceive)(int, float) =
+      choice.weighted ? nx_perceive_top_symmetry_mass_weighted : nx_perceive_top_symmetry;
+  if (choice.hydrogens) {
+    return perceive(NamelessCopy(molecule).handle(), tolerance);  // there is no such function with hydrogens
+  }
+  return perceive(molecule.handle(), tolerance);
 }
 
 std::string top_name(int symmetry, const Moments& moments) {

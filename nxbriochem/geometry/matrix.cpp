@@ -22,7 +22,10 @@ constexpr double kSingular = 1e-7;
 
 template <class Real>
 int copy(const Real* src, int rows, int cols, Real* dst) {
-  if (src == nullptr || dst == nullptr || rows < 0 || cols < 0) {
+  if (rows < 0 || cols < 0) {
+    return 1;
+  }
+  if (src == nullptr || dst == nullptr) {
     return 0;
   }
   // The two may overlap.
@@ -32,7 +35,10 @@ int copy(const Real* src, int rows, int cols, Real* dst) {
 
 template <class Real>
 int set_to_identity(Real* m, int n) {
-  if (m == nullptr || n < 0) {
+  if (n < 0) {
+    return 1;
+  }
+  if (m == nullptr) {
     return 0;
   }
   std::fill_n(m, size_of(n) * size_of(n), Real{0});
@@ -44,10 +50,13 @@ int set_to_identity(Real* m, int n) {
 
 template <class Real>
 int transpose(Real* m, int n) {
+  if (n < 0) {
+    return 1;
+  }
   if (m == nullptr) {
     return 0;
   }
-  const std::size_t size = size_of(std::max(n, 0));
+  const std::size_t size = size_of(n);
   for (std::size_t i = 0; i < size; ++i) {
     for (std::size_t j = i + 1; j < size; ++j) {
       std::swap(m[i * size + j], m[j * size + i]);
@@ -58,7 +67,7 @@ int transpose(Real* m, int n) {
 
 template <class Real>
 int multiply(const Real* a, int ra, int ca, const Real* b, int rb, int cb, Real* c) {
-  if (a == nullptr || b == nullptr || c == nullptr) {
+  if (ra > 0 && cb > 0 && (a == nullptr || b == nullptr || c == nullptr)) {
     return 0;
   }
   if (ca != rb) {
@@ -106,7 +115,10 @@ int nx_multiply_matrices_f(const float* a, int ra, int ca, const float* b, int r
 }
 
 int nx_multiply_vector_by_matrix_f(const float* matrix, const float* v, int n, int m, float* out) {
-  if (matrix == nullptr || v == nullptr || out == nullptr || n < 0 || m < 0) {
+  if (n < 0 || m < 0) {
+    return 1;
+  }
+  if (matrix == nullptr || v == nullptr || out == nullptr) {
     return 0;
   }
   for (std::size_t i = 0; i < size_of(n); ++i) {
@@ -120,7 +132,10 @@ int nx_multiply_vector_by_matrix_f(const float* matrix, const float* v, int n, i
 }
 
 int nx_print_matrix(const float* m, int cols, int rows) {
-  if (m == nullptr || cols < 0 || rows < 0) {
+  if (cols < 0 || rows < 0) {
+    return 1;
+  }
+  if (m == nullptr) {
     return 0;
   }
   for (std::size_t i = 0; i < size_of(rows); ++i) {
@@ -133,11 +148,11 @@ int nx_print_matrix(const float* m, int cols, int rows) {
 }
 
 int nx_solve_bilinear_equation_f(const float* a, const float* b, float* x, int n) {
-  if (a == nullptr || b == nullptr || x == nullptr || n < 0) {
-    return 0;
-  }
-  if (n == 0) {
+  if (n < 1) {
     return 1;
+  }
+  if (a == nullptr || b == nullptr || x == nullptr) {
+    return 0;
   }
   const std::size_t size = size_of(n);
   if (!all_finite(a, size * size) || !all_finite(b, size)) {

@@ -2,11 +2,13 @@
 //
 // Matrices are flat and row-major: element (i, j) of an r x c matrix is at i * c + j. Names that end in _f take floats,
 // their twins doubles. Rotations are 9 floats and act on columns: x' = R x. Points are float triples. Results are 1
-// unless a comment says otherwise; null arrays and negative dimensions give 0 and change nothing.
+// unless a comment says otherwise. Negative dimensions are as 0: nothing is done, and the result is 1. Null arrays give
+// 0 and change nothing. The array Roots and the polynomial solvers come with this header (roots.h).
 #ifndef NXBRIOCHEM_GEOMETRY_MATRIX_H
 #define NXBRIOCHEM_GEOMETRY_MATRIX_H
 
 #include <nxbriochem/export.h>
+#include <nxbriochem/geometry/roots.h>
 
 NX_BEGIN_DECLS
 
@@ -20,13 +22,12 @@ NX_API int nx_copy_matrix_f(const float* src, int rows, int cols, float* dst);
 NX_API int nx_set_to_identity(double* m, int n);
 // The same for floats.
 NX_API int nx_set_to_identity_f(float* m, int n);
-// Transposes an n x n matrix in place; for n below 2, negative or not, there is nothing to do and the result is 1.
+// Transposes an n x n matrix in place.
 NX_API int nx_transpose_matrix(double* m, int n);
 // The same for floats.
 NX_API int nx_transpose_matrix_f(float* m, int n);
 // C (ra x cb) = A (ra x ca) times B (rb x cb); C must be neither A nor B. When ca is not rb, it says so on standard
-// output and computes all the same with ca, which is meant: B must then have ca rows. Nothing more is done for ra or cb
-// below 1, negative or not, and the result is 1; for ca below 1 C is zero.
+// output and computes with ca all the same, so that B must have ca rows. For ca below 1 C is zero.
 NX_API int nx_multiply_matrices(const double* a, int ra, int ca, const double* b, int rb, int cb, double* c);
 // The same for floats, summed in float.
 NX_API int nx_multiply_matrices_f(const float* a, int ra, int ca, const float* b, int rb, int cb, float* c);

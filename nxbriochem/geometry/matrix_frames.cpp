@@ -122,7 +122,10 @@ int nx_rotation_matrix_from_3_atoms(const float* a, const float* b, float* r) {
 }
 
 int nx_get_3_point_coords(const float* p, const float* in, float* out, int n) {
-  if (p == nullptr || in == nullptr || out == nullptr || n < 0) {
+  if (n < 1) {
+    return 1;
+  }
+  if (p == nullptr || in == nullptr || out == nullptr) {
     return 0;
   }
   const Frame frame(p);
@@ -137,7 +140,10 @@ int nx_get_3_point_coords(const float* p, const float* in, float* out, int n) {
 }
 
 int nx_regenerate_from_3_point_coords(const float* p, const float* in, float* out, int n) {
-  if (p == nullptr || in == nullptr || out == nullptr || n < 0) {
+  if (n < 1) {
+    return 1;
+  }
+  if (p == nullptr || in == nullptr || out == nullptr) {
     return 0;
   }
   const Frame frame(p);

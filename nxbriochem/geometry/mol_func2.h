@@ -115,11 +115,12 @@ NX_API int nx_calculate_monopole_and_dipole(const float* xyz, const float* q, in
                                             float dipole[3], int* extra);
 
 // Sets the charges of charged side chains, as ionised at neutral pH: +1 on a lysine's NZ, +0.5 on each of an arginine's
-// NH1 and NH2, -0.5 on each of an aspartate's OD1 and OD2 and a glutamate's OE1 and OE2. Names are matched in upper
-// case or in lower case, with or without their blanks. An atom whose residue has a name must be in LYS, ARG, ASP or GLU
-// (or their forms at a chain's end, NLYS, CLYS and so on), so that asparagine, glutamine and neutral forms are passed
-// over; without residue name the atom's name decides. Other atoms keep their charges, unless the molecule's name is the
-// keyword "full": then theirs become 0 and the molecule carries these charges alone. 1, or 0 when no atom has a name.
+// NH1 and NH2, -0.5 on each of an aspartate's OD1 and OD2 and a glutamate's OE1 and OE2. Atom names decide, in upper
+// case or in lower case, with or without their blanks, in residues of any name and of none. Left out are atoms that are
+// neutral in their residue: OD1 of ASN and HYP, OE1 of GLN, and the neutral forms ASH (ASPP, ASPH), GLH (GLUP, GLUH),
+// LYN (LSN), ARN and AR0 of the four and the acylated lysines KCX and ALY; all also with the N or C in front that marks
+// a chain's end. Other atoms keep their charges, unless the molecule's name is the keyword "full": then theirs become 0
+// and the molecule carries these charges alone. 1, or 0 when no atom has a name.
 NX_API int nx_charge_protein(int mol);
 
 // ---- For the library's modules ----

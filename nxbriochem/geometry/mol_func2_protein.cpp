@@ -1,4 +1,6 @@
 // Formal charges of a protein's side chains, and default Gaussian widths.
+#include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstddef>
 #include <string>
@@ -16,13 +18,17 @@ constexpr std::string_view kChargeInFull = "full";
 struct ChargedAtom {
   std::string_view name;
   std::string_view lower_name;
-  std::string_view residue;
   float charge;
+  std::array<std::string_view, 5> neutral_in;  // residues
 };
 constexpr ChargedAtom kChargedAtoms[] = {
-    {" NZ ", " nz ", "LYS", 1.0F},  {" NH1", " nh1", "ARG", 0.5F},  {" NH2", " nh2", "ARG", 0.5F},
-    {" OD1", " od1", "ASP", -0.5F}, {" OD2", " od2", "ASP", -0.5F}, {" OE1", " oe1", "GLU", -0.5F},
-    {" OE2", " oe2", "GLU", -0.5F},
+    {" NZ ", " nz ", 1.0F, {"LYN", "LSN", "KCX", "ALY"}},
+    {" NH1", " nh1", 0.5F, {"ARN", "AR0"}},
+    {" NH2", " nh2", 0.5F, {"ARN", "AR0"}},
+    {" OD1", " od1", -0.5F, {"ASN", "HYP", "ASH", "ASPP", "ASPH"}},
+    {" OD2", " od2", -0.5F, {"ASH", "ASPP", "ASPH"}},
+    {" OE1", " oe1", -0.5F, {"GLN", "GLH", "GLUP", "GLUH"}},
+    {" OE2", " oe2", -0.5F, {"GLH", "GLUP", "GLUH"}},
 };
 
 std::string_view trimmed(std::string_view text) {
@@ -35,16 +41,17 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-// The residue's name in upper case, without the N or C in front that marks a chain's end.
-std::string residue_kind(std::string_view residue) {
+// By the residue's name without regard to case, with or without the N or C in front that marks a chain's end.
+bool is_neutral_in(const ChargedAtom& atom, std::string_view residue) {
   std::string kind;
   for (const char c : trimmed(residue)) {
     kind += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   }
-  if (kind.size() == 4 && (kind[0] == 'N' || kind[0] == 'C')) {
-    kind.erase(0, 1);
-  }
-  return kind;
+  const auto is_listed = [&atom](std::string_view name) {
+    return !name.empty() && std::find(atom.neutral_in.begin(), atom.neutral_in.end(), name) != atom.neutral_in.end();
+  };
+  const bool at_end = kind.starts_with('N') || kind.starts_with('C');
+  return is_listed(kind) || (at_end && is_listed(std::string_view(kind).substr(1)));
 }
 
 // Null for an atom that bears no formal charge. Loaders differ in whether they keep the blanks of a name.
@@ -52,8 +59,7 @@ const ChargedAtom* find_charged_atom(std::string_view name, std::string_view res
   const std::string_view bare = trimmed(name);
   for (const ChargedAtom& atom : kChargedAtoms) {
     if (bare == trimmed(atom.name) || bare == trimmed(atom.lower_name)) {
-      const std::string kind = residue_kind(residue);
-      return kind.empty() || kind == atom.residue ? &atom : nullptr;
+      return is_neutral_in(atom, residue) ? nullptr : &atom;
     }
   }
   return nullptr;

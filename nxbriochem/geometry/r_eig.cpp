@@ -98,10 +98,16 @@ int HouseHolderReduction(double* a, double* d, double* e, int n) {
 }
 
 int DetermineEigenVectors(double* a, double* values, int n, int mode) {
-  if (a == nullptr || values == nullptr || n < 0 || mode < 1) {
+  if (n < 0 || mode < 1) {
     return 0;
   }
-  const Outcome outcome = n == 0 ? Outcome::found : r_eig::find_eigenpairs(a, values, n);
+  if (n == 0) {
+    return 1;
+  }
+  if (a == nullptr || values == nullptr) {
+    return 0;
+  }
+  const Outcome outcome = r_eig::find_eigenpairs(a, values, n);
   report(outcome);
   return outcome == Outcome::found ? 1 : 0;
 }

@@ -25,9 +25,10 @@ enum { NX_EIGENVECTORS_IN_ROWS = 2 };
 // Eigenpairs of a symmetric matrix by iteration from random starts (rand()), each deflated out once it is found:
 // eigenvalues into values[n] in descending order of magnitude, eigenvectors into the rows of a. Residuals and what the
 // eigenvectors lack of being orthonormal are rounding errors of the largest eigenvalue, for clustered eigenvalues too.
-// Modes 1 and above do the same (with n = 0 they give 1); a mode below 1 gives 0. 0 as well, both arrays unchanged,
-// when an eigenpair takes more than 100 iterations (4n from n = 26 on), as it does with elements that are not finite,
-// when more than six restarts are needed, or when a start vector is 0.
+// Modes 1 and above do the same; with n = 0 they give 1, for null arrays too. A mode below 1 gives 0. 0 as well, both
+// arrays unchanged, when an eigenpair takes more than 100 iterations (4n from n = 26 on), as it does with elements that
+// are not finite, when more than six restarts are needed, or when a start vector is 0. Under DebugFlag the pairs that
+// were found are named by their places in the result; where the search failed, by their order among themselves.
 NX_API int DetermineEigenVectors(double* a, double* values, int n, int mode);
 
 // Householder reduction to tridiagonal form without the orthogonal matrix, columns from the last to the first: a

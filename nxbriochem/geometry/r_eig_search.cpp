@@ -169,13 +169,20 @@ struct Tridiagonal {
 // The search for the eigenpairs of T, each vector a row of `found`.
 class EigenpairSearch {
  public:
-  // The eigenvalues of the caller's matrix are T's times `unit`.
-  EigenpairSearch(const Tridiagonal& t, double unit, double* found)
-      : t_(t), n_(t.n), unit_(unit), found_(found), image_(size_of(t.n)), solver_(3 * size_of(t.n)) {}
+  // Eigenvectors go into the rows of `found`, with their eigenvalues and the iterations that they took beside them.
+  EigenpairSearch(const Tridiagonal& t, double* found, double* values, int* iterations)
+      : t_(t),
+        n_(t.n),
+        found_(found),
+        values_(values),
+        iterations_(iterations),
+        image_(size_of(t.n)),
+        solver_(3 * size_of(t.n)) {}
 
-  Outcome find_all(double* values) {
-    for (int k = 0; k < n_; ++k) {
-      const Outcome outcome = find(k, values[k]);
+  // `count` is the number of pairs that were found: all of them, or those before the failure.
+  Outcome find_all(int& count) {
+    for (count = 0; count < n_; ++count) {
+      const Outcome outcome = find(count);
       if (outcome != Outcome::found) {
         return outcome;
       }
@@ -245,7 +252,7 @@ class EigenpairSearch {
     t_.solve_shifted(iteration % 2 == 0 ? value - off : value + off, x, solver_.data());
   }
 
-  Outcome find(int k, double& value) {
+  Outcome find(int k) {
     double* x = row_of(found_, k, n_);
     const int limit = n_ < 26 ? 100 : 4 * n_;
     double last_residual = std::numeric_limits<double>::infinity();
@@ -263,11 +270,10 @@ class EigenpairSearch {
         continue;
       }
       double residual = 0;
-      value = quotient(x, residual);
+      const double value = quotient(x, residual);
       if (is_converged(residual, last_residual, iteration > limit / 2)) {
-        if (DebugFlag != 0) {
-          std::fprintf(stderr, "Exhaus Eigen %d Value %g in %d iterations\n", k, value * unit_, iteration);
-        }
+        values_[k] = value;
+        iterations_[k] = iteration;
         return Outcome::found;
       }
       last_residual = residual;
@@ -278,8 +284,9 @@ class EigenpairSearch {
 
   Tridiagonal t_;
   int n_;
-  double unit_;
   double* found_;
+  double* values_;
+  int* iterations_;
   Work<double> image_;
   Work<double> solver_;
   int restarts_ = 0;
@@ -299,18 +306,22 @@ Tridiagonal tridiagonal_of(const double* d, const double* e, int n) {
   return {n, d, e, size};
 }
 
-// Eigenvalues in descending order of magnitude, a's rows the eigenvectors: those of T, which are the rows of `found`,
-// turned back by the orthogonal matrix q of the reduction.
-void store_in_order(double* a, double* values, const double* found_values, double* found, double* q, int n) {
-  const Work<int> order(size_of(n));
-  std::iota(order.data(), order.data() + n, 0);
-  std::sort(order.data(), order.data() + n, [found_values](int i, int j) {
-    const double left = std::abs(found_values[i]);
-    const double right = std::abs(found_values[j]);
+// The first `count` numbers by descending magnitude of their values; equal ones keep their order.
+void sort_by_magnitude(const double* values, int count, int* order) {
+  std::iota(order, order + count, 0);
+  std::sort(order, order + count, [values](int i, int j) {
+    const double left = std::abs(values[i]);
+    const double right = std::abs(values[j]);
     return left != right ? left > right : i < j;
   });
+}
+
+// Eigenvalues in the order given, a's rows the eigenvectors: those of T, which are the rows of `found`, turned back by
+// the orthogonal matrix q of the reduction.
+void store_in_order(double* a, double* values, const double* found_values, double* found, double* q, int n,
+                    const int* order) {
   for (int i = 0; i < n; ++i) {
-    const int source = order[size_of(i)];
+    const int source = order[i];
     values[i] = found_values[source];
     for (int j = 0; j < n; ++j) {
       row_of(a, i, n)[j] = dot(row_of(q, j, n), row_of(found, source, n), n);
@@ -369,6 +380,8 @@ Outcome find_eigenpairs(double* a, double* values, int n) {
   const Work<double> d(size_of(n));
   const Work<double> e(size_of(n));
   const Work<double> found_values(size_of(n));
+  const Work<int> iterations(size_of(n));
+  const Work<int> order(size_of(n));
   const double unit = binary_scale(a, elements);
   for (std::size_t i = 0; i < elements; ++i) {
     q[i] = a[i] / unit;
@@ -376,10 +389,18 @@ Outcome find_eigenpairs(double* a, double* values, int n) {
   // `found` is still to be written to, and serves as the work array.
   reduce(q.data(), d.data(), e.data(), found.data(), n);
   accumulate(q.data(), found.data(), n);
-  EigenpairSearch search(tridiagonal_of(d.data(), e.data(), n), unit, found.data());
-  const Outcome outcome = search.find_all(found_values.data());
+  int count = 0;
+  const Outcome outcome =
+      EigenpairSearch(tridiagonal_of(d.data(), e.data(), n), found.data(), found_values.data(), iterations.data())
+          .find_all(count);
+  sort_by_magnitude(found_values.data(), count, order.data());
+  for (int i = 0; DebugFlag != 0 && i < count; ++i) {
+    const auto source = size_of(order[size_of(i)]);
+    std::fprintf(stderr, "Exhaus Eigen %d Value %g in %d iterations\n", i, found_values[source] * unit,
+                 iterations[source]);
+  }
   if (outcome == Outcome::found) {
-    store_in_order(a, values, found_values.data(), found.data(), q.data(), n);
+    store_in_order(a, values, found_values.data(), found.data(), q.data(), n, order.data());
     std::transform(values, values + n, values, [unit](double value) { return value * unit; });
   }
   return outcome;

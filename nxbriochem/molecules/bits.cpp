@@ -3,6 +3,7 @@
 #include <nxbriochem/molecules/bits.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 
@@ -13,7 +14,8 @@ namespace {
 constexpr unsigned kWordBits = 32;
 constexpr int kIntBits = 32;
 
-bool table_made = false;
+// From this many words on, comparing the table with what it was made as pays.
+constexpr int kManyWords = 8192;
 
 uint32_t table_count(uint32_t word) {
   return static_cast<uint32_t>(nx_short_nob[word & 65535U]) + nx_short_nob[word >> 16];
@@ -29,6 +31,26 @@ constexpr Word added_up(Word word) {
   return (word * (all / 255)) >> (8 * sizeof(Word) - 8);
 }
 static_assert(added_up(0xFFFFFFFFU) == 32 && added_up(0x80000001U) == 2 && added_up(~uint64_t{0}) == 64);
+
+constexpr std::array<uint16_t, 256> kByteCounts = [] {
+  std::array<uint16_t, 256> counts{};
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    counts[byte] = static_cast<uint16_t>(added_up(byte));
+  }
+  return counts;
+}();
+
+// Whether every entry is what nx_make_short_nob_table writes. Programs may have written others since.
+bool is_table_exact() {
+  unsigned differences = 0;
+  for (unsigned high = 0; high < 256; ++high) {
+    const uint16_t* row = nx_short_nob + std::size_t{256} * high;
+    for (unsigned low = 0; low < 256; ++low) {
+      differences |= row[low] ^ static_cast<unsigned>(kByteCounts[high] + kByteCounts[low]);
+    }
+  }
+  return differences == 0;
+}
 
 // The words go two at a time: `count` counts the bits of 64.
 template <class Count>
@@ -77,21 +99,16 @@ void set_word_bit(int* value, int bit, bool flip) {
 }  // namespace
 
 void nx_make_short_nob_table(void) {
-  uint16_t byte_counts[256];
-  for (unsigned byte = 0; byte < 256; ++byte) {
-    byte_counts[byte] = static_cast<uint16_t>(added_up(byte));
-  }
   for (unsigned value = 0; value < 65536; ++value) {
-    nx_short_nob[value] = static_cast<uint16_t>(byte_counts[value / 256] + byte_counts[value % 256]);
+    nx_short_nob[value] = static_cast<uint16_t>(kByteCounts[value / 256] + kByteCounts[value % 256]);
   }
-  table_made = true;
 }
 
 unsigned nx_bits_on(const uint32_t* words, int n) {
   if (words == nullptr || n < 1) {
     return 0;
   }
-  if (table_made) {
+  if (n >= kManyWords && is_table_exact()) {
     return static_cast<unsigned>(sum_bits(words, static_cast<std::size_t>(n)));
   }
   unsigned sum = 0;
@@ -105,14 +122,14 @@ void nx_count_bits(const uint32_t* words, uint32_t* counts, int n) {
   if (words == nullptr || counts == nullptr) {
     return;
   }
-  if (!table_made) {
+  if (n >= kManyWords && is_table_exact()) {
     for (int i = 0; i < n; ++i) {
-      counts[i] = table_count(words[i]);
+      counts[i] = added_up(words[i]);
     }
     return;
   }
   for (int i = 0; i < n; ++i) {
-    counts[i] = added_up(words[i]);
+    counts[i] = table_count(words[i]);
   }
 }
 

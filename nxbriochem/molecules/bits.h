@@ -12,8 +12,9 @@
 
 NX_BEGIN_DECLS
 
-// Entry v is the number of set bits of the 16-bit value v, once nx_make_short_nob_table has run. All zero before; until
-// then counts go by what stands in it, so every count is 0. Afterwards they are exact and need not read it.
+// Entry v is the number of set bits of the 16-bit value v, once nx_make_short_nob_table has run; all zero before.
+// Counts are sums of the entries as they stand, so every count is 0 until then, and a program that writes its own
+// entries gets counts by them. Vector instructions count while the table is the one that was made.
 extern NX_API uint16_t nx_short_nob[65536];
 
 // Fills nx_short_nob. To be called once before counting; nothing in the library calls it.

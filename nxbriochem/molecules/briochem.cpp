@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/memmgr_internal.h>
 
 namespace briochem {
 
@@ -119,11 +120,8 @@ int nx_make_molecule(void) {
 }
 
 int nx_delete_molecule(int mol) {
-  NxMolBase* molecule = NxBrioChem::NxDerefMolHandle(mol);
-  // Released first, and every reference of it, also those of other holders: the table finds a slot by its object, and
-  // must not keep a dead one behind a handle that still looks alive.
-  NxBrioChem::NxReleaseAllHandles(*molecule);
-  delete molecule;
+  delete NxBrioChem::NxDerefMolHandle(mol);
+  memmgr::release_destroyed(mol);
   return 1;
 }
 

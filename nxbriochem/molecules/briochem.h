@@ -11,10 +11,14 @@
 // nx_get_molecule_*_length gives; of coordinates and bonds that is 3 times their bounds, and of names, whose bound is
 // nx_get_molecule_*_size, the bytes of the packed array. Only the packed arrays of names walk the atoms that are there,
 // in index order. The usual order of building a molecule is atom number, per-atom arrays, bond number, bonds.
+//
+// Two more headers come with this one: pdb_struct.h (nxi_write_pdb) and molecule_readers.h (the reading entry points).
 #ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_H
 #define NXBRIOCHEM_MOLECULES_BRIOCHEM_H
 
 #include <nxbriochem/export.h>
+#include <nxbriochem/molecules/molecule_readers.h>
+#include <nxbriochem/molecules/pdb_struct.h>
 
 NX_BEGIN_DECLS
 
@@ -23,7 +27,9 @@ NX_BEGIN_DECLS
 // A new empty molecule with one conformer, which is active. Its handle; the caller deletes it with nx_delete_molecule.
 // 0 with a warning when handles are used up.
 NX_API int nx_make_molecule(void);
-// Destroys the molecule; its handle, however often acquired, is free from then on.
+// Destroys the molecule and drops one reference to its handle; the last one frees the handle. A handle that was
+// acquired more often (memmgr.h) stays with the other holders until they have released it: it is not given out again,
+// and any use but releasing it ends the process with a fatal report. 1.
 NX_API int nx_delete_molecule(int mol);
 // Makes the molecule empty: no atoms, bonds, name or data; it keeps its handle.
 NX_API int nx_clear_molecule(int mol);
@@ -169,12 +175,12 @@ NX_API int nx_get_molecule_element_element(char* out, int atom, int mol);
 // Sets one atom's element; 0 when no atom has the index.
 NX_API int nx_set_molecule_element_element(char value, int atom, int mol);
 
-// The two code tables are not inverse to each other, and that is meant: E is written for 26 and 34 and read as 34, 14
-// is written as G and G read as 13, 29 is written as U and U read as 26. The letter of an atomic number, Z for those
-// without.
-NX_API char nx_convert_element_number_to_one_letter_symbol(int atomic_number);
-// The atomic number of a letter A to U, upper case; 0 for any other character.
-NX_API int nx_convert_one_letter_symbol_to_element_number(char symbol);
+// The letter of an atomic number, as an int; 'Z' for numbers without one. Kept: programs rely on code tables that are
+// not inverse to each other. 26 and 34 both give E and E gives 34; 14 gives G and G gives 13; 29 gives U and U
+// gives 26.
+NX_API int nx_convert_element_number_to_one_letter_symbol(int atomic_number);
+// The atomic number of a letter A to U, upper case; 0 for any other value.
+NX_API int nx_convert_one_letter_symbol_to_element_number(int symbol);
 
 // ---- Residue numbers: 1 int per atom, as a PDB file shows them ----
 //

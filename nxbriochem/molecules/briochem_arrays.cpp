@@ -44,7 +44,7 @@ struct AtomType {
 struct Element {
   using Value = char;
   static Value get(const NxAtomBase& atom) {
-    return nx_convert_element_number_to_one_letter_symbol(static_cast<int>(atom.GetAtomicNum()));
+    return static_cast<char>(nx_convert_element_number_to_one_letter_symbol(static_cast<int>(atom.GetAtomicNum())));
   }
   static void set(NxAtomBase& atom, Value value) {
     atom.SetAtomicNum(static_cast<unsigned>(nx_convert_one_letter_symbol_to_element_number(value)));

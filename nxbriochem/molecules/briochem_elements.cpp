@@ -38,11 +38,11 @@ static_assert(kNumbers['C' - 'A'] == 6 && kNumbers['U' - 'A'] == 26);
 
 using namespace briochem;
 
-char nx_convert_element_number_to_one_letter_symbol(int atomic_number) {
+int nx_convert_element_number_to_one_letter_symbol(int atomic_number) {
   const bool listed = atomic_number >= 0 && atomic_number < static_cast<int>(kSymbols.size());
   return listed ? kSymbols[static_cast<std::size_t>(atomic_number)] : kNoLetter;
 }
 
-int nx_convert_one_letter_symbol_to_element_number(char symbol) {
+int nx_convert_one_letter_symbol_to_element_number(int symbol) {
   return symbol >= 'A' && symbol <= 'U' ? kNumbers[static_cast<std::size_t>(symbol - 'A')] : 0;
 }

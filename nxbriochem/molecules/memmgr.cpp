@@ -110,7 +110,7 @@ class HandleTable {
 
   static bool release(int handle) {
     require(T::in_range(handle));
-    if (entry(handle).object == nullptr) {
+    if (entry(handle).references == 0) {
       NxSystem::NxThrow.Warning("%s", T::kNotThere);
       return false;
     }
@@ -124,6 +124,16 @@ class HandleTable {
     }
     free_slot(slot);
     return true;
+  }
+
+  // Takes the object off a handle that is in use and drops one reference. The slot stays taken while others hold some.
+  static void release_destroyed(int handle) {
+    Entry& left = entry(handle);
+    index_.erase(left.object, T::slot_of(handle));
+    const int32_t references = left.references;
+    left = Entry{};
+    left.references = references;
+    release_slot(T::slot_of(handle));
   }
 
   static Object* dereference(int handle) {
@@ -144,7 +154,9 @@ class HandleTable {
 
   static void free_slot(int slot) {
     Entry& entry = T::entries()[slot];
-    index_.erase(entry.object, slot);
+    if (entry.object != nullptr) {
+      index_.erase(entry.object, slot);
+    }
     entry = Entry{};
     T::free_handles().push_back(T::handle_of(slot));
   }
@@ -196,6 +208,9 @@ int acquire_molecule(NxChem::NxMolBase& mol, bool multi_conf) {
 }
 
 }  // namespace
+
+void release_destroyed(int handle) { MolTable::release_destroyed(handle); }
+
 }  // namespace memmgr
 
 using namespace memmgr;

@@ -1,5 +1,5 @@
 // Molecule and grid handles: the process-wide table that maps handles to toolkit objects and counts how often each
-// object was handed out. C++ only; callers that speak in handles alone never need it.
+// object was handed out. C++17; callers that speak in handles alone never need it.
 //
 // Molecule handles are -1, -2, ...; grid handles -1000000001, -1000000002, ... The table never destroys an object. It
 // is not locked: callers that use handles from several threads hold NxGetBrioChemLock around every call.
@@ -28,7 +28,8 @@ NX_API int NxAcquireGridHandle(NxSystem::NxBrioGrid& grid);
 
 // Drops one reference; the last one frees the handle. False with a warning when the object has no handle.
 NX_API bool NxReleaseHandle(const NxChem::NxMolBase& mol);
-// Drops one reference by handle. False with a warning for a free handle; a handle out of range is fatal.
+// Drops one reference by handle, also to a molecule that nx_delete_molecule has destroyed since. False with a warning
+// for a free handle; a handle out of range is fatal.
 NX_API bool NxReleaseHandle(int handle);
 // As for molecules.
 NX_API bool NxReleaseGridHandle(const NxSystem::NxBrioGrid& grid);

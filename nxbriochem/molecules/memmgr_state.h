@@ -11,6 +11,7 @@
 
 namespace memmgr {
 
+// Free: all zero. A molecule that nx_delete_molecule destroyed leaves the references of other holders, without object.
 struct MolEntry {
   NxChem::NxMolBase* object;
   bool multi_conf;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <nxbriochem/export.h>
+#include <nxbriochem/toolkit/nxelements.h>
 #include <nxbriochem/toolkit/nxsystem.h>
 
 namespace NxChem {
@@ -219,6 +220,8 @@ class NxIter {
   }
   // Whether both stand at the same index; only of iterators of one molecule does that mean anything.
   bool operator==(const NxIter& other) const { return at_ == other.at_; }
+  // The opposite.
+  bool operator!=(const NxIter& other) const { return !(*this == other); }
 
   // Where a range-based for begins: here.
   NxIter begin() const { return *this; }

@@ -73,9 +73,10 @@ class NX_API NxBase {
   virtual ~NxBase();
 
   // Stores one value; an array of one reads back the same. Texts go to the overload below.
-  template <class T>
-  requires requires { NxDataTypeOf<T>::value; }
-  void SetData(int tag, const T& value) { Store(tag, NxDataTypeOf<T>::value, &value, 1, sizeof(T)); }
+  template <class T, NxDataType kType = NxDataTypeOf<T>::value>
+  void SetData(int tag, const T& value) {
+    Store(tag, kType, &value, 1, sizeof(T));
+  }
   // Stores a copy of n values and returns it. A null array or n of 0 stores an empty item, of which the pointer is not
   // null. Tags below 1 store nothing and give null, and so does a length whose size in bytes overflows.
   template <class T>

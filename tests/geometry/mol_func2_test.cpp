@@ -173,7 +173,9 @@ TEST(ChargeProtein, ChargesIonisedSideChainsOnly) {
   } cases[] = {{" NZ ", "LYS", 1},     {"NZ", "NLYS", 1},     {"nz", "lys", 1},       {"NH1", "ARG", 0.5F},
                {"nh2", "ARG", 0.5F},   {"OD1", "ASP", -0.5F}, {" OD2", "ASP", -0.5F}, {"OE1", "GLU", -0.5F},
                {"oe2", "CGLU", -0.5F}, {"OD1", "ASN", 0},     {"OE1", "GLN", 0},      {"NZ", "LYN", 0},
-               {"Nz", "LYS", 0},       {"CA", "LYS", 0}};
+               {"Nz", "LYS", 0},       {"CA", "LYS", 0},      {"NZ", "UNL", 1},       {"OD2", "LIG", -0.5F},
+               {"OD1", "nasn", 0},     {"OE1", "CGLN", 0},    {"OE2", "GLH", 0},      {"OD1", "ASH", 0},
+               {"OE1", "ASN", -0.5F},  {"NH2", "ARN", 0},     {"nh1", "", 0.5F},      {"OE2", "CGLH", 0}};
   std::vector<FlatAtom> atoms;
   std::vector<float> charged;
   std::vector<float> full;

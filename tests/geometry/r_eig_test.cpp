@@ -155,6 +155,7 @@ TEST(EigenVectors, ModesAndEmptyMatrices) {
   double values[2] = {9, 9};
   for (const int mode : {1, 2}) {
     EXPECT_EQ(DetermineEigenVectors(a.elements.data(), values, 0, mode), 1);
+    EXPECT_EQ(DetermineEigenVectors(nullptr, nullptr, 0, mode), 1);
     EXPECT_EQ(DetermineEigenVectors(nullptr, values, 2, mode), 0);
     EXPECT_EQ(DetermineEigenVectors(a.elements.data(), nullptr, 2, mode), 0);
     EXPECT_EQ(DetermineEigenVectors(a.elements.data(), values, -1, mode), 0);
@@ -186,6 +187,13 @@ TEST(EigenVectors, ReportUnderTheDebugFlagOnly) {
                    RAND_MAX, kZeroNumber, RAND_MAX, kZeroNumber, RAND_MAX, kZeroNumber, kZeroNumber, RAND_MAX};
   EXPECT_EQ(debug_output(1, two_by_two(5, 0)),
             "Exhaus Eigen 0 Value 5 in 1 iterations\nExhaus Eigen 1 Value 5 in 7 iterations\n");
+
+  // The smaller one is found first, but is the second of the result.
+  given_numbers = {kZeroNumber, RAND_MAX, RAND_MAX, kZeroNumber};
+  Square<double> graded = two_by_two(5, 0);
+  graded.at(1, 1) = 3;
+  EXPECT_EQ(debug_output(1, graded),
+            "Exhaus Eigen 0 Value 5 in 1 iterations\nExhaus Eigen 1 Value 3 in 1 iterations\n");
   given_numbers.clear();
 }
 

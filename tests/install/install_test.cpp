@@ -181,14 +181,38 @@ TEST_F(Install, EveryHeaderCompilesAlone) {
   const std::string strict = " -Wall -Wextra -Werror -pedantic -fsyntax-only -Imoved/include ";
   RunResult result = shell(NXBRIO_CC " -std=c11 -Wstrict-prototypes" + strict + c_files);
   EXPECT_EQ(result.status, 0) << result.err;
-  result = shell(NXBRIO_CXX " -std=c++20" + strict + cxx_files);
-  EXPECT_EQ(result.status, 0) << result.err;
+  for (const std::string standard : {"17", "20"}) {
+    result = shell(NXBRIO_CXX " -std=c++" + standard + strict + cxx_files);
+    EXPECT_EQ(result.status, 0) << result.err;
+  }
   for (const std::string compiler : {"gcc -std=c11 -Wstrict-prototypes", "clang -std=c11 -Wstrict-prototypes",
                                      "g++ -std=c++11 -x c++", "clang++ -std=c++11 -x c++"}) {
     if (is_there(compiler.substr(0, compiler.find(' ')))) {
       result = shell(compiler + strict + "umbrella.c");
       EXPECT_EQ(result.status, 0) << compiler << "\n" << result.err;
     }
+  }
+}
+
+// A header has what its subject calls for, wherever it is declared.
+TEST_F(Install, HeadersHaveTheirSubjects) {
+  const struct {
+    const char* header;
+    std::vector<std::string> names;
+  } cases[] = {{"molecules/briochem.h", {"nx_get_molecule_object_from_file", "nxi_read_pdb", "nxi_write_pdb"}},
+               {"geometry/matrix.h", {"Roots", "nx_SolveQuartic"}},
+               {"toolkit/nxchem.h", {"NxChem::NxGetAtomicSymbol"}},
+               {"molecules/memmgr.h", {"NxChem::NxGetAtomicSymbol", "NxBrioChem::NxDerefMolHandle"}},
+               {"nxbriochem.h", {"NxBrioChem::NxDerefMolHandle", "NxChem::NxGetAtomicSymbol", "NxSystem::NxGetTag"}}};
+  int count = 0;
+  for (const auto& [header, names] : cases) {
+    std::string source = std::string("#include <nxbriochem/") + header + ">\nint main() {\n";
+    for (const std::string& name : names) {
+      source.append("  static_cast<void>(&").append(name).append(");\n");
+    }
+    const std::string file = scratch_.write("subject" + std::to_string(count++) + ".cpp", source + "}\n");
+    const RunResult result = shell(NXBRIO_CXX " -std=c++17 -Werror -fsyntax-only -Imoved/include " + file);
+    EXPECT_EQ(result.status, 0) << header << "\n" << result.err;
   }
 }
 

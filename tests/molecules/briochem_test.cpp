@@ -153,10 +153,11 @@ TEST(Briochem, ElementTablesAreNoInverses) {
     EXPECT_EQ(nx_convert_element_number_to_one_letter_symbol(number), expected) << number;
   }
   const int numbers[] = {25, 5, 6, 11, 34, 9, 13, 1, 53, 0, 19, 17, 12, 7, 8, 15, 0, 35, 16, 3, 26};
-  for (int c = -128; c < 128; ++c) {
-    EXPECT_EQ(nx_convert_one_letter_symbol_to_element_number(static_cast<char>(c)),
-              c >= 'A' && c <= 'U' ? numbers[c - 'A'] : 0);
+  for (int c = -300; c < 400; ++c) {
+    EXPECT_EQ(nx_convert_one_letter_symbol_to_element_number(c), c >= 'A' && c <= 'U' ? numbers[c - 'A'] : 0);
   }
+  static_assert(std::is_same_v<decltype(nx_convert_element_number_to_one_letter_symbol), int(int)>);
+  static_assert(std::is_same_v<decltype(nx_convert_one_letter_symbol_to_element_number), int(int)>);
 }
 
 // ---- Coordinates ----
@@ -328,7 +329,7 @@ TEST(Briochem, NameAndFileNameAreKept) {
   EXPECT_EQ(nx_get_molecule_conformer_number(mol), 1);  // still with its one conformer
 }
 
-TEST(Briochem, NewMoleculeHasOneActiveConformerAndDeletionFreesItsHandle) {
+TEST(Briochem, NewMoleculeHasOneActiveConformerAndItsLastReleaseFreesItsHandle) {
   const int mol = nx_make_molecule();
   EXPECT_EQ(mol, -1);
   const NxChem::NxMCMolBase* model = NxBrioChem::NxDerefMCMolHandle(mol);
@@ -337,6 +338,9 @@ TEST(Briochem, NewMoleculeHasOneActiveConformerAndDeletionFreesItsHandle) {
   NxBrioChem::NxAcquireHandle(*NxBrioChem::NxDerefMCMolHandle(mol));
   EXPECT_EQ(nx_delete_molecule(mol), 1);
   EXPECT_EXIT(nx_get_molecule_atom_number(mol), testing::ExitedWithCode(1), "Assertion failed");
+  EXPECT_EXIT(nx_delete_molecule(mol), testing::ExitedWithCode(1), "Assertion failed");
+  EXPECT_EQ(nx_make_molecule(), -2);  // the other holder still has -1
+  EXPECT_TRUE(NxBrioChem::NxReleaseHandle(mol));
   EXPECT_EQ(nx_make_molecule(), -1);
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/memmgr_state.h>
 
 #include "tests/support/warned.h"
@@ -50,7 +51,7 @@ struct Model {
   }
 
   bool release(int slot, bool all) {
-    if (slot < 0) {
+    if (slot < 0 || references[static_cast<std::size_t>(slot)] == 0) {
       return false;
     }
     auto& count = references[static_cast<std::size_t>(slot)];
@@ -63,14 +64,17 @@ struct Model {
   }
 };
 
+// Every molecule is the handles' to delete; one that was deleted is made anew, often at the same address.
 TEST(Memmgr, AgreesWithTheDescriptionUnderRandomCalls) {
   std::mt19937 random(3);
-  std::vector<NxMolBase> molecules(350);
+  std::vector<NxMolBase*> molecules(350);
+  std::generate(molecules.begin(), molecules.end(), [] { return new NxMolBase; });
   Model model;
   testing::internal::CaptureStderr();
-  for (int step = 0; step < 30000; ++step) {
-    const NxMolBase& mol = molecules[random() % molecules.size()];
-    switch (random() % 6) {
+  for (int step = 0; step < 60000; ++step) {
+    NxMolBase*& chosen = molecules[random() % molecules.size()];
+    const NxMolBase& mol = *chosen;
+    switch (random() % 8) {
       case 0:
         ASSERT_EQ(NxReleaseHandle(mol), model.release(model.find(&mol), false));
         break;
@@ -80,8 +84,17 @@ TEST(Memmgr, AgreesWithTheDescriptionUnderRandomCalls) {
         }
         break;
       case 2:
-        if (const int slot = model.find(&mol); slot >= 0) {
+        if (!model.slots.empty()) {
+          const int slot = static_cast<int>(random() % model.slots.size());
           ASSERT_EQ(NxReleaseHandle(-slot - 1), model.release(slot, false));
+        }
+        break;
+      case 3:
+        if (const int slot = model.find(&mol); slot >= 0) {
+          ASSERT_EQ(nx_delete_molecule(-slot - 1), 1);
+          model.slots[static_cast<std::size_t>(slot)] = nullptr;  // references of other holders stay
+          model.release(slot, false);
+          chosen = new NxMolBase;
         }
         break;
       default:
@@ -95,6 +108,7 @@ TEST(Memmgr, AgreesWithTheDescriptionUnderRandomCalls) {
     ASSERT_EQ(memmgr::MolHandle[slot].object, model.slots[slot]);
     ASSERT_EQ(memmgr::MolHandle[slot].references, model.references[slot]);
   }
+  std::for_each(molecules.begin(), molecules.end(), [](const NxMolBase* mol) { delete mol; });
 }
 
 TEST(Memmgr, ReleasingWhatHasNoHandle) {

@@ -152,6 +152,21 @@ TEST(Frames, OrientsEachModelAndWhatBelongsToIt) {
   }
 }
 
+// Names are no library call's business here, and come through whole.
+TEST(Frames, KeepsLongNames) {
+  const ScratchDirectory scratch;
+  const std::string file = scratch.write("n.pqr",
+                                         "ATOM 1 CBAA1 LIG 1 0 0 0 0 1\nATOM 2 CBAA2 LIG 1 3 0 0 0 1\n"
+                                         "ATOM 3 HBAA2 LIG 1 0 1 0 0 1\n");
+  for (const std::string flag : {"--hydrogens", "--weighted"}) {
+    const std::string out = scratch.path("o.pqr");
+    ASSERT_EQ(nxbrio({"orient", file, out, flag}).status, 0);
+    for (const std::string name : {" CBAA1 ", " CBAA2 ", " HBAA2 "}) {
+      EXPECT_NE(read_file(out).find(name), std::string::npos) << flag;
+    }
+  }
+}
+
 // The deviations that the commands tell are those of the places written; the library's tests hold that they are least.
 TEST(Frames, SuperposesModelsOntoTheReference) {
   const ScratchDirectory scratch;

@@ -1,5 +1,4 @@
 // A program of the installed library's: makes a molecule through the toolkit, asks for it through handles.
-#include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriochem/toolkit/nxperceive.h>
 
@@ -12,6 +11,10 @@ int main() {
   water.NewAtom(1);
   water.NewAtom(1);
   water.SetCoords(places);
+  water.SetData(NxSystem::NxGetTag("client"), 1);
+  for (NxChem::NxAtomBase& atom : water.GetAtoms()) {
+    atom.SetName(NxChem::NxGetAtomicSymbol(atom.GetAtomicNum()));
+  }
   NxChem::NxDetermineConnectivity(water);
   const int handle = NxBrioChem::NxAcquireHandle(water);
   nx_assign_bondi_radii(handle);
