@@ -452,6 +452,9 @@ int nxi_delete_object(int handle) {
   }
   remove_object_bytes(type, static_cast<uint32_t>(record->index));
   nxi_delete_memory_table(handle);
+  if (Handles == nullptr) {
+    return 1;  // that table was the registry's own, and all records went with it
+  }
   type.count -= 1;
   remove_record(position);
   return 1;
