@@ -64,12 +64,12 @@ struct Terms {
 
 // How refinement goes (refine.h).
 struct RefineSettings {
-  int most_iterations = 200;
+  int most_iterations = 300;
   double tolerance = 1e-3;
-  double largest_step = 1.0;
+  double largest_step = 0.5;
   bool push_out = true;
   const volatile int* stop = nullptr;
-  int (*on_iteration)(int, const double*, double, void*) = nullptr;
+  int (*on_iteration)(int, const double*, double, int, void*) = nullptr;
   void* on_iteration_data = nullptr;
   int (*on_pose)(int, int, void*) = nullptr;
   void* on_pose_data = nullptr;
