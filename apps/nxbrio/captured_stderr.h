@@ -9,7 +9,7 @@
 
 namespace nxbrio {
 
-// From construction to take() or destruction, one at a time. Where the system does not let it, nothing is held back.
+// Captures from construction to take() or destruction, one at a time. Where the system refuses, nothing is captured.
 class CapturedStderr {
  public:
   CapturedStderr();

@@ -26,13 +26,14 @@ std::vector<float> parse_dielectrics(const BindOptions& options) {
   for (const std::string& text : options.dielectrics) {
     dielectrics.push_back(formulas.positive_value(option, text));
   }
+  forget_variables();
   if (dielectrics.empty()) {
     dielectrics.assign(std::begin(kUsualDielectrics), std::end(kUsualDielectrics));
   }
   return dielectrics;
 }
 
-// What can be known to go wrong before any work is done.
+// The output files, checked before any work is done.
 std::vector<WrittenFile> check_outputs(const BindOptions& options) {
   std::vector<std::string> inputs = options.parameters;
   inputs.insert(inputs.end(), {options.target, options.ligand});
@@ -47,7 +48,7 @@ std::vector<WrittenFile> check_outputs(const BindOptions& options) {
   return outputs;
 }
 
-// The report without what the library says once the molecules are gone.
+// Does the job; the molecules are deleted on return, before the report is printed.
 BindReport bind_molecules(const BindOptions& options) {
   const std::vector<float> dielectrics = parse_dielectrics(options);
   BindReport report;

@@ -20,10 +20,12 @@ std::optional<Transform> parse_transform(const ConvertOptions& options) {
   for (const std::string& path : options.parameters) {
     formulas.read_parameters(path);
   }
+  const std::vector<float> values =
+      options.transform ? formulas.values(option, *options.transform) : std::vector<float>{};
+  forget_variables();
   if (!options.transform) {
     return std::nullopt;
   }
-  const std::vector<float> values = formulas.values(option, *options.transform);
   Transform transform{};
   if (values.size() != transform.size()) {
     throw UsageError(option + formatted(": 7 values are needed, a b c d tx ty tz, not %zu", values.size()));
@@ -41,7 +43,7 @@ WrittenFile check_output(const ConvertOptions& options) {
   return checked_output("OUT", options.output, options.format, inputs);
 }
 
-// The models that are wanted.
+// Reads all models, or the one that --model names.
 std::vector<Structure> read_wanted(const ConvertOptions& options, ConvertReport& report) {
   std::vector<Structure> models = read_models(options.input);
   report.models_in_file = models.size();
@@ -71,7 +73,7 @@ void summarise_input(const std::vector<Structure>& structures, ConvertReport& re
   }
 }
 
-// The report without what the library says once the molecules are gone.
+// Does the job; the molecules are deleted on return, before the report is printed.
 ConvertReport convert_file(const ConvertOptions& options) {
   ConvertReport report;
   const WrittenFile output = check_output(options);

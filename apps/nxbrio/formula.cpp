@@ -18,8 +18,8 @@ namespace {
 
 constexpr int kMostCharacters = 4000;
 
-// In parentheses the library lets blanks stand within a formula; the blank before the closing one keeps it out of
-// a number that ends with its decimal point.
+// The library reads blanks within a formula only in parentheses. It would take a parenthesis right behind a decimal
+// point into the number; the blank prevents that.
 std::string in_parentheses(const std::string& formula) { return "(" + formula + " )"; }
 
 // Has the library read so many values from a line.
@@ -33,7 +33,7 @@ std::vector<double> read_values(const std::string& line, std::size_t n) {
   return values;
 }
 
-// Formulas that are parted by blanks outside parentheses.
+// Splits at blanks outside parentheses.
 std::vector<std::string> split(const std::string& text) {
   std::vector<std::string> formulas(1);
   int depth = 0;
@@ -52,9 +52,9 @@ std::vector<std::string> split(const std::string& text) {
   return formulas;
 }
 
-// Reads the next line. Throws Failure for a line that is not all there is between two ends of line.
+// Reads the next line. Throws Failure for one that is too long or holds a NUL byte.
 bool read_line(std::FILE* file, const std::string& path, std::size_t number, std::string& line) {
-  // Filled with what no line contains, the buffer shows how far the line goes when there are NUL bytes in it.
+  // No line contains '\n': filling the buffer with it shows where a line with NUL bytes ends.
   line.assign(kMostCharacters + 3, '\n');
   errno = 0;
   if (nxi_ReadLine(file, line.data(), static_cast<int>(line.size())) == 0) {
@@ -90,8 +90,6 @@ float finite(const std::string& option, const std::string& text, double value) {
 }
 
 }  // namespace
-
-Formulas::~Formulas() { nx_free_all_memory(); }
 
 void Formulas::read_parameters(const std::string& path) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
@@ -149,5 +147,7 @@ std::vector<float> Formulas::values(const std::string& option, const std::string
   }
   return values;
 }
+
+void forget_variables() { nx_free_all_memory(); }
 
 }  // namespace nxbrio

@@ -1,6 +1,6 @@
-// Parameters given as formulas, evaluated by the library's reader of values. The library ends the process over an
-// undefined variable and reads much that is wrong without a word, so every formula is checked, token by token, before
-// the library evaluates it.
+// Parameters given as formulas, evaluated by the library's reader of values. The library ends the process at an
+// undefined variable and accepts many faults silently, so each formula is checked token by token before the library
+// evaluates it.
 //
 // A formula is made of numbers, names, + - * / ^ and parentheses; "name = formula" defines a variable. '^' binds before
 // '*' and '/', a sign before '^', a^b^c is (a^b)^c, and a^b is exp(b log a), so that a negative base gives no number.
@@ -22,9 +22,6 @@ class Formulas {
   Formulas() = default;
   Formulas(const Formulas&) = delete;
   Formulas& operator=(const Formulas&) = delete;
-  // Gives back all that the library holds in tracked memory, its table of variables with it: for use before there is
-  // anything else.
-  ~Formulas();
 
   // Reads lines "name = formula"; blank lines, and lines whose first character other than a blank is '#', are passed
   // over. Throws Failure with file and line: for a fault in a formula, a variable that is not defined, or defined
@@ -35,12 +32,16 @@ class Formulas {
   float value(const std::string& option, const std::string& text);
   // A value above 0, of a formula or a plain number of any notation. Throws UsageError for anything else.
   float positive_value(const std::string& option, const std::string& text);
-  // The values of formulas that are parted by blanks outside parentheses, which so cannot stand within one.
+  // The values of formulas that are separated by blanks; a formula with blanks in it stands in parentheses.
   std::vector<float> values(const std::string& option, const std::string& text);
 
  private:
   Definitions defined_;
 };
+
+// Has the library forget all variables. Its only way frees all of its tracked memory: call this once the formulas are
+// evaluated and before anything else is made.
+void forget_variables();
 
 }  // namespace nxbrio
 

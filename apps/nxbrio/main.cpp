@@ -1,6 +1,5 @@
-// nxbrio: Coulombic binding of two molecules, what a structure file holds, structure files in other formats, principal
-// frames, superpositions and the refinement of a ligand's place. Exit status 0 when the job is done, 1 when it failed,
-// 2 when the program was called wrongly; a failure is one line on standard error.
+// nxbrio: the command line. Exit status 0 when the job is done, 1 when it failed, 2 for wrong usage. A failure is one
+// line on standard error.
 #include <fcntl.h>
 
 #include <CLI/CLI.hpp>
@@ -202,7 +201,7 @@ void set_up_rms(CLI::App& app, nxbrio::RmsOptions& options) {
   rms->callback([&options] { nxbrio::rms(options); });
 }
 
-// A positional argument of many values takes all that follow, OUT among them, which the usage line tells apart.
+// CLI11 has one positional argument for MOVING and OUT. The usage line shows both.
 class SuperposeHelp : public CLI::Formatter {
  public:
   std::string make_usage(const CLI::App* /*app*/, std::string name) const override {
@@ -253,14 +252,14 @@ void set_up_refine(CLI::App& app, nxbrio::RefineOptions& options) {
   refine->callback([&options] { nxbrio::refine(options); });
 }
 
-// A failed write is told like every failure: by a line and the exit status, not by a signal.
+// Failed writes return errors instead of raising signals, so that they are reported like every failure.
 void ignore_write_signals() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
-// A standard stream that the caller closed stays useless: else the next file opened would take its number, and what is
-// meant for the stream would end up in that file.
+// Fills the numbers of standard streams that the caller closed. Otherwise the next file opened takes such a number, and
+// text for the stream goes into that file.
 void keep_standard_numbers() {
   for (const int stream : {0, 1, 2}) {
     if (fcntl(stream, F_GETFD) < 0) {
@@ -269,7 +268,7 @@ void keep_standard_numbers() {
   }
 }
 
-// What was wrong with the call, and where to read about it: in the help of the command, once one was named.
+// What was wrong with the call, and whose help to read.
 std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
   const std::vector<CLI::App*> named = app.get_subcommands();
   const std::vector<std::string> strangers = app.remaining();
@@ -315,7 +314,7 @@ int run(int argc, char** argv) {
   return kDone;
 }
 
-// What a failure ends with. Throws std::bad_alloc.
+// Runs the command and reports its failure. Gives the exit status; throws std::bad_alloc.
 int run_reported(int argc, char** argv) {
   try {
     return run(argc, argv);

@@ -8,7 +8,7 @@
 namespace nxbrio {
 namespace {
 
-// Whether the bonds are to come from distances too.
+// Whether bonds are made from distances.
 bool needs_distances(BondSource source, const std::string& format, const std::vector<Structure>& structures) {
   if (source != BondSource::Auto) {
     return source == BondSource::Distance;

@@ -19,25 +19,25 @@ struct Model {
   Molecule molecule;
 };
 
-// The molecules stay where they are.
+// A deque, because molecules cannot be moved in memory.
 using Ensemble = std::deque<Model>;
 
 // Makes a molecule of each structure. Throws Failure as Molecule does.
 Ensemble make_models(std::vector<Structure> structures);
 
-// What all structures have to note, each note once: most models of a file have the same to say.
+// The notes of all structures, each text once.
 std::vector<std::string> notes_of(const std::vector<Structure>& structures);
 
 // Where the bonds that are written come from.
 enum class BondSource {
-  // The file and, where it leaves atoms without bonds or orders untold and the format needs them, distances.
+  // The file; distances too, where the format needs bonds and the file lacks some or gives no orders.
   Auto,
   File,
   // Distances alone.
   Distance
 };
 
-// A file of models, and the bonds that it holds.
+// What a written file holds.
 struct Written {
   WrittenFile file;
   std::size_t models = 0;
@@ -47,15 +47,14 @@ struct Written {
   std::string bond_source;
 };
 
-// Makes the molecules that a file is to hold, with their bonds, and says what it will hold. Each of several models is
-// named after its number too.
+// Makes the molecules of a file with their bonds, and fills `written`. With several models, each name gets its number.
 Ensemble make_written_models(const WrittenFile& file, BondSource source, std::vector<Structure> structures,
                              Written& written);
 
 // Stages a file: one molecule as such and several as a list. Throws Failure.
 void write_models(StagedFiles& files, const WrittenFile& file, const Ensemble& models);
 
-// Stages files that hold target and ligand as one molecule; what there is to note about it. Throws Failure.
+// Stages files that hold target and ligand as one molecule. Gives the notes on it. Throws Failure.
 std::vector<std::string> write_complex(StagedFiles& files, const std::vector<WrittenFile>& written,
                                        const Structure& target, const Structure& ligand);
 

@@ -11,7 +11,7 @@
 namespace nxbrio {
 namespace {
 
-// OUT and then each --with's.
+// OUT, then the output of each --with.
 std::vector<WrittenFile> check_outputs(const OrientOptions& options) {
   std::vector<std::string> inputs{options.input};
   for (const auto& [in, out] : options.with) {
@@ -28,7 +28,7 @@ std::vector<WrittenFile> check_outputs(const OrientOptions& options) {
   return outputs;
 }
 
-// What moves along: model by model, or all of it with the only model there is.
+// Reads a structure that moves along with `leader`. A leader of several models needs as many followers.
 std::vector<Structure> read_followers(const std::string& path, const std::string& leader, std::size_t leaders) {
   std::vector<Structure> followers = read_models(path);
   if (leaders != 1 && leaders != followers.size()) {

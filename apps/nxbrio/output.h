@@ -1,5 +1,5 @@
-// Structure files that the program writes: their formats, what can be known to go wrong before any work is done, and the
-// writing of molecules to staged files.
+// Structure files that the program writes: their formats, what can be known to go wrong before any work is done, and
+// the writing of molecules to staged files.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_OUTPUT_H
 #define NXBRIOCHEM_APPS_NXBRIO_OUTPUT_H
 
@@ -21,17 +21,17 @@ struct WrittenFile {
 bool format_holds_bonds(const std::string& word);
 bool format_needs_bonds(const std::string& word);
 
-// The file to be written, in the format that --format names or else in that of its ending. Throws UsageError for a word
-// that is none, an ending that stands for none and a file that is read.
+// The file to be written, in the format that --format names or else in that of its ending. Throws UsageError for an
+// unknown format, an unknown ending and a file that is also read.
 WrittenFile checked_output(const std::string& given_as, const std::string& path,
                            const std::optional<std::string>& format, const std::vector<std::string>& inputs);
-// Throws UsageError for a file that is written already.
+// Throws UsageError for a file that is among those written already.
 void refuse_written(const std::string& given_as, const std::string& path, const std::vector<WrittenFile>& written);
 // Throws Failure when the file cannot be made or written.
 void check_writable(const std::string& path);
 
-// Stages a file that holds one molecule, or the molecules of a list. Throws Failure with what the library says against
-// it; what it says otherwise goes to standard error.
+// Stages a file that holds one molecule, or the molecules of a list. Throws Failure with the library's reason. What the
+// library says of a file that it has written goes to standard error.
 void write_molecule(StagedFiles& files, const WrittenFile& file, int molecule);
 void write_list(StagedFiles& files, const WrittenFile& file, int list);
 

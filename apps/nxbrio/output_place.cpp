@@ -141,9 +141,8 @@ OutputPlace::OutputPlace(const std::string& path) {
 
 Descriptor OutputPlace::open() const {
   constexpr int kFirstFree = 3;
-  return Descriptor(stream_ >= 0
-                        ? fcntl(stream_, F_DUPFD_CLOEXEC, kFirstFree)
-                        : openat(directory(), name_.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CLOEXEC));
+  return Descriptor(stream_ >= 0 ? fcntl(stream_, F_DUPFD_CLOEXEC, kFirstFree)
+                                 : openat(directory(), name_.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CLOEXEC));
 }
 
 bool same_output(const std::string& one, const std::string& other) {

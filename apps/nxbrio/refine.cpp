@@ -32,7 +32,10 @@ float parse_dielectric(const RefineOptions& options) {
   for (const std::string& path : options.parameters) {
     formulas.read_parameters(path);
   }
-  return options.dielectric ? formulas.positive_value("--dielectric", *options.dielectric) : kUsualDielectric;
+  const float dielectric =
+      options.dielectric ? formulas.positive_value("--dielectric", *options.dielectric) : kUsualDielectric;
+  forget_variables();
+  return dielectric;
 }
 
 // OUT, and what else is to be written.

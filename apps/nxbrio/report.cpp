@@ -57,7 +57,7 @@ std::string chains_text(const Summary& summary) {
   return text;
 }
 
-// One row for each thing that both commands say of a molecule, one column per molecule.
+// The rows that bind and info share, one column per molecule.
 std::vector<Row> molecule_rows(const std::vector<const Summary*>& molecules) {
   std::vector<Row> rows;
   const auto add = [&](const char* label, const auto& cell) {
@@ -107,7 +107,7 @@ nlohmann::ordered_json energy_unit_json() {
       {"dfactor2", static_cast<double>(DFactor2)}, {"kcal_per_mol", kcal_per_unit()}, {"kJ_per_mol", kj_per_unit()}};
 }
 
-// Objects are made as such: where memory runs out while a null value becomes one, nlohmann's destructor crashes.
+// Starts as an object: nlohmann's destructor crashes on a null value that ran out of memory while it became one.
 nlohmann::ordered_json summary_json(const Summary& summary) {
   auto json = nlohmann::ordered_json::object();
   json["file"] = summary.file;
@@ -293,7 +293,7 @@ void print_report(nlohmann::ordered_json json) {
   json["errors"] = messages(nx_number_of_errors(), [](int k) -> const char* { return nx_error_with_tag("", k); });
   json["warnings"] = messages(nx_number_of_warnings(), [](int k) -> const char* { return nx_warning_with_tag("", k); });
   json["memory_held"] = {{"bytes", nx_total_memory_allocated()}, {"blocks", nx_total_number_of_active_pointers()}};
-  // File names and atom names may hold bytes that are no UTF-8; they do not spoil the whole.
+  // Bytes of file and atom names that are not UTF-8 are replaced.
   const std::string text = json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
   std::puts(text.c_str());
 }

@@ -17,7 +17,7 @@ namespace nxbrio {
 // The library's energy unit in kcal/mol and kJ/mol.
 double kcal_per_unit();
 double kj_per_unit();
-// The unit, and what a molecule is, for the JSON of every command that tells energies.
+// Parts of the JSON of several commands.
 nlohmann::ordered_json energy_unit_json();
 nlohmann::ordered_json summary_json(const Summary& summary);
 
@@ -30,12 +30,12 @@ struct Energy {
 struct BindReport {
   Summary target;
   Summary ligand;
-  // What turned both, when they were turned.
+  // The rotation of both, with --orient.
   std::optional<Orientation> orientation;
   std::vector<Energy> energies;
   long long coincident_pairs = 0;
   std::vector<WrittenFile> written;
-  // About what was written.
+  // On the written files.
   std::vector<std::string> notes;
 };
 
@@ -46,10 +46,10 @@ std::string info_text(const Summary& summary);
 nlohmann::ordered_json info_json(const Summary& summary);
 
 struct ConvertReport {
-  // What was read.
+  // The input.
   std::string file;
   std::string format;
-  // Their numbers in the file; and how many there are in it, those that were not wanted among them.
+  // Numbers of the models that are written, and how many models the input has.
   std::vector<int> models;
   std::size_t models_in_file = 0;
   long long bonds_given = 0;
@@ -60,17 +60,17 @@ struct ConvertReport {
   std::vector<std::string> notes;
 };
 
-// What a file holds that was written, for the JSON of every command that writes models.
+// Part of the JSON of every command that writes models.
 nlohmann::ordered_json written_json(const Written& written);
 
 std::string convert_text(const ConvertReport& report);
 nlohmann::ordered_json convert_json(const ConvertReport& report);
 
-// Prints a report on standard output and, at its end, once the molecules are deleted, the library's new error and
-// warning messages and the memory it still holds.
+// Prints a report on standard output, then the library's new error and warning messages and the memory that it still
+// holds. Call it once the molecules are deleted.
 void print_report(const std::string& text);
 void print_report(nlohmann::ordered_json json);
-// The same of a report in the form that is wanted.
+// Prints a report as text or as JSON.
 template <class Report>
 void print_report(const Report& report, bool json, std::string (*text)(const Report&),
                   nlohmann::ordered_json (*object)(const Report&)) {

@@ -21,7 +21,7 @@ void require(bool done, const std::string& path) {
   }
 }
 
-// The contents from their start.
+// Copies all of a file from its start.
 bool copy(int from, int to) {
   std::array<char, 1 << 16> buffer;
   off_t at = 0;
@@ -40,18 +40,16 @@ bool copy(int from, int to) {
   }
 }
 
-// Onto the disk. File systems that cannot say so are believed.
-bool sync(int descriptor) {
-  return fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP || errno == EROFS;
-}
+// Waits until the disk has it. A file system without fsync counts as done.
+bool sync(int descriptor) { return fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP || errno == EROFS; }
 
 bool sync_directory(int directory) {
   const Descriptor readable(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return !readable || sync(readable.number());
 }
 
-// Only root can give files away, and only members can give them to a group. Who a new owner or group would let do more
-// than before may do less: no set-ID bit survives, and a new group has the rights of others.
+// Only root can give files away, and only members of a group can give files to it. Where the owner or the group cannot
+// be kept, its set-ID bit is dropped, and a new group gets the rights of others.
 bool keep_owner_and_mode(int file, const struct stat& old) {
   struct stat now {};
   if (fstat(file, &now) != 0) {
@@ -176,7 +174,8 @@ void StagedFiles::commit() {
       if (!file.in_place) {
         file.in_place = file.place.open();
       }
-      require(file.in_place && copy(file.contents.number(), file.in_place.number()) && file.in_place.close(), file.path);
+      require(file.in_place && copy(file.contents.number(), file.in_place.number()) && file.in_place.close(),
+              file.path);
     }
   }
   appear_together(appearing);

@@ -1,4 +1,4 @@
-// Files that appear together, whole, once all of them could be written: what every command writes goes through here.
+// The files that a command writes. They appear together and whole, once all of them could be written.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_STAGED_FILES_H
 #define NXBRIOCHEM_APPS_NXBRIO_STAGED_FILES_H
 
@@ -11,19 +11,18 @@
 
 namespace nxbrio {
 
-// Contents are kept in memory until commit(), and nothing is on disk before. Symbolic links are followed. A file that
-// is replaced keeps its mode, owner and group as far as the system lets it; a new one has those of any new file. What
-// is there and no regular file, a device or a pipe, and what is an open descriptor of this process, as /dev/stdout, is
-// written where it stands; nothing that it held is lost. Once a file goes to standard output, what the process prints
-// there goes to standard error.
+// Contents are kept in memory until commit(); nothing is on disk before. Symbolic links are followed. A replaced file
+// keeps its mode, owner and group as far as the system allows; a new one gets the usual ones. Devices, pipes and open
+// descriptors of this process, such as /dev/stdout, are written as they stand, without truncation. Once a file goes to
+// standard output, everything else that the process prints there goes to standard error.
 //
-// All members throw Failure, with the file's path.
+// All members throw Failure with the file's path.
 class StagedFiles {
  public:
-  // A descriptor to write the contents of the file at this path to. It stays this object's.
+  // Gives a descriptor that takes the contents of the file at this path. This object owns it.
   int stage(const std::string& path);
-  // Makes all files appear. Regular files are on disk, under names of their own, before the first one is renamed;
-  // should a later one fail then, the earlier ones are taken back, where the file system knows how.
+  // Makes all files appear. All regular files are on disk, under temporary names, before the first one is renamed. When
+  // a later rename fails, the earlier ones are undone, where the file system has renameat2.
   void commit();
 
  private:

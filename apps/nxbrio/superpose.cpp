@@ -22,7 +22,7 @@ std::vector<Structure> read_all(const std::vector<std::string>& paths) {
   return structures;
 }
 
-// What there is to note of a file, once for all its models.
+// Adds a note about a file unless it is there already: a file's models share their notes.
 void add_note(const Structure& structure, const std::string& what, std::vector<std::string>& notes) {
   std::string note = structure.path + ": " + what;
   if (std::find(notes.begin(), notes.end(), note) == notes.end()) {
@@ -30,7 +30,7 @@ void add_note(const Structure& structure, const std::string& what, std::vector<s
   }
 }
 
-// Atoms are paired by their place in the file. Other counts are refused, and other names are worth a note.
+// Atoms are paired by their order in the files. Throws Failure for another number of atoms; notes other names.
 void check_pairing(const Structure& reference, const std::vector<Structure>& others, std::vector<std::string>& notes) {
   for (const Structure& other : others) {
     if (other.atoms.size() != reference.atoms.size()) {
@@ -61,7 +61,7 @@ int checked_fitted_atoms(const Structure& structure, const Molecule& molecule, b
   return fitted;
 }
 
-// The part of a report that rms and superpose share: the reference, and how the others pair with it.
+// Starts the report of rms and superpose: the reference, and how the others pair with it.
 FitReport start_fits(const Structure& reference, const Molecule& molecule, const std::vector<Structure>& others,
                      bool hydrogens) {
   FitReport report;

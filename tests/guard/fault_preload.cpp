@@ -1,6 +1,7 @@
 // Loaded before a program (LD_PRELOAD): one of its allocations fails, or it gets a signal at one of its steps on the
 // way to a file. GUARD_ALLOCATION=N has the Nth allocation fail, GUARD_LATER=1 all later ones too; GUARD_STEP=N sends
-// the signal GUARD_SIGNAL before the Nth step. How many there were goes to descriptor GUARD_COUNTS at the end.
+// the signal GUARD_SIGNAL before the Nth step. The number of allocations and the steps, a letter each, go to descriptor
+// GUARD_COUNTS at the end.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -33,7 +34,8 @@ bool later = false;
 long step = 0;
 int signal_sent = 0;
 long allocations = 0;
-long steps = 0;
+char steps[1000];
+long step_count = 0;
 
 bool refuses() {
   if (!started) {
@@ -47,8 +49,12 @@ bool refuses() {
   return fails;
 }
 
-void take_step() {
-  if (started && ++steps == step) {
+void take_step(char letter) {
+  if (!started || step_count + 1 == static_cast<long>(sizeof steps)) {
+    return;
+  }
+  steps[step_count++] = letter;
+  if (step_count == step) {
     raise(signal_sent);
   }
 }
@@ -69,7 +75,7 @@ Function next(const char* name) {
 [[gnu::destructor]] void finish() {
   started = false;
   if (const int counts = static_cast<int>(number("GUARD_COUNTS")); counts > 0) {
-    dprintf(counts, "%ld %ld\n", allocations, steps);
+    dprintf(counts, "%ld %s\n", allocations, steps);
   }
 }
 
@@ -85,7 +91,7 @@ void* aligned_alloc(std::size_t alignment, std::size_t size) {
 }
 
 int openat(int directory, const char* name, int flags, ...) {
-  take_step();
+  take_step('o');
   __builtin_va_list arguments;
   __builtin_va_start(arguments, flags);
   const mode_t mode = __builtin_va_arg(arguments, mode_t);
@@ -93,27 +99,27 @@ int openat(int directory, const char* name, int flags, ...) {
   return next<int (*)(int, const char*, int, ...)>("openat")(directory, name, flags, mode);
 }
 ssize_t write(int file, const void* bytes, std::size_t size) {
-  take_step();
+  take_step('w');
   return next<ssize_t (*)(int, const void*, std::size_t)>("write")(file, bytes, size);
 }
 int fsync(int file) {
-  take_step();
+  take_step('s');
   return next<int (*)(int)>("fsync")(file);
 }
 int fchmod(int file, mode_t mode) {
-  take_step();
+  take_step('m');
   return next<int (*)(int, mode_t)>("fchmod")(file, mode);
 }
 int renameat(int from, const char* old, int to, const char* name) {
-  take_step();
+  take_step('r');
   return next<int (*)(int, const char*, int, const char*)>("renameat")(from, old, to, name);
 }
 int renameat2(int from, const char* old, int to, const char* name, unsigned flags) {
-  take_step();
+  take_step('x');
   return next<int (*)(int, const char*, int, const char*, unsigned)>("renameat2")(from, old, to, name, flags);
 }
 int unlinkat(int directory, const char* name, int flags) {
-  take_step();
+  take_step('u');
   return next<int (*)(int, const char*, int)>("unlinkat")(directory, name, flags);
 }
 }

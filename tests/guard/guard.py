@@ -57,7 +57,7 @@ class Command:
             sys.exit(f"{line}: status {result.status}: {result.err}")
         self.after = result.files
         counts = result.err.split()
-        self.allocations, self.steps = (int(counts[-2]), int(counts[-1])) if options.preload else (0, 0)
+        self.allocations, self.steps = (int(counts[-2]), counts[-1]) if options.what != "kills" else (0, "")
 
     def run(self, environment, act=None):
         """Runs it in a directory of its own; `act` gets the process while it runs."""
@@ -116,9 +116,17 @@ def allocation_runs(commands):
                 yield one
 
 
+def on_disk_in_time(command):
+    """Whether each file is synchronised (s) before the first is renamed (r) or exchanged (x), the directory after."""
+    before, after = re.fullmatch("([^rx]*)[rx]+([^rx]*)", command.steps).groups()
+    return before.count("s") == len(command.outputs) and "w" not in before[before.rindex("s"):] and "s" in after
+
+
 def step_runs(commands):
     for command in commands:
-        for n in range(1, command.steps + 1):
+        if not on_disk_in_time(command):
+            sys.exit(f"{command.line}: not all files are on disk before the first appears: {command.steps}")
+        for n in range(1, len(command.steps) + 1):
             for sent in SIGNALS:
                 def one(command=command, n=n, sent=sent):
                     result = command.run({"GUARD_STEP": str(n), "GUARD_SIGNAL": str(int(sent))})
