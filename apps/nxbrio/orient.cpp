@@ -1,4 +1,5 @@
 // The commands on principal frames: orient and moments.
+#include <algorithm>
 #include <cmath>
 
 #include "commands.h"
@@ -95,6 +96,9 @@ MomentsReport find_moments(const MomentsOptions& options) {
     MomentsRow& row = report.rows.emplace_back();
     row.choice = choice;
     row.moments = principal_moments(molecule, choice);
+    if (!std::all_of(row.moments.begin(), row.moments.end(), [](float moment) { return std::isfinite(moment); })) {
+      throw Failure(options.file, "moments are beyond single precision: coordinates or radii are too large");
+    }
     row.top_symmetry = top_symmetry(molecule, choice, report.tolerance);
     row.top_name = top_name(row.top_symmetry, row.moments);
   }

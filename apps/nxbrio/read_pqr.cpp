@@ -135,8 +135,8 @@ class Reader {
     atom.name = f[1];
     atom.residue = f[2];
     std::string_view number = f[f.size() - 6];
-    std::string_view chain = f.size() == 10 ? f[3] : std::string_view();
-    if (chain.empty() && number.size() > 1 && is_letter(number[0]) && (is_digit(number[1]) || number[1] == '-')) {
+    std::string_view chain = f.size() == 10 && f[3] != "_" ? f[3] : std::string_view();  // "_" stands for none
+    if (f.size() == 9 && number.size() > 1 && is_letter(number[0]) && (is_digit(number[1]) || number[1] == '-')) {
       chain = number.substr(0, 1);
       number.remove_prefix(1);
     }
@@ -174,7 +174,8 @@ class Reader {
                      fault)) {
       return std::nullopt;
     }
-    atom.chain = letters_.letter(columns(line, 21, 22));
+    const std::string_view chain = columns(line, 21, 22);
+    atom.chain = letters_.letter(chain != "_" ? chain : std::string_view());
     atom.element = guess_element(atom.name, atom.residue);
     return atom;
   }

@@ -134,6 +134,8 @@ class NxTextBuffer {
  public:
   std::size_t Size() const { return size_; }
   std::string_view View() const { return {text_.get(), size_}; }
+  // The characters, valid until the next change.
+  char* Data() { return text_.get(); }
 
   // Makes room for so many more bytes; speed only.
   void Reserve(std::size_t more) {

@@ -18,9 +18,10 @@ struct Format {
   const char* word;  // as NxGetFileType knows it
   NxFileType type;
   bool (*write)(const NxMolBase& mol, unsigned flavor, NxTextBuffer& text);
-  bool models;           // several molecules stand between MODEL and ENDMDL
-  std::size_t most;      // molecules that a file can hold
-  const char* file_end;  // after the last molecule
+  bool models;                         // several molecules stand between MODEL and ENDMDL
+  std::size_t most;                    // molecules that a file can hold
+  const char* file_end;                // after the last molecule
+  void (*finish)(NxTextBuffer& text);  // changes the text of all molecules; null when there is nothing to change
 };
 
 // As many as the number of a MODEL has columns for; the fields of other formats are free.
@@ -28,11 +29,11 @@ constexpr std::size_t kMostModels = 9999;
 constexpr std::size_t kAnyNumber = SIZE_MAX;
 
 constexpr std::array<Format, 5> kFormats = {{
-    {"pdb", NxFileType::Pdb, NxWritePdb, true, kMostModels, "END\n"},
-    {"mol2", NxFileType::Mol2, NxWriteMol2, false, kAnyNumber, ""},
-    {"sdf", NxFileType::Sdf, NxWriteSdf, false, kAnyNumber, ""},
-    {"xyz", NxFileType::Xyz, NxWriteXyz, false, kAnyNumber, ""},
-    {"pqr", NxFileType::Pqr, NxWritePqr, true, kAnyNumber, "END\n"},
+    {"pdb", NxFileType::Pdb, NxWritePdb, true, kMostModels, "END\n", nullptr},
+    {"mol2", NxFileType::Mol2, NxWriteMol2, false, kAnyNumber, "", nullptr},
+    {"sdf", NxFileType::Sdf, NxWriteSdf, false, kAnyNumber, "", nullptr},
+    {"xyz", NxFileType::Xyz, NxWriteXyz, false, kAnyNumber, "", nullptr},
+    {"pqr", NxFileType::Pqr, NxWritePqr, true, kAnyNumber, "END\n", NxFinishPqr},
 }};
 
 const Format* FindFormat(NxFileType type) {
@@ -78,6 +79,9 @@ struct NX_LOCAL nxmolostream::Impl {
 
 // Puts around and after the molecules what the format wants there.
 void nxmolostream::Impl::Finish() {
+  if (format != nullptr && format->finish != nullptr) {
+    format->finish(text);
+  }
   if (format != nullptr && format->models && starts.size() > 1) {
     NxTextBuffer models;
     models.Reserve(text.Size() + starts.size() * 32);

@@ -27,7 +27,8 @@
 //   place of occupancy and temperature factor, with fewer decimals where they are too wide.
 //
 // mol2: molecule, atoms, bonds, substructures (equal residue records are one). Sybyl types come from elements, bond
-// orders and formal charges; USER_CHARGES when some partial charge is not zero, else NO_CHARGES. Bond types are 1, 2,
+// orders and formal charges; USER_CHARGES when some partial charge is not zero, else NO_CHARGES, without a column of
+// charges. Bond types are 1, 2,
 // 3, ar (six-membered rings), am, and un for an order that is not set.
 //
 // SDF: V2000, and V3000 for more than 999 atoms or bonds. Bonds of unset order are written as single. Formal charges
@@ -36,9 +37,13 @@
 //
 // XYZ: the element symbol, "X" for a dummy atom, and three coordinates with six decimals.
 //
-// PQR: fields separated by blanks, wider than usual where they must be: ATOM or HETATM, serial, name, residue name,
-// chain (left out when blank), residue number with the insertion code on it, x, y, z, charge, radius. The title is a
-// REMARK; TER ends each molecule, END the file. Several molecules are MODELs as in a PDB file.
+// PQR: fields separated by blanks: ATOM or HETATM, serial, name, residue name, chain, residue number with the insertion
+// code on it, x, y, z, charge, radius. Every atom of a file has a chain field, "_" where it has no chain, or none has,
+// where no atom has one: readers that go by fields (MDAnalysis) rely on that. Fields up to z stand in the columns of a
+// PDB file, for readers that go by columns (gemmi), unless that leaves no blank between two of them: residue numbers
+// beyond 999 or below -99 behind a chain, serials beyond 99999, long names, and y and z from 1000 and down to -100 move
+// what follows, as far as blanks take it up. The title is a REMARK; TER ends each molecule, END the file. Several
+// molecules are MODELs as in a PDB file.
 #ifndef NXBRIOCHEM_TOOLKIT_NXMOLOSTREAM_H
 #define NXBRIOCHEM_TOOLKIT_NXMOLOSTREAM_H
 
@@ -60,11 +65,19 @@ NX_API NxFileType NxGetFileType(const char* word);
 // PDB output flavour: radius and charge take the columns of occupancy and temperature factor.
 inline constexpr unsigned kNxPdbFlavorDelPhi = 24;
 
-// A structure file being written. It appears whole at close() or not at all: molecules are collected in memory,
-// written to a temporary file beside the target and renamed over it. Nothing touches the disk before close(), so a
-// process that ends earlier leaves no trace. Symbolic links are followed; a file that is replaced keeps its permission
-// bits. A target that exists and is not a regular file (a terminal, a pipe), or stands under /proc as /dev/stdout does,
-// is written in place.
+// A structure file being written. It appears whole at close() or not at all: molecules are collected in memory, written
+// to a temporary file beside the target, ".nxtmp" with the process id and a number, and renamed over it. Nothing
+// touches the disk before close(), so a process that ends earlier leaves no trace; one that is killed within close()
+// may leave the temporary file. close() does not wait for the disk: what a power cut leaves is up to the file system.
+//
+// Symbolic links are followed. A file that is replaced keeps its permission bits, less set-user-ID and set-group-ID,
+// and its owner and group where the process may give them; where the group changes, it may do what others may. Access
+// control lists and extended attributes are not kept, and hard links keep the old contents.
+//
+// Some targets are written in place, where a failure may leave a part: an existing file that can be written but not
+// replaced (its directory cannot be written, it is another user's in a sticky directory, or it is a mount point), which
+// loses its old contents first; a terminal, pipe or device; and a descriptor of the process, such as /dev/stdout or
+// /dev/fd/3, which is written from where it stands, behind what standard output has printed so far, not truncated.
 class NX_API nxmolostream {
  public:
   // A stream without file and format.

@@ -18,6 +18,8 @@ bool NxWriteMol2(const NxMolBase& mol, unsigned flavor, NxTextBuffer& text);
 bool NxWriteSdf(const NxMolBase& mol, unsigned flavor, NxTextBuffer& text);
 bool NxWriteXyz(const NxMolBase& mol, unsigned flavor, NxTextBuffer& text);
 bool NxWritePqr(const NxMolBase& mol, unsigned flavor, NxTextBuffer& text);
+// Takes the chain fields out of the text of a PQR file, all of its molecules, when no atom has a chain.
+void NxFinishPqr(NxTextBuffer& text);
 
 // Warns that a molecule cannot be written, because of one of its atoms (serial counts from 1) or as a whole. Always
 // false.

@@ -101,8 +101,13 @@ void Mol2Writer::WriteAtoms() {
     const std::size_t substructure = substructure_of_[static_cast<std::size_t>(serial) - 1];
     text_.Append(' ').AppendLeft(types_.AtomType(atom), 5).Append(' ');
     text_.AppendInt(static_cast<int>(substructure) + 1, 5).Append(' ');
-    text_.AppendLeft(substructures_[substructure].name, 8).Append(' ');
-    text_.AppendFixed(atom.GetPartialCharge(), 9, 4).Append('\n');
+    if (has_charges_) {
+      text_.AppendLeft(substructures_[substructure].name, 8).Append(' ');
+      text_.AppendFixed(atom.GetPartialCharge(), 9, 4);
+    } else {
+      text_.Append(substructures_[substructure].name);
+    }
+    text_.Append('\n');
   }
 }
 

@@ -5,10 +5,15 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <climits>
+#include <cstdio>
 
 namespace NxChem {
 namespace {
+
+constexpr mode_t kReadWriteAll = 0666;  // less the umask
+constexpr mode_t kPermissions = 0777;   // without set-user-ID and set-group-ID
 
 bool WriteAll(int fd, std::string_view text) {
   while (!text.empty()) {
@@ -21,10 +26,25 @@ bool WriteAll(int fd, std::string_view text) {
   return true;
 }
 
-// What stands under /proc (as /dev/stdout does) belongs to a process, whose descriptor a rename would not reach.
-bool IsOfProcess(const std::string& path) { return path.starts_with("/proc/"); }
+// What stands there belongs to a process, whose descriptor a rename would not reach.
+bool IsOfProcess(std::string_view path) { return path.starts_with("/proc/") || path.starts_with("/dev/fd/"); }
 
-// Follows the symbolic links of the last name of a path, also to a file that does not exist yet, but none of /proc.
+// The descriptor of this process that a path names, as /dev/stdout does once its link is followed; -1 for other paths.
+int OwnDescriptor(std::string_view path) {
+  const std::string by_id = "/proc/" + std::to_string(::getpid()) + "/fd/";
+  for (const std::string_view folder : {std::string_view("/proc/self/fd/"), std::string_view("/proc/thread-self/fd/"),
+                                        std::string_view("/dev/fd/"), std::string_view(by_id)}) {
+    int number = -1;
+    if (path.starts_with(folder)) {
+      const char* const end = path.data() + path.size();
+      const auto [at, fault] = std::from_chars(path.data() + folder.size(), end, number);
+      return fault == std::errc() && at == end ? number : -1;
+    }
+  }
+  return -1;
+}
+
+// Follows the symbolic links of the last name of a path, also to a file that does not exist yet, but none of a process.
 // False, with errno, when there are too many.
 bool FollowLinks(std::string& path) {
   constexpr int kMaxLinks = 40;  // as the system has it
@@ -49,6 +69,48 @@ bool FollowLinks(std::string& path) {
   return false;
 }
 
+// Calls make(name) with one name after the other until one is not in use. That name; empty, with errno, when make fails
+// for another reason. Names are short and do not depend on the target's, which may be as long as names can be.
+template <class Make>
+std::string MakeTemporary(Make make) {
+  static unsigned made = 0;
+  for (int attempt = 0; attempt < 1000; ++attempt) {
+    std::string name = ".nxtmp" + std::to_string(::getpid()) + "_" + std::to_string(made++);
+    if (make(name.c_str())) {
+      return name;
+    }
+    if (errno != EEXIST) {
+      break;
+    }
+  }
+  return {};
+}
+
+// Whether changing an owner failed because the process may not, or cannot name the owner in its user namespace.
+bool IsNotAllowed(int reason) { return reason == EPERM || reason == EINVAL; }
+
+// Gives a new file the owner, group and permission bits of the old one. Only root can give files away, and others only
+// give them to groups that they are in. Where the group stays another, it may do no more than everybody may.
+bool TakeOver(int fd, const struct stat& old) {
+  struct stat made {};
+  if (::fstat(fd, &made) != 0) {
+    return false;
+  }
+  mode_t mode = old.st_mode & kPermissions;
+  constexpr auto kSameUser = static_cast<uid_t>(-1);
+  constexpr auto kSameGroup = static_cast<gid_t>(-1);
+  if (old.st_gid != made.st_gid && ::fchown(fd, kSameUser, old.st_gid) != 0) {
+    if (!IsNotAllowed(errno)) {
+      return false;
+    }
+    mode &= ~static_cast<mode_t>(S_IRWXG) | ((mode & S_IRWXO) << 3U);
+  }
+  if (old.st_uid != made.st_uid && ::fchown(fd, old.st_uid, kSameGroup) != 0 && !IsNotAllowed(errno)) {
+    return false;
+  }
+  return ::fchmod(fd, mode) == 0;
+}
+
 }  // namespace
 
 bool NxDescriptor::Close() {
@@ -58,6 +120,16 @@ bool NxDescriptor::Close() {
 
 bool NxOutFile::Open(const char* filename) {
   Close();
+  if (OpenTarget(filename)) {
+    return true;
+  }
+  const int reason = errno;
+  Close();
+  errno = reason;
+  return false;
+}
+
+bool NxOutFile::OpenTarget(const char* filename) {
   struct stat status {};
   const bool exists = ::stat(filename, &status) == 0;
   if (!exists && errno != ENOENT) {
@@ -67,6 +139,15 @@ bool NxOutFile::Open(const char* filename) {
   if (!FollowLinks(path)) {
     return false;
   }
+  if (const int own = exists ? OwnDescriptor(path) : -1; own >= 0) {
+    if ((::fcntl(own, F_GETFL) & O_ACCMODE) == O_RDONLY) {
+      errno = EBADF;
+      return false;
+    }
+    in_place_ = NxDescriptor(::fcntl(own, F_DUPFD_CLOEXEC, 0));
+    return static_cast<bool>(in_place_);
+  }
+  truncate_in_place_ = true;
   if (exists && (!S_ISREG(status.st_mode) || IsOfProcess(path))) {
     in_place_ = NxDescriptor(::open(filename, O_WRONLY | O_NOCTTY | O_CLOEXEC));
     return static_cast<bool>(in_place_);
@@ -79,74 +160,100 @@ bool NxOutFile::Open(const char* filename) {
     return false;
   }
   directory_ = NxDescriptor(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (!directory_ || ::faccessat(directory_.Get(), ".", W_OK | X_OK, AT_EACCESS) != 0 ||
-      (exists && ::faccessat(directory_.Get(), name_.c_str(), W_OK, AT_EACCESS) != 0)) {
-    const int reason = errno;
-    Close();
-    errno = reason;
+  if (!directory_ || (exists && ::faccessat(directory_.Get(), name_.c_str(), W_OK, AT_EACCESS) != 0)) {
     return false;
   }
-  return true;
+  return ::faccessat(directory_.Get(), ".", W_OK | X_OK, AT_EACCESS) == 0 || (exists && OpenInPlace());
 }
 
-// The name is short and does not depend on the target's, which may be as long as names can be.
-bool NxOutFile::OpenTemporary(NxDescriptor& file, std::string& name) const {
-  static unsigned made = 0;
-  for (int attempt = 0; attempt < 1000; ++attempt) {
-    name = ".nxtmp" + std::to_string(::getpid()) + "_" + std::to_string(made++);
-    constexpr mode_t kReadWriteAll = 0666;  // less the umask
-    file =
-        NxDescriptor(::openat(directory_.Get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadWriteAll));
-    if (file) {
-      return true;
-    }
-    if (errno != EEXIST) {
-      return false;
-    }
-  }
-  return false;
+bool NxOutFile::OpenInPlace() {
+  in_place_ = NxDescriptor(::openat(directory_.Get(), name_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC));
+  return static_cast<bool>(in_place_);
 }
 
 bool NxOutFile::Replace(std::string_view contents) {
   if (in_place_) {
-    if (::ftruncate(in_place_.Get(), 0) != 0 && errno != EINVAL) {  // EINVAL: what has no length, a pipe or a terminal
-      return false;
-    }
-    return WriteAll(in_place_.Get(), contents) && in_place_.Close();
+    return WriteInPlace(contents);
   }
-  NxDescriptor file;
-  std::string temporary;
-  if (!OpenTemporary(file, temporary)) {
-    return false;
-  }
-  if (Fill(file, contents) && file.Close() &&
-      ::renameat(directory_.Get(), temporary.c_str(), directory_.Get(), name_.c_str()) == 0) {
+  if (ReplaceByRename(contents)) {
     return true;
   }
+  // Others' files in a folder with the sticky bit cannot be renamed over (EPERM), nor can mounted files (EBUSY).
   const int reason = errno;
-  ::unlinkat(directory_.Get(), temporary.c_str(), 0);
+  if ((reason == EPERM || reason == EACCES || reason == EBUSY) && OpenInPlace()) {
+    return WriteInPlace(contents);
+  }
   errno = reason;
   return false;
 }
 
-bool NxOutFile::Fill(NxDescriptor& file, std::string_view contents) const {
+bool NxOutFile::ReplaceByRename(std::string_view contents) const {
+  if (NxDescriptor file(::openat(directory_.Get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, kReadWriteAll)); file) {
+    if (!Fill(file, contents)) {
+      return false;
+    }
+    const std::string source = "/proc/self/fd/" + std::to_string(file.Get());
+    const std::string name = MakeTemporary([&](const char* unused) {
+      return ::linkat(AT_FDCWD, source.c_str(), directory_.Get(), unused, AT_SYMLINK_FOLLOW) == 0;
+    });
+    if (!name.empty()) {
+      return RenameOver(file, name);
+    }
+    if (errno != ENOENT) {
+      return false;
+    }
+    // There is no /proc here: once more, by name.
+  }
+  NxDescriptor file;
+  const std::string name = MakeTemporary([&](const char* unused) {
+    file = NxDescriptor(::openat(directory_.Get(), unused, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadWriteAll));
+    return static_cast<bool>(file);
+  });
+  if (name.empty()) {
+    return false;
+  }
+  if (!Fill(file, contents)) {
+    RemoveKeepingErrno(name);
+    return false;
+  }
+  return RenameOver(file, name);
+}
+
+bool NxOutFile::Fill(const NxDescriptor& file, std::string_view contents) const {
   struct stat old {};
-  if (::fstatat(directory_.Get(), name_.c_str(), &old, 0) == 0) {
-    // Only root can give files away; everyone else keeps a file of their own.
-    if (old.st_uid != ::geteuid() && ::fchown(file.Get(), old.st_uid, old.st_gid) != 0 && errno != EPERM) {
-      return false;
-    }
-    constexpr mode_t kPermissions = 0777;
-    if (::fchmod(file.Get(), old.st_mode & kPermissions) != 0) {
-      return false;
-    }
+  if (::fstatat(directory_.Get(), name_.c_str(), &old, 0) == 0 && !TakeOver(file.Get(), old)) {
+    return false;
   }
   return WriteAll(file.Get(), contents);
+}
+
+bool NxOutFile::RenameOver(NxDescriptor& file, const std::string& temporary) const {
+  if (file.Close() && ::renameat(directory_.Get(), temporary.c_str(), directory_.Get(), name_.c_str()) == 0) {
+    return true;
+  }
+  RemoveKeepingErrno(temporary);
+  return false;
+}
+
+void NxOutFile::RemoveKeepingErrno(const std::string& temporary) const {
+  const int reason = errno;
+  ::unlinkat(directory_.Get(), temporary.c_str(), 0);
+  errno = reason;
+}
+
+bool NxOutFile::WriteInPlace(std::string_view contents) {
+  if (!truncate_in_place_) {
+    std::fflush(stdout);                                                 // what was printed comes before the file
+  } else if (::ftruncate(in_place_.Get(), 0) != 0 && errno != EINVAL) {  // EINVAL: it has no length
+    return false;
+  }
+  return WriteAll(in_place_.Get(), contents) && in_place_.Close();
 }
 
 void NxOutFile::Close() {
   directory_.Close();
   in_place_.Close();
+  truncate_in_place_ = false;
 }
 
 }  // namespace NxChem

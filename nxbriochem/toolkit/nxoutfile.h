@@ -15,6 +15,7 @@ class NxDescriptor {
   explicit NxDescriptor(int fd) : fd_(fd) {}
   NxDescriptor(const NxDescriptor&) = delete;
   NxDescriptor& operator=(const NxDescriptor&) = delete;
+  NxDescriptor(NxDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
   NxDescriptor& operator=(NxDescriptor&& other) noexcept {
     Close();
     std::swap(fd_, other.fd_);
@@ -31,25 +32,32 @@ class NxDescriptor {
   int fd_ = -1;
 };
 
-// Open() finds out whether the file could be made or replaced and touches nothing: a process that ends before Replace()
-// leaves no trace. Replace() writes a temporary file in the file's directory and renames it over the file. The
-// directory is held open, so that the working directory may change meanwhile. Symbolic links are followed, an existing
-// file keeps its permission bits and, where the system lets it, its owner; a new one has those that fopen would give
-// it. What exists and is no regular file (a terminal, a pipe, a device), or stands under /proc as /dev/stdout does, is
-// written in place.
+// Open() finds out whether the file can be made or replaced and changes nothing. Replace() writes a temporary file in
+// the file's directory and renames it over the file. nxmolostream.h says what callers can rely on.
+//
+// Where the filesystem has unnamed files (O_TMPFILE), the temporary one gets its name, ".nxtmp" with the process id and
+// a number, only just before it is renamed, so that a process that is killed while it writes leaves nothing behind. The
+// directory is held open from Open() on, so that the working directory may change.
 class NxOutFile {
  public:
   // False, with errno, when the file cannot be made or written.
   bool Open(const char* filename);
-  // Makes contents the file. False, with errno; then nothing has changed.
+  // Makes contents the file. False, with errno; then nothing has changed, unless the file was written in place.
   bool Replace(std::string_view contents);
   void Close();
 
  private:
-  bool OpenTemporary(NxDescriptor& file, std::string& name) const;
-  bool Fill(NxDescriptor& file, std::string_view contents) const;
+  bool OpenTarget(const char* filename);
+  bool OpenInPlace();
+  bool ReplaceByRename(std::string_view contents) const;
+  bool Fill(const NxDescriptor& file, std::string_view contents) const;
+  bool RenameOver(NxDescriptor& file, const std::string& temporary) const;
+  void RemoveKeepingErrno(const std::string& temporary) const;
+  bool WriteInPlace(std::string_view contents);
 
+  // A pipe, terminal or device, one of this process's own descriptors, or a file whose directory cannot be changed.
   NxDescriptor in_place_;
+  bool truncate_in_place_ = false;
   NxDescriptor directory_;
   std::string name_;  // within the directory
 };

@@ -49,7 +49,20 @@ std::vector<Record> read_pdb(const std::string& text) {
   return records;
 }
 
-// A file as gemmi or RDKit reads it; a PQR file, which neither does, by way of the program's own reader.
+void expect_atoms(const std::vector<Record>& have, const std::vector<Record>& want, double tolerance) {
+  ASSERT_EQ(have.size(), want.size());
+  for (std::size_t m = 0; m < want.size(); ++m) {
+    ASSERT_EQ(have[m].atoms.size(), want[m].atoms.size());
+    for (std::size_t i = 0; i < want[m].atoms.size(); ++i) {
+      EXPECT_EQ(have[m].atoms[i].symbol, want[m].atoms[i].symbol);
+      for (std::size_t k = 0; k < 3; ++k) {
+        EXPECT_NEAR(have[m].atoms[i].place[k], want[m].atoms[i].place[k], tolerance) << i;
+      }
+    }
+  }
+}
+
+// A file as gemmi or RDKit reads it; a PQR file by way of the program's own reader, which gemmi confirms by columns.
 std::vector<Record> read(const std::string& format, const std::string& path) {
   if (format.ends_with("pdb")) {
     return read_pdb(read_file(path));
@@ -57,7 +70,9 @@ std::vector<Record> read(const std::string& format, const std::string& path) {
   if (format == "pqr") {
     std::filesystem::copy_file(path, path + ".pqr", std::filesystem::copy_options::overwrite_existing);
     EXPECT_EQ(nxbrio({"convert", path + ".pqr", path + ".xyz"}).status, 0);
-    return read("xyz", path + ".xyz");
+    const std::vector<Record> records = read("xyz", path + ".xyz");
+    expect_atoms(read_pdb(read_file(path)), records, 1e-6);
+    return records;
   }
   const RunResult listing =
       run({"/usr/bin/python3", NXBRIO_SOURCE_DIR "/tests/support/read_structures.py", format, path});
@@ -76,19 +91,6 @@ std::vector<Record> read(const std::string& format, const std::string& path) {
     }
   }
   return records;
-}
-
-void expect_atoms(const std::vector<Record>& have, const std::vector<Record>& want, double tolerance) {
-  ASSERT_EQ(have.size(), want.size());
-  for (std::size_t m = 0; m < want.size(); ++m) {
-    ASSERT_EQ(have[m].atoms.size(), want[m].atoms.size());
-    for (std::size_t i = 0; i < want[m].atoms.size(); ++i) {
-      EXPECT_EQ(have[m].atoms[i].symbol, want[m].atoms[i].symbol);
-      for (std::size_t k = 0; k < 3; ++k) {
-        EXPECT_NEAR(have[m].atoms[i].place[k], want[m].atoms[i].place[k], tolerance) << i;
-      }
-    }
-  }
 }
 
 TEST(Convert, EveryFormatHoldsEveryModel) {

@@ -152,6 +152,13 @@ TEST(Frames, OrientsEachModelAndWhatBelongsToIt) {
   }
 }
 
+TEST(Frames, MomentsBeyondSinglePrecisionAreAFailure) {
+  const ScratchDirectory scratch;
+  const std::string file = scratch.write("f.pqr", "ATOM 1 C LIG 1 0 0 0 0 1\nATOM 2 C LIG 1 3e19 0 0 0 1\n");
+  expect_failure(nxbrio({"moments", file}), 1,
+                 file + ": moments are beyond single precision: coordinates or radii are too large");
+}
+
 // Names are no library call's business here, and come through whole.
 TEST(Frames, KeepsLongNames) {
   const ScratchDirectory scratch;

@@ -43,10 +43,13 @@ def read_xyz(text):
     return molecules
 
 
+# What RDKit keeps of a mol2 atom; a file need not have charges.
+MOL2_PROPERTIES = ("_TriposAtomName", "_TriposPartialCharge")
+
 # The reader, the decimals of coordinates, and what is listed of an atom besides its place.
 FORMATS = {
     "sdf": (read_sdf, 4, lambda atom: [str(atom.GetFormalCharge())]),
-    "mol2": (read_mol2, 4, lambda atom: [atom.GetProp("_TriposAtomName"), atom.GetProp("_TriposPartialCharge")]),
+    "mol2": (read_mol2, 4, lambda atom: [atom.GetProp(p) for p in MOL2_PROPERTIES if atom.HasProp(p)]),
     "xyz": (read_xyz, 6, lambda atom: []),
 }
 

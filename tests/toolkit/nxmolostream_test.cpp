@@ -1,9 +1,13 @@
+#include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <nxbriochem/toolkit/nxelements.h>
 #include <nxbriochem/toolkit/nxmolostream.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
@@ -26,15 +30,18 @@ using written_files::AddAtom;
 using written_files::SetResidue;
 using written_files::Written;
 
-// Writes one carbon atom; the warnings that came of it.
-std::string WriteTo(const std::string& filename, bool expected, float x = 0.0F) {
+bool WriteCarbon(const std::string& filename, float x = 0.0F) {
   NxMol mol;
   AddAtom(mol, 6, "C", x);
-  testing::internal::CaptureStderr();
   nxmolostream stream;
   stream.SetFormat(NxFileType::Xyz);
-  const bool opened = stream.open(filename.c_str());
-  EXPECT_EQ(opened && stream.write(mol) && stream.close(), expected) << filename;
+  return stream.open(filename.c_str()) && stream.write(mol) && stream.close();
+}
+
+// Writes one carbon atom; the warnings that came of it.
+std::string WriteTo(const std::string& filename, bool expected, float x = 0.0F) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(WriteCarbon(filename, x), expected) << filename;
   return testing::internal::GetCapturedStderr();
 }
 
@@ -146,6 +153,109 @@ TEST(NxMolOStream, PermissionsAndLinksSurvive) {
   WriteTo(directory.path("dangling"), true);
   EXPECT_EQ(read_file(directory.path("later.xyz")), kCarbon);
   EXPECT_EQ(directory.names().size(), 4U);
+}
+
+// Runs a job as another user with one more group; the job's result is its child's status, `said` what it reports.
+#define EXPECT_AS(user, group, job, said) \
+  EXPECT_EXIT(                            \
+      {                                   \
+        become(user, group);              \
+        _exit((job) ? 0 : 1);             \
+      },                                  \
+      testing::ExitedWithCode(0), said)
+
+void become(uid_t user, gid_t group) {
+  if (setgroups(1, &group) != 0 || setgid(user) != 0 || setuid(user) != 0) {
+    _exit(99);
+  }
+}
+
+class WrittenByOthers : public testing::Test {
+ protected:
+  static constexpr uid_t kOwner = 40001;
+  static constexpr gid_t kGroup = 40002;
+  static constexpr uid_t kOther = 40003;
+
+  void SetUp() override {
+    if (geteuid() != 0) {
+      GTEST_SKIP() << "only root may be another user";
+    }
+    chmod(directory_.path("").c_str(), 0777);
+  }
+
+  struct stat status() const {
+    struct stat status {};
+    EXPECT_EQ(stat(file_.c_str(), &status), 0);
+    return status;
+  }
+  void make(mode_t mode) const {
+    std::filesystem::remove(file_);
+    std::ofstream(file_) << "old and long enough to be seen when it is not cut off";
+    ASSERT_EQ(chown(file_.c_str(), kOwner, kGroup), 0);
+    ASSERT_EQ(chmod(file_.c_str(), mode), 0);
+  }
+  void expect(uid_t owner, gid_t group, mode_t mode) const {
+    EXPECT_EQ(status().st_uid, owner);
+    EXPECT_EQ(status().st_gid, group);
+    EXPECT_EQ(status().st_mode & 07777U, mode);
+    EXPECT_EQ(read_file(file_), kCarbon);
+    EXPECT_EQ(directory_.names(), std::vector<std::string>{"mol.xyz"});
+  }
+
+  const ScratchDirectory directory_;
+  const std::string file_ = directory_.path("mol.xyz");
+};
+
+TEST_F(WrittenByOthers, OwnersAndGroupsAreKeptWhereTheyCanBe) {
+  umask(022);
+  make(06664);
+  WriteTo(file_, true);  // root gives files away, but not with their set-ID bits
+  expect(kOwner, kGroup, 0664);
+  make(0660);
+  EXPECT_AS(kOther, kGroup, WriteCarbon(file_), "");
+  expect(kOther, kGroup, 0660);
+  make(0672);  // a member of neither: the new group may do what others may
+  EXPECT_AS(kOther, kOther, WriteCarbon(file_), "");
+  expect(kOther, kOther, 0622);
+}
+
+TEST_F(WrittenByOthers, WhatCannotBeReplacedIsWrittenInPlace) {
+  for (const mode_t folder : {0555U, 01777U}) {
+    make(0666);
+    const ino_t before = status().st_ino;
+    chmod(directory_.path("").c_str(), folder);
+    EXPECT_AS(kOther, kOther, WriteCarbon(file_), "");
+    expect(kOwner, kGroup, 0666);
+    EXPECT_EQ(status().st_ino, before);
+  }
+  chmod(directory_.path("").c_str(), 0555);
+  const std::string other = directory_.path("new.xyz");
+  EXPECT_AS(kOther, kOther, !WriteCarbon(other), "Unable to open .*new.xyz for writing: Permission denied\n");
+  make(0600);
+  EXPECT_AS(kOther, kOther, !WriteCarbon(file_), "Unable to open .*mol.xyz for writing: Permission denied\n");
+  EXPECT_TRUE(read_file(file_).starts_with("old"));
+}
+
+// From where it stands, behind what was printed, as often as it is written.
+TEST(NxMolOStream, DescriptorsAreNotTruncated) {
+  const ScratchDirectory directory;
+  const std::string file = directory.path("out");
+  const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_EQ(write(descriptor, "head\n", 5), 5);
+  EXPECT_EQ(WriteTo("/dev/fd/" + std::to_string(descriptor), true), "");
+  EXPECT_EQ(WriteTo("/proc/self/fd/" + std::to_string(descriptor), true), "");
+  EXPECT_EXIT(
+      {
+        dup2(descriptor, STDOUT_FILENO);
+        std::printf("printed\n");
+        _exit(WriteCarbon("/dev/stdout") ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_EQ(read_file(file), std::string("head\n") + kCarbon + kCarbon + "printed\n" + kCarbon);
+  close(descriptor);
+  const int reading = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_TRUE(WriteTo("/dev/fd/" + std::to_string(reading), false).ends_with(": Bad file descriptor\n"));
+  close(reading);
 }
 
 TEST(NxMolOStream, TheDirectoryIsThatOfOpen) {
@@ -270,12 +380,12 @@ TEST(NxMolOStream, PqrReadsBack) {
   for (const auto& atom : mol.GetAtoms()) {
     const NxResidue& residue = NxAtomGetResidue(atom);
     const auto fields = Fields(text);
-    const bool chain = residue.GetChainID() == 'A';
-    ASSERT_EQ(fields.size(), chain ? 11U : 10U);
+    ASSERT_EQ(fields.size(), 11U);
+    ASSERT_EQ(fields[4], residue.GetChainID() == 'A' ? "A" : "_");
     ASSERT_EQ(fields[0], residue.IsHetAtom() || !NxHasResidue(atom) ? "HETATM" : "ATOM");
     ASSERT_EQ(fields[1], std::to_string(++serial));
     const int number = NxHasResidue(atom) ? residue.GetResidueNumber() : 1;
-    ASSERT_EQ(fields[chain ? 5 : 4], std::to_string(number) + (residue.GetInsertCode() == 'x' ? "x" : ""));
+    ASSERT_EQ(fields[5], std::to_string(number) + (residue.GetInsertCode() == 'x' ? "x" : ""));
     float numbers[5] = {0, 0, 0, atom.GetPartialCharge(), atom.GetRadius()};
     mol.GetCoords(atom, numbers);
     for (std::size_t k = 0; k < 5; ++k) {
@@ -284,6 +394,53 @@ TEST(NxMolOStream, PqrReadsBack) {
   }
   EXPECT_EQ(Fields(text).at(0), "TER");
   EXPECT_EQ(Fields(text).at(0), "END");
+}
+
+// All atom records of a file have a chain field or none has, over its models too.
+TEST(NxMolOStream, PqrChainsAreOfTheWholeFile) {
+  NxMol with_chain;
+  NxMol without;
+  NxResidue residue;
+  for (const char chain : {'A', ' ', 'B'}) {
+    SetResidue(AddAtom(with_chain, 6, "CA"), residue, "ALA", 1, chain);
+    SetResidue(AddAtom(without, 6, "CA"), residue, "ALA", 1);
+  }
+  const auto fields = [](const std::vector<const NxChem::NxMolBase*>& mols) {
+    std::istringstream text(Written(NxFileType::Pqr, mols));
+    std::string counts;
+    while (text.peek() != EOF) {
+      const std::vector<std::string> line = Fields(text);
+      counts += line.at(0) == "ATOM" ? std::to_string(line.size()) + line[4] + " " : "";
+    }
+    return counts;
+  };
+  EXPECT_EQ(fields({&without, &without}), "101 101 101 101 101 101 ");
+  EXPECT_EQ(fields({&without, &with_chain}), "11_ 11_ 11_ 11A 11_ 11B ");
+}
+
+// As far as fields leave blanks between them, readers of PDB columns find what a PDB file has there.
+TEST(NxMolOStream, PqrHasThePdbColumns) {
+  NxMol mol;
+  NxResidue residue;
+  residue.SetInsertCode('x');
+  SetResidue(AddAtom(mol, 7, "N", -999.5F, 999.25F, -99.125F), residue, "ALA", -99, 'A');
+  residue.SetInsertCode(' ');
+  SetResidue(AddAtom(mol, 1, "HG11", 9999.5F, 0, 999), residue, "VAL", 999, 'b');
+  SetResidue(AddAtom(mol, 20, "CA"), residue, "CA", 7, ' ', true);
+  SetResidue(AddAtom(mol, 6, "CA"), residue, "A", 8, 'A', true);
+  std::istringstream pdb(Written(NxFileType::Pdb, {&mol}));
+  std::istringstream pqr(Written(NxFileType::Pqr, {&mol}));
+  for (int i = 0; i < 4; ++i) {
+    std::string in_pdb;
+    std::string in_pqr;
+    std::getline(pdb, in_pdb);
+    if (in_pdb.starts_with("TER")) {
+      std::getline(pdb, in_pdb);
+    }
+    std::getline(pqr, in_pqr);
+    in_pqr.at(21) = in_pqr[21] == '_' ? ' ' : in_pqr[21];
+    EXPECT_EQ(in_pqr.substr(0, 54), in_pdb.substr(0, 54));
+  }
 }
 
 TEST(NxMolOStream, Mol2TellsOfSubstructures) {
@@ -296,6 +453,7 @@ TEST(NxMolOStream, Mol2TellsOfSubstructures) {
   SetResidue(AddAtom(mol, 30, "ZN"), residue, "Z N", 5, ' ', true);
   const std::string text = Written(NxFileType::Mol2, {&mol});
   EXPECT_TRUE(text.starts_with("@<TRIPOS>MOLECULE\n****\n    4     0     2     0     0\nBIOPOLYMER\nNO_CHARGES\n\n"));
+  EXPECT_NE(text.find(" N.3       1 ALA-2\n"), std::string::npos) << text;  // without a column of charges
   EXPECT_EQ(text.substr(text.find("@<TRIPOS>SUBSTRUCTURE")),
             "@<TRIPOS>SUBSTRUCTURE\n"
             "     1 ALA-2          2 RESIDUE 0 A    ALA\n"
