@@ -2,6 +2,10 @@
 #ifndef NXBRIOCHEM_TESTS_DRIVER_CALLS_H
 #define NXBRIOCHEM_TESTS_DRIVER_CALLS_H
 
+#include <functional>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "tests/driver/arguments.h"
@@ -13,7 +17,7 @@ struct Entry {
   // A letter per argument with the size of an array (arguments.h), then perhaps ':' and a letter for where the handle
   // goes that is returned.
   const char* kinds;
-  void (*call)(Arguments& arguments, const char* kinds);
+  std::function<void(Arguments& arguments, const char* kinds)> call;
   // Whether the call may end the process by contract, or free blocks under the driver's feet, and so runs in a child.
   bool in_child = false;
   // Whether it must leave the number of tracked blocks as it is.
@@ -26,9 +30,10 @@ std::vector<Entry> special_calls();
 // Calls made so often that what holds their results must grow, beyond the first time.
 std::vector<Entry> growing_calls();
 
-// Draws the arguments, runs the call, in a child if it must be, and keeps its handle.
-template <auto Function, typename Result, typename... Values, std::size_t... I>
-void call_with(Result (*)(Values...), Arguments& arguments, const char* text, std::index_sequence<I...>) {
+// Draws the arguments, runs the call, in a child if it must be, and keeps its handle. One instance serves all functions
+// of a signature.
+template <typename Result, typename... Values, std::size_t... I>
+void call_with(Result (*function)(Values...), Arguments& arguments, const char* text, std::index_sequence<I...>) {
   const std::vector<Kind> kinds = kinds_of(text);
   std::tuple<Values...> drawn{};
   constexpr std::size_t next = sizeof...(Values);
@@ -36,38 +41,36 @@ void call_with(Result (*)(Values...), Arguments& arguments, const char* text, st
   (arguments.draw(std::get<next - 1 - I>(drawn), kinds[next - 1 - I], next - 1 - I, true), ...);
   arguments.run([&] {
     if constexpr (std::is_same_v<Result, int>) {
-      const int result = std::apply(Function, drawn);
+      const int result = std::apply(function, drawn);
       if (kinds.size() > next) {
         arguments.keep(kinds[next + 1].letter, result);
       }
     } else if constexpr (std::is_same_v<Result, void*>) {
-      arguments.keep_block(std::apply(Function, drawn));
+      arguments.keep_block(std::apply(function, drawn));
     } else {
-      std::apply(Function, drawn);
+      std::apply(function, drawn);
     }
   });
 }
 
-template <typename Result, typename... Values>
-std::index_sequence_for<Values...> indices(Result (*)(Values...));
-
-template <auto Function>
-void call(Arguments& arguments, const char* kinds) {
-  call_with<Function>(Function, arguments, kinds, decltype(indices(Function))());
-}
-
 // Entries of the table: a plain one, one that must free what it allocates, and one that may end the process.
-template <auto Function>
-Entry plain(const char* name, const char* kinds) {
-  return {name, kinds, call<Function>};
+template <typename Result, typename... Values>
+Entry plain(Result (*function)(Values...), const char* name, const char* kinds) {
+  return {name, kinds, [function](Arguments& arguments, const char* text) {
+            call_with(function, arguments, text, std::index_sequence_for<Values...>());
+          }};
 }
-template <auto Function>
-Entry pure(const char* name, const char* kinds) {
-  return {name, kinds, call<Function>, false, true};
+template <typename Function>
+Entry pure(Function* function, const char* name, const char* kinds) {
+  Entry entry = plain(function, name, kinds);
+  entry.keeps_nothing = true;
+  return entry;
 }
-template <auto Function>
-Entry ends(const char* name, const char* kinds) {
-  return {name, kinds, call<Function>, true};
+template <typename Function>
+Entry ends(Function* function, const char* name, const char* kinds) {
+  Entry entry = plain(function, name, kinds);
+  entry.in_child = true;
+  return entry;
 }
 
 }  // namespace driver

@@ -2,9 +2,9 @@
 
 #include "tests/driver/calls.h"
 
-#define PLAIN(function, kinds) plain<&function>(#function, kinds),
-#define PURE(function, kinds) pure<&function>(#function, kinds),
-#define ENDS(function, kinds) ends<&function>(#function, kinds),
+#define PLAIN(function, kinds) plain(&function, #function, kinds),
+#define PURE(function, kinds) pure(&function, #function, kinds),
+#define ENDS(function, kinds) ends(&function, #function, kinds),
 
 std::vector<driver::Entry> driver::table_calls() {
   return {

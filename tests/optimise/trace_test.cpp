@@ -7,15 +7,16 @@
 #include <cmath>
 #include <cstdio>
 #include <functional>
-#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tests/support/matches.h"
 #include "tests/support/printed.h"
 
 namespace {
 
+using test_support::matches;
 using test_support::printed;
 using Along = std::function<double(double t, double& slope)>;
 
@@ -148,7 +149,7 @@ TEST(LineTrace, Extrapolates) {
 
 // Wherever the last extrapolation went: beyond the right end.
 TEST(LineTrace, DoublesOutwards) {
-  const std::regex doubling("by doubling\nsuggested l is (\\S+), from \\S+ and (\\S+),");
+  const std::string doubling = "by doubling\nsuggested l is ([^ \n]+), from [^ \n]+ and ([^ \n]+),";
   int doubled = 0;
   for (double w = 1; w < 40; w += 0.1) {
     const auto ripples = [w](double t, double& slope) {
@@ -156,8 +157,8 @@ TEST(LineTrace, DoublesOutwards) {
       return -t + 0.3 / w * std::sin(w * t);
     };
     const std::string text = search(ripples, 0.1, 12).text;
-    for (std::sregex_iterator match(text.begin(), text.end(), doubling); match != std::sregex_iterator(); ++match) {
-      EXPECT_GT(std::stod((*match)[1]), std::stod((*match)[2]));
+    for (const test_support::Groups& match : test_support::all_matches(text, doubling)) {
+      EXPECT_GT(std::stod(match[1]), std::stod(match[2]));
       ++doubled;
     }
   }
@@ -174,10 +175,10 @@ TEST(LineTrace, TriesTheAlternative) {
   const Searched plain = search(wave, step);
   const Searched alternative = search(wave, step, 0, 1);
   EXPECT_FALSE(has(plain.text, "alternative"));
-  EXPECT_TRUE(std::regex_search(
-      alternative.text,
-      std::regex("negative gradient: extrapolating with an alternative: step=\\S+\nsuggested l is \\S+, from \\S+ and "
-                 "\\S+, \\S+\nalternative f is \\S+ compared to \\S+, \\S+ \\S+ \\S+\nnew f is")));
+  EXPECT_TRUE(
+      matches(alternative.text,
+              "negative gradient: extrapolating with an alternative: step=\\S+\nsuggested l is \\S+, from \\S+ and "
+              "\\S+, \\S+\nalternative f is \\S+ compared to \\S+, \\S+ \\S+ \\S+\nnew f is"));
   EXPECT_LE(alternative.value, plain.value);
 }
 
@@ -242,7 +243,7 @@ TEST(MethodTrace, SteepestDescent) {
   EXPECT_EQ(tried, (std::vector<double>{1, -1, 0, 0, 0}));
 }
 
-const std::string kSearch = "(\nIn LineMin_E\n\n(.|\n)*?)";
+const std::string kSearch = "(\nIn LineMin_E\n\n.*)";
 
 TEST(MethodTrace, VectorOnly) {
   const auto run = [](double energy, int limit) {
@@ -261,12 +262,11 @@ TEST(MethodTrace, VectorOnly) {
       formatted("initial value is %f\n", std::cosh(3.0)) + formatted("initial step size is %f\n", 0.5 / std::sinh(3.0));
   std::string text = run(1e-3, 50);
   EXPECT_EQ(text.substr(0, head.size()), head);
-  EXPECT_TRUE(std::regex_match(text.substr(head.size()),
-                               std::regex("(" + kSearch + "(RESET STEP LENGTH!\n" + kSearch + ")?" + iteration +
-                                          ")+converged over last three iterations, total function calls= " +
-                                          std::to_string(tried.size()) + "\n")));
+  EXPECT_TRUE(matches(text.substr(head.size()), "^(" + kSearch + "(RESET STEP LENGTH!\n" + kSearch + ")?" + iteration +
+                                                    ")+converged over last three iterations, total function calls= " +
+                                                    std::to_string(tried.size()) + "\n$"));
   text = run(1e-50, 2);
-  EXPECT_TRUE(std::regex_search(text, std::regex(iteration + "maximum iterations reached= 2\n$")));
+  EXPECT_TRUE(matches(text, iteration + "maximum iterations reached= 2\n$"));
 }
 
 // The ends of the dense method.
@@ -285,34 +285,32 @@ TEST(MethodTrace, Dense) {
   EXPECT_TRUE(has(run(parabola, 1.5, 2, 4),
                   "CONVERGED ALREADY!! VIRTUE OF SUM OF GRADIENTS: overlap volume: 0.250000  grms 1.000000 \n"));
   const Along uphill = [](double t, double& slope) { return slope = -1, t; };
-  EXPECT_TRUE(std::regex_search(
-      run(uphill, 1, 2),
-      std::regex("initial step size is 0.000000, step 0.500000\n\nIn LineMin_E\n(.|\n)*RESET STEP LENGTH!\n\nIn "
-                 "LineMin_E\n(.|\n)*Failed Initial Line Search: overlap volume: 1.000000  grms 1.000000 \n$")));
+  EXPECT_TRUE(matches(run(uphill, 1, 2),
+                      "initial step size is 0.000000, step 0.500000\n\nIn LineMin_E\n.*RESET STEP LENGTH!\n\nIn "
+                      "LineMin_E\n.*Failed Initial Line Search: overlap volume: 1.000000  grms 1.000000 \n$"));
   const Along well = [](double t, double& slope) { return slope = std::sinh(t), std::cosh(t) + 4; };
   std::string text = run(well, 3, 2, 1e-3);
-  EXPECT_TRUE(std::regex_search(
-      text,
-      std::regex("grad converge 0.000[0-9]{3} 0.001000\nsum of grads= 0.[0-9]{6} comp to 1.000000\nCONVERGED VIRTUE "
-                 "OF SUM OF GRADIENTS: overlap volume: 5.000[0-9]{3}  grms 0.0[0-9]{5} \n$")));
   EXPECT_TRUE(
-      std::regex_search(text, std::regex("\niter:    1 fcalls +[0-9]+  fp: +[0-9]+\\.[0-9]{4}  alpha: +[0-9]+\\."
-                                         "[0-9]{4} mod +[0-9]+\\.[0-9]{4} grms: +[0-9]+\\.[0-9]{4}\ngrad conv")));
-  EXPECT_FALSE(std::regex_search(text, std::regex("iter:    1 [^\n]*\nCOMP")));
-  EXPECT_TRUE(
-      std::regex_search(text, std::regex("iter:    2 [^\n]*\nCOMP f,f1,f2 TO ZERO \\(0.000000\\): [0-9. ]+\n")));
+      matches(text,
+              "grad converge 0.000[0-9]{3} 0.001000\nsum of grads= 0.[0-9]{6} comp to 1.000000\nCONVERGED VIRTUE "
+              "OF SUM OF GRADIENTS: overlap volume: 5.000[0-9]{3}  grms 0.0[0-9]{5} \n$"));
+  EXPECT_TRUE(matches(text,
+                      "\niter:    1 fcalls +[0-9]+  fp: +[0-9]+\\.[0-9]{4}  alpha: +[0-9]+\\."
+                      "[0-9]{4} mod +[0-9]+\\.[0-9]{4} grms: +[0-9]+\\.[0-9]{4}\ngrad conv"));
+  EXPECT_FALSE(matches(text, "iter:    1 [^\n]*\nCOMP"));
+  EXPECT_TRUE(matches(text, "iter:    2 [^\n]*\nCOMP f,f1,f2 TO ZERO \\(0.000000\\): [0-9. ]+\n"));
   text = run(well, 3, 2, 1e-50, 1e-2);
   EXPECT_TRUE(has(text, formatted("CONVERGED OVER LAST THREE ITERATIONS, total function calls= %zu\n", tried.size())));
   // The value's rounding is that of its offset; the slope goes on falling.
   text = run([](double t, double& slope) { return slope = std::sinh(t - 1e-3), std::cosh(t - 1e-3) + 1e6; }, 3, 2);
-  EXPECT_TRUE(std::regex_search(
-      text,
-      std::regex(
-          "\nCOMP [^\n]*\nreset hessian!!!\n(.|\n)*CONVERGED VIRTUE 2nd ATTEMPT TO RESET HESSIAN: overlap volume: "
-          "1000001.000000  grms 0.0[0-9]{5} \n$")));
+  EXPECT_TRUE(
+      matches(text,
+
+              "\nCOMP [^\n]*\nreset hessian!!!\n.*CONVERGED VIRTUE 2nd ATTEMPT TO RESET HESSIAN: overlap volume: "
+              "1000001.000000  grms 0.0[0-9]{5} \n$"));
   // Concave at first.
   text = run([](double t, double& slope) { return slope = -2 * t * std::exp(-t * t), std::exp(-t * t); }, 0.1, 2);
-  EXPECT_TRUE(std::regex_search(text, std::regex("Skipped Hessian Update, -?[0-9.e+-]+ < [0-9.e+-]+\n")));
+  EXPECT_TRUE(matches(text, "Skipped Hessian Update, -?[0-9.e+-]+ < [0-9.e+-]+\n"));
 }
 
 }  // namespace

@@ -5,10 +5,10 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <regex>
 #include <string>
 #include <vector>
 
+#include "tests/support/matches.h"
 #include "tests/support/run.h"
 
 namespace {
@@ -91,14 +91,13 @@ TEST(Pages, ShowTheirProgramsAndWhatThesePrint) {
     }
     SCOPED_TRACE(entry.path().filename().string());
     const std::string page = read_file(entry.path().string());
-    const std::regex named("`examples/([a-z_]+)\\.c`");
-    std::smatch name;
-    ASSERT_TRUE(std::regex_search(page, name, named)) << "names no program";
+    const Groups name = first_match(page, "`examples/([a-z_]+)\\.c`");
+    ASSERT_FALSE(name.empty()) << "names no program";
     const ScratchDirectory scratch;
     const RunResult result =
-        run({"/bin/sh", "-c", "exec \"$0\" \"$1\" 2>&1", kPrograms + "/example_" + name[1].str(), scratch.path("out")});
+        run({"/bin/sh", "-c", "exec \"$0\" \"$1\" 2>&1", kPrograms + "/example_" + name[1], scratch.path("out")});
     EXPECT_EQ(result.status, 0) << result.out;
-    const Lines source = trimmed_lines_of(read_file(kSource + "/examples/" + name[1].str() + ".c"));
+    const Lines source = trimmed_lines_of(read_file(kSource + "/examples/" + name[1] + ".c"));
     const Lines output = trimmed_lines_of(result.out);
     const Blocks blocks = blocks_of(page);
     EXPECT_FALSE(blocks.output.empty());
@@ -115,7 +114,6 @@ TEST(Pages, ShowTheirProgramsAndWhatThesePrint) {
 
 // Every link of a page leads to a page or a file that is there.
 TEST(Pages, LinkToWhatIsThere) {
-  const std::regex link("\\]\\(([^)#:]+)\\)");
   for (const std::string file : {"README.md", "CONTRIBUTING.md", "docs"}) {
     const std::filesystem::path root = kSource + "/" + file;
     std::vector<std::filesystem::path> pages{root};
@@ -124,8 +122,8 @@ TEST(Pages, LinkToWhatIsThere) {
     }
     for (const std::filesystem::path& page : pages) {
       const std::string text = page.extension() == ".md" ? read_file(page.string()) : "";
-      for (std::sregex_iterator it(text.begin(), text.end(), link), end; it != end; ++it) {
-        EXPECT_TRUE(std::filesystem::exists(page.parent_path() / (*it)[1].str())) << page << ": " << (*it)[1];
+      for (const Groups& link : all_matches(text, "]\\(([^)#:]+)\\)")) {
+        EXPECT_TRUE(std::filesystem::exists(page.parent_path() / link[1])) << page << ": " << link[1];
       }
     }
   }

@@ -5,11 +5,11 @@
 #include <filesystem>
 #include <iterator>
 #include <map>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "tests/support/matches.h"
 #include "tests/support/run.h"
 
 namespace {
@@ -54,16 +54,15 @@ class Exports : public testing::TestWithParam<Library> {
   // The names that the headers mark, each with the line above its declaration.
   static std::multimap<std::string, std::string> declared() {
     std::multimap<std::string, std::string> names;
-    const std::regex declaration("^(?:extern )?NX_API [^(;]*?(\\w+)(?:\\(|\\[|;).*");
+    const std::string declaration = "^(extern )?NX_API ([^([;]*[^([;[:alnum:]_])?([[:alnum:]_]+)[([;]";
     for (const auto& entry : std::filesystem::recursive_directory_iterator(kSource + "/" + GetParam().name)) {
       if (entry.path().extension() != ".h") {
         continue;
       }
       std::string above;
       for (const std::string& line : lines_of(read_file(entry.path().string()))) {
-        std::smatch found;
-        if (std::regex_match(line, found, declaration)) {
-          names.emplace(found[1], above);
+        if (const Groups found = first_match(line, declaration); !found.empty()) {
+          names.emplace(found[3], above);
         }
         above = line;
       }
@@ -91,9 +90,10 @@ TEST_P(Exports, TheSonameIsTheMajorVersionAndOnlyKnownLibrariesAreNeeded) {
   Names lines =
       printed_by("readelf -dW '" + binary() + "' | sed -n 's/.*(\\(SONAME\\|NEEDED\\)).*\\[\\(.*\\)]/\\1 \\2/p'");
   EXPECT_EQ(lines.count("SONAME lib" + GetParam().name + ".so." NXBRIO_VERSION_MAJOR), 1U);
-  const std::regex known("SONAME .*|NEEDED ((libstdc\\+\\+|libm|libgcc_s|libc|ld-linux.*|lib(a|ub|t|l)san)\\.so.*|" +
-                         GetParam().needed + ")");
-  std::erase_if(lines, [&](const std::string& line) { return std::regex_match(line, known); });
+  const std::string known =
+      "^(SONAME .*|NEEDED ((libstdc\\+\\+|libm|libgcc_s|libc|ld-linux.*|lib(a|ub|t|l)san)\\.so.*|" + GetParam().needed +
+      "))$";
+  std::erase_if(lines, [&](const std::string& line) { return matches(line, known); });
   EXPECT_EQ(lines, Names{});
 }
 
@@ -109,7 +109,7 @@ TEST_P(Exports, EveryNameIsDeclaredListedAndCommented) {
                                              (symbol.starts_with("_Z") && symbol.find(n) != std::string::npos);
                                     }))
         << name << " is not listed";
-    EXPECT_TRUE(std::regex_search(above, std::regex("^ *// (?!----)"))) << name << " stands below: " << above;
+    EXPECT_TRUE(matches(above, "^ *// ") && !matches(above, "^ *// ----")) << name << " stands below: " << above;
   }
   for (const std::string& symbol : symbols) {
     EXPECT_TRUE(symbol.starts_with("_Z") || names.contains(symbol)) << symbol << " is exported and not declared";

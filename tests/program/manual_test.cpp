@@ -3,12 +3,11 @@
 
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/matches.h"
 #include "tests/support/nxbrio.h"
 
 namespace {
@@ -31,22 +30,22 @@ void PrintTo(const Command& command, std::ostream* out) {
 std::set<std::string> commands() {
   std::set<std::string> names;
   bool listed = false;
-  std::smatch match;
   for (const std::string& line : lines_of(nxbrio({"--help"}).out)) {
     listed = listed || line == "Subcommands:";
-    if (listed && std::regex_search(line, match, std::regex("^  ([a-z]+) "))) {
+    if (const Groups match = first_match(line, "^  ([a-z]+) "); listed && !match.empty()) {
       names.insert(match[1]);
     }
   }
   return names;
 }
 
-// Brackets and dots say how often; the page has them elsewhere.
+// The names of arguments, without the brackets and dots of --help and the macros of the page that say how often.
 std::string plain(const std::string& arguments) {
-  std::istringstream words(std::regex_replace(arguments, std::regex("[\\[\\]]|\\.\\.\\."), " "));
   std::string result;
-  for (std::string word; words >> word;) {
-    result += (result.empty() ? "" : " ") + word;
+  for (const Groups& word : all_matches(arguments, "[^] .[]+")) {
+    if (word[0] != "Ar" && word[0] != "Op") {
+      result += (result.empty() ? "" : " ") + word[0];
+    }
   }
   return result;
 }
@@ -54,7 +53,6 @@ std::string plain(const std::string& arguments) {
 // What --help tells of a command, or of the program when the name is empty.
 Command of_help(const std::string& name) {
   Command command;
-  std::smatch match;
   std::vector<std::string> arguments{"--help"};
   if (!name.empty()) {
     arguments.insert(arguments.begin(), name);
@@ -62,10 +60,11 @@ Command of_help(const std::string& name) {
   const RunResult help = nxbrio(arguments);
   EXPECT_EQ(help.status, 0);
   for (const std::string& line : lines_of(help.out)) {
-    if (std::regex_search(line, match, std::regex("^  ((?:-.,)?--[a-z-]+)((?: [A-Z]+)*)(?: \\.\\.\\.)?(?:  |$)"))) {
-      command.options[match[1]] = plain(match[2]);
-    } else if (std::regex_search(line, match, std::regex("^Usage: nxbrio [a-z]+ \\[OPTIONS\\] (.*)$"))) {
-      command.files = plain(match[1]);
+    if (const Groups option = first_match(line, "^  ((-.,)?--[a-z-]+)(( [A-Z]+)*)( \\.\\.\\.)?(  |$)");
+        !option.empty()) {
+      command.options[option[1]] = plain(option[3]);
+    } else if (const Groups usage = first_match(line, "^Usage: nxbrio [a-z]+ \\[OPTIONS\\] (.*)$"); !usage.empty()) {
+      command.files = plain(usage[1]);
     }
   }
   return command;
@@ -75,18 +74,14 @@ Command of_help(const std::string& name) {
 std::map<std::string, Command> of_page() {
   std::map<std::string, Command> page;
   std::string name;
-  std::smatch match;
   for (const std::string& line : lines_of(read_file(NXBRIO_SOURCE_DIR "/apps/nxbrio/nxbrio.1"))) {
-    if (std::regex_search(line, match, std::regex("^\\.Ss nxbrio ([a-z]+)(.*)$"))) {
-      name = match[1];
-      page[name].files = plain(std::regex_replace(match[2].str(), std::regex("\\b(Ar|Op)\\b"), ""));
-    } else if (std::regex_search(line, match,
-                                 std::regex("^\\.It (?:Fl (.) , )?Fl Fl ([a-z-]+)(?: Ar ((?:[A-Z]+ ?)+))?$"))) {
-      std::string option = match[1].matched ? "-?,--" : "--";
-      if (match[1].matched) {
-        option[1] = *match[1].first;
-      }
-      page[name].options[option.append(match[2].str())] = match[3];
+    if (const Groups heading = first_match(line, "^\\.Ss nxbrio ([a-z]+)(.*)$"); !heading.empty()) {
+      name = heading[1];
+      page[name].files = plain(heading[2]);
+    } else if (const Groups item = first_match(line, "^\\.It (Fl (.) , )?Fl Fl ([a-z-]+)( Ar (([A-Z]+ ?)+))?$");
+               !item.empty()) {
+      const std::string brief = item[2].empty() ? "" : "-" + item[2] + ",";
+      page[name].options[brief + "--" + item[3]] = item[5];
     }
   }
   return page;
@@ -158,11 +153,11 @@ TEST(Completion, OffersWhatTheHelpTells) {
     ASSERT_NE(start, std::string::npos);
     const std::string line = help.substr(start, help.find('[', start) - start);
     std::set<std::string> told;
-    const std::regex word("([a-z_0-9]+)(?=,| or | $)|or ([a-z]+)");
-    for (std::sregex_iterator it(line.begin(), line.end(), word), end; it != end; ++it) {
-      told.insert((*it)[1].matched ? (*it)[1] : (*it)[2]);
+    for (const Groups& words : all_matches(line, "([a-z_0-9]+)(,| $| or ([a-z]+))")) {
+      told.insert(words[1]);
+      told.insert(words[3]);
     }
-    told.erase("from");
+    told.erase("");
     EXPECT_EQ(offered(scratch, {"convert", option, ""}), told) << line;
     EXPECT_EQ(offered(scratch, {"convert", brief, ""}), told);
   }
