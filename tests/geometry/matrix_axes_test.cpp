@@ -3,7 +3,8 @@
 #include <nxbriochem/geometry/roots.h>
 #include <nxbriochem/geometry/symmetric3.h>
 
-#include <Eigen/Dense>
+#include <Eigen/Geometry>
+#include <Eigen/Jacobi>
 
 #include <tests/support/printed.h>
 #include <algorithm>

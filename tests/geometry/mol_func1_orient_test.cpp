@@ -99,12 +99,12 @@ struct ExactFrame {
     points = exact(xyz);
     centre = centre_of(points, weights);
     points.colwise() -= centre;
-    second_moments = points * weights.asDiagonal() * points.transpose();
+    second_moments = test_support::second_moments_of(points, weights);
   }
 
   // Descending.
   std::array<double, 3> moments() const {
-    const ExactVector squares = exact_eigenvalues<3>(second_moments) / count;
+    const ExactVector squares = exact_eigenvalues(second_moments) / count;
     std::array<double, 3> out{};
     std::transform(squares.begin(), squares.end(), out.rbegin(),
                    [](long double x) { return static_cast<double>(std::sqrt(std::fabs(x))); });

@@ -47,7 +47,8 @@ Eigen::Matrix3d random_rotation(Random& random) {
 Points moved(const Points& points, const Eigen::Matrix3d& r, double shift) {
   Points out(points.size());
   Eigen::Matrix3Xf::Map(out.data(), 3, count(points)) =
-      ((r * Eigen::Matrix3Xf::Map(points.data(), 3, count(points)).cast<double>()).array() + shift).cast<float>();
+      (r.lazyProduct(Eigen::Matrix3Xf::Map(points.data(), 3, count(points)).cast<double>()).array() + shift)
+          .cast<float>();
   return out;
 }
 

@@ -2,7 +2,8 @@
 #ifndef NXBRIOCHEM_TESTS_SUPPORT_SYMMETRIC_MATRICES_H
 #define NXBRIOCHEM_TESTS_SUPPORT_SYMMETRIC_MATRICES_H
 
-#include <Eigen/Dense>
+#include <Eigen/Core>
+#include <algorithm>
 #include <cstddef>
 #include <random>
 #include <vector>
@@ -44,6 +45,8 @@ Square<T> random_symmetric(std::mt19937& random, int n) {
   return a;
 }
 
+// In long double. What is done with them is compiled once, in the source: Eigen's products and decompositions take
+// long.
 using ExactSquare = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
 
 template <class T>
@@ -58,28 +61,20 @@ ExactSquare exact_square(const Square<T>& a) {
   return exact_square(a.elements, a.n);
 }
 
-inline long double largest_element(const ExactSquare& a) { return a.cwiseAbs().maxCoeff<Eigen::PropagateNaN>(); }
+ExactSquare product(const ExactSquare& a, const ExactSquare& b);
+
+// Ascending; the lower triangle is read.
+std::vector<long double> eigenvalues_of(const ExactSquare& a);
+
+// NaN if an element is.
+long double largest_element(const ExactSquare& a);
 
 // The largest element of V^T V - I.
-inline long double skew_of(const ExactSquare& v) {
-  return largest_element(v.transpose() * v - ExactSquare::Identity(v.rows(), v.cols()));
-}
+long double skew_of(const ExactSquare& v);
 
-// diag(values) turned at random, in long double until the end.
+// diag(values) turned at random and rounded at the end, for float and double.
 template <class T>
-Square<T> with_spectrum(std::mt19937& random, const std::vector<double>& values) {
-  const auto n = static_cast<int>(values.size());
-  const ExactSquare random_matrix = exact_square(random_symmetric<double>(random, n));
-  const ExactSquare q = Eigen::HouseholderQR<ExactSquare>(random_matrix).householderQ();
-  const ExactSquare a = q * Eigen::VectorXd::Map(values.data(), n).cast<long double>().asDiagonal() * q.transpose();
-  Square<T> result(n);
-  for (std::size_t i = 0; i < result.n; ++i) {
-    for (std::size_t j = 0; j <= i; ++j) {
-      result.at(i, j) = result.at(j, i) = static_cast<T>(a(static_cast<Eigen::Index>(i), static_cast<Eigen::Index>(j)));
-    }
-  }
-  return result;
-}
+Square<T> with_spectrum(std::mt19937& random, const std::vector<double>& values);
 
 // In long double, |A| being the largest magnitude of an eigenvalue.
 struct EigenErrors {
@@ -89,13 +84,12 @@ struct EigenErrors {
 };
 
 // The eigenvectors are columns.
+EigenErrors eigen_errors(const ExactSquare& a, const ExactSquare& values, const ExactSquare& v);
 template <class T>
 EigenErrors eigen_errors(const Square<T>& a, const std::vector<T>& values, const ExactSquare& v) {
-  using Vector = Eigen::Matrix<T, Eigen::Dynamic, 1>;
-  const auto l = Vector::Map(values.data(), v.rows()).template cast<long double>().eval();
-  const long double largest = largest_element(l);
-  const ExactSquare error = (exact_square(a) * v - v * l.asDiagonal()) / (largest == 0 ? 1 : largest);
-  return {largest_element(error.colwise().norm()), largest_element(error), skew_of(v)};
+  ExactSquare column(v.rows(), 1);
+  std::copy(values.begin(), values.end(), column.data());
+  return eigen_errors(exact_square(a), column, v);
 }
 
 }  // namespace test_support
