@@ -1,8 +1,9 @@
 // Tracked allocation against malloc and free, at various numbers of live blocks: newest first as single pairs and as
-// whole batches, with and without an old hole in the books, and in random order.
+// whole batches, with and without an old hole in the books, in random order, and in rounds after a peak of live blocks.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/objects/memory.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <numeric>
 #include <random>
@@ -133,10 +134,59 @@ void random_order(benchmark::State& state) {
   release_all<Plain>(plain);
 }
 
+constexpr int kRoundedBlocks = 100000;
+
+// The blocks' places in the order of their release.
+std::vector<std::size_t> release_order(std::size_t n, bool newest_first, std::mt19937& random) {
+  std::vector<std::size_t> order(n);
+  std::iota(order.rbegin(), order.rend(), 0);
+  if (!newest_first) {
+    std::shuffle(order.begin(), order.end(), random);
+  }
+  return order;
+}
+
+template <class Heap>
+void rounds(const std::vector<std::size_t>& wanted, const std::vector<std::vector<std::size_t>>& orders) {
+  std::vector<void*> blocks(orders.front().size());
+  std::size_t at = 0;
+  for (const std::vector<std::size_t>& order : orders) {
+    for (void*& block : blocks) {
+      block = Heap::allocate(wanted[at++ % wanted.size()]);
+    }
+    for (const std::size_t place : order) {
+      Heap::release(blocks[place]);
+    }
+  }
+}
+
+// Blocks are made and freed in rounds, after so many were live at once and were freed in random order.
+void after_peak(benchmark::State& state, bool newest_first) {
+  const auto peak = static_cast<std::size_t>(state.range(0));
+  const auto n = static_cast<std::size_t>(state.range(1));
+  std::mt19937 random(4);
+  const std::vector<void*> tracked = hold<Tracked>(peak);
+  const std::vector<void*> plain = hold<Plain>(peak);
+  for (const std::size_t at : release_order(peak, false, random)) {
+    nx_free(tracked[at]);
+    std::free(plain[at]);
+  }
+  const std::vector<std::size_t> wanted = sizes(1U << 17);
+  std::vector<std::vector<std::size_t>> orders;
+  for (std::size_t made = 0; made < kRoundedBlocks; made += n) {
+    orders.push_back(release_order(n, newest_first, random));
+  }
+  bench::paired(
+      state, static_cast<double>(n * orders.size()), [&] { rounds<Tracked>(wanted, orders); },
+      [&] { rounds<Plain>(wanted, orders); });
+}
+
 BENCHMARK_CAPTURE(newest_pair, no_hole, false)->RangeMultiplier(10)->Range(100, 1000000)->UseManualTime();
 BENCHMARK_CAPTURE(newest_pair, old_hole, true)->RangeMultiplier(10)->Range(100, 1000000)->UseManualTime();
 BENCHMARK_CAPTURE(newest_batch, no_hole, false)->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime();
 BENCHMARK_CAPTURE(newest_batch, old_hole, true)->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime();
+BENCHMARK_CAPTURE(after_peak, newest, true)->ArgsProduct({{100000, 1000000}, {64, 300, 1000}})->UseManualTime();
+BENCHMARK_CAPTURE(after_peak, random, false)->ArgsProduct({{100000, 1000000}, {64, 300, 1000}})->UseManualTime();
 BENCHMARK(random_order)->RangeMultiplier(10)->Range(100, 1000000)->UseManualTime();
 
 }  // namespace

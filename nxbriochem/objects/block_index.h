@@ -1,17 +1,16 @@
-// The tracked allocator's index from a block's address to the slots that may hold it. Not exported.
+// The tracked allocator's index from a block's address to the slots that hold it. Not exported.
 //
-// It holds hints, not facts: a pair is entered when a slot takes an address and never taken out. Whether the slot holds
-// the address still is for the caller's table to say, so a look-up asks a predicate. Pairs gone stale are left behind
-// when the cells are made anew, which they are once they fill. That keeps releasing a block to one look-up, and a block
-// that comes back to the slot and address that it had, the commonest case, finds its pair in place.
+// Open addressing with linear probing; removal shifts later cells back, so there are no tombstones. A cell has 32 hash
+// bits of the address and the slot, not the address itself: whether a slot holds the address is for the caller's table
+// to say, so a look-up asks a predicate.
 #ifndef NXBRIOCHEM_OBJECTS_BLOCK_INDEX_H
 #define NXBRIOCHEM_OBJECTS_BLOCK_INDEX_H
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <cstdlib>
 
-#include <nxbriochem/objects/plain_heap.h>
+#include <nxbriochem/objects/memory.h>
 
 namespace memory {
 
@@ -19,46 +18,43 @@ class BlockIndex {
  public:
   static constexpr int32_t kNone = -1;
 
-  // The cells have no room for another pair: reset and enter what is live.
-  bool full() const { return used_ * 8 >= cells_.size() * 5; }
-
-  // Empties the index and makes room for n pairs and as many again.
-  void reset(std::size_t n) {
-    std::size_t cells = kFirstSize;
-    while (cells < 3 * n) {
-      cells *= 2;
+  // Enters a pair that is not in the index yet.
+  void insert(const void* block, int32_t slot) {
+    if ((used_ + 1) * (count_ < kLargeCount ? 4 : 2) > count_) {
+      resize(count_ == 0 ? kFirstCount : 2 * count_);
     }
-    cells_.assign(cells, 0);
-    used_ = 0;
-    mask_ = cells - 1;
-    shift_ = 32 - static_cast<unsigned>(__builtin_ctzll(cells));
+    place(cell(tag(block), slot));
   }
 
-  void clear() {
-    Cells().swap(cells_);
-    used_ = 0;
-  }
-
-  // Enters a pair, unless it is there.
-  void enter(const void* block, int32_t slot) {
+  // Removes a pair that is in the index.
+  void erase(const void* block, int32_t slot) {
     const uint64_t pair = cell(tag(block), slot);
-    std::size_t at = home(tag(block));
-    while (cells_[at] != 0 && cells_[at] != pair) {
-      at = (at + 1) & mask_;
+    std::size_t hole = home(pair);
+    while (cells_[hole] != pair) {
+      hole = (hole + 1) & mask_;
     }
-    used_ += static_cast<std::size_t>(cells_[at] == 0);
-    cells_[at] = pair;
+    for (std::size_t at = (hole + 1) & mask_; cells_[at] != 0; at = (at + 1) & mask_) {
+      if (((at - home(cells_[at])) & mask_) >= ((at - hole) & mask_)) {
+        cells_[hole] = cells_[at];
+        hole = at;
+      }
+    }
+    cells_[hole] = 0;
+    --used_;
+    if (count_ > kFirstCount && used_ * 32 < count_) {
+      resize(count_ / 4);  // a program past its peak has a small index again
+    }
   }
 
   // The highest slot entered for the block of which `holds(slot)` is true, or kNone.
   template <class Holds>
   int32_t find_highest(const void* block, Holds holds) const {
-    if (cells_.empty()) {
+    if (used_ == 0) {
       return kNone;
     }
     const uint32_t wanted = tag(block);
     int32_t found = kNone;
-    for (std::size_t at = home(wanted); cells_[at] != 0; at = (at + 1) & mask_) {
+    for (std::size_t at = home(cell(wanted, 0)); cells_[at] != 0; at = (at + 1) & mask_) {
       if (static_cast<uint32_t>(cells_[at] >> 32) == wanted) {
         const auto slot = static_cast<int32_t>(static_cast<uint32_t>(cells_[at]) - 1);
         if (slot > found && holds(slot)) {
@@ -69,21 +65,61 @@ class BlockIndex {
     return found;
   }
 
- private:
-  using Cells = std::vector<uint64_t, objects::PlainHeap<uint64_t>>;
+  void clear() {
+    std::free(cells_);
+    *this = {};
+  }
 
-  static constexpr std::size_t kFirstSize = 1024;
+ private:
+  static constexpr std::size_t kFirstCount = 1024;
+  // From here up a cell is a cache miss, and half of them are used. Below, a quarter is: a pair is then mostly in its
+  // home cell, and the branches are predicted.
+  static constexpr std::size_t kLargeCount = std::size_t{1} << 16;
 
   // Fibonacci hashing; the high bits of the tag choose the cell.
   static uint32_t tag(const void* block) {
     return static_cast<uint32_t>(((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15U) >> 32);
   }
   static uint64_t cell(uint32_t tag, int32_t slot) {
-    return (static_cast<uint64_t>(tag) << 32) | static_cast<uint32_t>(slot + 1);
+    return (static_cast<uint64_t>(tag) << 32) | (static_cast<uint32_t>(slot) + 1);
   }
-  std::size_t home(uint32_t tag) const { return tag >> shift_; }
+  std::size_t home(uint64_t cell) const { return static_cast<std::size_t>(cell >> shift_); }
 
-  Cells cells_;  // tag and slot + 1; 0 is an empty cell
+  void place(uint64_t pair) {
+    std::size_t at = home(pair);
+    while (cells_[at] != 0) {
+      at = (at + 1) & mask_;
+    }
+    cells_[at] = pair;
+    ++used_;
+  }
+
+  // To shrink is no need: where there is no memory for it, the cells stay as they are.
+  void resize(std::size_t count) {
+    auto* fresh = static_cast<uint64_t*>(std::calloc(count, sizeof(uint64_t)));
+    if (fresh == nullptr) {
+      if (count < count_) {
+        return;
+      }
+      out_of_memory(static_cast<int64_t>(count * sizeof(uint64_t)));
+    }
+    uint64_t* const old = cells_;
+    const std::size_t old_count = count_;
+    cells_ = fresh;
+    count_ = count;
+    used_ = 0;
+    mask_ = count - 1;
+    shift_ = 64 - static_cast<unsigned>(__builtin_ctzll(count));
+    for (std::size_t at = 0; at < old_count; ++at) {
+      if (old[at] != 0) {
+        place(old[at]);
+      }
+    }
+    std::free(old);
+  }
+
+  uint64_t* cells_ = nullptr;  // 0: an empty cell
+  std::size_t count_ = 0;
   std::size_t used_ = 0;
   std::size_t mask_ = 0;
   unsigned shift_ = 0;

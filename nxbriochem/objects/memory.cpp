@@ -1,16 +1,16 @@
-// The books are three parallel arrays with a stack of freed slots. Every look-up is defined as a scan from the newest
-// slot down that takes the first slot with the block's address. The same answer comes without scanning, in this order:
+// The books are three parallel arrays with a stack of freed slots. A look-up is defined as a scan from the newest slot
+// down that takes the first slot with the block's address. The same answer comes without scanning, in this order:
 //
-// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the answer. It is
-//   while blocks are freed newest first.
-// - `known_block` and `known_slot` are the last answer of the index. A block that is freed and comes back to its slot
-//   is known still, as one that takes an old hole over and over.
-// - An index from addresses to slots has the rest. Slots from `indexed_end` up are not in it; they are entered when a
-//   look-up gets as far as the index, so blocks that are freed newest first never are.
+// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the answer. Blocks
+//   that are freed newest first are found there.
+// - `known` is the last answer of the index. Its pair stays in the index when the block is freed, until another answer
+//   takes its place: a block that is freed and comes back to its slot costs the index nothing.
+// - An index from addresses to slots has the rest. It holds the blocks of all slots below `indexed_end`; those from
+//   there up are entered when a look-up gets as far as the index. Blocks that are freed newest first never are.
 //
-// An address can stand in two slots (a caller frees a block behind the library's back and the heap hands its address
-// out again), and the lenient path of nx_realloc overwrites records and lowers `pnt_num`, which puts the slots from
-// there up out of every scan's sight until they are written again.
+// An address can stand in two slots: a caller frees a block behind the library's back, and the heap hands its address
+// out again. The lenient path of nx_realloc overwrites records and lowers `pnt_num`; the slots from there up are out of
+// every scan's sight until they are written again.
 #include <nxbriochem/objects/memory.h>
 
 #include <sys/types.h>
@@ -44,11 +44,16 @@ constexpr int32_t kFirstCapacity = 1000;
 constexpr int kListsExhaustedStatus = 0;  // not 1: kept on purpose
 constexpr int kOutOfMemoryStatus = 1;
 
+// A block and a slot that it was found in; no block: none.
+struct Known {
+  void* block;
+  int32_t slot;
+};
+
 BlockIndex block_index;
 int32_t top = -1;
 int32_t indexed_end = 0;
-void* known_block = nullptr;
-int32_t known_slot = 0;
+Known known{nullptr, 0};
 
 // How the process ends once memory ran out. The report may want memory that is not there either; then the failure that
 // came first decides all the same.
@@ -69,7 +74,7 @@ char* const* kept_texts[4] = {};
 template <class Item, std::size_t kSize>
 void enter_once(Item (&list)[kSize], Item item) {
   Item* place =
-      std::find_if(std::begin(list), std::end(list), [item](Item known) { return known == nullptr || known == item; });
+      std::find_if(std::begin(list), std::end(list), [item](Item old) { return old == nullptr || old == item; });
   assert(place != std::end(list));
   *place = item;
 }
@@ -96,48 +101,71 @@ void reallocate_lists() {
   pnt_list_size = capacity;
 }
 
-// Enters every slot up to the top that is not in the index yet; all of them anew when its cells are full.
+// Enters the slots that are not in the index yet.
 void complete_index() {
-  if (indexed_end > top && !block_index.full()) {
-    return;
-  }
-  if (block_index.full() || indexed_end == 0) {
-    block_index.reset(static_cast<std::size_t>(top) + 1);
-    indexed_end = 0;
-    known_block = nullptr;
-  }
   for (; indexed_end <= top; ++indexed_end) {
-    if (block_index.full()) {
-      return complete_index();
-    }
     if (pnt_list[indexed_end] != nullptr) {
-      block_index.enter(pnt_list[indexed_end], indexed_end);
+      block_index.insert(pnt_list[indexed_end], indexed_end);
     }
   }
 }
 
-// Writes a record. A slot that is in use (the lenient path does that) loses the block that it held.
+bool known_is_live() { return pnt_list[known.slot] == known.block && known.slot <= top; }
+
+// Takes the place of the last answer. The pair of one that was freed leaves the index.
+void set_known(Known answer) {
+  if (known.block != nullptr && !known_is_live()) {
+    block_index.erase(known.block, known.slot);
+  }
+  known = answer;
+}
+
+// Takes what a slot below `indexed_end` holds out of the index.
+void leave_index(int32_t slot) {
+  if (pnt_list[slot] == nullptr) {
+    return;
+  }
+  block_index.erase(pnt_list[slot], slot);
+  if (known.block == pnt_list[slot] && known.slot == slot) {
+    known.block = nullptr;
+  }
+}
+
+// Makes a slot above the top the top. The slots between hold nothing, so they count as indexed.
+void raise_top(int32_t slot) {
+  if (slot != top + 1) {
+    complete_index();
+    indexed_end = slot;
+  }
+  top = slot;
+}
+
+// Writes a record. A slot that is in use (the lenient path and nx_realloc do that) loses the block that it held.
 void write_slot(int32_t slot, void* block, int64_t size) {
+  const bool is_known = block == known.block;
+  if (slot < indexed_end && pnt_list[slot] != block) {
+    leave_index(slot);
+  } else if (slot < indexed_end) {
+    pnt_size[slot] = static_cast<uint64_t>(size);  // reallocated in place
+    return;
+  }
+  if (is_known && slot == known.slot && slot < indexed_end) {
+    pnt_list[slot] = block;  // back in its slot, and its pair still in the index
+    pnt_size[slot] = static_cast<uint64_t>(size);
+    return;
+  }
+  if (is_known || slot == known.slot) {
+    set_known({nullptr, 0});
+  }
   pnt_list[slot] = block;
   pnt_size[slot] = static_cast<uint64_t>(size);
   if (slot >= pnt_num) {
     return;  // out of sight
   }
   if (slot > top) {
-    top = slot;
-  }
-  if (block == known_block) {
-    if (slot == known_slot) {
-      return;  // back in its place: still known, and its pair still in the index
-    }
-    known_block = nullptr;
-  }
-  if (slot < indexed_end) {
-    if (block_index.full()) {
-      indexed_end = 0;  // the next look-up makes it anew
-    } else {
-      block_index.enter(block, slot);
-    }
+    raise_top(slot);
+  } else if (slot < indexed_end) {
+    block_index.insert(block, slot);
   }
 }
 
@@ -151,7 +179,7 @@ void record(void* block, int64_t size) {
 }
 
 int32_t find_below_top(void* block) {
-  __builtin_prefetch(static_cast<char*>(block) - sizeof(void*), 1);  // what the heap's own books have of it
+  __builtin_prefetch(static_cast<char*>(block) - sizeof(void*), 1);  // the heap's own header, which free() needs
   // Holes at the top are passed over, a few at a time so that a look-up stays O(1).
   for (int passed = 0; top >= 0 && pnt_list[top] == nullptr && passed < 16; ++passed) {
     --top;
@@ -164,8 +192,7 @@ int32_t find_below_top(void* block) {
   const int32_t slot =
       block_index.find_highest(block, [block](int32_t at) { return at <= top && pnt_list[at] == block; });
   if (slot >= 0) {
-    known_block = block;
-    known_slot = slot;
+    set_known({block, slot});
   }
   return slot;
 }
@@ -175,8 +202,8 @@ inline int32_t find_slot(void* block) {
   if (top >= 0 && pnt_list[top] == block) [[likely]] {
     return top;
   }
-  if (block == known_block && known_slot <= top && pnt_list[known_slot] == block) {
-    return known_slot;
+  if (block == known.block && known_is_live()) {
+    return known.slot;
   }
   return find_below_top(block);
 }
@@ -189,6 +216,9 @@ void announce(int64_t size) {
 
 // Takes a block off the books; its memory stands.
 inline void clear_slot(int32_t slot) {
+  if (slot < indexed_end && !(known.slot == slot && known.block == pnt_list[slot])) {
+    leave_index(slot);
+  }
   pnt_list[slot] = nullptr;
   pnt_size[slot] = 0;
   freed_list[last_freed++] = slot;
@@ -211,9 +241,12 @@ void* reallocate_or_exit(void* old, int64_t size) {
 // block, so that a freed slot is taken at the price of the newest slot's going out of sight, or the newest record is
 // lost.
 void record_unknown(void* block, int64_t size) {
-  known_block = nullptr;
+  set_known({nullptr, 0});
   if (last_freed > 0) {
     pnt_num = std::max(pnt_num - 1, 0);
+    if (pnt_num < indexed_end) {
+      leave_index(pnt_num);
+    }
     top = std::min(top, pnt_num - 1);
     indexed_end = std::min(indexed_end, pnt_num);
     write_slot(static_cast<int32_t>(freed_list[--last_freed]), block, size);
@@ -406,7 +439,7 @@ void clear_memory_system(void) {
   block_index.clear();
   top = -1;
   indexed_end = 0;
-  known_block = nullptr;
+  known = {nullptr, 0};
 }
 
 void nx_set_strict_memory_off(void) { nx_strict_memory = 1; }  // crossed on purpose, as the header says
