@@ -1,14 +1,18 @@
 // Handles against the least that could do their work, at growing numbers of live ones: making one against entering a
 // number in a hash map, translating one against a mask and two loads, making and deleting one against the hash map,
 // acquiring and releasing a molecule's handle by object against counts in a hash map. And translating with 16,000 live
-// objects, after many were deleted: handles that are alone in their slot, and all, of which a fifth share slots.
+// objects, after many were deleted: handles that are alone in their slot, and all, of which a fifth share slots. And
+// deleting the oldest of many lists, against the move of the others' bytes.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/molecules/memmgr.h>
+#include <nxbriochem/objects/list_obj.h>
 #include <nxbriochem/objects/obj_man.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -220,7 +224,47 @@ void acquire_and_release(benchmark::State& state) {
   }
 }
 
+// The oldest of n lists is deleted: the others' bytes move down by one list, which callers can see.
+void delete_oldest_list(benchmark::State& state) {
+  constexpr std::size_t kListBytes = 120;
+  constexpr int kDeleted = 1;  // in turn, so that neither finds its bytes in the cache because it has just moved them
+  const auto n = static_cast<std::size_t>(state.range(0));
+  std::vector<int> lists;
+  while (lists.size() < n) {
+    lists.push_back(nx_make_list());
+  }
+  // As large as the registry's array, and grown in its steps: by ten lists at a time.
+  char* bytes = nullptr;
+  const std::size_t size = n * kListBytes;
+  for (std::size_t have = 0; have < size; have += 10 * kListBytes) {
+    bytes = static_cast<char*>(std::realloc(bytes, have + 10 * kListBytes));
+    std::memset(bytes + have, 1, 10 * kListBytes);
+  }
+  std::size_t oldest = 0;
+  bench::paired(
+      state, kDeleted,
+      [&] {
+        for (int k = 0; k < kDeleted; ++k) {
+          nx_delete_list(lists[oldest++]);
+        }
+      },
+      [&] {
+        for (int k = 0; k < kDeleted; ++k) {
+          std::memmove(bytes, bytes + kListBytes, size - kListBytes);
+          benchmark::ClobberMemory();
+        }
+      });
+  std::free(bytes);
+  while (oldest < lists.size()) {
+    nx_delete_list(lists.back());
+    lists.pop_back();
+  }
+}
+
 bool register_growth() {
+  for (const int64_t n : {1000, 10000, 100000}) {
+    benchmark::RegisterBenchmark("delete_oldest_list", delete_oldest_list)->Arg(n)->UseManualTime()->Iterations(100);
+  }
   for (const int64_t n : {100, 1000, 10000, 16000, 100000, 1000000}) {
     if (n == int64_t{kChurned}) {
       benchmark::RegisterBenchmark("translate_churned/alone", translate_churned, true)->UseManualTime();

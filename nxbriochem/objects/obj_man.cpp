@@ -11,6 +11,7 @@
 #include <cstring>
 #include <vector>
 
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/files.h>
 #include <nxbriochem/objects/handle_sequence.h>
@@ -43,25 +44,13 @@ int32_t NX_MONITOR_MAKE = 0;
 
 namespace {
 
-constexpr int kTypes = 256;
-constexpr int kNoType = -1;
-constexpr int kHandleType = 1;
-constexpr int kMoleculeType = 3;
-constexpr int kGridType = 4;
-constexpr int32_t kLastMolecule = -999999999;
-constexpr int32_t kAboveGrids = -1000000000;
+using namespace objects;
+
+constexpr int32_t kAboveGrids = kFirstGrid + 1;
 constexpr int32_t kHandlesIncrement = 1000;
 constexpr int32_t kTooManyHashBits = 30;
 constexpr int kMostRedraws = 1000;
-constexpr int kHashLimitStatus = 107;
-constexpr int kNoUniqueHandleStatus = 108;
 constexpr uint32_t kUnknown = 0xFFFFFFFFU;
-
-// 10 to 13 have no name on purpose.
-constexpr const char* kTypeNames[] = {"UNKNOWN",    "HANDLE",   "LIST",     "MOLECULE", "GRID",    "SURFACE", "LOOKUP",
-                                      "MIRL",       "AREACALC", "OVERLAY",  "UNKNOWN",  "UNKNOWN", "UNKNOWN", "UNKNOWN",
-                                      "ECONSTRUCT", "EMER",     "BINDCALC", "PCCALC",   "ETCALC"};
-static_assert(std::size(kTypeNames) == 19);
 
 struct PrintLevel {
   const char* name;
@@ -131,6 +120,17 @@ void rehash_handles() {
   }
 }
 
+// Slots of the index that are gone over in the time of one record's look-up.
+constexpr std::size_t kSweptPerRecord = 16;
+
+// The positions behind one that was removed become one less, in every slot.
+void move_up(int32_t* list, int32_t removed) {
+  const std::size_t slots = hash_slots();
+  for (std::size_t slot = 0; slot < slots; ++slot) {
+    list[slot] -= static_cast<int32_t>(list[slot] > removed);
+  }
+}
+
 // Takes a handle out of the public index whose record, at `position`, has just been removed. The index is as after a
 // rehash, but only the records behind, which moved up, are entered anew.
 void leave_index(int32_t handle, int32_t position) {
@@ -154,20 +154,28 @@ void leave_index(int32_t handle, int32_t position) {
     HandleHash[slot] = before;
     update_lone_position(slot);
   }
-  for (int32_t i = position; i < HandlesNum; ++i) {
-    const int32_t moved = slot_of(Handles[i].handle);
-    HandleHash[moved] = i;
-    update_lone_position(moved);
+  const int32_t behind = HandlesNum - position;
+  if (static_cast<std::size_t>(behind) * kSweptPerRecord < hash_slots()) {
+    for (int32_t i = position; i < HandlesNum; ++i) {
+      const int32_t moved = slot_of(Handles[i].handle);
+      HandleHash[moved] = i;
+      update_lone_position(moved);
+    }
+  } else {
+    move_up(HandleHash, position);
+    move_up(lone_positions, position);
   }
 }
 
 // Removes a record. Those behind it were made later, and so the objects of its type among them stood behind its own.
 void remove_record(int32_t position) {
   const Handle removed = Handles[position];
-  std::move(Handles + position + 1, Handles + HandlesNum, Handles + position);
   HandlesNum -= 1;
-  for (int32_t i = position; i < HandlesNum; ++i) {
-    Handles[i].index -= static_cast<int32_t>(Handles[i].type == removed.type);
+  std::memmove(Handles + position, Handles + position + 1,
+               static_cast<std::size_t>(HandlesNum - position) * sizeof(Handle));
+  Handle* const end = Handles + HandlesNum;
+  for (Handle* record = Handles + position; record != end; ++record) {
+    record->index -= static_cast<int32_t>(record->type == removed.type);
   }
   positions.close_gap(removed.handle, position, HandlesNum, [](int32_t i) { return Handles[i].handle; });
   leave_index(removed.handle, position);
@@ -215,7 +223,7 @@ void grow_index() {
   HashBitNum += 1;
   if (HashBitNum == kTooManyHashBits) {
     std::puts("Hash Tables cant be resized past 2**30!\nSorry");
-    std::exit(kHashLimitStatus);
+    std::exit(kHashLimit);
   }
   const auto bytes = static_cast<int64_t>(sizeof(int32_t)) << HashBitNum;
   // The old arrays stay valid below the old mask until the new ones are in place.
@@ -270,7 +278,7 @@ void make_room_for_object(Type& type) {
 int32_t draw_handle() {
   const auto taken = [](int32_t handle) { return find_record(handle) != nullptr; };
   return static_cast<int32_t>(
-      sequence.draw_unique(taken, kMostRedraws, "1000 attempts to find unique handle failed", kNoUniqueHandleStatus));
+      sequence.draw_unique(taken, kMostRedraws, "1000 attempts to find unique handle failed", kNoUniqueHandle));
 }
 
 // Enters the new handle, whose record comes next, under the index as it is, and then grows the index if need be.
@@ -286,10 +294,6 @@ void enter_in_index(int32_t handle) {
     absent_slot = slot_of(handle);
     update_lone_position(absent_slot);
   }
-}
-
-const char* name_of_type(int type) {
-  return static_cast<unsigned>(type) < std::size(kTypeNames) ? kTypeNames[type] : "UNKNOWN";
 }
 
 // An array with less room than objects is that of a type that was registered late: its objects have no bytes yet.

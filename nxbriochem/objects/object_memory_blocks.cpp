@@ -1,4 +1,4 @@
-// Blocks: allocation, release, entries and pads.
+// Blocks: allocation, release and pads.
 //
 // A block with pads is low pad, caller's bytes, high pad in one heap block. A pad is not filled: what the heap left in
 // it is copied to the table's pack store and compared later. The store only ever grows; an entry's seeds say where its
@@ -8,13 +8,16 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/object_memory_store.h>
 #include <nxbriochem/objects/object_memory_tables.h>
 
 namespace object_memory {
 namespace {
 
+constexpr int32_t kPackUnit = 100;
 constexpr int kDrawsPerPackUnit = 25;
 
 int32_t allocation_serial = 0;
@@ -141,33 +144,31 @@ void save_pads(Table& table, Entry& entry) {
   entry.high_seed = save_pad(table, bytes + entry.used, entry.high_pad);
 }
 
-void adjust_total(Table& table, int64_t difference) {
-  table.total = static_cast<int32_t>(static_cast<uint32_t>(table.total) + static_cast<uint32_t>(difference));
-}
-
 void set_block(Table& table, Entry& entry, void* block, const Request& request) {
   adjust_total(table, request.bytes - entry.allocated);
   entry.block = block;
-  entry.pointer = static_cast<unsigned char*>(block) + request.low_pad;
+  set_pointer(table, entry, static_cast<unsigned char*>(block) + request.low_pad);
   entry.allocated = static_cast<int32_t>(request.bytes);
   entry.used = entry.allocated;
   entry.element_size = request.element_size;
   entry.low_pad = request.low_pad;
   entry.high_pad = request.high_pad;
   entry.pads_stand = true;
-  set_name(entry, request.name);
+  set_name(table, entry, request.name);
   save_pads(table, entry);
 }
 
-void new_block(Table& table, const Request& request, void* old, int handle) {
+Entry& new_block(Table& table, const Request& request, void* old, int handle) {
   void* block = request.mode == kCalloc ? std::calloc(at_least_one(request.total()), 1)
                                         : std::malloc(at_least_one(request.total()));
   if (block == nullptr) {
     request.exhausted(true);
   }
+  close_gaps(table);
   Entry& entry = append_entry(table, handle);
   entry.initial_pointer = old;
   set_block(table, entry, block, request);
+  return entry;
 }
 
 // Moves the caller's bytes when the low pad before them changed size.
@@ -187,18 +188,15 @@ void* reallocate_block(const Entry& entry, const Request& request) {
   return block;
 }
 
-void warn_of_duplicate(const Table& table, const Entry& entry) {
-  const bool duplicate = std::any_of(table.entries, table.entries + table.count, [&entry](const Entry& other) {
-    return &other != &entry && other.pointer == entry.pointer;
-  });
-  if (!duplicate) {
+void warn_of_duplicate(Table& table, const Entry& entry) {
+  if (find_pointer(table, entry.pointer).second == nullptr) {
     return;
   }
   std::printf("WARNING! system has duplicated an active table pointer! %s \n", entry.name);
   std::printf("The table is now corrupted!! %d\n", table.handle);
-  for (int32_t i = 0; i < table.count; ++i) {
-    std::printf("%d %p %p\n", i, table.entries[i].pointer, table.entries[i].initial_pointer);
-  }
+  each_entry(table, [](const Entry& other, int32_t number) {
+    std::printf("%d %p %p\n", number, other.pointer, other.initial_pointer);
+  });
   std::printf("%s \n", entry.name);
 }
 
@@ -243,7 +241,7 @@ bool accept_unknown(const Table& table, const char* name) {
     return false;
   }
   std::printf("Exiting program.\n");
-  std::exit(kUnknownPointerStatus);
+  std::exit(objects::kUnknownPointer);
 }
 
 void report_allocation(const Table& table, const Entry& entry) {
@@ -255,29 +253,15 @@ void report_allocation(const Table& table, const Entry& entry) {
 
 }  // namespace
 
-void set_name(Entry& entry, const char* name) {
-  name = name == nullptr ? "" : name;
-  // Filled with zeros behind the name: a saved table has the whole field.
-  std::memset(entry.name, 0, sizeof entry.name);
-  std::memcpy(entry.name, name, strnlen(name, kNameSize));
-}
-
 Entry* find_entry(Table& table, const void* pointer) {
-  Entry* found = nullptr;
-  for (int32_t i = 0; i < table.count; ++i) {
-    Entry& entry = table.entries[i];
-    if (entry.pointer != pointer || pointer == nullptr) {
-      continue;
-    }
-    if (found != nullptr) {
-      std::printf("WARNING: Possible corruption of memory table.\n");
-      std::printf("The pointer checked has the same pointer value as: %s\n", entry.name);
-      std::printf("FIX this bug!!!\n");
-      std::exit(kDuplicatePointerStatus);
-    }
-    found = &entry;
+  const Found found = find_pointer(table, pointer);
+  if (found.second != nullptr) {
+    std::printf("WARNING: Possible corruption of memory table.\n");
+    std::printf("The pointer checked has the same pointer value as: %s\n", found.second->name);
+    std::printf("FIX this bug!!!\n");
+    std::exit(objects::kDuplicatePointer);
   }
-  return found;
+  return found.first;
 }
 
 Entry* find_entry_or_say(int handle, const void* pointer, const char* message) {
@@ -289,40 +273,27 @@ Entry* find_entry_or_say(int handle, const void* pointer, const char* message) {
   return entry;
 }
 
-Entry& append_entry(Table& table, int owner) {
-  if (table.count >= table.capacity) {
-    table.capacity += kEntriesIncrement;
-  }
-  if (table.count >= table.room) {
-    table.room = table.count + kEntriesIncrement;
-    void* grown = std::realloc(table.entries, sizeof(Entry) * static_cast<std::size_t>(table.room));
-    if (grown == nullptr) {
-      exit_out_of_memory("out of memory mallocing the memory table entries!\n");
-    }
-    table.entries = static_cast<Entry*>(grown);
-  }
-  Entry& entry = table.entries[table.count++];
-  entry = Entry{};
-  entry.owner = owner;
-  return entry;
+void adjust_total(Table& table, int64_t difference) {
+  table.total = static_cast<int32_t>(static_cast<uint32_t>(table.total) + static_cast<uint32_t>(difference));
 }
 
-void remove_entry(Table& table, int32_t index) {
-  std::move(table.entries + index + 1, table.entries + table.count, table.entries + index);
-  table.count -= 1;
+void check_before_release(Table& table) {
+  if (table.auto_check == 2 || table.auto_check == 3) {
+    check_bounds_silently(table);
+  }
 }
 
-void free_contents(Table& table) {
-  for (int32_t i = 0; i < table.count; ++i) {
-    std::free(table.entries[i].block);
+void release(Table& table, Entry& entry) {
+  const int32_t allocated = entry.allocated;
+  if (allocated < 1) {
+    std::printf("NOTE: nxi_free found pointer %s already had zero associated memory\n", entry.name);
   }
-  std::free(table.entries);
-  std::free(table.pack);
-  table.entries = nullptr;
-  table.pack = nullptr;
-  table.count = 0;
-  table.capacity = 0;
-  table.room = 0;
+  std::free(entry.block);  // null for a block of no bytes that was made elsewhere
+  adjust_total(table, -static_cast<int64_t>(allocated));
+  if (table.print_flag != 0) {
+    std::printf("free_Z: %s nxi_freed %d bytes, total memory allocated=  %d\n", entry.name, allocated, table.total);
+  }
+  remove_entry(table, entry);
 }
 
 void* malloc_Z(int handle, Mode mode, int element_size, void* old, int count, const char* name) {
@@ -352,8 +323,7 @@ void* malloc_Z(int handle, Mode mode, int element_size, void* old, int count, co
     request.exhausted(entry == nullptr);
   }
   if (entry == nullptr) {
-    new_block(*table, request, old, handle);
-    entry = &table->entries[table->count - 1];
+    entry = &new_block(*table, request, old, handle);
   } else if (request.bytes > entry->allocated) {
     grow_block(*table, *entry, request);
   } else {
@@ -380,9 +350,7 @@ void* nxi_free(int handle, void* pointer) {
   if (table == nullptr) {
     return pointer;
   }
-  if (table->auto_check == 2 || table->auto_check == 3) {
-    check_bounds_silently(*table);
-  }
+  check_before_release(*table);
   if (pointer == nullptr) {
     return nullptr;
   }
@@ -392,16 +360,8 @@ void* nxi_free(int handle, void* pointer) {
     std::printf("Too dangerous to free this rogue pointer!\n");
     return pointer;
   }
-  const int32_t allocated = entry->allocated;
-  if (allocated < 1) {
-    std::printf("NOTE: nxi_free found pointer %s already had zero associated memory\n", entry->name);
-  }
-  std::free(entry->block);  // null for a block of no bytes that was made elsewhere
-  adjust_total(*table, -static_cast<int64_t>(allocated));
-  if (table->print_flag != 0) {
-    std::printf("free_Z: %s nxi_freed %d bytes, total memory allocated=  %d\n", entry->name, allocated, table->total);
-  }
-  remove_entry(*table, static_cast<int32_t>(entry - table->entries));
+  release(*table, *entry);
+  close_gaps(*table);
   return nullptr;
 }
 

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/object_memory_store.h>
 #include <nxbriochem/objects/object_memory_tables.h>
 #include <nxbriochem/objects/print.h>
 
@@ -65,13 +66,13 @@ int check_bounds(Table& table) {
     std::printf("Checking memory bounds\n");
   }
   int violations = 0;
-  for (int32_t i = 0; i < table.count; ++i) {
-    const int damage = damage_of(table, table.entries[i]);
+  each_entry(table, [&table, &violations](const Entry& entry, int32_t number) {
+    const int damage = damage_of(table, entry);
     if (damage != kIntact) {
-      report_damage(damage, i, table.entries[i]);
+      report_damage(damage, number, entry);
       ++violations;
     }
-  }
+  });
   if (violations > 0) {
     std::printf("Summary: %d bounds violations found\n", violations);
   } else if (!silent) {

@@ -12,6 +12,7 @@
 
 #include <nxbriochem/objects/obj_man_tables.h>
 #include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/object_memory_store.h>
 #include <nxbriochem/objects/object_memory_tables.h>
 
 namespace object_memory {
@@ -45,8 +46,8 @@ constexpr bool holds_1_2_3(const Record& record, const std::array<int32_t Record
 }
 static_assert(kWordSize * (1 + kTableFields.size()) == 52);
 static_assert(kWordSize * 2 + kNameSize + kPointerSize + kWordSize * kEntryFields.size() == 92);
-static_assert(holds_1_2_3(Table{nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, nullptr, 11, 12, 0, 0, 0}, kTableFields));
-static_assert(holds_1_2_3(Entry{nullptr, 0, "", nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, nullptr, false}, kEntryFields));
+static_assert(holds_1_2_3(Table{nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, nullptr, 11, 12, 0, 0, 0, 0, nullptr}, kTableFields));
+static_assert(holds_1_2_3(Entry{nullptr, 0, "", nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, nullptr, false, false}, kEntryFields));
 
 class Writer {
  public:
@@ -170,19 +171,19 @@ bool read_entries(Reader& in, Table& table) {
 
 // Puts a table in the place of what `to` held. Its pack store holds nothing yet; see save_pad.
 void replace(Table& to, Table& from, int table_handle) {
+  free_contents(to);
+  set_table_handle(to, table_handle);
   from.handle = table_handle;
   from.pack = nullptr;
   from.pack_room = 0;
-  free_contents(to);
   to = from;
-  tables_changed();
 }
 
 // Entries and duplicated blocks of a table.
 void copy_entries(const Table& from, Table& to) {
-  for (int32_t i = 0; i < from.count; ++i) {
+  each_entry(from, [&to](const Entry& original, int32_t) {
     Entry& entry = append_entry(to, 0);
-    entry = from.entries[i];
+    entry = original;
     entry.pads_stand = false;
     entry.block = nullptr;
     if (entry.pointer != nullptr) {
@@ -195,7 +196,7 @@ void copy_entries(const Table& from, Table& to) {
       std::memcpy(entry.block, entry.pointer, static_cast<std::size_t>(entry.allocated));
     }
     entry.pointer = entry.block;
-  }
+  });
 }
 
 }  // namespace
@@ -213,15 +214,13 @@ int nxi_write_memory_table(FILE* stream, int handle) {
   for (const auto field : kTableFields) {
     out.word(table->*field);
   }
-  for (int32_t i = 0; i < table->count; ++i) {
-    write_entry(out, table->entries[i]);
-  }
+  each_entry(*table, [&out](const Entry& entry, int32_t) { write_entry(out, entry); });
   return static_cast<int>(out.good());
 }
 
 int nxi_read_memory_table(FILE* stream, int handle) {
   const int index = nxi_get_memory_table(handle);
-  if (index < 0 || stream == nullptr || obj_man::is_registry_table(memtab[index].handle)) {
+  if (index < 0 || stream == nullptr || obj_man::is_registry_table(memtab[index]->handle)) {
     return 0;
   }
   Reader in(stream);
@@ -243,27 +242,28 @@ int nxi_read_memory_table(FILE* stream, int handle) {
     free_contents(table);
     return 0;
   }
-  replace(memtab[index], table, handle);
+  replace(*memtab[index], table, handle);
   return 1;
 }
 
 int nxi_copy_memory_table(int source, int destination) {
   const int from = nxi_get_memory_table(source);
   const int to = nxi_get_memory_table(destination);
-  if (from < 0 || to < 0 || obj_man::is_registry_table(memtab[to].handle)) {
+  if (from < 0 || to < 0 || obj_man::is_registry_table(memtab[to]->handle)) {
     return 0;
   }
   if (from == to) {
-    memtab[to].handle = destination;
-    tables_changed();
+    set_table_handle(*memtab[to], destination);
     return 1;
   }
-  Table copy = memtab[from];
+  Table copy = *memtab[from];
   copy.entries = nullptr;
   copy.count = 0;
+  copy.slots = 0;
   copy.room = 0;
-  copy_entries(memtab[from], copy);
-  copy.capacity = memtab[from].capacity;
-  replace(memtab[to], copy, destination);
+  copy.index = nullptr;
+  copy_entries(*memtab[from], copy);
+  copy.capacity = memtab[from]->capacity;
+  replace(*memtab[to], copy, destination);
   return 1;
 }

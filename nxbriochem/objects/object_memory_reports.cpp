@@ -6,6 +6,7 @@
 
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/object_memory_store.h>
 #include <nxbriochem/objects/object_memory_tables.h>
 #include <nxbriochem/objects/plain_heap.h>
 
@@ -35,11 +36,10 @@ void nxi_print_mem_alloc(int handle) {
     return;
   }
   std::printf("memory table member array has pnt %p\n", static_cast<void*>(table->entries));
-  for (int32_t i = 0; i < table->count; ++i) {
-    const Entry& entry = table->entries[i];
-    std::printf("entry: %d. array %s, pnt %d, has memory %d\n", i, entry.name, short_address(entry.pointer),
+  each_entry(*table, [](const Entry& entry, int32_t number) {
+    std::printf("entry: %d. array %s, pnt %d, has memory %d\n", number, entry.name, short_address(entry.pointer),
                 entry.allocated);
-  }
+  });
 }
 
 void nxi_print_mem_alloc_ordered(int handle) {
@@ -47,21 +47,23 @@ void nxi_print_mem_alloc_ordered(int handle) {
   if (table == nullptr) {
     return;
   }
-  std::vector<int32_t, objects::PlainHeap<int32_t>> order(static_cast<std::size_t>(table->count));
-  for (int32_t i = 0; i < table->count; ++i) {
-    order[static_cast<std::size_t>(i)] = i;
-  }
-  std::sort(order.begin(), order.end(), [table](int32_t a, int32_t b) {
-    const long at_a = long_address(table->entries[a].pointer);
-    const long at_b = long_address(table->entries[b].pointer);
-    return at_a != at_b ? at_a < at_b : a < b;
+  struct Numbered {
+    const Entry* entry;
+    int32_t number;
+  };
+  std::vector<Numbered, objects::PlainHeap<Numbered>> order;
+  order.reserve(static_cast<std::size_t>(table->count));
+  each_entry(*table, [&order](const Entry& entry, int32_t number) { order.push_back({&entry, number}); });
+  std::sort(order.begin(), order.end(), [](const Numbered& a, const Numbered& b) {
+    const long at_a = long_address(a.entry->pointer);
+    const long at_b = long_address(b.entry->pointer);
+    return at_a != at_b ? at_a < at_b : a.number < b.number;
   });
   std::printf("\nORDERED LIST OF ARRAYS WITH MEMORY TABLE %d\n", table->handle);
   std::printf("*******************************************\n");
-  for (const int32_t i : order) {
-    const Entry& entry = table->entries[i];
-    std::printf("%d to %d belong to %s, entry %d\n", short_address(entry.pointer),
-                static_cast<int>(long_address(entry.pointer) + entry.allocated), entry.name, i);
+  for (const auto& [entry, number] : order) {
+    std::printf("%d to %d belong to %s, entry %d\n", short_address(entry->pointer),
+                static_cast<int>(long_address(entry->pointer) + entry->allocated), entry->name, number);
   }
 }
 
@@ -70,12 +72,11 @@ void nxi_filter_print_mem_alloc(int handle, const char* filter) {
   if (table == nullptr) {
     return;
   }
-  for (int32_t i = 0; i < table->count; ++i) {
-    const Entry& entry = table->entries[i];
+  each_entry(*table, [filter](const Entry& entry, int32_t) {
     if (filter == nullptr || std::strstr(entry.name, filter) != nullptr) {
       std::printf("array %s has memory %d\n", entry.name, entry.allocated);
     }
-  }
+  });
 }
 
 void nxi_print_mem_alloc_to(int handle, void* pointer) {
@@ -95,12 +96,11 @@ void nxi_print_initial_pnt_status(int handle, void* pointer) {
 void nxi_print_all_allocated_memory(void) {
   uint32_t total = 0;
   for (int32_t t = 0; t < MemTabNum; ++t) {
-    const Table& table = memtab[t];
-    for (int32_t i = 0; i < table.count; ++i) {
-      const Entry& entry = table.entries[i];
-      std::printf("entry: %d. array %s, pnt %ld, has memory %d\n", i, entry.name, long_address(entry.pointer),
+    const Table& table = *memtab[t];
+    each_entry(table, [](const Entry& entry, int32_t number) {
+      std::printf("entry: %d. array %s, pnt %ld, has memory %d\n", number, entry.name, long_address(entry.pointer),
                   entry.allocated);
-    }
+    });
     std::printf("total memory for table %d belonging to object %d of type %s is %d\n", t, table.owner,
                 nxi_object_type_name(table.owner), table.total);
     total += static_cast<uint32_t>(table.total);

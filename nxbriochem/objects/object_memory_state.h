@@ -1,4 +1,4 @@
-// State of the object memory tables, for their own sources and their tests alone.
+// State of the object memory tables, for their own sources and their tests.
 #ifndef NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_STATE_H
 #define NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_STATE_H
 
@@ -10,6 +10,8 @@ namespace object_memory {
 inline constexpr int32_t kNameSize = 40;
 
 enum State : int32_t { kOwned = 0, kProtected = 1, kAttached = 2 };
+
+struct Index;
 
 // The fields down to `owner` are the interface's, in its order, and what a saved table holds.
 struct Entry {
@@ -28,6 +30,7 @@ struct Entry {
   int32_t owner;
 
   void* block;      // what the heap gave, or the caller; null for what is not to be freed
+  bool gone;        // removed; a gap in the table's array
   bool pads_stand;  // false for entries that were read or copied: their pad fields are carried, their blocks have none
 };
 static_assert(offsetof(Entry, pointer) == 0 && offsetof(Entry, allocated) == 8 && offsetof(Entry, name) == 12 &&
@@ -53,9 +56,11 @@ struct Table {
   int32_t pack_capacity;  // units of kPackUnit bytes
   int32_t pack_used;
 
-  int32_t room;       // entries that `entries` really has room for; a table read may claim more
+  int32_t slots;      // places of `entries` in use, gaps included
+  int32_t room;       // places that `entries` really has; a table that was read may claim more
   int32_t pack_base;  // pack position of the first byte of `pack`: what a table that was read says it used is not there
   int64_t pack_room;  // bytes that `pack` really has room for
+  Index* index;       // of the entries; null for a table that is scanned
 };
 static_assert(offsetof(Table, entries) == 0 && offsetof(Table, count) == 8 && offsetof(Table, capacity) == 12 &&
               offsetof(Table, total) == 16 && offsetof(Table, print_flag) == 20 && offsetof(Table, strictness) == 24 &&
@@ -63,7 +68,7 @@ static_assert(offsetof(Table, entries) == 0 && offsetof(Table, count) == 8 && of
               offsetof(Table, handle) == 40 && offsetof(Table, owner) == 44 && offsetof(Table, pack) == 48 &&
               offsetof(Table, pack_capacity) == 56 && offsetof(Table, pack_used) == 60);
 
-extern Table* memtab;
+extern Table** memtab;  // in order of their making
 extern int32_t MemTabNum;
 extern int32_t MemTabAll;
 extern int32_t ObjMemWarn;

@@ -5,6 +5,7 @@
 
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/object_memory_store.h>
 #include <nxbriochem/objects/object_memory_tables.h>
 
 namespace object_memory {
@@ -13,18 +14,10 @@ namespace {
 constexpr int kValueSize = 4;
 static_assert(sizeof(float) == kValueSize && sizeof(int) == kValueSize);
 
+// The first entry of a name in the table of a handle, or null.
 Entry* find_name(int handle, const char* name) {
   Table* table = find_table(handle);
-  if (table == nullptr || name == nullptr) {
-    return nullptr;
-  }
-  for (int32_t i = 0; i < table->count; ++i) {
-    // What the table keeps of a name is its first 40 characters.
-    if (std::strncmp(table->entries[i].name, name, kNameSize) == 0) {
-      return &table->entries[i];
-    }
-  }
-  return nullptr;
+  return table == nullptr || name == nullptr ? nullptr : find_name(*table, name);
 }
 
 int attach_values(const char* name, int count, int handle) {
@@ -116,7 +109,7 @@ int nxi_set_pnt_name(int handle, void* pointer, const char* name) {
   if (entry == nullptr) {
     return 0;
   }
-  set_name(*entry, name);
+  set_name(*find_table(handle), *entry, name);
   return 1;
 }
 
@@ -146,15 +139,16 @@ int nxi_attach_pointer_to_object(int handle, int count, int element_size, const 
   if (table == nullptr || pointer == nullptr || count < 0 || element_size < 0 || bytes > INT32_MAX) {
     return 0;
   }
+  close_gaps(*table);
   Entry& entry = append_entry(*table, handle);
-  entry.pointer = pointer;
+  set_pointer(*table, entry, pointer);
   entry.block = bytes > 0 ? pointer : nullptr;  // what has no bytes is not freed
   entry.allocated = static_cast<int32_t>(bytes);
   entry.used = entry.allocated;
   entry.element_size = element_size;
   entry.state = kAttached;
-  set_name(entry, name);
-  table->total = static_cast<int32_t>(static_cast<uint32_t>(table->total) + static_cast<uint32_t>(bytes));
+  set_name(*table, entry, name);
+  adjust_total(*table, bytes);
   return 1;
 }
 

@@ -50,6 +50,22 @@ class SlotIndex {
     return found;
   }
 
+  // Calls visit(slot) for each slot recorded for the key, in no order.
+  template <class Visit>
+  void each(Key key, Visit visit) const {
+    if (size_ == 0) {
+      return;
+    }
+    for (std::size_t at = home(key); cells_[at].slot != kNone; at = (at + 1) & mask_) {
+      if (cells_[at].key == key) {
+        visit(cells_[at].slot);
+        if (repeated_ == 0) {
+          return;
+        }
+      }
+    }
+  }
+
   // Removes the pair (key, slot); nothing happens when it is not in the index.
   void erase(Key key, int32_t slot) {
     if (size_ == 0) {

@@ -110,7 +110,7 @@ void finish(Arguments& arguments, bool owners_changed, Progress& progress) {
     require(type == 1 || nxi_get_number_of_objects_of_type(type) == 0, "objects are left", progress);
   }
   for (int i = 0; i < object_memory::MemTabNum; ++i) {
-    require(owners_changed || object_memory::memtab[i].owner == 0, "a table of a deleted object is left", progress);
+    require(owners_changed || object_memory::memtab[i]->owner == 0, "a table of a deleted object is left", progress);
   }
   nxi_delete_all_memory_tables();
 

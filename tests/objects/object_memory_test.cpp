@@ -29,7 +29,7 @@ int make_object() {
   return static_cast<int>(handle);
 }
 
-const Table& table_of(int handle) { return object_memory::memtab[nxi_get_memory_table(handle)]; }
+const Table& table_of(int handle) { return *object_memory::memtab[nxi_get_memory_table(handle)]; }
 
 // ---- Random use of one table against what a caller remembers of its blocks ----
 
@@ -37,7 +37,23 @@ struct Block {
   unsigned char* bytes;
   std::string name;
   std::vector<unsigned char> contents;
+  std::size_t allocated;
+  bool attached = false;
 };
+
+// The first block of a name, as a scan finds it, and the listing of them all.
+unsigned char* first_of_name(const std::vector<Block>& blocks, const std::string& name) {
+  const auto found = std::find_if(blocks.begin(), blocks.end(), [&](const Block& block) { return block.name == name; });
+  return found == blocks.end() ? nullptr : found->bytes;
+}
+
+std::string listing(const std::vector<Block>& blocks) {
+  std::string text;
+  for (const Block& block : blocks) {
+    text += "array " + block.name + " has memory " + std::to_string(block.allocated) + "\n";
+  }
+  return text;
+}
 
 class TableUse : public testing::TestWithParam<int> {};
 
@@ -49,21 +65,23 @@ TEST_P(TableUse, KeepsContentsPadsTotalsAndOrder) {
   };
   const int handle = make_object();
   std::vector<Block> blocks;
-  for (int step = 0; step < 3000; ++step) {
+  for (int step = 0; step < 4000; ++step) {
     if (step % 37 == 0) {
       nxi_set_memory_padding(handle, static_cast<int>(random() % 4));
     }
     const auto count = static_cast<int>(random() % 60);
     const int size = 1 << (random() % 5);
     const auto bytes = static_cast<std::size_t>(count * size);
-    const auto choice = random() % 10;
-    if (blocks.empty() || choice < 3) {
-      Block block{nullptr, std::string("b").append(std::to_string(step)), std::vector<unsigned char>(bytes)};
-      block.bytes = static_cast<unsigned char*>(nx_object_calloc_new(handle, count, size, block.name.c_str()));
+    const std::string name = std::string("b").append(std::to_string(random() % 40));  // many blocks of a name
+    const bool grows = step / 1000 % 2 == 0;
+    const auto choice = random() % 20;
+    if (blocks.empty() || choice < (grows ? 8 : 3)) {
+      Block block{nullptr, name, std::vector<unsigned char>(bytes), bytes};
+      block.bytes = static_cast<unsigned char*>(nx_object_calloc_new(handle, count, size, name.c_str()));
       ASSERT_TRUE(std::equal(block.contents.begin(), block.contents.end(), block.bytes));  // zeros
       blocks.push_back(block);
       fill(blocks.back());
-    } else if (choice < 8) {
+    } else if (choice < 12) {
       Block& block = blocks[random() % blocks.size()];
       auto* moved =
           static_cast<unsigned char*>(nx_object_realloc(handle, count, size, block.name.c_str(), block.bytes));
@@ -71,25 +89,75 @@ TEST_P(TableUse, KeepsContentsPadsTotalsAndOrder) {
       ASSERT_TRUE(std::equal(moved, moved + kept, block.contents.begin()));
       block.bytes = moved;
       block.contents.resize(bytes);
+      block.allocated = std::max(block.allocated, bytes);
       fill(block);
+    } else if (choice == 12) {
+      Block& block = blocks[random() % blocks.size()];
+      block.name = name;
+      ASSERT_EQ(nxi_set_pnt_name(handle, block.bytes, name.c_str()), 1);
+    } else if (choice == 13) {
+      Block& block = blocks[random() % blocks.size()];
+      block.attached = !block.attached;
+      ASSERT_EQ((block.attached ? nxi_attach_associated_pointer : nxi_unattach_associated_pointer)(handle, block.bytes),
+                1);
     } else {
-      const auto at = random() % blocks.size();
+      const auto at = random() % 3 == 0 ? blocks.size() - 1 : random() % blocks.size();
       // Blocks of no bytes are remarked on.
       printed([&] { ASSERT_EQ(nxi_free(handle, blocks[at].bytes), nullptr); });
       blocks.erase(blocks.begin() + static_cast<std::ptrdiff_t>(at));
     }
+    if (step == 2500) {
+      printed([&] { nxi_purge_memory_table(handle); });
+      std::erase_if(blocks, [](const Block& block) { return !block.attached; });
+    }
+    ASSERT_EQ(nxi_get_pointer_by_name(name.c_str(), handle), first_of_name(blocks, name)) << "step " << step;
     ASSERT_EQ(nxi_boundscheck_all_s(handle), 0) << "step " << step;
+    if (step % 100 == 0) {
+      ASSERT_EQ(printed([&] { nxi_filter_print_mem_alloc(handle, nullptr); }), listing(blocks)) << "step " << step;
+    }
   }
-  const Table& table = table_of(handle);
-  ASSERT_EQ(table.count, static_cast<int>(blocks.size()));
-  int total = 0;
+  EXPECT_EQ(printed([&] { nxi_filter_print_mem_alloc(handle, nullptr); }), listing(blocks));
+  EXPECT_EQ(table_of(handle).count, static_cast<int>(blocks.size()));
+  std::size_t total = 0;
+  for (const Block& block : blocks) {
+    EXPECT_EQ(nxi_mem_used_by(handle, block.bytes), static_cast<int>(block.contents.size()));
+    EXPECT_TRUE(std::equal(block.contents.begin(), block.contents.end(), block.bytes));
+    total += block.allocated;
+  }
+  EXPECT_EQ(nxi_mem_total(handle), static_cast<int>(total));
+}
+
+// Entries are named and numbered by their order, with others gone before them, and the second of two that have a pointer
+// is the one that is named.
+TEST(ObjectMemory, OrderAndNumbersOutliveReleasesInALargeTable) {
+  const int handle = make_object();
+  nxi_set_memory_padding(handle, 2);
+  std::vector<char*> blocks;
+  for (int i = 0; i < 500; ++i) {
+    blocks.push_back(static_cast<char*>(nx_object_calloc_new(handle, 1, 8, std::to_string(i).c_str())));
+  }
+  for (std::size_t i = 0; i < 300; i += 2) {
+    nxi_free(handle, blocks[i]);
+  }
+  blocks[401][8] ^= 1;
+  const std::string damaged = printed([&] { EXPECT_EQ(nxi_boundscheck_all_s(handle), 1); });
+  EXPECT_EQ(damaged.substr(0, damaged.find(',')), "high bounds violation of entry 251");
+  blocks[401][8] ^= 1;
+  nxi_monitor_delete();
+  nxi_set_memprn(handle, 1);
+  std::string expected = "deleting memory table 350 belonging to object: " + std::to_string(handle) + " of type UNKNOWN\n";
+  int total = 350 * 8;
   for (std::size_t i = 0; i < blocks.size(); ++i) {
-    EXPECT_EQ(blocks[i].name, table.entries[i].name);
-    EXPECT_EQ(nxi_mem_used_by(handle, blocks[i].bytes), static_cast<int>(blocks[i].contents.size()));
-    EXPECT_TRUE(std::equal(blocks[i].contents.begin(), blocks[i].contents.end(), blocks[i].bytes));
-    total += table.entries[i].allocated;
+    if (i >= 300 || i % 2 == 1) {
+      const std::string name = std::to_string(i);
+      total -= 8;
+      expected += "freeing memory for " + name + "\nfreeing pnt " +
+                  std::to_string(reinterpret_cast<intptr_t>(blocks[i])) + "\nfree_Z: " + name +
+                  " nxi_freed 8 bytes, total memory allocated=  " + std::to_string(total) + "\n";
+    }
   }
-  EXPECT_EQ(table.total, total);
+  expected += "350 memory table entries deleted from table 2 of 2\nmemory table 2 deleted\n";
+  EXPECT_EQ(printed([&] { nxi_delete_memory_table(handle); }), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, TableUse, testing::Range(1, 5));
@@ -191,6 +259,12 @@ TEST(ObjectMemoryDeathTest, FatalConditionsHaveTheirStatuses) {
   const int handle = make_object();
   void* block = nx_object_malloc_new(handle, 1, 4, "one");
   nxi_attach_pointer_to_object(handle, 1, 4, "two", block);
+  for (int i = 0; i < 100; ++i) {
+    nx_object_malloc_new(handle, 1, 4, "other");
+    if (i == 50) {
+      nxi_attach_pointer_to_object(handle, 1, 4, "three", block);
+    }
+  }
   expect_exit(3,
               "^WARNING: Possible corruption of memory table.\nThe pointer checked has the same pointer value as: two\n"
               "FIX this bug!!!\n$",
