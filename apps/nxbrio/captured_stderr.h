@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "descriptor.h"
+#include "nxbriofiles/descriptor.h"
 
 namespace nxbrio {
 

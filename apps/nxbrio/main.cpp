@@ -13,8 +13,8 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "nxbriofiles/temporary_file.h"
 #include "sudden_end.h"
-#include "temporary_file.h"
 #include "text.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "staged_files.h"
+#include "nxbriofiles/staged_files.h"
 
 namespace nxbrio {
 

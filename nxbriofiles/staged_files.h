@@ -1,6 +1,6 @@
 // The files that a command writes. They appear together and whole, once all of them could be written.
-#ifndef NXBRIOCHEM_APPS_NXBRIO_STAGED_FILES_H
-#define NXBRIOCHEM_APPS_NXBRIO_STAGED_FILES_H
+#ifndef NXBRIOFILES_STAGED_FILES_H
+#define NXBRIOFILES_STAGED_FILES_H
 
 #include <deque>
 #include <string>
@@ -13,12 +13,15 @@ namespace nxbrio {
 
 // Contents are kept in memory until commit(); nothing is on disk before. Symbolic links are followed. A replaced file
 // keeps its mode, owner and group as far as the system allows; a new one gets the usual ones. Devices, pipes and open
-// descriptors of this process, such as /dev/stdout, are written as they stand, without truncation. Once a file goes to
-// standard output, everything else that the process prints there goes to standard error.
+// descriptors of this process, such as /dev/stdout, are written as they stand, without truncation.
 //
 // All members throw Failure with the file's path.
 class StagedFiles {
  public:
+  // What the process prints on standard output once a file goes there: it stays there or goes to standard error.
+  enum class Printing { Stays, GoesToStandardError };
+  explicit StagedFiles(Printing printing = Printing::GoesToStandardError) : printing_(printing) {}
+
   // Gives a descriptor that takes the contents of the file at this path. This object owns it.
   int stage(const std::string& path);
   // Makes all files appear. All regular files are on disk, under temporary names, before the first one is renamed. When
@@ -35,6 +38,7 @@ class StagedFiles {
     Descriptor in_place;
   };
 
+  Printing printing_;
   std::deque<File> files_;
 };
 

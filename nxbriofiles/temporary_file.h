@@ -1,7 +1,7 @@
 // A file beside the one that it will become. Whatever ends the process other than KILL or a crash removes it: the
 // destructor, an exit, and the signals INT, TERM and HUP.
-#ifndef NXBRIOCHEM_APPS_NXBRIO_TEMPORARY_FILE_H
-#define NXBRIOCHEM_APPS_NXBRIO_TEMPORARY_FILE_H
+#ifndef NXBRIOFILES_TEMPORARY_FILE_H
+#define NXBRIOFILES_TEMPORARY_FILE_H
 
 #include <signal.h>
 #include <sys/types.h>

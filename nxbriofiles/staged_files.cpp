@@ -155,7 +155,7 @@ bool write_all(int descriptor, std::string_view text) {
 int StagedFiles::stage(const std::string& path) {
   File& file = files_.emplace_back(File{path, OutputPlace(path), Descriptor(memfd_create("nxbrio", MFD_CLOEXEC)), {}});
   require(static_cast<bool>(file.contents), path);
-  if (file.place.is_standard_output()) {
+  if (file.place.is_standard_output() && printing_ == Printing::GoesToStandardError) {
     file.in_place = file.place.open();
     require(file.in_place && std::fflush(stdout) == 0 && dup2(STDERR_FILENO, STDOUT_FILENO) >= 0, path);
   }

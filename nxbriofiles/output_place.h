@@ -1,7 +1,7 @@
 // What the path of an output leads to: a file that is made or replaced in its directory; or a device, a pipe or an open
 // descriptor of this process, which is written as it stands.
-#ifndef NXBRIOCHEM_APPS_NXBRIO_OUTPUT_PLACE_H
-#define NXBRIOCHEM_APPS_NXBRIO_OUTPUT_PLACE_H
+#ifndef NXBRIOFILES_OUTPUT_PLACE_H
+#define NXBRIOFILES_OUTPUT_PLACE_H
 
 #include <sys/stat.h>
 

@@ -1,6 +1,6 @@
 // A file descriptor that is closed with its owner.
-#ifndef NXBRIOCHEM_APPS_NXBRIO_DESCRIPTOR_H
-#define NXBRIOCHEM_APPS_NXBRIO_DESCRIPTOR_H
+#ifndef NXBRIOFILES_DESCRIPTOR_H
+#define NXBRIOFILES_DESCRIPTOR_H
 
 #include <unistd.h>
 

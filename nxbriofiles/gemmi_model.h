@@ -1,0 +1,52 @@
+// A structure as gemmi's model, its atoms in their order. C++17.
+#ifndef NXBRIOFILES_GEMMI_MODEL_H
+#define NXBRIOFILES_GEMMI_MODEL_H
+
+#include <gemmi/model.hpp>
+#include <string>
+
+#include "structure.h"
+
+namespace nxbrio {
+
+inline std::string chain_name(const Structure& structure, char letter) {
+  const auto name = structure.chain_names.find(letter);
+  return name != structure.chain_names.end() ? name->second : std::string(letter != ' ' ? 1 : 0, letter);
+}
+
+// Chains and residues are runs of atoms: a chain that comes back is another of the same name.
+inline gemmi::Model gemmi_model(const Structure& structure) {
+  gemmi::Model model(std::to_string(structure.model));
+  const Atom* before = nullptr;
+  int serial = 0;
+  for (const Atom& from : structure.atoms) {
+    const bool new_chain = before == nullptr || before->chain != from.chain;
+    if (new_chain) {
+      model.chains.emplace_back(chain_name(structure, from.chain));
+    }
+    gemmi::Chain& chain = model.chains.back();
+    if (new_chain || before->residue != from.residue || before->residue_number != from.residue_number ||
+        before->insertion_code != from.insertion_code) {
+      gemmi::ResidueId id;
+      id.name = from.residue.empty() ? "UNL" : from.residue;
+      id.seqid = gemmi::SeqId(from.residue_number, from.insertion_code);
+      chain.residues.emplace_back(id);
+      chain.residues.back().het_flag = from.het ? 'H' : 'A';
+    }
+    gemmi::Atom atom;
+    atom.name = from.name;
+    atom.serial = ++serial;
+    atom.element = gemmi::Element(from.element);
+    atom.charge = static_cast<signed char>(from.formal_charge);
+    atom.occ = from.occupancy;
+    atom.b_iso = from.b_factor;
+    atom.pos = gemmi::Position(from.position[0], from.position[1], from.position[2]);
+    chain.residues.back().atoms.push_back(atom);
+    before = &from;
+  }
+  return model;
+}
+
+}  // namespace nxbrio
+
+#endif

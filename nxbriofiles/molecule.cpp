@@ -1,0 +1,200 @@
+#include "molecule.h"
+
+#include <nxbriochem/molecules/memmgr.h>
+#include <nxbriochem/nxbriochem.h>
+
+#include <map>
+
+#include "charges.h"
+#include "element.h"
+#include "failure.h"
+#include "formats.h"
+#include "text.h"
+
+namespace nxbrio {
+namespace {
+
+using NxChem::NxAtomBase;
+using NxChem::NxMolBase;
+using NxChem::NxResidue;
+
+// Which atoms will have a radius that is not their element's, since Bondi radii go by names.
+void note_radii_by_name(Structure& structure) {
+  std::map<std::string, int> counts;
+  for (const Atom& atom : structure.atoms) {
+    if (atom.element != 0 && atom.element != element_of_bondi_radius(atom.name, atom.residue)) {
+      ++counts[element_symbol(atom.element)];
+    }
+  }
+  std::string found;
+  for (const auto& [symbol, count] : counts) {
+    found += formatted("%s%d %s", found.empty() ? "" : ", ", count, symbol.c_str());
+  }
+  if (!found.empty()) {
+    structure.notes.push_back(found +
+                              " without their element's Bondi radius, which goes by the first letters of atom names");
+  }
+}
+
+void complete(Structure& structure) {
+  number_residues(structure);
+  if (structure.guessed_elements > 0) {
+    structure.notes.push_back(
+        formatted("the elements of %d atoms are guessed from their names", structure.guessed_elements));
+  }
+  if (structure.charges != Charges::File) {
+    assign_formal_charges(structure);
+  }
+  if (!structure.radii_given) {
+    note_radii_by_name(structure);
+  }
+}
+
+void add_atoms(const Structure& structure, NxMolBase& mol) {
+  std::vector<float> coordinates;
+  coordinates.reserve(3 * structure.atoms.size());
+  for (const Atom& from : structure.atoms) {
+    NxAtomBase& atom = *mol.NewAtom(static_cast<unsigned>(from.element));
+    atom.SetName(from.name);
+    atom.SetFormalCharge(from.formal_charge);
+    atom.SetPartialCharge(from.charge);
+    atom.SetRadius(from.radius);
+    NxResidue residue;
+    residue.SetName(from.residue);
+    residue.SetResidueNumber(from.residue_number);
+    residue.SetSequenceNumber(from.sequence_number);
+    residue.SetChainID(from.chain);
+    residue.SetInsertCode(from.insertion_code);
+    residue.SetHetAtom(from.het);
+    residue.SetOccupancy(from.occupancy);
+    residue.SetBFactor(from.b_factor);
+    NxChem::NxAtomSetResidue(atom, residue);
+    coordinates.insert(coordinates.end(), from.position.begin(), from.position.end());
+  }
+  mol.SetCoords(coordinates.data());
+  for (const Bond& bond : structure.bonds) {
+    mol.NewBond(mol.GetAtom(bond.begin), mol.GetAtom(bond.end), bond.order);
+  }
+}
+
+void keep_words(const Structure& structure, NxMolBase& mol) {
+  mol.SetData(NxSystem::NxGetTag(kFormatTag), std::string_view(structure.format));
+  mol.SetData(NxSystem::NxGetTag(kModelTag), structure.model);
+  mol.SetData(NxSystem::NxGetTag(kTitleTag), std::string_view(structure.title));
+  constexpr const char* kSources[] = {"none", "formal", "file"};
+  mol.SetData(NxSystem::NxGetTag(kChargesTag), std::string_view(kSources[static_cast<int>(structure.charges)]));
+  mol.SetData(NxSystem::NxGetTag(kRadiiTag), std::string_view(structure.radii_given ? "file" : "Bondi"));
+  mol.SetData(NxSystem::NxGetTag(kChainsTag), std::string_view(structure.chains));
+  std::vector<std::string> names;
+  for (const char letter : structure.chains) {
+    const auto name = structure.chain_names.find(letter);
+    names.push_back(name != structure.chain_names.end() ? name->second : std::string(letter != ' ' ? 1 : 0, letter));
+  }
+  set_texts(mol, kChainNamesTag, names);
+  set_texts(mol, kNotesTag, structure.notes);
+  std::vector<std::string> fields;
+  for (const auto& [name, text] : structure.fields) {
+    fields.push_back(name);
+    fields.push_back(text);
+  }
+  set_texts(mol, kFieldsTag, fields);
+}
+
+// Entries of small molecules bear their names; of others the title is a sentence, and the file has the name.
+bool has_names(const Structure& structure) {
+  return structure.format == "sdf" || structure.format == "mol2" || structure.format == "xyz";
+}
+
+}  // namespace
+
+NxMolBase& model(int mol) { return *NxBrioChem::NxDerefMolHandle(mol); }
+
+int make_molecule(Structure structure, const std::string& path) {
+  complete(structure);
+  const int handle = nx_make_molecule();
+  if (handle == 0) {
+    throw Failure(path, "there is no molecule handle left");
+  }
+  try {
+    NxMolBase& mol = model(handle);
+    mol.SetTitle(has_names(structure) && !structure.title.empty() ? structure.title : file_stem(path));
+    add_atoms(structure, mol);
+    nx_set_molecule_file_name(path.c_str(), handle);
+    if (!structure.radii_given && nx_assign_bondi_radii(handle) != 1) {
+      throw Failure(path, "the library refused to assign radii");
+    }
+    keep_words(structure, mol);
+  } catch (...) {
+    nx_delete_molecule(handle);
+    throw;
+  }
+  return handle;
+}
+
+Structure structure_of(const NxMolBase& mol) {
+  Structure structure;
+  structure.title = mol.GetTitle();
+  const int* const number = mol.GetData<int>(NxSystem::NxGetTag(kModelTag));
+  structure.model = number != nullptr ? *number : 1;
+  const char* const letters = mol.GetStringData(NxSystem::NxGetTag(kChainsTag));
+  const std::vector<std::string> names = texts_of(mol, kChainNamesTag);
+  for (std::size_t i = 0; letters != nullptr && letters[i] != '\0' && i < names.size(); ++i) {
+    if (names[i] != std::string(1, letters[i]) && !names[i].empty()) {
+      structure.chain_names.emplace(letters[i], names[i]);
+    }
+  }
+  for (const NxAtomBase& from : mol.GetAtoms()) {
+    const NxResidue& residue = NxChem::NxAtomGetResidue(from);
+    Atom atom;
+    atom.name = trimmed(from.GetName());
+    atom.residue = trimmed(residue.GetName());
+    atom.chain = residue.GetChainID();
+    atom.residue_number = residue.GetResidueNumber();
+    atom.insertion_code = residue.GetInsertCode();
+    atom.element = from.GetAtomicNum() <= 118 ? static_cast<int>(from.GetAtomicNum()) : 0;
+    atom.het = residue.IsHetAtom();
+    atom.formal_charge = from.GetFormalCharge();
+    atom.occupancy = residue.GetOccupancy();
+    atom.b_factor = residue.GetBFactor();
+    atom.charge = from.GetPartialCharge();
+    atom.radius = from.GetRadius();
+    mol.GetCoords(from, atom.position.data());
+    structure.atoms.push_back(std::move(atom));
+  }
+  return structure;
+}
+
+std::vector<std::string> texts_of(const NxMolBase& mol, const char* tag) {
+  std::vector<std::string> texts;
+  std::size_t size = 0;
+  const char* const packed = mol.GetData<char>(NxSystem::NxGetTag(tag), &size);
+  for (std::size_t at = 0; packed != nullptr && at < size;) {
+    texts.emplace_back(packed + at);
+    at += texts.back().size() + 1;
+  }
+  return texts;
+}
+
+void set_texts(NxMolBase& mol, const char* tag, const std::vector<std::string>& texts) {
+  std::string packed;
+  for (const std::string& text : texts) {
+    packed.append(text.c_str()) += '\0';
+  }
+  mol.SetData(NxSystem::NxGetTag(tag), packed.data(), packed.size());
+}
+
+const char* text_of(const NxMolBase& mol, const char* tag, int k) {
+  std::size_t size = 0;
+  const char* const packed = mol.GetData<char>(NxSystem::NxGetTag(tag), &size);
+  if (packed == nullptr || k < 0) {
+    return nullptr;
+  }
+  for (std::size_t at = 0; at < size; at += std::string_view(packed + at).size() + 1) {
+    if (k-- == 0) {
+      return packed + at;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace nxbrio

@@ -1,0 +1,33 @@
+// What the text of a record says, a parser for each format. Valid C++17, which gemmi needs.
+#ifndef NXBRIOFILES_PARSERS_H
+#define NXBRIOFILES_PARSERS_H
+
+#include <deque>
+#include <string>
+#include <string_view>
+
+#include "structure.h"
+
+namespace nxbrio {
+
+struct RecordText {
+  const std::string& path;
+  std::string_view text;
+  // The number in the file of the text's first line.
+  std::size_t first_line;
+  // The record's number, which is its model's where the record does not say.
+  int number;
+};
+
+// Throw Failure. Lines end in LF.
+Structure parse_pqr(const RecordText& record);
+Structure parse_pdb(const RecordText& record);
+Structure parse_sdf(const RecordText& record);
+Structure parse_mol2(const RecordText& record);
+Structure parse_xyz(const RecordText& record);
+// All models that have atoms.
+std::deque<Structure> parse_mmcif(const RecordText& record);
+
+}  // namespace nxbrio
+
+#endif

@@ -1,0 +1,61 @@
+#include "structure.h"
+
+#include "text.h"
+
+namespace nxbrio {
+namespace {
+
+constexpr std::string_view kChainLetters =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789!#$%&()*+,-./:;<=>?@[]^_`{|}~";
+
+}  // namespace
+
+char ChainLetters::letter(std::string_view chain_name) {
+  if (const auto known = letters_.find(chain_name); known != letters_.end()) {
+    return known->second;
+  }
+  char letter = ' ';
+  if (chain_name.size() == 1 && used_.find(chain_name[0]) == std::string::npos) {
+    letter = chain_name[0];
+  } else if (!chain_name.empty()) {
+    const std::size_t free = kChainLetters.find_first_not_of(used_);
+    letter = free == std::string_view::npos ? ' ' : kChainLetters[free];
+  }
+  used_ += letter;
+  letters_.emplace(chain_name, letter);
+  return letter;
+}
+
+void ChainLetters::tell(Structure& structure) const {
+  for (const auto& [name, letter] : letters_) {
+    if (!name.empty() && (name.size() > 1 || name[0] != letter)) {
+      structure.notes.push_back("chain " + in_quotes(name) + " is called '" + letter + "' here");
+      structure.chain_names.emplace(letter, name);
+    }
+  }
+}
+
+void number_residues(Structure& structure) {
+  struct Chain {
+    const Atom* last = nullptr;
+    int residues = 0;
+  };
+  std::map<char, Chain> chains;
+  structure.residues = 0;
+  structure.chains.clear();
+  for (Atom& atom : structure.atoms) {
+    Chain& chain = chains[atom.chain];
+    if (chain.last == nullptr) {
+      structure.chains.push_back(atom.chain);
+    }
+    if (chain.last == nullptr || chain.last->residue_number != atom.residue_number ||
+        chain.last->insertion_code != atom.insertion_code || chain.last->residue != atom.residue) {
+      ++chain.residues;
+      ++structure.residues;
+    }
+    atom.sequence_number = chain.residues;
+    chain.last = &atom;
+  }
+}
+
+}  // namespace nxbrio
