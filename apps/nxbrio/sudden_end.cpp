@@ -10,7 +10,7 @@
 #include <new>
 
 #include "captured_stderr.h"
-#include "temporary_file.h"
+#include "nxbriofiles/temporary_file.h"
 
 namespace nxbrio {
 namespace {
