@@ -161,18 +161,24 @@ class HandleTable {
     T::free_handles().push_back(T::handle_of(slot));
   }
 
+  // A hundred slots more for callers to count. The memory behind them doubles, so that growing costs the same per
+  // handle however many there are.
   static void grow() {
     const int old = T::count();
-    auto* grown = new Entry[static_cast<std::size_t>(old) + kIncrement]();
-    std::copy_n(T::entries(), old, grown);
-    delete[] T::entries();
-    T::entries() = grown;
-    std::vector<int>& free_handles = T::free_handles();
-    free_handles.reserve(static_cast<std::size_t>(old) + kIncrement);  // so that releasing never needs memory
-    for (int slot = old + kIncrement - 1; slot >= old; --slot) {
-      free_handles.push_back(T::handle_of(slot));
+    const int count = old + kIncrement;
+    if (count > room_) {
+      const int room = room_ > INT32_MAX / 2 ? count : std::max(count, 2 * room_);
+      T::free_handles().reserve(static_cast<std::size_t>(room));  // so that releasing never needs memory
+      auto* grown = new Entry[static_cast<std::size_t>(room)]();
+      std::copy_n(T::entries(), old, grown);
+      delete[] T::entries();
+      T::entries() = grown;
+      room_ = room;
     }
-    T::count() += kIncrement;
+    for (int slot = count - 1; slot >= old; --slot) {
+      T::free_handles().push_back(T::handle_of(slot));
+    }
+    T::count() = count;
   }
 
   // GetNextHandle: the handle released last, else one of a hundred new ones.
@@ -193,6 +199,7 @@ class HandleTable {
   using Index = util::SlotIndex<const void*>;
   static inline constinit util::NeverDestroyed<Index> index_storage_;
   static inline constinit Index& index_ = *index_storage_;
+  static inline int room_ = 0;  // entries that there is memory for; those behind the count are zero
 };
 
 using MolTable = HandleTable<Molecules>;
