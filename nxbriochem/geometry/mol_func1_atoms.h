@@ -42,11 +42,14 @@ class WorkArray {
 // The number of places in a molecule's per-atom arrays: atoms and what deleted ones leave.
 int index_bound(int mol);
 
+// By atom index: 1 for the atoms that are hydrogens by their names, an unnamed one by its element symbol, else 0. Null
+// when there are none, and when the molecule has no names. The molecule's own.
+const unsigned char* hydrogens_of(int mol);
+
 // What is said of each place of a molecule's arrays. Places of deleted atoms are absent whatever the rules say.
 enum Mark : int { kAbsent = -1, kTakesPart = 0, kLeftOut = 1 };
 
-// Marks all places, as many as the index bound; atoms whose name starts with H or h are left out when that is asked for
-// and the molecule has names. An atom without one reads as its element symbol.
+// Marks all places, as many as the index bound; hydrogens are left out when that is asked for.
 void mark_atoms(int mol, bool without_hydrogens, int* marks);
 
 int count_taking_part(const int* marks, int length);

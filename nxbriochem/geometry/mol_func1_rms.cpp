@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <optional>
 
 #include <nxbriochem/geometry/instruction_set.h>
 #include <nxbriochem/geometry/mol_func1.h>
@@ -26,9 +27,9 @@ Action action_of(int mode) { return static_cast<Action>(mode / 2); }
 
 float rms_of(double sum_of_squares, int count) { return static_cast<float>(std::sqrt(sum_of_squares / count)); }
 
-// Copies the points of the atoms that take part, in their order, where `to` may be `from`. Their number. Without a
-// branch, since no processor foresees which atoms are hydrogens.
-int gather(const float* from, const int* marks, int natoms, float* to) {
+// Copies the points of the atoms that are no hydrogens, in their order, where `to` may be `from`. Their number. Without
+// a branch, since no processor foresees which atoms are hydrogens.
+int gather(const float* from, const unsigned char* hydrogens, int natoms, float* to) {
   const float* start = to;
   for (const float* end = from + std::ptrdiff_t{3} * natoms; from != end; from += 3) {
     const float x = from[0];
@@ -37,94 +38,96 @@ int gather(const float* from, const int* marks, int natoms, float* to) {
     to[0] = x;
     to[1] = y;
     to[2] = z;
-    to += *marks++ == kTakesPart ? 3 : 0;
+    to += *hydrogens++ == 0 ? 3 : 0;
   }
   return static_cast<int>((to - start) / 3);
 }
 
-// Closes the gaps that deleted atoms leave in an array of places with `width` values each, so that atom i has place i.
+// Copies what an array by atom index has for each atom, `width` values, without the gaps of deleted atoms. The array
+// itself when there are none.
 template <class T>
-void close_gaps(T* values, int width, const int* marks, int length) {
-  T* to = values;
-  for (std::ptrdiff_t i = 0; i < length; ++i) {
-    if (marks[i] != kAbsent) {
-      to = std::copy_n(values + width * i, width, to);
-    }
+const T* packed(int mol, const T* values, std::ptrdiff_t width, T* work) {
+  const NxChem::NxMolBase& molecule = briochem::model(mol);
+  if (molecule.NumAtoms() == molecule.GetMaxAtomIdx()) {
+    return values;
   }
-}
-
-bool has_gaps(int mol) { return index_bound(mol) != nx_get_molecule_atom_number(mol); }
-
-// The molecule's own coordinates where there are such and no gaps between them, so that they are read where they lie;
-// else `work`, with the coordinates of all places.
-const float* coordinates_of(int mol, float* work) {
-  const float* stored = briochem::model(mol).CoordData();
-  if (stored != nullptr && !has_gaps(mol)) {
-    return stored;
-  }
-  nx_get_molecule_coordinates(work, mol);
+  T* to = work;
+  briochem::visit_stretches(molecule, [&](unsigned begin, unsigned end) {
+    to = std::copy(values + width * begin, values + width * end, to);
+  });
   return work;
 }
 
-// Both sets of points and the marks of the first molecule's atoms, in the first molecule's object memory.
+// Both sets of points of the atoms that take part: where the molecules keep them, if all atoms do, else copies in the
+// first molecule's object memory.
 class AtomPairs {
  public:
-  AtomPairs(int first, int second)
-      : first_(first),
-        second_(second),
-        length_(std::max(index_bound(first), index_bound(second))),
-        coord_(first, length_, 6, "coord", Contents::undefined),
-        marks_(first, length_, 1, "name_index", Contents::undefined) {}
+  AtomPairs(int first, int second) : first_(first), second_(second) {}
 
-  // Reads the points of the atoms that take part. False when memory has no room.
+  // Reads the points. False when memory has no room.
   bool read(bool without_hydrogens) {
-    if (!coord_ || !marks_) {
+    const unsigned char* hydrogens = without_hydrogens ? hydrogens_of(first_) : nullptr;
+    const int natoms = nx_get_molecule_atom_number(first_);
+    points_ = {stored(first_), stored(second_), natoms};
+    if (hydrogens == nullptr && is_whole(first_) && is_whole(second_)) {
+      return true;
+    }
+    const WorkArray<float>& work = coord_.emplace(first_, natoms, 6, "coord", Contents::undefined);
+    const WorkArray<unsigned char> marks(first_, natoms, 1, "name_index", Contents::undefined);
+    if (!work || !marks) {
       return false;
     }
-    const float* first = coordinates_of(first_, first_points());
-    const float* second = coordinates_of(second_, second_points());
-    if (has_gaps(second_)) {
-      mark_atoms(second_, false, marks_.data());
-      close_gaps(second_points(), 3, marks_.data(), index_bound(second_));
+    float* const firsts = work.data();
+    float* const seconds = firsts + std::ptrdiff_t{3} * natoms;
+    points_.first = read_points(first_, firsts);
+    points_.second = read_points(second_, seconds);
+    if (hydrogens != nullptr) {
+      const unsigned char* left_out = packed(first_, hydrogens, 1, marks.data());
+      points_.count = gather(points_.first, left_out, natoms, firsts);
+      gather(points_.second, left_out, natoms, seconds);
+      points_.first = firsts;
+      points_.second = seconds;
     }
-    mark_atoms(first_, without_hydrogens, marks_.data());
-    if (has_gaps(first_)) {
-      const int length = index_bound(first_);
-      close_gaps(first_points(), 3, marks_.data(), length);
-      close_gaps(marks_.data(), 1, marks_.data(), length);
-    }
-    const int natoms = nx_get_molecule_atom_number(first_);
-    count_ = gather(first, marks_.data(), natoms, first_points());
-    gather(second, marks_.data(), natoms, second_points());
     return true;
   }
 
-  int count() const { return count_; }
-  superposition::PointPairs points() const { return {first_points(), second_points(), count_}; }
+  const superposition::PointPairs& points() const { return points_; }
 
-  // Moves all atoms of the second molecule.
-  void move_second(const Fit& fit) const {
-    float* points = second_points();
+  // Moves all atoms of the second molecule. False when memory has no room.
+  bool move_second(const Fit& fit) const {
+    const WorkArray<float> work(second_, index_bound(second_), 3, "coord");
+    if (!work) {
+      return false;
+    }
+    float* points = work.data();
     const std::ptrdiff_t floats = nx_get_molecule_coordinates_length(second_);
-    std::fill_n(points, floats, 0.0F);  // for the places of deleted atoms
     nx_get_molecule_coordinates(points, second_);
     for (std::ptrdiff_t at = 0; at < floats; at += 3) {
       const superposition::Vector moved = fit.moved(points + at);
       std::transform(moved.begin(), moved.end(), points + at, rounded);
     }
     nx_set_molecule_coordinates(points, second_);  // which leaves the places of deleted atoms alone
+    return true;
   }
 
  private:
-  float* first_points() const { return coord_.data(); }
-  float* second_points() const { return coord_.data() + std::ptrdiff_t{3} * length_; }
+  static const float* stored(int mol) { return briochem::model(mol).CoordData(); }
+  static bool is_whole(int mol) {
+    return stored(mol) != nullptr && index_bound(mol) == nx_get_molecule_atom_number(mol);
+  }
+  // All atoms' points; zero without conformers.
+  static const float* read_points(int mol, float* work) {
+    if (stored(mol) != nullptr) {
+      return packed(mol, stored(mol), 3, work);
+    }
+    std::fill_n(work, std::ptrdiff_t{3} * nx_get_molecule_atom_number(mol), 0.0F);
+    return work;
+  }
 
   int first_;
   int second_;
-  int length_;
-  int count_ = 0;
-  WorkArray<float> coord_;
-  WorkArray<int> marks_;
+  superposition::PointPairs points_{};
+  std::optional<WorkArray<float>> coord_;
 };
 
 // The translation belongs to the rotation as it is written: far from the origin a rounding of that moves points.
@@ -168,22 +171,22 @@ int nx_rms_base(int first, int second, int mode, float* out) {
   const InstructionSet set = instruction_set::best();
   if (action == Action::rms) {
     double sum = 0.0;
-    *out = superposition::sum_of_squares(pairs.points(), set, sum) ? molecule_rms(sum, pairs.count()) : kNotANumber;
+    *out =
+        superposition::sum_of_squares(pairs.points(), set, sum) ? molecule_rms(sum, pairs.points().count) : kNotANumber;
     return 1;
   }
   Fit fit;
   const bool is_fitted = superposition::fit(pairs.points(), set, fit);
   if (action == Action::superimpose) {
-    *out = is_fitted ? rms_of(std::fabs(fit.sum_of_squares), pairs.count()) : kNotANumber;
+    *out = is_fitted ? rms_of(std::fabs(fit.sum_of_squares), pairs.points().count) : kNotANumber;
   }
   if (!is_fitted) {
     return 0;
   }
   if (action == Action::superimpose) {
-    pairs.move_second(fit);
-  } else {
-    write_motion(fit, out);
+    return static_cast<int>(pairs.move_second(fit));
   }
+  write_motion(fit, out);
   return 1;
 }
 

@@ -10,6 +10,7 @@
 #include <nxbriochem/geometry/instruction_set.h>
 #include <nxbriochem/geometry/mol_func2.h>
 #include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/molecules/briochem_model.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/print.h>
 
@@ -90,28 +91,26 @@ MoleculeSites allocate_sites(int mol) {
   // A molecule without atoms has its blocks too, of one atom that is not used.
   const std::size_t room = static_cast<std::size_t>(std::max(count, 1));
   const auto floats = [](std::size_t n) {
-    auto* block = static_cast<float*>(nx_malloc(static_cast<int64_t>(n * sizeof(float))));
-    std::fill_n(block, n, 0.0F);
-    return block;
+    return static_cast<float*>(nx_malloc(static_cast<int64_t>(n * sizeof(float))));
   };
   float* records = floats(room * NX_RECORD_FLOATS);
   return {records, floats(room), count};
 }
 
 void fill_sites(const MoleculeSites& sites, int mol) {
-  if (sites.count == 0) {
-    return;
+  const NxChem::NxMolBase& molecule = briochem::model(mol);
+  if (molecule.NumAtoms() != molecule.GetMaxAtomIdx()) {
+    std::fill_n(sites.charges, sites.count, 0.0F);
   }
   nx_get_molecule_charges(sites.charges, mol);
-  // The coordinates land packed at the front; the last goes to its record first, so that none is overwritten unread.
-  nx_get_molecule_coordinates(sites.records, mol);
-  for (std::ptrdiff_t i = sites.count - 1; i > 0; --i) {
-    const float at[3] = {sites.records[3 * i], sites.records[3 * i + 1], sites.records[3 * i + 2]};
-    float* record = sites.records + i * NX_RECORD_FLOATS;
+  const float* xyz = molecule.CoordData();
+  float* record = sites.records;
+  for (int i = 0; i < sites.count; ++i, record += NX_RECORD_FLOATS) {
     std::fill_n(record, NX_RECORD_FLOATS, 0.0F);
-    std::copy_n(at, 3, record);
+    if (xyz != nullptr) {
+      std::copy_n(xyz + std::ptrdiff_t{3} * i, 3, record);
+    }
   }
-  std::fill_n(sites.records + 3, NX_RECORD_FLOATS - 3, 0.0F);
 }
 
 void free_sites(const MoleculeSites& sites) {

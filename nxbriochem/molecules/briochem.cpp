@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
 
 #include <nxbriochem/molecules/briochem_model.h>
 #include <nxbriochem/molecules/memmgr_internal.h>
@@ -41,22 +40,27 @@ int copy_text(char* out, const char* text) {
   return 1;
 }
 
-// How a count of atoms or bonds is set: missing ones are made one by one, surplus ones deleted.
+// How a count of atoms or bonds is set: missing ones are made, surplus ones deleted. kBytes is what one takes.
 struct Atoms {
   using Item = NxAtomBase;
+  static constexpr std::size_t kBytes = 48;
   static unsigned count(const NxMolBase& mol) { return mol.NumAtoms(); }
   static auto walk(const NxMolBase& mol) { return mol.GetAtoms(); }
-  static void reserve(NxMolBase& mol, unsigned more) { mol.Reserve(mol.GetMaxAtomIdx() + more, mol.GetMaxBondIdx()); }
-  static void make(NxMolBase& mol) { mol.NewAtom(0); }
+  static void make(NxMolBase& mol, unsigned n) { NxChem::NxMolInternals::AddAtoms(mol, n); }
   static void remove(NxMolBase& mol, Item* atom) { mol.DeleteAtom(atom); }
 };
 
 struct Bonds {
   using Item = NxBondBase;
+  static constexpr std::size_t kBytes = 20;
   static unsigned count(const NxMolBase& mol) { return mol.NumBonds(); }
   static auto walk(const NxMolBase& mol) { return mol.GetBonds(); }
-  static void reserve(NxMolBase& mol, unsigned more) { mol.Reserve(mol.GetMaxAtomIdx(), mol.GetMaxBondIdx() + more); }
-  static void make(NxMolBase& mol) { mol.NewBond(nullptr, nullptr, 0); }
+  static void make(NxMolBase& mol, unsigned n) {
+    mol.Reserve(0, mol.GetMaxBondIdx() + n);
+    for (; n > 0; --n) {
+      mol.NewBond(nullptr, nullptr, 0);
+    }
+  }
   static void remove(NxMolBase& mol, Item* bond) { mol.DeleteBond(bond); }
 };
 
@@ -72,21 +76,15 @@ int set_count(int n, int mol) {
     return 1;
   }
   if (wanted > have) {
-    if (!there_is_room(wanted - have, sizeof(typename Items::Item))) {
+    if (!there_is_room(wanted - have, Items::kBytes)) {
       return 0;
     }
-    Items::reserve(molecule, wanted - have);
-    for (unsigned missing = wanted - have; missing > 0; --missing) {
-      Items::make(molecule);
-    }
+    Items::make(molecule, wanted - have);
   } else {
     // From the front, on purpose: the last ones remain.
-    std::vector<typename Items::Item*> surplus;
-    for (auto item = Items::walk(molecule); surplus.size() < have - wanted; ++item) {
-      surplus.push_back(&*item);
-    }
-    for (typename Items::Item* item : surplus) {
-      Items::remove(molecule, item);
+    auto item = Items::walk(molecule);
+    for (unsigned surplus = have - wanted; surplus > 0; --surplus, ++item) {
+      Items::remove(molecule, &*item);
     }
   }
   molecule.Sweep();
@@ -196,7 +194,7 @@ int nx_get_index_for_atom(const char* name, int mol) {
     return -1;
   }
   for (const NxAtomBase& atom : molecule.GetAtoms()) {
-    if (name_of(atom) == name) {
+    if (name_of(store_of(molecule), atom.GetIdx()) == name) {
       return static_cast<int>(atom.GetIdx());
     }
   }

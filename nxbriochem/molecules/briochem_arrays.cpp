@@ -1,8 +1,10 @@
 // The arrays of one value per atom, each a description of where the value lives, and the functions that all of them
 // have. Coordinates, three values per atom at a flat index, come last.
+#include <algorithm>
 #include <cstring>
 
 #include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/molecules/briochem_elements.h>
 #include <nxbriochem/molecules/briochem_model.h>
 
 namespace briochem {
@@ -10,6 +12,7 @@ namespace {
 
 using NxChem::NxAtomBase;
 using NxChem::NxMolBase;
+using NxChem::NxResidue;
 
 constexpr const char* kPerAtom = "atom_number";
 constexpr const char* kPerCoordinate = "atom_number*3";
@@ -20,66 +23,99 @@ bool is_non_zero(T value) {
   return value < T{} || value > T{};
 }
 
-struct Radius {
-  using Value = float;
-  static Value get(const NxAtomBase& atom) { return atom.GetRadius(); }
-  static void set(NxAtomBase& atom, Value value) { atom.SetRadius(value); }
-  static bool is_set(const NxAtomBase& atom) { return is_non_zero(get(atom)); }
+// How a property is read for, and written from, the values of the atoms from `begin` to `end`, and whether any atom has
+// one that is not zero (places of deleted atoms hold zero).
+
+// A property that lies in a column of the store as callers have it.
+template <class T, T* (NxAtomStore::*column)() const>
+struct ColumnOf {
+  using Value = T;
+  static void get(const NxAtomStore& store, unsigned begin, unsigned end, T* out) {
+    std::copy_n((store.*column)() + begin, end - begin, out);
+  }
+  static void set(NxMolBase& mol, unsigned begin, unsigned end, const T* values) {
+    std::copy_n(values, end - begin, (store_of(mol).*column)() + begin);
+  }
+  static bool any(const NxAtomStore& store) {
+    const T* values = (store.*column)();
+    return std::any_of(values, values + store.Size(), is_non_zero<T>);
+  }
 };
 
-struct Charge {
-  using Value = float;
-  static Value get(const NxAtomBase& atom) { return atom.GetPartialCharge(); }
-  static void set(NxAtomBase& atom, Value value) { atom.SetPartialCharge(value); }
-  static bool is_set(const NxAtomBase& atom) { return is_non_zero(get(atom)); }
-};
+using Radius = ColumnOf<float, &NxAtomStore::Radii>;
+using Charge = ColumnOf<float, &NxAtomStore::PartialCharges>;
+using AtomType = ColumnOf<int, &NxAtomStore::IntTypes>;
 
-struct AtomType {
-  using Value = int;
-  static Value get(const NxAtomBase& atom) { return atom.GetIntType(); }
-  static void set(NxAtomBase& atom, Value value) { atom.SetIntType(value); }
-  static bool is_set(const NxAtomBase& atom) { return is_non_zero(get(atom)); }
-};
-
+// Atomic numbers, which callers have as letters.
 struct Element {
   using Value = char;
-  static Value get(const NxAtomBase& atom) {
-    return static_cast<char>(nx_convert_element_number_to_one_letter_symbol(static_cast<int>(atom.GetAtomicNum())));
+  static void get(const NxAtomStore& store, unsigned begin, unsigned end, char* out) {
+    std::transform(store.AtomicNums() + begin, store.AtomicNums() + end, out, letter_of);
   }
-  static void set(NxAtomBase& atom, Value value) {
-    atom.SetAtomicNum(static_cast<unsigned>(nx_convert_one_letter_symbol_to_element_number(value)));
+  static void set(NxMolBase& mol, unsigned begin, unsigned end, const char* values) {
+    NxAtomStore& store = store_of(mol);
+    bool changed = false;
+    for (unsigned idx = begin; idx < end; ++idx) {
+      const unsigned number = number_of(*values++);
+      if (number != store.AtomicNums()[idx]) {
+        store.SetAtomicNum(idx, number);
+        changed = true;
+      }
+    }
+    if (changed) {
+      NxChem::NxMolInternals::TopologyChanged(mol);
+    }
   }
-  static bool is_set(const NxAtomBase& atom) { return atom.GetAtomicNum() != 0; }
+  static bool any(const NxAtomStore& store) {
+    const unsigned* numbers = store.AtomicNums();
+    return std::any_of(numbers, numbers + store.Size(), is_non_zero<unsigned>);
+  }
 };
 
-struct ResidueNumber {
+// A number of the residue records. Neighbours share a record, which is looked up once for all of them.
+template <int (NxResidue::*get_number)() const, void (NxResidue::*set_number)(int)>
+struct ResidueField {
   using Value = int;
-  static Value get(const NxAtomBase& atom) { return NxChem::NxAtomGetResidue(atom).GetResidueNumber(); }
-  static void set(NxAtomBase& atom, Value value) {
-    change_residue(atom, [value](NxChem::NxResidue& residue) { residue.SetResidueNumber(value); });
+  static void get(const NxAtomStore& store, unsigned begin, unsigned end, int* out) {
+    const unsigned* ids = store.ResidueIds();
+    unsigned last = ids[begin];
+    int value = (store.Residue(last).*get_number)();
+    for (unsigned idx = begin; idx < end; ++idx) {
+      if (ids[idx] != last) {
+        last = ids[idx];
+        value = (store.Residue(last).*get_number)();
+      }
+      *out++ = value;
+    }
   }
-  static bool is_set(const NxAtomBase& atom) { return is_non_zero(get(atom)); }
+  static void set(NxMolBase& mol, unsigned begin, unsigned end, const int* values) {
+    NxAtomStore::ResidueChanges changes(store_of(mol));
+    for (unsigned idx = begin; idx < end; ++idx) {
+      const int value = *values++;
+      changes.Apply(
+          idx, [value](const NxResidue& residue) { return (residue.*get_number)() == value; },
+          [value](NxResidue& residue) { (residue.*set_number)(value); });
+    }
+  }
+  static bool any(const NxAtomStore& store) {
+    const unsigned* ids = store.ResidueIds();
+    return std::any_of(ids, ids + store.Size(),
+                       [&store](unsigned id) { return (store.Residue(id).*get_number)() != 0; });
+  }
 };
 
-struct SequenceNumber {
-  using Value = int;
-  static Value get(const NxAtomBase& atom) { return NxChem::NxAtomGetResidue(atom).GetSequenceNumber(); }
-  static void set(NxAtomBase& atom, Value value) {
-    change_residue(atom, [value](NxChem::NxResidue& residue) { residue.SetSequenceNumber(value); });
-  }
-  static bool is_set(const NxAtomBase& atom) { return is_non_zero(get(atom)); }
-};
+using ResidueNumber = ResidueField<&NxResidue::GetResidueNumber, &NxResidue::SetResidueNumber>;
+using SequenceNumber = ResidueField<&NxResidue::GetSequenceNumber, &NxResidue::SetSequenceNumber>;
 
 template <class Property>
 int set_all(const typename Property::Value* values, int mol) {
-  const NxMolBase& molecule = model(mol);
+  NxMolBase& molecule = model(mol);
   if (values == nullptr) {
     return is_empty(molecule);
   }
   return guarded([&] {
-    for (NxAtomBase& atom : molecule.GetAtoms()) {
-      Property::set(atom, values[atom.GetIdx()]);
-    }
+    visit_stretches(molecule,
+                    [&](unsigned begin, unsigned end) { Property::set(molecule, begin, end, values + begin); });
     return 1;
   });
 }
@@ -90,20 +126,14 @@ int get_all(typename Property::Value* values, int mol) {
   if (values == nullptr) {
     return is_empty(molecule);
   }
-  for (const NxAtomBase& atom : molecule.GetAtoms()) {
-    values[atom.GetIdx()] = Property::get(atom);
-  }
+  visit_stretches(molecule,
+                  [&](unsigned begin, unsigned end) { Property::get(store_of(molecule), begin, end, values + begin); });
   return 1;
 }
 
 template <class Property>
 int is_set(int mol) {
-  for (const NxAtomBase& atom : model(mol).GetAtoms()) {
-    if (Property::is_set(atom)) {
-      return 1;
-    }
-  }
-  return 0;
+  return static_cast<int>(Property::any(store_of(model(mol))));
 }
 
 int length(int mol) { return static_cast<int>(model(mol).GetMaxAtomIdx()); }
@@ -123,22 +153,24 @@ int length_string(char* out, int mol) {
 
 template <class Property>
 int get_one(typename Property::Value* out, int index, int mol) {
-  const NxAtomBase* atom = model(mol).GetAtom(index);
-  if (atom == nullptr || out == nullptr) {
+  const NxMolBase& molecule = model(mol);
+  if (molecule.GetAtom(index) == nullptr || out == nullptr) {
     return 0;
   }
-  *out = Property::get(*atom);
+  const auto idx = static_cast<unsigned>(index);
+  Property::get(store_of(molecule), idx, idx + 1, out);
   return 1;
 }
 
 template <class Property>
 int set_one(typename Property::Value value, int index, int mol) {
-  NxAtomBase* atom = model(mol).GetAtom(index);
-  if (atom == nullptr) {
+  NxMolBase& molecule = model(mol);
+  if (molecule.GetAtom(index) == nullptr) {
     return 0;
   }
   return guarded([&] {
-    Property::set(*atom, value);
+    const auto idx = static_cast<unsigned>(index);
+    Property::set(molecule, idx, idx + 1, &value);
     return 1;
   });
 }
@@ -247,14 +279,14 @@ int nx_get_molecule_coordinates(float* coordinates, int mol) {
 
 int nx_is_molecule_coordinates_set(int mol) {
   const NxMolBase& molecule = model(mol);
-  for (const NxAtomBase& atom : molecule.GetAtoms()) {
-    float xyz[3];
-    molecule.GetCoords(atom, xyz);
-    if (is_non_zero(xyz[0]) || is_non_zero(xyz[1]) || is_non_zero(xyz[2])) {
-      return 1;
-    }
+  const float* xyz = molecule.CoordData();
+  bool found = false;
+  if (xyz != nullptr) {
+    visit_stretches(molecule, [&](unsigned begin, unsigned end) {
+      found = found || std::any_of(xyz + std::size_t{3} * begin, xyz + std::size_t{3} * end, is_non_zero<float>);
+    });
   }
-  return 0;
+  return static_cast<int>(found);
 }
 
 int nx_get_molecule_coordinates_length(int mol) { return 3 * length(mol); }

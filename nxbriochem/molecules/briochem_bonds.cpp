@@ -57,9 +57,13 @@ int nx_get_molecule_bonds(int* bonds, int mol) {
   if (bonds == nullptr) {
     return static_cast<int>(molecule.NumBonds() == 0);
   }
-  for (const NxBondBase& bond : molecule.GetBonds()) {
-    unwire(bond, bonds + std::size_t{kIntsPerBond} * bond.GetIdx());
-  }
+  using Chunk = NxChem::NxChunk<NxBondBase>;
+  const auto& table = NxChem::NxMolInternals::Bonds(molecule);
+  table.Stretches([&](unsigned begin, unsigned end) {
+    for (unsigned idx = begin; idx < end; ++idx) {
+      unwire(*table.ChunkOf(idx)->At(idx % Chunk::kSize), bonds + std::size_t{kIntsPerBond} * idx);
+    }
+  });
   return 1;
 }
 

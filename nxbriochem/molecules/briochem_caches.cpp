@@ -8,7 +8,6 @@
 namespace briochem {
 namespace {
 
-using NxChem::NxAtomBase;
 using NxChem::NxMolBase;
 
 enum Cache { kCoords, kRadii, kCharges, kAtomType, kAtomNames, kResidueNames };
@@ -21,15 +20,19 @@ const std::array<int, 6>& tags() {
   return all;
 }
 
-template <class T, class Value>
-T* cache_values(NxMolBase& molecule, Cache cache, Value value) {
+// Keeps the values of the atoms, `width` for each, packed in atom order.
+template <class T>
+T* cache_values(NxMolBase& molecule, Cache cache, const T* values, std::size_t width) {
   return guarded([&] {
-    std::vector<T> values;
-    values.reserve(molecule.NumAtoms());
-    for (const NxAtomBase& atom : molecule.GetAtoms()) {
-      values.push_back(value(atom));
+    if (molecule.NumAtoms() == molecule.GetMaxAtomIdx()) {
+      return molecule.SetData(tags()[cache], values, width * molecule.NumAtoms());
     }
-    return molecule.SetData(tags()[cache], values.data(), values.size());
+    std::vector<T> packed;
+    packed.reserve(width * molecule.NumAtoms());
+    visit_stretches(molecule, [&](unsigned begin, unsigned end) {
+      packed.insert(packed.end(), values + width * begin, values + width * end);
+    });
+    return molecule.SetData(tags()[cache], packed.data(), packed.size());
   });
 }
 
@@ -55,33 +58,28 @@ using namespace briochem;
 
 float* nxi_molecule_coordinates(int mol) {
   NxMolBase& molecule = model(mol);  // its coordinates are those of its active conformer
+  if (const float* stored = molecule.CoordData()) {
+    return cache_values(molecule, kCoords, stored, 3);
+  }
   return guarded([&] {
-    const unsigned bound = molecule.GetMaxAtomIdx();
-    std::vector<float> coordinates(std::size_t{3} * bound, 0.0F);
-    std::size_t written = coordinates.size();
-    if (molecule.NumAtoms() == bound) {
-      molecule.GetCoords(coordinates.data());
-    } else {
-      written = 0;
-      for (const NxAtomBase& atom : molecule.GetAtoms()) {
-        molecule.GetCoords(atom, &coordinates[written]);
-        written += 3;
-      }
-    }
-    return molecule.SetData(tags()[kCoords], coordinates.data(), written);
+    const std::vector<float> zero(std::size_t{3} * molecule.NumAtoms());
+    return molecule.SetData(tags()[kCoords], zero.data(), zero.size());
   });
 }
 
 float* nxi_molecule_radii(int mol) {
-  return cache_values<float>(model(mol), kRadii, [](const NxAtomBase& atom) { return atom.GetRadius(); });
+  NxMolBase& molecule = model(mol);
+  return cache_values(molecule, kRadii, store_of(molecule).Radii(), 1);
 }
 
 float* nxi_molecule_charges(int mol) {
-  return cache_values<float>(model(mol), kCharges, [](const NxAtomBase& atom) { return atom.GetPartialCharge(); });
+  NxMolBase& molecule = model(mol);
+  return cache_values(molecule, kCharges, store_of(molecule).PartialCharges(), 1);
 }
 
 int* nxi_molecule_atom_type(int mol) {
-  return cache_values<int>(model(mol), kAtomType, [](const NxAtomBase& atom) { return atom.GetIntType(); });
+  NxMolBase& molecule = model(mol);
+  return cache_values(molecule, kAtomType, store_of(molecule).IntTypes(), 1);
 }
 
 char* nxi_molecule_atom_names(int mol) { return cache_names(model(mol), kAtomNames, atom_name_packing); }

@@ -1,6 +1,4 @@
 // Conformers: which one is active, and how many there are.
-#include <vector>
-
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/briochem_model.h>
 
@@ -25,15 +23,15 @@ int step_to_next(NxMCMolBase* molecule, int step) {
   if (molecule == nullptr || molecule->GetActive() == nullptr) {
     return 0;
   }
-  const auto bound = static_cast<int>(molecule->GetMaxConfIdx());
-  for (int idx = static_cast<int>(molecule->GetActive()->GetIdx()) + step; idx >= 0 && idx < bound; idx += step) {
-    if (NxConfBase* conf = molecule->GetConf(idx)) {
-      molecule->ClearActiveStack();  // whoever steps has left the conformers that were to be returned to
-      molecule->SetActive(conf);
-      return 1;
-    }
+  const auto& table = NxChem::NxMolInternals::Confs(*molecule);
+  const unsigned idx = molecule->GetActive()->GetIdx();
+  const unsigned next = step > 0 ? table.Next(idx + 1) : table.Previous(idx);
+  if (next == table.Bound()) {
+    return 0;
   }
-  return 0;
+  molecule->ClearActiveStack();  // whoever steps has left the conformers that were to be returned to
+  molecule->SetActive(table.Get(next));
+  return 1;
 }
 
 bool add_conformers(NxMCMolBase& molecule, unsigned more) {
@@ -49,18 +47,8 @@ bool add_conformers(NxMCMolBase& molecule, unsigned more) {
 
 void remove_conformers(NxMCMolBase& molecule, unsigned surplus) {
   // From the front, on purpose: the last ones remain.
-  std::vector<NxConfBase*> doomed;
-  auto conf = molecule.GetConfs();
-  bool active_goes = false;
-  for (; doomed.size() < surplus; ++conf) {
-    doomed.push_back(&*conf);
-    active_goes = active_goes || &*conf == molecule.GetActive();
-  }
-  if (active_goes) {
-    molecule.SetActive(&*conf);
-  }
-  for (NxConfBase* one : doomed) {
-    molecule.DeleteConf(one);
+  for (; surplus > 0; --surplus) {
+    molecule.DeleteConf(&*molecule.GetConfs());
   }
 }
 

@@ -1,48 +1,9 @@
-// The one-letter element codes. The two tables are not inverse to each other; see briochem.h.
-#include <array>
+#include <nxbriochem/molecules/briochem_elements.h>
 
 #include <nxbriochem/molecules/briochem.h>
 
-namespace briochem {
-namespace {
-
-struct Letter {
-  int atomic_number;
-  char symbol;
-};
-
-constexpr char kNoLetter = 'Z';
-
-constexpr Letter kLetters[] = {{1, 'H'},  {3, 'T'},  {5, 'B'},  {6, 'C'},  {7, 'N'},  {8, 'O'},  {9, 'F'},
-                               {11, 'D'}, {12, 'M'}, {14, 'G'}, {15, 'P'}, {16, 'S'}, {17, 'L'}, {19, 'K'},
-                               {25, 'A'}, {26, 'E'}, {29, 'U'}, {34, 'E'}, {35, 'R'}, {53, 'I'}};
-
-constexpr std::array<char, 54> make_symbols() {
-  std::array<char, 54> symbols{};
-  symbols.fill(kNoLetter);
-  for (const Letter& letter : kLetters) {
-    symbols[static_cast<std::size_t>(letter.atomic_number)] = letter.symbol;
-  }
-  return symbols;
-}
-
-constexpr std::array<char, 54> kSymbols = make_symbols();
-static_assert(kSymbols[0] == 'Z' && kSymbols[1] == 'H' && kSymbols[53] == 'I');
-
-// A to U.
-constexpr std::array<int, 21> kNumbers = {25, 5, 6, 11, 34, 9, 13, 1, 53, 0, 19, 17, 12, 7, 8, 15, 0, 35, 16, 3, 26};
-static_assert(kNumbers['C' - 'A'] == 6 && kNumbers['U' - 'A'] == 26);
-
-}  // namespace
-}  // namespace briochem
-
-using namespace briochem;
-
 int nx_convert_element_number_to_one_letter_symbol(int atomic_number) {
-  const bool listed = atomic_number >= 0 && atomic_number < static_cast<int>(kSymbols.size());
-  return listed ? kSymbols[static_cast<std::size_t>(atomic_number)] : kNoLetter;
+  return briochem::letter_of(static_cast<unsigned>(atomic_number));
 }
 
-int nx_convert_one_letter_symbol_to_element_number(int symbol) {
-  return symbol >= 'A' && symbol <= 'U' ? kNumbers[static_cast<std::size_t>(symbol - 'A')] : 0;
-}
+int nx_convert_one_letter_symbol_to_element_number(int symbol) { return static_cast<int>(briochem::number_of(symbol)); }

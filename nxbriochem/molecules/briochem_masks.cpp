@@ -8,7 +8,6 @@
 namespace briochem {
 namespace {
 
-using NxChem::NxAtomBase;
 using NxChem::NxMolBase;
 
 // What an entry counts as before a mask is set. The two differ, and that is meant: callers see which one a function
@@ -142,11 +141,9 @@ int nx_mask_molecule_hydrogens(int mol) {
   }
   return guarded([&] {
     int* own = find_or_make_mask(molecule, kEveryByteOne);
-    for (const NxAtomBase& atom : molecule.GetAtoms()) {
-      if (atom.GetAtomicNum() <= 1) {
-        own[atom.GetIdx()] = 0;
-      }
-    }
+    visit_atoms(molecule, [own, numbers = store_of(molecule).AtomicNums()](unsigned idx) {
+      own[idx] = numbers[idx] <= 1 ? 0 : own[idx];
+    });
     return 1;
   });
 }

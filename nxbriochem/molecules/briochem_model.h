@@ -8,12 +8,33 @@
 #include <nxbriochem/molecules/guarded.h>
 #include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/toolkit/nxchem.h>
+#include <nxbriochem/toolkit/nxchem_internal.h>
 
 namespace briochem {
 
 using NxBrioChem::guarded;
+using NxChem::NxAtomStore;
 
 inline NxChem::NxMolBase& model(int mol) { return *NxBrioChem::NxDerefMolHandle(mol); }
+
+inline const NxAtomStore& store_of(const NxChem::NxMolBase& mol) { return NxChem::NxMolInternals::Store(mol); }
+inline NxAtomStore& store_of(NxChem::NxMolBase& mol) { return NxChem::NxMolInternals::Store(mol); }
+
+// Calls visit(begin, end) for every stretch of atom indices without gaps, in order.
+template <class Visit>
+void visit_stretches(const NxChem::NxMolBase& mol, Visit visit) {
+  NxChem::NxMolInternals::Atoms(mol).Stretches(visit);
+}
+
+// Calls visit(index) for every atom, in order.
+template <class Visit>
+void visit_atoms(const NxChem::NxMolBase& mol, Visit visit) {
+  visit_stretches(mol, [&visit](unsigned begin, unsigned end) {
+    for (unsigned idx = begin; idx < end; ++idx) {
+      visit(idx);
+    }
+  });
+}
 
 inline int tag_of(const char* name) {
   return guarded([name] { return NxSystem::NxGetTag(name); });
@@ -33,27 +54,16 @@ int mask_tag();
 // Takes away the arrays that the nxi_molecule_* functions keep with the molecule for their callers.
 void drop_caches(NxChem::NxMolBase& mol);
 
-// The atom's own name, else its element symbol, "Du" for atomic number 0.
-std::string_view name_of(const NxChem::NxAtomBase& atom);
-
-// Writes the atom's residue through `change`. An atom without residue gets one named "UNL" first.
-template <class Change>
-void change_residue(NxChem::NxAtomBase& atom, Change change) {
-  NxChem::NxResidue residue = NxChem::NxAtomGetResidue(atom);
-  if (!NxChem::NxHasResidue(atom)) {
-    residue.SetName("UNL");
-  }
-  change(residue);
-  NxChem::NxAtomSetResidue(atom, residue);
-}
+// The own name of the atom of an index, else its element symbol, "Du" for atomic number 0.
+std::string_view name_of(const NxAtomStore& store, unsigned idx);
 
 // How an array of names is packed: its bytes and where each atom's part starts come from the text of an atom and from
-// how many bytes that takes. Specialised by briochem_names.cpp for atom and residue names.
+// how many bytes that takes.
 struct NamePacking {
-  std::string_view (*text)(const NxChem::NxAtomBase& atom);
+  std::string_view (*text)(const NxAtomStore& store, unsigned idx);
   std::size_t longest;  // characters of a text that are packed
 
-  std::size_t packed_size(const NxChem::NxAtomBase& atom) const;
+  std::size_t packed_size(const NxAtomStore& store, unsigned idx) const;
   std::size_t total_size(const NxChem::NxMolBase& mol) const;
   // Packs every text, each with its NUL; false as soon as they exceed `size` bytes, with those that fit written.
   bool pack(const NxChem::NxMolBase& mol, char* out, std::size_t size) const;

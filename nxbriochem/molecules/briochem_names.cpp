@@ -13,26 +13,30 @@ namespace {
 
 using NxChem::NxAtomBase;
 using NxChem::NxMolBase;
+using NxChem::NxResidue;
 
 constexpr std::size_t kPackedAtomName = 4;
 
-std::string_view residue_name_of(const NxAtomBase& atom) { return NxChem::NxAtomGetResidue(atom).GetName(); }
+std::string_view residue_name_of(const NxAtomStore& store, unsigned idx) {
+  return store.Residue(store.ResidueIds()[idx]).GetName();
+}
+
+char chain_of(const NxAtomStore& store, unsigned idx) { return store.Residue(store.ResidueIds()[idx]).GetChainID(); }
 
 int bound_of(int mol) { return static_cast<int>(model(mol).GetMaxAtomIdx()); }
 
-// Gives each atom the next NUL-terminated string.
+// Gives each atom the next NUL-terminated string by set(index, string).
 template <class Set>
-int set_names(const char* names, int mol, Set set) {
-  const NxMolBase& molecule = model(mol);
+int set_names(const char* names, const NxMolBase& molecule, Set set) {
   if (names == nullptr) {
     return is_empty(molecule);
   }
   return guarded([&] {
-    for (NxAtomBase& atom : molecule.GetAtoms()) {
+    visit_atoms(molecule, [&](unsigned idx) {
       const std::string_view name(names);
-      set(atom, name);
+      set(idx, name);
       names += name.size() + 1;
-    }
+    });
     return 1;
   });
 }
@@ -45,7 +49,7 @@ int get_names(const NamePacking& packing, char* names, int length, int mol) {
   return static_cast<int>(packing.pack(molecule, names, static_cast<std::size_t>(length)));
 }
 
-// Where each atom's part starts when every atom takes `size(atom)` bytes.
+// Where each atom's part starts when every atom takes `size(store, index)` bytes.
 template <class Size>
 int get_starts(int* index, int mol, Size size) {
   const NxMolBase& molecule = model(mol);
@@ -53,21 +57,20 @@ int get_starts(int* index, int mol, Size size) {
     return 0;
   }
   std::size_t start = 0;
-  for (const NxAtomBase& atom : molecule.GetAtoms()) {
-    index[atom.GetIdx()] = static_cast<int>(start);
-    start += size(atom);
-  }
+  visit_atoms(molecule, [&](unsigned idx) {
+    index[idx] = static_cast<int>(start);
+    start += size(store_of(molecule), idx);
+  });
   return 1;
 }
 
+// Whether the residue record of any atom is so. Neighbours share one, which is asked once for all of them.
 template <class Predicate>
-int any_atom(int mol, Predicate predicate) {
-  for (const NxAtomBase& atom : model(mol).GetAtoms()) {
-    if (predicate(atom)) {
-      return 1;
-    }
-  }
-  return 0;
+int any_residue(int mol, Predicate predicate) {
+  const NxAtomStore& store = store_of(model(mol));
+  unsigned last = 0;
+  return static_cast<int>(std::any_of(store.ResidueIds(), store.ResidueIds() + store.Size(),
+                                      [&](unsigned id) { return id != last && predicate(store.Residue(last = id)); }));
 }
 
 void copy_string(char* out, std::string_view text) {
@@ -77,34 +80,34 @@ void copy_string(char* out, std::string_view text) {
 
 }  // namespace
 
-std::string_view name_of(const NxAtomBase& atom) {
-  if (!atom.GetName().empty()) {
-    return atom.GetName();
-  }
-  return NxChem::NxGetAtomicSymbol(atom.GetAtomicNum());
+std::string_view name_of(const NxAtomStore& store, unsigned idx) {
+  const unsigned name = store.NameIds()[idx];
+  return name != 0 ? std::string_view(store.Name(name)) : NxChem::NxGetAtomicSymbol(store.AtomicNums()[idx]);
 }
 
-std::size_t NamePacking::packed_size(const NxAtomBase& atom) const { return std::min(text(atom).size(), longest) + 1; }
+std::size_t NamePacking::packed_size(const NxAtomStore& store, unsigned idx) const {
+  return std::min(text(store, idx).size(), longest) + 1;
+}
 
 std::size_t NamePacking::total_size(const NxMolBase& mol) const {
   std::size_t total = 1;
-  for (const NxAtomBase& atom : mol.GetAtoms()) {
-    total += packed_size(atom);
-  }
+  visit_atoms(mol, [&](unsigned idx) { total += packed_size(store_of(mol), idx); });
   return total;
 }
 
 bool NamePacking::pack(const NxMolBase& mol, char* out, std::size_t size) const {
   std::size_t total = 0;
-  for (const NxAtomBase& atom : mol.GetAtoms()) {
-    const std::size_t start = total;
-    total += packed_size(atom);
-    if (total > size) {
-      return false;
+  bool fits = true;
+  visit_atoms(mol, [&](unsigned idx) {
+    const std::string_view part = text(store_of(mol), idx).substr(0, longest);
+    total += part.size() + 1;
+    fits = fits && total <= size;
+    if (fits) {
+      copy_string(out, part);
+      out += part.size() + 1;
     }
-    copy_string(out + start, text(atom).substr(0, longest));
-  }
-  return true;
+  });
+  return fits;
 }
 
 const NamePacking atom_name_packing{name_of, kPackedAtomName};
@@ -115,27 +118,27 @@ const NamePacking residue_name_packing{residue_name_of, std::numeric_limits<std:
 using namespace briochem;
 
 int nx_set_molecule_atom_names(const char* names, int mol) {
-  return set_names(names, mol, [](NxAtomBase& atom, std::string_view name) { atom.SetName(name); });
+  NxMolBase& molecule = model(mol);
+  return set_names(names, molecule,
+                   [&](unsigned idx, std::string_view name) { store_of(molecule).SetName(idx, name); });
 }
 
 int nx_get_molecule_atom_names(char* names, int length, int mol) {
   return get_names(atom_name_packing, names, length, mol);
 }
 
-int nx_is_molecule_atom_names_set(int mol) {
-  return any_atom(mol, [](const NxAtomBase& atom) { return !atom.GetName().empty(); });
-}
+int nx_is_molecule_atom_names_set(int mol) { return static_cast<int>(store_of(model(mol)).NumNamed() != 0); }
 
 int nx_get_molecule_atom_names_size(int mol) { return bound_of(mol); }
 
 int nx_get_molecule_atom_names_length(int mol) { return static_cast<int>(atom_name_packing.total_size(model(mol))); }
 
 int nx_get_molecule_atom_names_element(char* out, int atom, int length, int mol) {
-  const NxAtomBase* found = model(mol).GetAtom(atom);
-  if (found == nullptr || out == nullptr || length < 0) {
+  const NxMolBase& molecule = model(mol);
+  if (molecule.GetAtom(atom) == nullptr || out == nullptr || length < 0) {
     return 0;
   }
-  const std::string_view name = name_of(*found);
+  const std::string_view name = name_of(store_of(molecule), static_cast<unsigned>(atom));
   const auto room = static_cast<std::size_t>(length);
   if (room >= name.size()) {
     copy_string(out, name);  // one byte beyond `length` when they are equal: kept so
@@ -146,24 +149,31 @@ int nx_get_molecule_atom_names_element(char* out, int atom, int length, int mol)
 }
 
 int nx_get_molecule_atom_names_element_length(int atom, int mol) {
-  const NxAtomBase* found = model(mol).GetAtom(atom);
-  return found == nullptr ? 0 : static_cast<int>(atom_name_packing.packed_size(*found));
+  const NxMolBase& molecule = model(mol);
+  if (molecule.GetAtom(atom) == nullptr) {
+    return 0;
+  }
+  return static_cast<int>(atom_name_packing.packed_size(store_of(molecule), static_cast<unsigned>(atom)));
 }
 
 int nx_get_molecule_atom_names_index(int* index, int mol) {
-  return get_starts(index, mol, [](const NxAtomBase& atom) { return atom_name_packing.packed_size(atom); });
+  return get_starts(index, mol,
+                    [](const NxAtomStore& store, unsigned idx) { return atom_name_packing.packed_size(store, idx); });
 }
 
 int nxi_unset_molecule_atom_names(int mol) {
-  for (NxAtomBase& atom : model(mol).GetAtoms()) {
-    atom.SetName("");
-  }
+  NxMolBase& molecule = model(mol);
+  visit_atoms(molecule, [&](unsigned idx) { store_of(molecule).DropName(idx); });
   return 1;
 }
 
 int nx_set_molecule_residue_names(const char* names, int mol) {
-  return set_names(names, mol, [](NxAtomBase& atom, std::string_view name) {
-    change_residue(atom, [name](NxChem::NxResidue& residue) { residue.SetName(name); });
+  NxMolBase& molecule = model(mol);
+  NxAtomStore::ResidueChanges changes(store_of(molecule));
+  return set_names(names, molecule, [&](unsigned idx, std::string_view name) {
+    changes.Apply(
+        idx, [name](const NxResidue& residue) { return residue.GetName() == name; },
+        [name](NxResidue& residue) { residue.SetName(name); });
   });
 }
 
@@ -172,7 +182,7 @@ int nx_get_molecule_residue_names(char* names, int length, int mol) {
 }
 
 int nx_is_molecule_residue_names_set(int mol) {
-  return any_atom(mol, [](const NxAtomBase& atom) { return !residue_name_of(atom).empty(); });
+  return any_residue(mol, [](const NxResidue& residue) { return !residue.GetName().empty(); });
 }
 
 int nx_get_molecule_residue_names_size(int mol) { return bound_of(mol); }
@@ -189,7 +199,9 @@ int nx_get_molecule_residue_names_element(char* out, int atom, int length, int m
   if (found == nullptr || length < 0 || out == nullptr) {
     return 0;
   }
-  copy_string(out, residue_name_of(*found).substr(0, static_cast<std::size_t>(length) - 1));
+  copy_string(
+      out,
+      std::string_view(NxChem::NxAtomGetResidue(*found).GetName()).substr(0, static_cast<std::size_t>(length) - 1));
   return 1;
 }
 
@@ -198,25 +210,29 @@ int nx_get_molecule_residue_names_element_length(int atom, int mol) {
   if (found == nullptr || !NxChem::NxHasResidue(*found)) {
     return 0;
   }
-  return static_cast<int>(residue_name_of(*found).size()) + 1;
+  return static_cast<int>(NxChem::NxAtomGetResidue(*found).GetName().size()) + 1;
 }
 
 int nx_get_molecule_residue_names_index(int* index, int mol) {
-  return get_starts(index, mol, [](const NxAtomBase& atom) { return residue_name_packing.packed_size(atom); });
+  return get_starts(
+      index, mol, [](const NxAtomStore& store, unsigned idx) { return residue_name_packing.packed_size(store, idx); });
 }
 
 int nx_set_molecule_chain_names(const char* chains, int mol) {
-  const NxMolBase& molecule = model(mol);
+  NxMolBase& molecule = model(mol);
   if (chains == nullptr) {
     return is_empty(molecule);
   }
   return guarded([&] {
-    for (NxAtomBase& atom : molecule.GetAtoms()) {
+    NxAtomStore::ResidueChanges changes(store_of(molecule));
+    for (const NxAtomBase& atom : molecule.GetAtoms()) {
       const char chain = *chains++;
       if (chain == '\0') {
         return 0;
       }
-      change_residue(atom, [chain](NxChem::NxResidue& residue) { residue.SetChainID(chain); });
+      changes.Apply(
+          atom.GetIdx(), [chain](const NxResidue& residue) { return residue.GetChainID() == chain; },
+          [chain](NxResidue& residue) { residue.SetChainID(chain); });
     }
     return 1;
   });
@@ -227,20 +243,19 @@ int nx_get_molecule_chain_names(char* chains, int length, int mol) {
   if (chains == nullptr || length < 1) {
     return 0;
   }
-  int written = 0;
-  for (const NxAtomBase& atom : molecule.GetAtoms()) {
-    if (written == length - 1) {
-      chains[written] = '\0';
-      return 0;
+  const auto room = static_cast<std::size_t>(length) - 1;
+  std::size_t written = 0;
+  visit_atoms(molecule, [&](unsigned idx) {
+    if (written < room) {
+      chains[written++] = chain_of(store_of(molecule), idx);
     }
-    chains[written++] = NxChem::NxAtomGetResidue(atom).GetChainID();
-  }
+  });
   chains[written] = '\0';
-  return 1;
+  return static_cast<int>(written == molecule.NumAtoms());
 }
 
 int nx_is_molecule_chain_names_set(int mol) {
-  return any_atom(mol, [](const NxAtomBase& atom) { return NxChem::NxAtomGetResidue(atom).GetChainID() != ' '; });
+  return any_residue(mol, [](const NxResidue& residue) { return residue.GetChainID() != ' '; });
 }
 
 int nx_get_molecule_chain_names_size(int mol) { return bound_of(mol); }
@@ -265,5 +280,5 @@ int nx_get_molecule_chain_names_element_length(int atom, int mol) {
 }
 
 int nx_get_molecule_chain_names_index(int* index, int mol) {
-  return get_starts(index, mol, [](const NxAtomBase&) { return std::size_t{1}; });
+  return get_starts(index, mol, [](const NxAtomStore&, unsigned) { return std::size_t{1}; });
 }

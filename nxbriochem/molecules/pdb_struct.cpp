@@ -153,7 +153,7 @@ PdbStruct record_of(const NxMolBase& mol, const NxAtomBase& atom) {
   record.occupancy = residue.GetOccupancy();
   record.temperature_factor = residue.GetBFactor();
   record.residue_number = residue.GetResidueNumber();
-  put_text(record.atom_name, name_of(atom));
+  put_text(record.atom_name, name_of(store_of(mol), atom.GetIdx()));
   put_text(record.residue_name, residue.GetName());
   put_text(record.element, NxChem::NxGetAtomicSymbol(atom.GetAtomicNum()));
   record.chain = residue.GetChainID();

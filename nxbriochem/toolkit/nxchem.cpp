@@ -20,26 +20,29 @@ bool Selects(const int* mask, const NxAtomBase& atom) { return mask == nullptr |
 }  // namespace
 
 void NxAtomBase::SetAtomicNum(unsigned atomic_num) {
-  if (atomic_num != atomic_num_) {
-    atomic_num_ = atomic_num;
+  if (atomic_num != GetAtomicNum()) {
+    NxMolBase& mol = GetParent();
+    mol.store_.SetAtomicNum(GetIdx(), atomic_num);
     // Rotor flags depend on which neighbours are heavy.
-    parent_->TopologyChanged();
+    mol.TopologyChanged();
   }
 }
+
+void NxAtomBase::SetName(std::string_view name) { GetParent().store_.SetName(GetIdx(), name); }
 
 bool NxAtomBase::IsInRing() const { return GetSmallestRingSize() != 0; }
 
 unsigned NxAtomBase::GetSmallestRingSize() const {
-  parent_->PerceiveRings();
-  return smallest_ring_;
+  const NxMolBase& mol = GetParent();
+  mol.PerceiveRings();
+  return GetIdx() < mol.atom_rings_.size() ? mol.atom_rings_[GetIdx()] : 0;
 }
 
 unsigned NxAtomBase::GetHeavyDegree() const {
   std::vector<const NxAtomBase*> heavy;
-  heavy.reserve(bonds_.size());
-  for (const NxBondBase* bond : bonds_) {
+  for (const NxBondBase* bond : GetBonds()) {
     const NxAtomBase* other = bond->GetNbr(*this);
-    if (other != nullptr && other != this && other->atomic_num_ > 1) {
+    if (other != nullptr && other != this && other->GetAtomicNum() > 1) {
       heavy.push_back(other);
     }
   }
@@ -47,55 +50,53 @@ unsigned NxAtomBase::GetHeavyDegree() const {
   return static_cast<unsigned>(std::unique(heavy.begin(), heavy.end()) - heavy.begin());
 }
 
-void NxAtomBase::Attach(NxBondBase* bond) { bonds_.push_back(bond); }
-
-void NxAtomBase::Detach(const NxBondBase* bond) {
-  // From the back: that is where DeleteAtom takes from.
-  const auto at = std::find(bonds_.rbegin(), bonds_.rend(), bond);
-  if (at != bonds_.rend()) {
-    bonds_.erase(std::next(at).base());
+NxAtomBase* NxBondBase::GetNbr(const NxAtomBase& atom) const {
+  if (&atom.GetParent() != &GetParent()) {
+    return nullptr;
   }
+  const auto idx = static_cast<int>(atom.GetIdx());
+  return idx == GetBgnIdx() ? GetEnd() : idx == GetEndIdx() ? GetBgn() : nullptr;
 }
 
-void NxBondBase::SetBgn(NxAtomBase* atom) { Rewire(bgn_, end_, atom); }
+void NxBondBase::SetBgn(NxAtomBase* atom) { GetParent().Rewire(*this, 0, atom); }
 
-void NxBondBase::SetEnd(NxAtomBase* atom) { Rewire(end_, bgn_, atom); }
+void NxBondBase::SetEnd(NxAtomBase* atom) { GetParent().Rewire(*this, 1, atom); }
 
-void NxBondBase::Rewire(NxAtomBase*& slot, const NxAtomBase* other_end, NxAtomBase* atom) {
-  if (atom != nullptr && &atom->GetParent() != parent_) {
-    NxSystem::NxThrow.Warning("Attempt to bond an atom of another molecule");
-    return;
-  }
-  if (atom == slot) {
-    return;
-  }
-  if (slot != nullptr && slot != other_end) {
-    slot->Detach(this);
-  }
-  if (atom != nullptr && atom != other_end) {
-    atom->Attach(this);
-  }
-  slot = atom;
-  parent_->TopologyChanged();
+int NxBondBase::GetOrder() const {
+  const std::int8_t order = Chunk().orders[place_];
+  return order != NxChunk<NxBondBase>::kOddOrder ? order : GetParent().odd_orders_.find(GetIdx())->second;
 }
 
 void NxBondBase::SetOrder(int order) {
-  if (order != order_) {
-    order_ = order;
-    parent_->TopologyChanged();
+  if (order == GetOrder()) {
+    return;
   }
+  NxMolBase& mol = GetParent();
+  std::int8_t& stored = Chunk().orders[place_];
+  if (order > INT8_MIN && order <= INT8_MAX) {
+    if (stored == NxChunk<NxBondBase>::kOddOrder) {
+      mol.odd_orders_.erase(GetIdx());
+    }
+    stored = static_cast<std::int8_t>(order);
+  } else {
+    mol.odd_orders_[GetIdx()] = order;
+    stored = NxChunk<NxBondBase>::kOddOrder;
+  }
+  mol.TopologyChanged();
 }
 
 bool NxBondBase::IsInRing() const { return GetSmallestRingSize() != 0; }
 
 unsigned NxBondBase::GetSmallestRingSize() const {
-  parent_->PerceiveRings();
-  return smallest_ring_;
+  const NxMolBase& mol = GetParent();
+  mol.PerceiveRings();
+  return GetIdx() < mol.bond_rings_.size() ? mol.bond_rings_[GetIdx()] / 2 : 0;
 }
 
 bool NxBondBase::IsRotor() const {
-  parent_->PerceiveRings();
-  return rotor_;
+  const NxMolBase& mol = GetParent();
+  mol.PerceiveRings();
+  return GetIdx() < mol.bond_rings_.size() && mol.bond_rings_[GetIdx()] % 2 != 0;
 }
 
 NxMolBase::NxMolBase() = default;
@@ -103,30 +104,29 @@ NxMolBase::NxMolBase() = default;
 NxMolBase::NxMolBase(const NxMolBase& other)
     : NxBase(other),
       title_(other.title_),
-      num_atoms_(other.num_atoms_),
-      num_bonds_(other.num_bonds_),
+      store_(other.store_),
+      odd_orders_(other.odd_orders_),
+      atom_rings_(other.atom_rings_),
+      bond_rings_(other.bond_rings_),
       rings_known_(other.rings_known_) {
-  atoms_.resize(other.atoms_.size());
-  bonds_.resize(other.bonds_.size());
-  for (const NxBondBase& bond : other.GetBonds()) {
-    bonds_[bond.idx_].reset(new NxBondBase(bond));
-    bonds_[bond.idx_]->parent_ = this;
-  }
-  for (const NxAtomBase& atom : other.GetAtoms()) {
-    auto* copy = new NxAtomBase(atom);
-    atoms_[atom.idx_].reset(copy);
-    copy->parent_ = this;
-    for (NxBondBase*& bond : copy->bonds_) {
-      bond = bonds_[bond->idx_].get();
-      if (bond->bgn_ == &atom) {
-        bond->bgn_ = copy;
-      }
-      if (bond->end_ == &atom) {
-        bond->end_ = copy;
-      }
+  atoms_.CopyFrom(other.atoms_, [this](const NxChunk<NxAtomBase>& chunk) {
+    auto copy = std::make_unique<NxChunk<NxAtomBase>>();
+    copy->head = chunk.head;
+    copy->head.parent = this;
+    return copy;
+  });
+  bonds_.CopyFrom(other.bonds_, [this](const NxChunk<NxBondBase>& chunk) {
+    auto copy = std::make_unique<NxChunk<NxBondBase>>();
+    copy->head = chunk.head;
+    copy->head.parent = this;
+    std::copy(std::begin(chunk.orders), std::end(chunk.orders), copy->orders);
+    for (std::size_t end = 0; end < 2; ++end) {
+      std::copy(std::begin(chunk.ends[end]), std::end(chunk.ends[end]), copy->ends[end]);
+      std::copy(std::begin(chunk.next[end]), std::end(chunk.next[end]), copy->next[end]);
     }
-  }
-  coords_.resize(3 * atoms_.size());
+    return copy;
+  });
+  coords_.resize(std::size_t{3} * GetMaxAtomIdx());
   if (const float* xyz = other.CoordData()) {
     std::copy_n(xyz, coords_.size(), coords_.begin());
   }
@@ -134,26 +134,27 @@ NxMolBase::NxMolBase(const NxMolBase& other)
 
 NxMolBase::NxMolBase(const NxMolBase& other, const int* mask)
     : NxBase(other), title_(other.title_), rings_known_(false) {
-  std::vector<NxAtomBase*> copies(other.atoms_.size());
+  constexpr unsigned kNone = ~0U;
+  std::vector<unsigned> places(other.GetMaxAtomIdx(), kNone);
+  unsigned n = 0;
   for (const NxAtomBase& atom : other.GetAtoms()) {
-    if (!Selects(mask, atom)) {
-      continue;
+    if (Selects(mask, atom)) {
+      places[atom.GetIdx()] = n++;
     }
-    atoms_.push_back(std::unique_ptr<NxAtomBase>(new NxAtomBase(atom)));
-    NxAtomBase* copy = atoms_.back().get();
-    copy->parent_ = this;
-    copy->idx_ = num_atoms_++;
-    copy->bonds_.clear();
-    copies[atom.idx_] = copy;
+  }
+  AddAtoms(n, 0);
+  for (unsigned from = 0; from < places.size(); ++from) {
+    if (places[from] != kNone) {
+      CopyAtom(other, from, places[from]);
+    }
   }
   for (const NxBondBase& bond : other.GetBonds()) {
-    NxAtomBase* bgn = bond.bgn_ != nullptr ? copies[bond.bgn_->idx_] : nullptr;
-    NxAtomBase* end = bond.end_ != nullptr ? copies[bond.end_->idx_] : nullptr;
-    if (bgn != nullptr && end != nullptr) {
-      NewBond(bgn, end, bond.order_);
+    const NxAtomBase* bgn = bond.GetBgn();
+    const NxAtomBase* end = bond.GetEnd();
+    if (bgn != nullptr && end != nullptr && places[bgn->GetIdx()] != kNone && places[end->GetIdx()] != kNone) {
+      NewBond(atoms_.Get(places[bgn->GetIdx()]), atoms_.Get(places[end->GetIdx()]), bond.GetOrder());
     }
   }
-  coords_.resize(3 * atoms_.size());
   if (const float* xyz = other.CoordData()) {
     coords_ = other.SelectCoords(xyz, mask);
   }
@@ -161,63 +162,162 @@ NxMolBase::NxMolBase(const NxMolBase& other, const int* mask)
 
 NxMolBase::~NxMolBase() = default;
 
+void NxMolBase::CopyAtom(const NxMolBase& other, unsigned from, unsigned to) {
+  const NxAtomStore& its = other.store_;
+  store_.Radii()[to] = its.Radii()[from];
+  store_.PartialCharges()[to] = its.PartialCharges()[from];
+  store_.FormalCharges()[to] = its.FormalCharges()[from];
+  store_.IntTypes()[to] = its.IntTypes()[from];
+  store_.SetAtomicNum(to, its.AtomicNums()[from]);
+  store_.SetName(to, its.Name(its.NameIds()[from]));
+  if (its.ResidueIds()[from] != 0) {
+    store_.SetResidue(to, its.Residue(its.ResidueIds()[from]));
+  }
+}
+
+void NxMolBase::AddAtoms(unsigned n, unsigned atomic_num) {
+  const unsigned bound = GetMaxAtomIdx() + n;
+  ResizeCoords(bound);
+  store_.Reserve(bound);
+  atoms_.Reserve(bound);
+  while (n > 0) {
+    atoms_.Open(this);
+    constexpr unsigned kSize = NxChunk<NxAtomBase>::kSize;
+    const unsigned here = std::min(n, kSize - GetMaxAtomIdx() % kSize);
+    store_.Extend(here, atomic_num);
+    atoms_.Add(here);
+    n -= here;
+  }
+}
+
 NxAtomBase* NxMolBase::NewAtom(unsigned atomic_num) {
-  const unsigned idx = GetMaxAtomIdx();
-  ResizeCoords(idx + 1);
-  atoms_.push_back(std::unique_ptr<NxAtomBase>(new NxAtomBase(this, idx, atomic_num)));
-  ++num_atoms_;
-  return atoms_.back().get();
+  AddAtoms(1, atomic_num);
+  return atoms_.Get(GetMaxAtomIdx() - 1);
 }
 
 void NxMolBase::Reserve(unsigned n_atoms, unsigned n_bonds) {
-  atoms_.reserve(n_atoms);
-  bonds_.reserve(n_bonds);
+  store_.Reserve(n_atoms);
+  atoms_.Reserve(n_atoms);
+  bonds_.Reserve(n_bonds);
 }
 
 bool NxMolBase::DeleteAtom(NxAtomBase* atom) {
-  if (atom == nullptr || atom->parent_ != this) {
+  if (atom == nullptr || &atom->GetParent() != this) {
     return false;
   }
-  while (!atom->bonds_.empty()) {
-    DeleteBond(atom->bonds_.back());
+  const unsigned idx = atom->GetIdx();
+  // From the front, where taking a bond off an atom is quickest.
+  while (store_.LastBonds()[idx] != 0) {
+    DeleteBond(atom->GetBonds().front());
   }
-  atoms_[atom->idx_].reset();
-  --num_atoms_;
+  store_.Erase(idx);
+  atoms_.Remove(idx);
   return true;
 }
 
 NxBondBase* NxMolBase::NewBond(NxAtomBase* bgn, NxAtomBase* end, int order) {
-  if ((bgn != nullptr && bgn->parent_ != this) || (end != nullptr && end->parent_ != this)) {
+  if ((bgn != nullptr && &bgn->GetParent() != this) || (end != nullptr && &end->GetParent() != this)) {
     NxSystem::NxThrow.Warning("Attempt to bond an atom of another molecule");
     return nullptr;
   }
-  bonds_.push_back(std::unique_ptr<NxBondBase>(new NxBondBase(this, GetMaxBondIdx())));
-  ++num_bonds_;
-  NxBondBase* bond = bonds_.back().get();
-  bond->SetBgn(bgn);
-  bond->SetEnd(end);
-  bond->SetOrder(order);
+  using Chunk = NxChunk<NxBondBase>;
+  const unsigned place = GetMaxBondIdx() % Chunk::kSize;
+  Chunk& chunk = bonds_.Open(this);
+  chunk.orders[place] = 0;
+  chunk.ends[0][place] = Chunk::kNoAtom;
+  chunk.ends[1][place] = Chunk::kNoAtom;
+  chunk.At(place)->SetOrder(order);
+  NxBondBase* bond = bonds_.Add();
+  Rewire(*bond, 0, bgn);
+  Rewire(*bond, 1, end);
   return bond;
 }
 
 bool NxMolBase::DeleteBond(NxBondBase* bond) {
-  if (bond == nullptr || bond->parent_ != this) {
+  if (bond == nullptr || &bond->GetParent() != this) {
     return false;
   }
-  bond->SetBgn(nullptr);
-  bond->SetEnd(nullptr);
-  bonds_[bond->idx_].reset();
-  --num_bonds_;
+  Rewire(*bond, 0, nullptr);
+  Rewire(*bond, 1, nullptr);
+  bond->SetOrder(0);
+  bonds_.Remove(bond->GetIdx());
   return true;
 }
 
-NxAtomBase* NxMolBase::GetAtom(int idx) const {
-  return idx >= 0 && static_cast<unsigned>(idx) < atoms_.size() ? atoms_[static_cast<unsigned>(idx)].get() : nullptr;
+void NxMolBase::Attach(unsigned atom, unsigned link) {
+  unsigned& last = store_.LastBonds()[atom];
+  NextLink(link) = last != 0 ? NextLink(last) : link;
+  if (last != 0) {
+    NextLink(last) = link;
+  }
+  last = link;
 }
 
-NxBondBase* NxMolBase::GetBond(int idx) const {
-  return idx >= 0 && static_cast<unsigned>(idx) < bonds_.size() ? bonds_[static_cast<unsigned>(idx)].get() : nullptr;
+void NxMolBase::Detach(unsigned atom, unsigned link) {
+  unsigned& last = store_.LastBonds()[atom];
+  unsigned before = last;
+  while (NextLink(before) != link) {
+    before = NextLink(before);
+  }
+  if (before == link) {
+    last = 0;
+    return;
+  }
+  NextLink(before) = NextLink(link);
+  if (last == link) {
+    last = before;
+  }
 }
+
+// Puts one link of an atom into the place of another; nothing happens when that is not the atom's.
+void NxMolBase::ReplaceLink(unsigned atom, unsigned from, unsigned to) {
+  unsigned& last = store_.LastBonds()[atom];
+  unsigned before = last;
+  while (NextLink(before) != from) {
+    before = NextLink(before);
+    if (before == last) {
+      return;
+    }
+  }
+  NextLink(to) = before != from ? NextLink(from) : to;
+  NextLink(before != from ? before : to) = to;
+  if (last == from) {
+    last = to;
+  }
+}
+
+void NxMolBase::Rewire(NxBondBase& bond, unsigned end, const NxAtomBase* atom) {
+  using Chunk = NxChunk<NxBondBase>;
+  if (atom != nullptr && &atom->GetParent() != this) {
+    NxSystem::NxThrow.Warning("Attempt to bond an atom of another molecule");
+    return;
+  }
+  Chunk& chunk = bond.Chunk();
+  unsigned& slot = chunk.ends[end][bond.place_];
+  const unsigned other = chunk.ends[1 - end][bond.place_];
+  const unsigned wanted = atom != nullptr ? atom->GetIdx() : Chunk::kNoAtom;
+  if (wanted == slot) {
+    return;
+  }
+  const unsigned link = 2 * bond.GetIdx() + end + 1;
+  const unsigned link_of_other = 2 * bond.GetIdx() + 2 - end;
+  if (slot == other) {
+    if (slot != Chunk::kNoAtom) {
+      ReplaceLink(slot, link, link_of_other);  // an atom bonded to itself has the bond once, by either end
+    }
+  } else if (slot != Chunk::kNoAtom) {
+    Detach(slot, link);
+  }
+  if (wanted != Chunk::kNoAtom && wanted != other) {
+    Attach(wanted, link);
+  }
+  slot = wanted;
+  TopologyChanged();
+}
+
+NxAtomBase* NxMolBase::GetAtom(int idx) const { return atoms_.Get(static_cast<unsigned>(idx)); }
+
+NxBondBase* NxMolBase::GetBond(int idx) const { return bonds_.Get(static_cast<unsigned>(idx)); }
 
 bool NxMolBase::Owns(const NxAtomBase& atom) const {
   if (&atom.GetParent() != this) {
@@ -228,22 +328,18 @@ bool NxMolBase::Owns(const NxAtomBase& atom) const {
 }
 
 void NxMolBase::CopyLiveCoords(const float* from, float* to) const {
-  if (num_atoms_ == GetMaxAtomIdx()) {
-    std::copy_n(from, std::size_t{3} * num_atoms_, to);
-    return;
-  }
-  for (const NxAtomBase& atom : GetAtoms()) {
-    const std::size_t at = std::size_t{3} * atom.idx_;
-    std::copy_n(from + at, 3, to + at);
-  }
+  atoms_.Stretches([from, to](unsigned begin, unsigned end) {
+    const std::size_t at = std::size_t{3} * begin;
+    std::copy_n(from + at, std::size_t{3} * (end - begin), to + at);
+  });
 }
 
 std::vector<float> NxMolBase::SelectCoords(const float* from, const int* mask) const {
   std::vector<float> selected;
-  selected.reserve(std::size_t{3} * num_atoms_);
+  selected.reserve(std::size_t{3} * NumAtoms());
   for (const NxAtomBase& atom : GetAtoms()) {
     if (Selects(mask, atom)) {
-      const float* at = from + std::size_t{3} * atom.idx_;
+      const float* at = from + std::size_t{3} * atom.GetIdx();
       selected.insert(selected.end(), at, at + 3);
     }
   }
@@ -289,18 +385,21 @@ void NxMolBase::SetCoords(const NxAtomBase& atom, const float xyz[3]) {
 }
 
 void NxMolBase::Sweep() {
-  ReleaseSpare(atoms_);
-  ReleaseSpare(bonds_);
+  atoms_.Sweep();
+  bonds_.Sweep();
+  store_.Sweep();
   ReleaseSpare(coords_);
 }
 
 void NxMolBase::Clear() {
   NxBase::Clear();
   title_.clear();
-  bonds_.clear();
-  atoms_.clear();
-  num_atoms_ = 0;
-  num_bonds_ = 0;
+  bonds_.Clear();
+  atoms_.Clear();
+  store_.Clear();
+  odd_orders_.clear();
+  atom_rings_ = {};
+  bond_rings_ = {};
   rings_known_ = true;
   ResizeCoords(0);
 }
@@ -309,13 +408,15 @@ float* NxMolBase::ActiveCoords() { return coords_.data(); }
 
 void NxMolBase::ResizeCoords(unsigned n) { coords_.resize(std::size_t{3} * n); }
 
-bool NxHasResidue(const NxAtomBase& atom) { return atom.has_residue_; }
+bool NxHasResidue(const NxAtomBase& atom) { return atom.GetParent().store_.ResidueIds()[atom.GetIdx()] != 0; }
 
-const NxResidue& NxAtomGetResidue(const NxAtomBase& atom) { return atom.residue_; }
+const NxResidue& NxAtomGetResidue(const NxAtomBase& atom) {
+  const NxAtomStore& store = atom.GetParent().store_;
+  return store.Residue(store.ResidueIds()[atom.GetIdx()]);
+}
 
 void NxAtomSetResidue(NxAtomBase& atom, const NxResidue& residue) {
-  atom.residue_ = residue;
-  atom.has_residue_ = true;
+  atom.GetParent().store_.SetResidue(atom.GetIdx(), residue);
 }
 
 }  // namespace NxChem

@@ -6,14 +6,21 @@
 #ifndef NXBRIOCHEM_TOOLKIT_NXCHEM_H
 #define NXBRIOCHEM_TOOLKIT_NXCHEM_H
 
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <nxbriochem/export.h>
+#include <nxbriochem/toolkit/nxatom_store.h>
 #include <nxbriochem/toolkit/nxelements.h>
+#include <nxbriochem/toolkit/nxresidue.h>
 #include <nxbriochem/toolkit/nxsystem.h>
+#include <nxbriochem/toolkit/nxtable.h>
 
 namespace NxChem {
 
@@ -23,78 +30,106 @@ class NxConfBase;
 class NxMolBase;
 class NxMCMolBase;
 
-// What a PDB atom record says of an atom beyond its name and position. A residue record belongs to one atom: atoms of
-// the same residue carry equal records. Setters keep what they are given, whether it fits into a file or not.
-class NX_API NxResidue {
+// The bonds of an atom, in the order in which they were attached: a list that is read where the molecule keeps it.
+// Valid until the atom's bonds change.
+class NX_API NxAtomBonds {
  public:
-  // The residue's name, such as "ALA"; empty when not set. The string is the record's.
-  const std::string& GetName() const { return name_; }
-  void SetName(std::string_view name) { name_ = name; }
-  // The number that a PDB file shows (resSeq, the author's numbering); 0 when not set.
-  int GetResidueNumber() const { return residue_number_; }
-  void SetResidueNumber(int number) { residue_number_ = number; }
-  // The residue's position in its chain's sequence, counted by the caller (mmCIF's label_seq_id); 0 when not known.
-  int GetSequenceNumber() const { return sequence_number_; }
-  void SetSequenceNumber(int number) { sequence_number_ = number; }
-  // The chain's letter; a blank when not set.
-  char GetChainID() const { return chain_; }
-  void SetChainID(char chain) { chain_ = chain; }
-  // The insertion code behind the number; a blank for none.
-  char GetInsertCode() const { return insert_code_; }
-  void SetInsertCode(char code) { insert_code_ = code; }
-  // The letter of the alternate location; a blank for none.
-  char GetAlternateLocation() const { return alternate_location_; }
-  void SetAlternateLocation(char location) { alternate_location_ = location; }
-  // The fraction of the time that the atom is there; 1 when not set.
-  float GetOccupancy() const { return occupancy_; }
-  void SetOccupancy(float occupancy) { occupancy_ = occupancy; }
-  // Temperature factor in square angstrom; 0 when not set.
-  float GetBFactor() const { return b_factor_; }
-  void SetBFactor(float b_factor) { b_factor_ = b_factor; }
-  // True writes the atom as HETATM, false, the default, as ATOM.
-  bool IsHetAtom() const { return het_atom_; }
-  void SetHetAtom(bool het_atom) { het_atom_ = het_atom; }
+  // Goes through the bonds; its value is a bond, never null.
+  class Iterator {
+   public:
+    // What the standard asks for.
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = NxBondBase*;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const value_type*;
+    using reference = value_type;
+
+    // Behind the last bond.
+    Iterator() = default;
+    // The bond that it stands at.
+    NxBondBase* operator*() const;
+    // Moves on.
+    Iterator& operator++();
+    // Moves on and gives where it stood.
+    Iterator operator++(int) {
+      Iterator before = *this;
+      ++*this;
+      return before;
+    }
+    // Whether both stand at the same bond of one atom.
+    bool operator==(const Iterator& other) const { return link_ == other.link_; }
+    // The opposite.
+    bool operator!=(const Iterator& other) const { return !(*this == other); }
+
+   private:
+    friend class NxAtomBonds;
+    Iterator(const NxMolBase* mol, unsigned link, unsigned last) : mol_(mol), link_(link), last_(last) {}
+
+    const NxMolBase* mol_ = nullptr;
+    unsigned link_ = 0;
+    unsigned last_ = 0;
+  };
+  // Under its standard name.
+  using const_iterator = Iterator;
+  // What it holds.
+  using value_type = NxBondBase*;
+
+  // The first bond.
+  Iterator begin() const;
+  // Behind the last one.
+  Iterator end() const { return {}; }
+  // Whether there are none.
+  bool empty() const { return last_ == 0; }
+  // How many there are; they are counted.
+  std::size_t size() const { return static_cast<std::size_t>(std::distance(begin(), end())); }
+  // The first one, which must be there.
+  NxBondBase* front() const { return *begin(); }
+  // The last one, which must be there.
+  NxBondBase* back() const { return *Iterator(mol_, last_, last_); }
+  // The one at a place below the size, to which it is counted.
+  NxBondBase* operator[](std::size_t at) const { return *std::next(begin(), static_cast<std::ptrdiff_t>(at)); }
+  // A copy of the list.
+  operator std::vector<NxBondBase*>() const { return {begin(), end()}; }
 
  private:
-  std::string name_;
-  int residue_number_ = 0;
-  int sequence_number_ = 0;
-  float occupancy_ = 1.0F;
-  float b_factor_ = 0.0F;
-  char chain_ = ' ';
-  char insert_code_ = ' ';
-  char alternate_location_ = ' ';
-  bool het_atom_ = false;
+  friend class NxAtomBase;
+  NxAtomBonds(const NxMolBase* mol, unsigned last) : mol_(mol), last_(last) {}
+
+  const NxMolBase* mol_;
+  unsigned last_;
 };
 
-// An atom. Made and owned by its molecule.
+// An atom. Made and owned by its molecule, which keeps what is known of it; the atom is a handle that stays in its
+// place while it lives.
 class NX_API NxAtomBase {
  public:
+  NxAtomBase(const NxAtomBase&) = delete;
   NxAtomBase& operator=(const NxAtomBase&) = delete;
 
   // The atom's index in its molecule.
-  unsigned GetIdx() const { return idx_; }
+  unsigned GetIdx() const { return Head().first + place_; }
   // The molecule that owns the atom.
-  NxMolBase& GetParent() const { return *parent_; }
+  NxMolBase& GetParent() const { return *Head().parent; }
 
   // The atomic number; 0 is a dummy atom. Any number is kept.
-  unsigned GetAtomicNum() const { return atomic_num_; }
+  unsigned GetAtomicNum() const;
   void SetAtomicNum(unsigned atomic_num);
-  // The atom's name as a PDB file has it, blanks and all; empty when not set. The string is the atom's.
-  const std::string& GetName() const { return name_; }
-  void SetName(std::string_view name) { name_ = name; }
+  // The atom's name as a PDB file has it, blanks and all; empty when not set. The string is the molecule's and valid
+  // until the name is set again or the atom dies.
+  const std::string& GetName() const;
+  void SetName(std::string_view name);
   // The radius in angstrom; 0 when not set.
-  float GetRadius() const { return radius_; }
-  void SetRadius(float radius) { radius_ = radius; }
+  float GetRadius() const;
+  void SetRadius(float radius);
   // The partial charge in elementary charges; 0 when not set.
-  float GetPartialCharge() const { return partial_charge_; }
-  void SetPartialCharge(float charge) { partial_charge_ = charge; }
+  float GetPartialCharge() const;
+  void SetPartialCharge(float charge);
   // The formal charge in elementary charges; 0 when not set. Nothing is perceived from it or checked against it.
-  int GetFormalCharge() const { return formal_charge_; }
-  void SetFormalCharge(int charge) { formal_charge_ = charge; }
+  int GetFormalCharge() const;
+  void SetFormalCharge(int charge);
   // The caller's own number for the atom; 0 when not set.
-  int GetIntType() const { return int_type_; }
-  void SetIntType(int type) { int_type_ = type; }
+  int GetIntType() const;
+  void SetIntType(int type);
 
   // Whether the atom is in a ring; perceived when asked and kept until the molecule's atoms or bonds change.
   bool IsInRing() const;
@@ -103,66 +138,49 @@ class NX_API NxAtomBase {
 
   // The bonds that have the atom as an end, in the order in which they were attached; a bond of the atom with itself is
   // listed once.
-  const std::vector<NxBondBase*>& GetBonds() const { return bonds_; }
+  NxAtomBonds GetBonds() const;
   // Bonded neighbours that are neither hydrogen nor dummy. A neighbour counts once, however many bonds lead to it, and
   // an atom is not its own neighbour.
   unsigned GetHeavyDegree() const;
 
  private:
-  friend class NxMolBase;
-  friend class NxBondBase;
-  friend NX_API bool NxHasResidue(const NxAtomBase& atom);
-  friend NX_API const NxResidue& NxAtomGetResidue(const NxAtomBase& atom);
-  friend NX_API void NxAtomSetResidue(NxAtomBase& atom, const NxResidue& residue);
-  NxAtomBase(NxMolBase* parent, unsigned idx, unsigned atomic_num)
-      : parent_(parent), idx_(idx), atomic_num_(atomic_num) {}
-  // For the molecule's own copy, which gives the new atom its parent and bonds.
-  NxAtomBase(const NxAtomBase&) = default;
+  friend struct NxChunk<NxAtomBase>;
+  NxAtomBase() = default;
 
-  NX_LOCAL void Attach(NxBondBase* bond);
-  NX_LOCAL void Detach(const NxBondBase* bond);
+  const NxChunkHead& Head() const;
 
-  NxMolBase* parent_;
-  unsigned idx_;
-  unsigned atomic_num_;
-  float radius_ = 0.0F;
-  float partial_charge_ = 0.0F;
-  int formal_charge_ = 0;
-  int int_type_ = 0;
-  unsigned smallest_ring_ = 0;
-  bool has_residue_ = false;
-  std::string name_;
-  NxResidue residue_;
-  std::vector<NxBondBase*> bonds_;
+  std::uint8_t place_ = 0;  // in its chunk
 };
 
-// A bond. Made and owned by its molecule. A placeholder has no ends and order 0 until it is wired.
+// A bond. Made and owned by its molecule, of which it is a handle as an atom is. A placeholder has no ends and order 0
+// until it is wired.
 class NX_API NxBondBase {
  public:
+  NxBondBase(const NxBondBase&) = delete;
   NxBondBase& operator=(const NxBondBase&) = delete;
 
   // The bond's index in its molecule.
-  unsigned GetIdx() const { return idx_; }
+  unsigned GetIdx() const;
   // The molecule that owns the bond.
-  NxMolBase& GetParent() const { return *parent_; }
+  NxMolBase& GetParent() const;
 
   // The first end, an atom of the molecule; null for a placeholder.
-  NxAtomBase* GetBgn() const { return bgn_; }
+  NxAtomBase* GetBgn() const;
   // The second end, likewise.
-  NxAtomBase* GetEnd() const { return end_; }
+  NxAtomBase* GetEnd() const;
   // The index of the first end; -1 for a placeholder.
-  int GetBgnIdx() const { return bgn_ != nullptr ? static_cast<int>(bgn_->GetIdx()) : -1; }
+  int GetBgnIdx() const { return EndIdx(0); }
   // The index of the second end, likewise.
-  int GetEndIdx() const { return end_ != nullptr ? static_cast<int>(end_->GetIdx()) : -1; }
+  int GetEndIdx() const { return EndIdx(1); }
   // The end that is not the atom: null when it is not wired, and null for what is not an end of the bond.
-  NxAtomBase* GetNbr(const NxAtomBase& atom) const { return &atom == bgn_ ? end_ : &atom == end_ ? bgn_ : nullptr; }
+  NxAtomBase* GetNbr(const NxAtomBase& atom) const;
   // Sets the first end. The atom must belong to the bond's molecule or be null, which takes the end off; an atom of
   // another molecule is refused with a warning.
   void SetBgn(NxAtomBase* atom);
   // Sets the second end, likewise.
   void SetEnd(NxAtomBase* atom);
   // The order: 1 single, 2 double, 3 triple, 4 quadruple; 0 not set. Other values are kept as they are given.
-  int GetOrder() const { return order_; }
+  int GetOrder() const;
   void SetOrder(int order);
 
   // Whether the bond is in a ring, perceived as the atom's. A bond of an atom with itself is in no ring; bonds between
@@ -174,20 +192,69 @@ class NX_API NxBondBase {
   bool IsRotor() const;
 
  private:
+  friend struct NxChunk<NxBondBase>;
   friend class NxMolBase;
-  NxBondBase(NxMolBase* parent, unsigned idx) : parent_(parent), idx_(idx) {}
-  NxBondBase(const NxBondBase&) = default;
+  NxBondBase() = default;
 
-  NX_LOCAL void Rewire(NxAtomBase*& slot, const NxAtomBase* other_end, NxAtomBase* atom);
+  NxChunk<NxBondBase>& Chunk() const;
+  int EndIdx(int end) const;
 
-  NxMolBase* parent_;
-  unsigned idx_;
-  NxAtomBase* bgn_ = nullptr;
-  NxAtomBase* end_ = nullptr;
-  int order_ = 0;
-  unsigned smallest_ring_ = 0;
-  bool rotor_ = false;
+  std::uint8_t place_ = 0;  // in its chunk
 };
+
+// Atoms side by side: their handles alone.
+template <>
+struct NxChunk<NxAtomBase> {
+  // How many.
+  static constexpr unsigned kSize = 64;
+
+  // Handles that know their places.
+  NxChunk();
+  // The handle of a place.
+  NxAtomBase* At(unsigned place) { return atoms + place; }
+  // Nothing has to be done for a handle that ends.
+  void Drop(unsigned) {}
+
+  NxChunkHead head;
+  NxAtomBase atoms[kSize];
+};
+
+inline NxChunk<NxAtomBase>::NxChunk() {
+  for (unsigned k = 0; k < kSize; ++k) {
+    atoms[k].place_ = static_cast<std::uint8_t>(k);
+  }
+}
+
+// Bonds side by side: their handles and what is known of each. The bonds of an atom make a ring of links: a link is
+// 2 * bond index + end + 1, and `next` of an end leads to the next bond of the atom there.
+template <>
+struct NxChunk<NxBondBase> {
+  // How many.
+  static constexpr unsigned kSize = 32;
+  // An end that is not there.
+  static constexpr unsigned kNoAtom = ~0U;
+  // An order that does not fit here and is kept by the molecule.
+  static constexpr std::int8_t kOddOrder = -128;
+
+  // Handles that know their places.
+  NxChunk();
+  // The handle of a place.
+  NxBondBase* At(unsigned place) { return bonds + place; }
+  // Nothing has to be done for a handle that ends.
+  void Drop(unsigned) {}
+
+  NxChunkHead head;
+  NxBondBase bonds[kSize];
+  std::int8_t orders[kSize];
+  unsigned ends[2][kSize];
+  unsigned next[2][kSize];
+};
+
+inline NxChunk<NxBondBase>::NxChunk() {
+  for (unsigned k = 0; k < kSize; ++k) {
+    bonds[k].place_ = static_cast<std::uint8_t>(k);
+  }
+}
 
 // Walks the items of an index table in index order, passing over deleted ones. Usable as `for (auto& atom :
 // mol.GetAtoms())` and, as a cursor, `for (auto a = mol.GetAtoms(); a; ++a) a->...`; moving or reading past the end, or
@@ -195,27 +262,26 @@ class NX_API NxBondBase {
 template <class T>
 class NxIter {
  public:
-  // What is walked: a slot per index, null where the item was deleted. The molecule owns it; an iterator is good as
-  // long as the molecule.
-  using Table = std::vector<std::unique_ptr<T>>;
+  // What is walked. The molecule owns it; an iterator is good as long as the molecule.
+  using Table = NxTable<T>;
 
   // Stands at the first item that is there, or at the end.
-  explicit NxIter(const Table& table) : NxIter(table, 0) {}
+  explicit NxIter(const Table& table) : NxIter(table, table.Next(0)) {}
 
   // False at the end.
-  explicit operator bool() const { return at_ < table_->size(); }
+  explicit operator bool() const { return at_ < table_->Bound(); }
   // The item, which the molecule owns.
   T& operator*() const {
-    Require(at_ < table_->size() && (*table_)[at_] != nullptr);
-    return *(*table_)[at_];
+    T* item = table_->Get(at_);
+    Require(item != nullptr);
+    return *item;
   }
   // The item's member, likewise.
   T* operator->() const { return &**this; }
   // Moves on to the next item that is there, or to the end.
   NxIter& operator++() {
-    Require(at_ < table_->size());
-    ++at_;
-    SkipDeleted();
+    Require(at_ < table_->Bound());
+    at_ = table_->Next(at_ + 1);
     return *this;
   }
   // Whether both stand at the same index; only of iterators of one molecule does that mean anything.
@@ -226,16 +292,11 @@ class NxIter {
   // Where a range-based for begins: here.
   NxIter begin() const { return *this; }
   // Where it ends: behind the last index there is now.
-  NxIter end() const { return NxIter(*table_, table_->size()); }
+  NxIter end() const { return NxIter(*table_, table_->Bound()); }
 
  private:
-  NxIter(const Table& table, std::size_t at) : table_(&table), at_(at) { SkipDeleted(); }
+  NxIter(const Table& table, unsigned at) : table_(&table), at_(at) {}
 
-  void SkipDeleted() {
-    while (at_ < table_->size() && !(*table_)[at_]) {
-      ++at_;
-    }
-  }
   static void Require(bool holds) {
     if (!holds) {
       NxSystem::NxAssertionFailed(__LINE__, "nxchem");
@@ -243,7 +304,7 @@ class NxIter {
   }
 
   const Table* table_;
-  std::size_t at_;
+  unsigned at_;
 };
 
 // A molecule: title, atoms, bonds, one set of coordinates, and generic data.
@@ -266,13 +327,13 @@ class NX_API NxMolBase : public NxSystem::NxBase {
   void SetTitle(std::string_view title) { title_ = title; }
 
   // The atoms that are there.
-  unsigned NumAtoms() const { return num_atoms_; }
+  unsigned NumAtoms() const { return atoms_.Count(); }
   // The bonds that are there, placeholders among them.
-  unsigned NumBonds() const { return num_bonds_; }
+  unsigned NumBonds() const { return bonds_.Count(); }
   // The index bound of the atoms: one more than the highest index ever given.
-  unsigned GetMaxAtomIdx() const { return static_cast<unsigned>(atoms_.size()); }
+  unsigned GetMaxAtomIdx() const { return atoms_.Bound(); }
   // The index bound of the bonds.
-  unsigned GetMaxBondIdx() const { return static_cast<unsigned>(bonds_.size()); }
+  unsigned GetMaxBondIdx() const { return bonds_.Bound(); }
 
   // Walks the atoms in index order.
   NxIter<NxAtomBase> GetAtoms() const { return NxIter<NxAtomBase>(atoms_); }
@@ -326,23 +387,95 @@ class NX_API NxMolBase : public NxSystem::NxBase {
 
  private:
   friend class NxAtomBase;
+  friend class NxAtomBonds;
   friend class NxBondBase;
   friend class NxConfBase;
+  friend struct NxMolInternals;
+  friend NX_API bool NxHasResidue(const NxAtomBase& atom);
+  friend NX_API const NxResidue& NxAtomGetResidue(const NxAtomBase& atom);
+  friend NX_API void NxAtomSetResidue(NxAtomBase& atom, const NxResidue& residue);
 
   // Whether the atom is this molecule's; warns when it is not.
   NX_LOCAL bool Owns(const NxAtomBase& atom) const;
   // From one full coordinate array into another, the places of deleted atoms left as they are.
   NX_LOCAL void CopyLiveCoords(const float* from, float* to) const;
+  // Makes n atoms, as NewAtom does.
+  NX_LOCAL void AddAtoms(unsigned n, unsigned atomic_num);
+  // Gives one atom what is known of another molecule's, bonds and coordinates apart.
+  NX_LOCAL void CopyAtom(const NxMolBase& other, unsigned from, unsigned to);
   void TopologyChanged() { rings_known_ = false; }
 
+  // The next bond of the atom behind a link.
+  unsigned& NextLink(unsigned link) const {
+    const unsigned bond = (link - 1) / 2;
+    return bonds_.ChunkOf(bond)->next[(link - 1) % 2][bond % NxChunk<NxBondBase>::kSize];
+  }
+  NX_LOCAL void Attach(unsigned atom, unsigned link);
+  NX_LOCAL void Detach(unsigned atom, unsigned link);
+  NX_LOCAL void ReplaceLink(unsigned atom, unsigned from, unsigned to);
+  // Gives an end of a bond to an atom of the molecule or to none.
+  NX_LOCAL void Rewire(NxBondBase& bond, unsigned end, const NxAtomBase* atom);
+
   std::string title_;
-  std::vector<std::unique_ptr<NxAtomBase>> atoms_;
-  std::vector<std::unique_ptr<NxBondBase>> bonds_;
-  unsigned num_atoms_ = 0;
-  unsigned num_bonds_ = 0;
+  NxTable<NxAtomBase> atoms_;
+  NxTable<NxBondBase> bonds_;
+  NxAtomStore store_;
+  std::map<unsigned, int> odd_orders_;  // by bond index
   std::vector<float> coords_;
+  // What PerceiveRings found, by index: ring sizes, those of bonds times two, plus 1 for rotors. Atoms made since are
+  // in no ring.
+  mutable std::vector<unsigned> atom_rings_;
+  mutable std::vector<unsigned> bond_rings_;
   mutable bool rings_known_ = true;
 };
+
+inline const NxChunkHead& NxAtomBase::Head() const {
+  static_assert(sizeof(NxAtomBase) == 1);
+  const auto* first = reinterpret_cast<const std::byte*>(this - place_);
+  return *reinterpret_cast<const NxChunkHead*>(first - offsetof(NxChunk<NxAtomBase>, atoms));
+}
+
+inline unsigned NxAtomBase::GetAtomicNum() const { return GetParent().store_.AtomicNums()[GetIdx()]; }
+inline const std::string& NxAtomBase::GetName() const {
+  const NxAtomStore& store = GetParent().store_;
+  return store.Name(store.NameIds()[GetIdx()]);
+}
+inline float NxAtomBase::GetRadius() const { return GetParent().store_.Radii()[GetIdx()]; }
+inline void NxAtomBase::SetRadius(float radius) { GetParent().store_.Radii()[GetIdx()] = radius; }
+inline float NxAtomBase::GetPartialCharge() const { return GetParent().store_.PartialCharges()[GetIdx()]; }
+inline void NxAtomBase::SetPartialCharge(float charge) { GetParent().store_.PartialCharges()[GetIdx()] = charge; }
+inline int NxAtomBase::GetFormalCharge() const { return GetParent().store_.FormalCharges()[GetIdx()]; }
+inline void NxAtomBase::SetFormalCharge(int charge) { GetParent().store_.FormalCharges()[GetIdx()] = charge; }
+inline int NxAtomBase::GetIntType() const { return GetParent().store_.IntTypes()[GetIdx()]; }
+inline void NxAtomBase::SetIntType(int type) { GetParent().store_.IntTypes()[GetIdx()] = type; }
+inline NxAtomBonds NxAtomBase::GetBonds() const {
+  const NxMolBase& mol = GetParent();
+  return {&mol, mol.store_.LastBonds()[GetIdx()]};
+}
+
+inline NxChunk<NxBondBase>& NxBondBase::Chunk() const {
+  static_assert(sizeof(NxBondBase) == 1);
+  auto* first = reinterpret_cast<std::byte*>(const_cast<NxBondBase*>(this - place_));
+  return *reinterpret_cast<NxChunk<NxBondBase>*>(first - offsetof(NxChunk<NxBondBase>, bonds));
+}
+
+inline unsigned NxBondBase::GetIdx() const { return Chunk().head.first + place_; }
+inline NxMolBase& NxBondBase::GetParent() const { return *Chunk().head.parent; }
+inline int NxBondBase::EndIdx(int end) const { return static_cast<int>(Chunk().ends[end][place_]); }
+inline NxAtomBase* NxBondBase::GetBgn() const { return GetParent().atoms_.Get(Chunk().ends[0][place_]); }
+inline NxAtomBase* NxBondBase::GetEnd() const { return GetParent().atoms_.Get(Chunk().ends[1][place_]); }
+
+inline NxBondBase* NxAtomBonds::Iterator::operator*() const {
+  const unsigned bond = (link_ - 1) / 2;
+  return mol_->bonds_.ChunkOf(bond)->At(bond % NxChunk<NxBondBase>::kSize);
+}
+inline NxAtomBonds::Iterator& NxAtomBonds::Iterator::operator++() {
+  link_ = link_ != last_ ? mol_->NextLink(link_) : 0;
+  return *this;
+}
+inline NxAtomBonds::Iterator NxAtomBonds::begin() const {
+  return last_ != 0 ? Iterator(mol_, mol_->NextLink(last_), last_) : Iterator();
+}
 
 // One conformer: an index, stable while it lives, the coordinates of every atom, and generic data.
 class NX_API NxConfBase : public NxSystem::NxBase {
@@ -374,6 +507,21 @@ class NX_API NxConfBase : public NxSystem::NxBase {
   std::vector<float> coords_;
 };
 
+// Conformers side by side.
+template <>
+struct NxChunk<NxConfBase> {
+  // How many.
+  static constexpr unsigned kSize = 8;
+
+  // The conformer of a place.
+  NxConfBase* At(unsigned place) { return confs[place].get(); }
+  // Ends the conformer of a place.
+  void Drop(unsigned place) { confs[place].reset(); }
+
+  NxChunkHead head;
+  std::unique_ptr<NxConfBase> confs[kSize];
+};
+
 // A molecule with an ordered list of conformers, of which one is active; the molecule's coordinates are the active
 // conformer's. A new one has no conformer; coordinates can be set once it has one.
 class NX_API NxMCMolBase : public NxMolBase {
@@ -388,9 +536,9 @@ class NX_API NxMCMolBase : public NxMolBase {
   ~NxMCMolBase() override;
 
   // The conformers that are there.
-  unsigned NumConfs() const { return num_confs_; }
+  unsigned NumConfs() const { return confs_.Count(); }
   // One more than the highest conformer index ever given.
-  unsigned GetMaxConfIdx() const { return static_cast<unsigned>(confs_.size()); }
+  unsigned GetMaxConfIdx() const { return confs_.Bound(); }
   // Walks the conformers in index order.
   NxIter<NxConfBase> GetConfs() const { return NxIter<NxConfBase>(confs_); }
   // The active conformer, which the molecule owns; null when there is none.
@@ -427,10 +575,10 @@ class NX_API NxMCMolBase : public NxMolBase {
   void ResizeCoords(unsigned n) override;
 
  private:
+  friend struct NxMolInternals;
   NX_LOCAL void CopyConfs(const NxMCMolBase& other);
 
-  std::vector<std::unique_ptr<NxConfBase>> confs_;
-  unsigned num_confs_ = 0;
+  NxTable<NxConfBase> confs_;
   NxConfBase* active_ = nullptr;
   std::vector<NxConfBase*> saved_active_;
 };

@@ -1,5 +1,7 @@
 // Conformers: NxConfBase, and the multi-conformer molecules that own them.
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include <nxbriochem/toolkit/nxchem.h>
 
@@ -53,17 +55,23 @@ NxMCMolBase::NxMCMolBase(const NxMCMolBase& other, const int* mask) : NxMolBase(
 void NxMCMolBase::CopyConfs(const NxMCMolBase& other) {
   // The base took the active conformer's coordinates for its own; here the conformers hold them all.
   NxMolBase::ResizeCoords(0);
-  num_confs_ = other.num_confs_;
-  confs_.resize(other.confs_.size());
-  for (const NxConfBase& conf : other.GetConfs()) {
-    auto& copy = confs_[conf.idx_];
-    copy.reset(new NxConfBase(this, conf.idx_));
-    copy->NxBase::operator=(conf);
-    copy->coords_ = conf.coords_;
-    if (&conf == other.active_) {
-      active_ = copy.get();
+  confs_.CopyFrom(other.confs_, [&](const NxChunk<NxConfBase>& chunk) {
+    auto copies = std::make_unique<NxChunk<NxConfBase>>();
+    copies->head = chunk.head;
+    copies->head.parent = this;
+    for (unsigned place = 0; place < chunk.kSize; ++place) {
+      if (const NxConfBase* conf = chunk.confs[place].get()) {
+        auto& copy = copies->confs[place];
+        copy.reset(new NxConfBase(this, conf->idx_));
+        copy->NxBase::operator=(*conf);
+        copy->coords_ = conf->coords_;
+        if (conf == other.active_) {
+          active_ = copy.get();
+        }
+      }
     }
-  }
+    return copies;
+  });
 }
 
 NxMCMolBase::~NxMCMolBase() = default;
@@ -76,9 +84,7 @@ bool NxMCMolBase::SetActive(NxConfBase* conf) {
   return true;
 }
 
-NxConfBase* NxMCMolBase::GetConf(int idx) const {
-  return idx >= 0 && static_cast<unsigned>(idx) < confs_.size() ? confs_[static_cast<unsigned>(idx)].get() : nullptr;
-}
+NxConfBase* NxMCMolBase::GetConf(int idx) const { return confs_.Get(static_cast<unsigned>(idx)); }
 
 bool NxMCMolBase::PushActive(NxConfBase* conf) {
   if (conf == nullptr || conf->parent_ != this) {
@@ -99,15 +105,15 @@ bool NxMCMolBase::PopActive() {
 }
 
 NxConfBase* NxMCMolBase::NewConf() {
-  confs_.push_back(std::unique_ptr<NxConfBase>(new NxConfBase(this, GetMaxConfIdx())));
-  ++num_confs_;
-  NxConfBase* conf = confs_.back().get();
+  auto& chunk = confs_.Open(this);
+  std::unique_ptr<NxConfBase> conf(new NxConfBase(this, GetMaxConfIdx()));
   if (active_ != nullptr) {
     conf->coords_ = active_->coords_;
-  } else {
-    active_ = conf;
   }
-  return conf;
+  chunk.confs[GetMaxConfIdx() % chunk.kSize] = std::move(conf);
+  NxConfBase* made = confs_.Add();
+  active_ = active_ != nullptr ? active_ : made;
+  return made;
 }
 
 bool NxMCMolBase::DeleteConf(NxConfBase* conf) {
@@ -116,8 +122,7 @@ bool NxMCMolBase::DeleteConf(NxConfBase* conf) {
   }
   const bool was_active = conf == active_;
   std::erase(saved_active_, conf);
-  confs_[conf->idx_].reset();
-  --num_confs_;
+  confs_.Remove(conf->idx_);
   if (was_active) {
     const auto first = GetConfs();
     active_ = first ? &*first : nullptr;
@@ -127,6 +132,7 @@ bool NxMCMolBase::DeleteConf(NxConfBase* conf) {
 
 void NxMCMolBase::Sweep() {
   NxMolBase::Sweep();
+  confs_.Sweep();
   for (NxConfBase& conf : GetConfs()) {
     if (conf.coords_.capacity() > 2 * conf.coords_.size()) {
       conf.coords_.shrink_to_fit();
@@ -135,11 +141,10 @@ void NxMCMolBase::Sweep() {
 }
 
 void NxMCMolBase::Clear() {
-  const bool had_conformer = num_confs_ != 0;
+  const bool had_conformer = NumConfs() != 0;
   active_ = nullptr;
   saved_active_.clear();
-  confs_.clear();
-  num_confs_ = 0;
+  confs_.Clear();
   NxMolBase::Clear();
   if (had_conformer) {
     NewConf();

@@ -269,29 +269,39 @@ void NxMolBase::PerceiveRings() const {
   const Graph rings(GetMaxAtomIdx(), bonds.edges, FindCycleEdges(whole, bonds.edges.size()));
   const SmallestCycles cycles(rings, bonds.edges.size());
 
+  const unsigned* atomic_nums = store_.AtomicNums();
+  const auto is_heavy = [atomic_nums](unsigned idx) { return atomic_nums[idx] > 1; };
   std::vector<unsigned> heavy_degree(GetMaxAtomIdx());
-  for (NxAtomBase& atom : GetAtoms()) {
-    const unsigned idx = atom.idx_;
+  std::vector<unsigned> atom_rings(GetMaxAtomIdx());
+  std::vector<unsigned> bond_rings(GetMaxBondIdx());
+  for (const NxAtomBase& atom : GetAtoms()) {
+    const unsigned idx = atom.GetIdx();
     unsigned smallest = kNone;
     for (const Graph::Step& step : rings.Steps(idx)) {
       smallest = std::min(smallest, cycles.Sizes()[step.edge]);
     }
-    atom.smallest_ring_ = smallest != kNone ? smallest : 0;
+    atom_rings[idx] = smallest != kNone ? smallest : 0;
     const auto steps = whole.Steps(idx);
-    heavy_degree[idx] = static_cast<unsigned>(std::count_if(
-        steps.begin(), steps.end(), [this](const Graph::Step& step) { return atoms_[step.to]->atomic_num_ > 1; }));
+    heavy_degree[idx] = static_cast<unsigned>(
+        std::count_if(steps.begin(), steps.end(), [&](const Graph::Step& step) { return is_heavy(step.to); }));
   }
-  for (NxBondBase& bond : GetBonds()) {
-    const unsigned edge = bonds.of_bond[bond.idx_];
-    bond.smallest_ring_ = edge != kNone ? cycles.Sizes()[edge] : 0;
-    bond.rotor_ = false;
-    if (edge != kNone && bond.order_ == 1 && bond.smallest_ring_ == 0) {
-      // The heavy neighbours of each end, the other end not counted.
-      const unsigned at_bgn = heavy_degree[bond.bgn_->idx_] - (bond.end_->atomic_num_ > 1 ? 1 : 0);
-      const unsigned at_end = heavy_degree[bond.end_->idx_] - (bond.bgn_->atomic_num_ > 1 ? 1 : 0);
-      bond.rotor_ = at_bgn > 0 && at_end > 0;
+  for (const NxBondBase& bond : GetBonds()) {
+    const unsigned edge = bonds.of_bond[bond.GetIdx()];
+    if (edge == kNone) {
+      continue;
     }
+    const unsigned ring = cycles.Sizes()[edge];
+    bool is_rotor = false;
+    if (bond.GetOrder() == 1 && ring == 0) {
+      // The heavy neighbours of each end, the other end not counted.
+      const auto bgn = static_cast<unsigned>(bond.GetBgnIdx());
+      const auto end = static_cast<unsigned>(bond.GetEndIdx());
+      is_rotor = heavy_degree[bgn] > (is_heavy(end) ? 1U : 0U) && heavy_degree[end] > (is_heavy(bgn) ? 1U : 0U);
+    }
+    bond_rings[bond.GetIdx()] = 2 * ring + static_cast<unsigned>(is_rotor);
   }
+  atom_rings_.swap(atom_rings);
+  bond_rings_.swap(bond_rings);
   rings_known_ = true;
 }
 

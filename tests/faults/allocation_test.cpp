@@ -236,6 +236,7 @@ TEST(AllocationFailureThatReturns, GivesTheFailureValueAndChangesNothing) {
   const float coordinates[] = {1, 2, 3, 4, 5, 7};
   nx_set_molecule_coordinates(coordinates, mol);
   nx_set_molecule_element("CO", mol);
+  nx_set_molecule_atom_names("C\0HO", mol);  // a hydrogen, so that the points to be superposed are copied
   const float radii[] = {3, 3.5F};
   nx_set_molecule_radii(radii, mol);
   float out[3] = {-1, -1, -1};

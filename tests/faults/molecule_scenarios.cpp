@@ -25,6 +25,8 @@ constexpr const char* kLongText = "a text that is too long to be kept within the
 constexpr const char* kLongNames = "A\0B\0C\0D\0E\0F\0G\0H\0CCCCCCCCCCCCCCCCCCCCCCCCCCCCCCCC\0";
 constexpr float kTurn[] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 constexpr int kBonds[] = {0, 1, 1, 1, 2, 1};
+// Orders that are not those of chemistry are kept elsewhere.
+constexpr int kOddBonds[] = {0, 1, 1000, 1, 2, 1000};
 constexpr PdbStruct kRecords[2] = {};
 
 // Propionamide's heavy atoms and a hydrogen, with a three-ring behind: chains, rings, two residues. Without tags: those
@@ -51,6 +53,14 @@ void bonded() {
   list = nx_make_list();
   nx_add_to_list(mol, list);
   nx_add_to_list(other, list);
+}
+
+// Atoms were deleted, so that the points of those that are left are copied before they are superposed.
+void thinned() {
+  bonded();
+  for (const int each : {mol, other}) {
+    nx_set_molecule_atom_number(nx_get_molecule_atom_number(each) - 1, each);
+  }
 }
 
 void turned() {
@@ -109,8 +119,8 @@ std::vector<Scenario> molecule_scenarios() {
       CALL(nx_set_molecule_residue_number_element, kFatal, long_names, (7, 0, mol)),
       CALL(nx_set_molecule_sequence_number, kFatal, long_names, (ints, mol)),
       CALL(nx_set_molecule_sequence_number_element, kFatal, long_names, (7, 1, mol)),
-      CALL(nx_set_molecule_bonds, kFatal, unwired, (kBonds, mol)),
-      CALL(nx_set_molecule_bonds_element, kFatal, unwired, (kBonds, 0, mol)),
+      CALL(nx_set_molecule_bonds, kFatal, unwired, (kOddBonds, mol)),
+      CALL(nx_set_molecule_bonds_element, kFatal, unwired, (kOddBonds, 0, mol)),
       CALL(nx_make_bonds_by_distance, kFatal, bare, (mol)),
       CALL(nx_is_atom_in_ring, kFatal, unperceived, (1, mol)),
       CALL(nx_is_bond_in_ring, kFatal, unperceived, (1, mol)),
@@ -141,7 +151,6 @@ std::vector<Scenario> molecule_scenarios() {
       CALL(nx_set_molecule_transform, kFatal, bare, (kTurn, mol)),
       CALL(nx_set_molecule_transform_matrix, kFatal, bare, (kTurn, kTurn, mol)),
       CALL_AS("many molecules", kFatal, nullptr, times<110>([] { nx_make_molecule(); })),
-      CALL_AS("fewer atoms", kFatal, bare, nx_set_molecule_atom_number(3, mol)),
       CALL_AS("one conformer again", kFatal | kFails, bare,
               nx_set_molecule_conformer_number(4, mol) != 0 && nx_set_molecule_conformer_number(1, mol) != 0),
       // Frames and superposition.
@@ -159,13 +168,13 @@ std::vector<Scenario> molecule_scenarios() {
       CALL(nx_perceive_top_symmetry_mass_weighted, kFails, bare, (mol, 0.1F)),
       CALL(nx_orient_m_i_base, kFatal | kFails, bare, (mol, 0, out)),
       CALL(nx_orient_m_i_base2, kFails, bare, (mol, 0)),
-      CALL(nx_get_rms, kFails, bonded, (mol, other, out)),
-      CALL(nx_superimpose_second_onto_first, kFails, bonded, (mol, other, out)),
-      CALL(nx_get_rms_using_hydrogens, kFails, bonded, (mol, other, out)),
-      CALL(nx_superimpose_second_onto_first_with_hydrogens, kFails, bonded, (mol, other, out)),
-      CALL(nx_get_superimpose_matrix, kFails, bonded, (mol, other, out)),
-      CALL(nx_get_superimpose_matrix_using_hydrogens, kFails, bonded, (mol, other, out)),
-      CALL(nx_rms_base, kFails, bonded, (mol, other, 0, out)),
+      CALL(nx_get_rms, kFails, thinned, (mol, other, out)),
+      CALL(nx_superimpose_second_onto_first, kFails, thinned, (mol, other, out)),
+      CALL(nx_get_rms_using_hydrogens, kFails, thinned, (mol, other, out)),
+      CALL(nx_superimpose_second_onto_first_with_hydrogens, kFails, thinned, (mol, other, out)),
+      CALL(nx_get_superimpose_matrix, kFails, thinned, (mol, other, out)),
+      CALL(nx_get_superimpose_matrix_using_hydrogens, kFails, thinned, (mol, other, out)),
+      CALL(nx_rms_base, kFails, thinned, (mol, other, 0, out)),
       CALL(nx_calculate_coulombic_binding, kBlock, bonded, (mol, other, out, 4)),
       // Files of molecules.
       CALL_AS("pdb of a molecule", kFatal, bonded, nx_write_molecule(written_path.c_str(), "pdb", mol)),

@@ -368,7 +368,8 @@ TEST(OrientDeathTest, EndsWithoutAtoms) {
 #if !defined(NXBRIOCHEM_UNDER_SANITIZER)
 
 TEST(OrientDeathTest, WithoutMemoryNothingChanges) {
-  const int mol = molecule_of({{"C", {1, 2, 3}, 1}, {"N", {5, 7, 4}, 2}, {"O", {0, 1, 9}, 1}});
+  const int mol = molecule_of({{"C", {1, 2, 3}, 1}, {"N", {5, 7, 4}, 2}, {"O", {0, 1, 9}, 1}, {"H", {0, 4, 1}, 1}});
+  nx_set_molecule_atom_number(3, mol);  // points that lie side by side would be superposed where they are
   const std::vector<float> before = coordinates_of(mol);
   std::vector<float> after(before.size());
   std::vector<float> out(12, 7.0F);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <nxbriochem/toolkit/nxchem_internal.h>
+#include <nxbriochem/toolkit/nxelements.h>
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -27,8 +30,34 @@ struct Model {
     int order;
     bool operator==(const Bond&) const = default;
   };
-  std::map<int, unsigned> atoms;
+  struct Atom {
+    unsigned z = 0;
+    std::string name;
+    float charge = 0;
+    bool has_residue = false;
+    std::string residue_name;
+    int residue_number = 0;
+    float b_factor = 0;
+    std::vector<int> bonds;  // in the order in which they were attached
+    bool operator==(const Atom&) const = default;
+    // By the name, or by the element's symbol.
+    bool is_hydrogen() const { return (name.empty() ? NxGetAtomicSymbol(z)[0] : name[0] & ~32) == 'H'; }
+  };
+  std::map<int, Atom> atoms;
   std::map<int, Bond> bonds;
+
+  // Gives an end of a bond to an atom or, with -1, to none. A bond of an atom with itself is attached once.
+  void wire(int bond, bool begin, int atom) {
+    int& end = begin ? bonds[bond].bgn : bonds[bond].end;
+    const int other = begin ? bonds[bond].end : bonds[bond].bgn;
+    if (end >= 0 && end != other && end != atom) {
+      std::erase(atoms[end].bonds, bond);
+    }
+    if (atom >= 0 && atom != other && end != atom) {
+      atoms[atom].bonds.push_back(bond);
+    }
+    end = atom;
+  }
   std::map<int, std::map<int, Triple>> confs;
   int active = -1;
   std::vector<int> saved;  // the stack of active conformers
@@ -53,20 +82,24 @@ void ExpectSame(const NxMCMolBase& mol, const Model& model) {
     ASSERT_EQ((Model::Bond{real->GetBgnIdx(), real->GetEndIdx(), real->GetOrder()}), bond);
     ASSERT_EQ(&real->GetParent(), &mol);
   }
-  for (const auto& [idx, z] : model.atoms) {
+  const NxAtomStore& store = NxMolInternals::Store(mol);
+  unsigned n_named = 0;
+  unsigned n_hydrogens = 0;
+  for (const auto& [idx, expected] : model.atoms) {
     ASSERT_TRUE(atom);
     ASSERT_EQ(static_cast<int>(atom->GetIdx()), idx);
-    ASSERT_EQ(atom->GetAtomicNum(), z);
     ASSERT_EQ(&atom->GetParent(), &mol);
     ASSERT_EQ(mol.GetAtom(idx), &*atom);
-    std::size_t ends = 0;
-    for (const auto& [number, bond] : model.bonds) {
-      ends += bond.bgn == idx || bond.end == idx ? 1 : 0;
-    }
-    ASSERT_EQ(atom->GetBonds().size(), ends);
+    const NxResidue& residue = NxAtomGetResidue(*atom);
+    Model::Atom real{atom->GetAtomicNum(), atom->GetName(), atom->GetPartialCharge(), NxHasResidue(*atom),
+                     residue.GetName(), residue.GetResidueNumber(), residue.GetBFactor(), {}};
     for (const NxBondBase* bond : atom->GetBonds()) {
-      ASSERT_TRUE(bond->GetBgn() == &*atom || bond->GetEnd() == &*atom);
+      real.bonds.push_back(static_cast<int>(bond->GetIdx()));
     }
+    ASSERT_EQ(real, expected);
+    ASSERT_EQ(store.Hydrogens()[idx], expected.is_hydrogen());
+    n_named += expected.name.empty() ? 0 : 1;
+    n_hydrogens += expected.is_hydrogen() ? 1 : 0;
     for (const auto& [number, coords] : model.confs) {
       Triple xyz{};
       mol.GetConf(number)->GetCoords(*atom, xyz.data());
@@ -75,6 +108,8 @@ void ExpectSame(const NxMCMolBase& mol, const Model& model) {
     ++atom;
   }
   ASSERT_FALSE(atom);
+  ASSERT_EQ(store.NumNamed(), n_named);
+  ASSERT_EQ(store.NumHydrogens(), n_hydrogens);
   // The whole array leaves deleted atoms' places alone.
   std::vector<float> all(3 * mol.GetMaxAtomIdx(), -7.0F);
   mol.GetCoords(all.data());
@@ -100,7 +135,8 @@ class RandomOperations {
     static constexpr void (Self::*kOperations[])() = {
         &Self::AddAtom,    &Self::AddAtom,    &Self::AddAtom,  &Self::AddBond,    &Self::AddBond,   &Self::AddBond,
         &Self::DeleteAtom, &Self::DeleteBond, &Self::Rewire,   &Self::Rewire,     &Self::AddConf,   &Self::DeleteConf,
-        &Self::Activate,   &Self::MoveAtom,   &Self::MoveAtom, &Self::PushActive, &Self::PopActive, &Self::Rarely};
+        &Self::Activate,   &Self::MoveAtom,   &Self::MoveAtom, &Self::PushActive, &Self::PopActive, &Self::Rarely,
+        &Self::Describe,   &Self::Describe,   &Self::Describe, &Self::Order};
     (this->*kOperations[random_() % std::size(kOperations)])();
   }
   void Check() const { ExpectSame(*mol_, model_); }
@@ -111,28 +147,33 @@ class RandomOperations {
     return map.empty() ? -1 : std::next(map.begin(), static_cast<long>(random_() % map.size()))->first;
   }
   int AnyAtomOrNone() { return random_() % 5 == 0 ? -1 : AnyOf(model_.atoms); }
+  int AnyOrder() { return random_() % 8 == 0 ? static_cast<int>(random_()) : static_cast<int>(random_() % 4); }
   float AnyFloat() { return static_cast<float>(random_() % 2000) / 10.0F; }
 
   void AddAtom() {
     const auto z = static_cast<unsigned>(random_() % 20);
     ASSERT_EQ(static_cast<int>(mol_->NewAtom(z)->GetIdx()), model_.next_atom);
-    model_.atoms[model_.next_atom] = z;
+    model_.atoms[model_.next_atom].z = z;
     for (auto& [idx, coords] : model_.confs) {
       coords[model_.next_atom] = {0, 0, 0};
     }
     ++model_.next_atom;
   }
   void AddBond() {
-    const Model::Bond bond{AnyAtomOrNone(), AnyAtomOrNone(), static_cast<int>(random_() % 4)};
+    const Model::Bond bond{AnyAtomOrNone(), AnyAtomOrNone(), AnyOrder()};
     mol_->NewBond(mol_->GetAtom(bond.bgn), mol_->GetAtom(bond.end), bond.order);
-    model_.bonds[model_.next_bond++] = bond;
+    model_.bonds[model_.next_bond] = {-1, -1, bond.order};
+    model_.wire(model_.next_bond, true, bond.bgn);
+    model_.wire(model_.next_bond++, false, bond.end);
   }
   void DeleteAtom() {
     const int idx = AnyOf(model_.atoms);
     ASSERT_EQ(mol_->DeleteAtom(mol_->GetAtom(idx)), idx >= 0);
-    model_.atoms.erase(idx);
     if (idx >= 0) {
-      std::erase_if(model_.bonds, [idx](const auto& item) { return item.second.bgn == idx || item.second.end == idx; });
+      for (const int bond : std::vector<int>(model_.atoms[idx].bonds)) {
+        DropBond(bond);
+      }
+      model_.atoms.erase(idx);
       for (auto& [number, coords] : model_.confs) {
         coords.erase(idx);
       }
@@ -141,7 +182,46 @@ class RandomOperations {
   void DeleteBond() {
     const int idx = AnyOf(model_.bonds);
     ASSERT_EQ(mol_->DeleteBond(mol_->GetBond(idx)), idx >= 0);
+    if (idx >= 0) {
+      DropBond(idx);
+    }
+  }
+  void DropBond(int idx) {
+    model_.wire(idx, true, -1);
+    model_.wire(idx, false, -1);
     model_.bonds.erase(idx);
+  }
+  void Order() {
+    const int idx = AnyOf(model_.bonds);
+    if (idx >= 0) {
+      mol_->GetBond(idx)->SetOrder(model_.bonds[idx].order = AnyOrder());
+    }
+  }
+  // Names and residue records that many atoms have, and ones that one has.
+  void Describe() {
+    const int idx = AnyOf(model_.atoms);
+    if (idx < 0) {
+      return;
+    }
+    static const char* const kNames[] = {"CA", "hx", "", "HO5'", "a name of more letters than a string has inside"};
+    NxAtomBase& atom = *mol_->GetAtom(idx);
+    Model::Atom& expected = model_.atoms[idx];
+    const auto pick = random_() % 4;
+    if (pick == 0) {
+      atom.SetAtomicNum(expected.z = static_cast<unsigned>(random_() % 3));
+    } else if (pick == 1) {
+      const auto which = random_() % 6;
+      atom.SetName(expected.name = which < 5 ? kNames[which] : std::string("N").append(std::to_string(random_() % 100000)));
+    } else if (pick == 2) {
+      atom.SetPartialCharge(expected.charge = AnyFloat());
+    } else {
+      NxResidue residue = NxAtomGetResidue(atom);
+      residue.SetName(expected.residue_name = kNames[random_() % 5]);
+      residue.SetResidueNumber(expected.residue_number = static_cast<int>(random_() % 2));
+      residue.SetBFactor(expected.b_factor = random_() % 3 == 0 ? AnyFloat() : 0);
+      NxAtomSetResidue(atom, residue);
+      expected.has_residue = true;
+    }
   }
   void Rewire() {
     const int idx = AnyOf(model_.bonds);
@@ -150,14 +230,14 @@ class RandomOperations {
       const int atom = AnyAtomOrNone();
       NxBondBase& bond = *mol_->GetBond(idx);
       at_begin ? bond.SetBgn(mol_->GetAtom(atom)) : bond.SetEnd(mol_->GetAtom(atom));
-      (at_begin ? model_.bonds[idx].bgn : model_.bonds[idx].end) = atom;
+      model_.wire(idx, at_begin, atom);
     }
   }
   void AddConf() {
     if (model_.confs.size() < 6) {
       mol_->NewConf();
       std::map<int, Triple> coords;
-      for (const auto& [idx, z] : model_.atoms) {
+      for (const auto& [idx, atom] : model_.atoms) {
         coords[idx] = model_.active >= 0 ? model_.confs[model_.active][idx] : Triple{0, 0, 0};
       }
       model_.confs[model_.next_conf] = coords;
@@ -199,16 +279,19 @@ class RandomOperations {
     std::vector<int> mask(mol_->GetMaxAtomIdx());
     std::map<int, int> place;
     Model part;
-    for (const auto& [idx, z] : model_.atoms) {
+    for (const auto& [idx, atom] : model_.atoms) {
       if (random_() % 5 != 0) {
         mask[static_cast<std::size_t>(idx)] = static_cast<int>(random_() | 1U);
         place[idx] = part.next_atom;
-        part.atoms[part.next_atom++] = z;
+        part.atoms[part.next_atom] = atom;
+        part.atoms[part.next_atom++].bonds.clear();
       }
     }
     for (const auto& [idx, bond] : model_.bonds) {
       if (place.contains(bond.bgn) && place.contains(bond.end)) {
-        part.bonds[part.next_bond++] = {place[bond.bgn], place[bond.end], bond.order};
+        part.bonds[part.next_bond] = {-1, -1, bond.order};
+        part.wire(part.next_bond, true, place[bond.bgn]);
+        part.wire(part.next_bond++, false, place[bond.end]);
       }
     }
     for (const auto& [number, coords] : model_.confs) {
