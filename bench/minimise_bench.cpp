@@ -244,6 +244,70 @@ void count_large(benchmark::State& state, const Contender& own, const Contender&
   state.counters["ratio"] = state.counters["ours"] / state.counters["yardstick"];
 }
 
+// As the authors of the problems move away from a start: a multiple of it, or so much of each variable where it is 0.
+Problem from_far(Problem problem, double factor) {
+  const bool zero = std::all_of(problem.start.begin(), problem.start.end(), [](double x) { return x == 0; });
+  for (double& x : problem.start) {
+    x = zero ? factor : factor * x;
+  }
+  return problem;
+}
+
+// Instances that a method does not solve to 1e-6 from far starts, ends at published local minima not counted.
+void count_unsolved(benchmark::State& state, const Contender& own, const Contender& peer, double factor) {
+  const auto unsolved = [factor](const Contender& contender) {
+    const auto& all = bench::more_garbow_hillstrom();
+    return static_cast<double>(std::count_if(all.begin(), all.end(), [&](const Problem& problem) {
+      const Outcome outcome = run_watched(contender, from_far(problem, factor));
+      return outcome.to_1e6 == 0 && !outcome.local;
+    }));
+  };
+  for (auto _ : state) {
+    state.counters["ours"] = unsolved(own);
+    state.counters["yardstick"] = unsolved(peer);
+  }
+  state.counters["ratio"] = state.counters["ours"] / state.counters["yardstick"];
+}
+
+// Evaluations of a whole run towards a singular minimum, against those to 1e-10.
+void count_singular(benchmark::State& state, const Contender& own, const Problem& problem) {
+  for (auto _ : state) {
+    const Outcome outcome = run_watched(own, problem);
+    state.counters["ours"] = outcome.evaluations;
+    state.counters["yardstick"] = outcome.to_1e10;
+  }
+  state.counters["ratio"] = state.counters["ours"] / state.counters["yardstick"];
+}
+
+void register_singular() {
+  for (const Problem& problem : bench::more_garbow_hillstrom()) {
+    const std::size_t at = problem.name.find("Powell singular");
+    if (at == std::string::npos) {
+      continue;
+    }
+    const std::string n = std::to_string(problem.n());
+    benchmark::RegisterBenchmark(("evaluations_singular/method_2/" + n).c_str(), count_singular,
+                                 bench::ours("method 2", {0, kHighLimit, 0}), problem)
+        ->Iterations(1);
+    benchmark::RegisterBenchmark(("evaluations_singular/method_3/" + n).c_str(), count_singular,
+                                 bench::ours("method 3", {2, kHighLimit, 0}), problem)
+        ->Iterations(1);
+  }
+}
+
+void register_far() {
+  // With 2,000 iterations: it needs millions of evaluations where it does not come to an end.
+  const Contender peer = bench::peer("bfgs2 0.1", 2000);
+  if (!peer.prepare) {
+    return;
+  }
+  for (const int factor : {10, 100}) {
+    benchmark::RegisterBenchmark(("unsolved_far/method_3/" + std::to_string(factor)).c_str(), count_unsolved,
+                                 bench::ours("method 3", {2, 200, 0}), peer, factor)
+        ->Iterations(1);
+  }
+}
+
 void register_evaluations() {
   struct Pair {
     const char* name;
@@ -409,6 +473,8 @@ int main(int argc, char** argv) {
   register_table("table/instances", print_table);
   register_table("table/large", print_large);
   register_evaluations();
+  register_far();
+  register_singular();
   register_own_time();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();

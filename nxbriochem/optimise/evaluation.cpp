@@ -136,12 +136,18 @@ const Trial& try_step(Line& line, double step) {
 }
 
 bool try_first_step(Line& line, double step, Trial& trial) {
+  const Trial start = line.lowest;
   try_step(line, step);
   for (int tried = 1; line.last.square == 0 && tried < kFirstTries; ++tried) {
     if (traces(line.slot)) {
-      std::puts("stepped to zero gradients! reduce by 0.5");  // the text differs from the factor, which is meant
+      // Kept: programs rely on the text, which names another factor.
+      std::puts("stepped to zero gradients! reduce by 0.5");
     }
+    line.lowest = start;
     try_step(line, line.last.step * 0.1);
+  }
+  if (line.last.square == 0) {
+    line.lowest = start;
   }
   if (line.last.square == 0 && traces(line.slot)) {
     std::puts("failed to find step without zero gradients");

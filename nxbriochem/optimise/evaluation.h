@@ -51,7 +51,7 @@ inline Line line_from(int32_t slot, int32_t n, double* x, double* d, double* g, 
 const Trial& try_step(Line& line, double step);
 
 // Tries a step and, as long as the gradient there is zero, a tenth of it, up to five times in all: whether a gradient
-// was found that is not. The trial is line.last.
+// was found that is not. The trial is line.last. Points with a zero gradient are rejected: line.lowest is none of them.
 bool try_first_step(Line& line, double step, Trial& trial);
 
 }  // namespace opt

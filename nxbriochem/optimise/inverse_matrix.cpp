@@ -91,15 +91,16 @@ void multiply(const double* h, const double* v, double* out, int32_t n) {
 
 namespace {
 
-// A row of h + p s^T + s p^T, and its part in the product.
-inline double updated(double element, double pi, double sj, double si, double pj) {
-  return element + (pi * sj + si * pj);
+// An element of factor h + p s^T + s p^T.
+inline double updated(double element, double factor, double pi, double sj, double si, double pj) {
+  return factor * element + (pi * sj + si * pj);
 }
 
 }  // namespace
 
 // Two rows at a time, which halves the reading of p, s and the sums.
-void add_and_multiply(double* h, const double* p, const double* s, const double* v, double* out, int32_t n) {
+void add_and_multiply(double* h, double factor, const double* p, const double* s, const double* v, double* out,
+                      int32_t n) {
   std::fill(out, out + n, 0.0);
   double* __restrict sum = out;
   int32_t i = 0;
@@ -113,8 +114,8 @@ void add_and_multiply(double* h, const double* p, const double* s, const double*
     const double s1 = s[i + 1];
     const double v1 = v[i + 1];
     for (int32_t j = 0; j < n; ++j) {
-      const double first = updated(row[j], p0, s[j], s0, p[j]);
-      const double second = updated(next[j], p1, s[j], s1, p[j]);
+      const double first = updated(row[j], factor, p0, s[j], s0, p[j]);
+      const double second = updated(next[j], factor, p1, s[j], s1, p[j]);
       row[j] = first;
       next[j] = second;
       sum[j] = (sum[j] + v0 * first) + v1 * second;
@@ -123,7 +124,7 @@ void add_and_multiply(double* h, const double* p, const double* s, const double*
   if (i < n) {
     double* __restrict row = row_of(h, i, n);
     for (int32_t j = 0; j < n; ++j) {
-      row[j] = updated(row[j], p[i], s[j], s[i], p[j]);
+      row[j] = updated(row[j], factor, p[i], s[j], s[i], p[j]);
       sum[j] += v[i] * row[j];
     }
   }

@@ -17,8 +17,9 @@ bool invert(double* h, int32_t n);
 // out = h v
 void multiply(const double* h, const double* v, double* out, int32_t n);
 
-// h += p s^T + s p^T, then out = h v, in one pass.
-void add_and_multiply(double* h, const double* p, const double* s, const double* v, double* out, int32_t n);
+// h = factor h + p s^T + s p^T, then out = h v, in one pass.
+void add_and_multiply(double* h, double factor, const double* p, const double* s, const double* v, double* out,
+                      int32_t n);
 
 }  // namespace inverse_matrix
 

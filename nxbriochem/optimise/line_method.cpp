@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <limits>
 
-#include <nxbriochem/optimise/line_minimize.h>
+#include <nxbriochem/optimise/line_search_internal.h>
 #include <nxbriochem/optimise/opt_state.h>
 #include <nxbriochem/optimise/vectors.h>
 
@@ -51,36 +51,45 @@ LineMethod::LineMethod(int32_t slot, double* x, double& value, double& step)
       value_(value),
       step_(step) {}
 
-// The lowest point that the search has seen is taken, if it is below x: also when the search failed, and when it ended
-// at a higher one, having left an exact minimum for its zero gradient. When it was not the last one tried, it is
-// evaluated again, so that it is in `trial` and its gradient in g.
+// The lowest point that the search has seen is taken, if it is below x: also when the search failed. When it was not
+// the last one tried, it is evaluated again, so that it is in `trial` and its gradient in g.
 LineMethod::Found LineMethod::search() {
-  const double before = value_;
-  const double step_before = step_;
-  const bool met = LineMinimize(n_, x_, d_, g0_, g_, &value_, &step_, slot_) > 0;
-  const Trial lowest = last_line.lowest;
+  line_ = line_from(slot_, n_, x_, d_, g_, value_, slope());
+  step_ = next_step_;
+  const Trial before = line_.lowest;
+  const bool met = search_by_cubics(line_, next_step_);
+  const Trial lowest = line_.lowest;
   if (lowest.step == 0) {
     return Found::nothing;
   }
-  if (lowest.value < last_line.last.value && !(try_step(last_line, lowest.step).value < before)) {
-    value_ = before;  // a callback that does not give the same value twice
-    step_ = step_before;
-    return Found::nothing;
+  if (lowest.value < line_.last.value && !(try_step(line_, lowest.step).value < value_)) {
+    return Found::nothing;  // a callback that does not give the same value twice
   }
-  value_ = last_line.last.value;
-  step_ = last_line.last.step;
+  value_ = line_.last.value;
+  step_ = line_.last.step;
+  accepted_ = accepted_ || met || ran_out_descending(before);
   return met ? Found::step : Found::lower;
 }
 
+// Whether the search was still on its way down a line of constant steepness when its tries ran out: it lacks nothing
+// but tries. With a beta of 0 no number of them would do.
+bool LineMethod::ran_out_descending(const Trial& start) const {
+  const Trial& end = line_.last;
+  const Optimiser& record = Opt[slot_];
+  return record.beta > 0 && end.slope <= record.beta * start.slope &&
+         end.value < start.value + record.alpha * end.step * start.slope;
+}
+
 void LineMethod::shorten() {
-  if (last_line.last.step > 0) {
-    step_ = kShorten * last_line.last.step;
+  if (line_.last.step > 0) {
+    next_step_ = kShorten * line_.last.step;
   }
 }
 
 // The second search starts from the lower point that the first one saw, along a direction that knows of it; or, when
 // there was none, from x with a step much smaller than any that was tried.
 LineMethod::Moved LineMethod::move() {
+  accepted_ = false;
   const Found first = search();
   if (first == Found::step) {
     take_step();
@@ -138,17 +147,63 @@ bool LineMethod::confirmed_by_probe() {
   const double length = largest(d_, n_);
   const double slope_here = slope();
   const double step = kProbe * size / length;
-  const Trial trial = try_step(last_line, step);
+  const Trial trial = try_step(line_, step);
   const double to_minimum = -slope_here * step / (trial.slope - slope_here);
   const double decrease = -0.5 * slope_here * to_minimum;
   const bool lost = decrease <= kRounding * std::abs(value_) || to_minimum * length <= kRoundingOfX * size;
   const bool confirmed = std::isfinite(trial.value) && std::isfinite(to_minimum) && to_minimum > 0 && lost;
-  if (trial.value < value_) {  // the best point seen is what a run ends with
+  if (trial.value < value_ && trial.square != 0) {  // the best point seen is what a run ends with
     value_ = trial.value;
     step_ = trial.step;
     take_step();
   }
   return confirmed;
+}
+
+LineMethod::Block LineMethod::joined(int first) const {
+  const Block& a = blocks_[static_cast<std::size_t>(first)];
+  const Block& b = blocks_[static_cast<std::size_t>(first) + 1];
+  return {.gain = a.gain + b.gain, .steps = a.steps + b.steps, .stiffest = std::max(a.stiffest, b.stiffest)};
+}
+
+// Near a singular minimum, one where the second derivatives vanish along some direction, the minimisers creep: each
+// iteration leaves a part of the distance, and the curvature along the steps falls with their squares, without end. A
+// run is taken to creep when its last ten iterations gained less than a tenth of what the ten before gained, along less
+// than half the curvature, and that curvature is below 1e-7 of the stiffest one that they met. It is at rest when they
+// gained less than a part of the rounding of the stiffest form at the size of x. The bounds are by trial, over the
+// problems of bench/minimise_bench.cpp from near and far starts. Far from any minimum runs look alike, but the stiffest
+// curvature falls as well.
+bool LineMethod::creeps() const {
+  constexpr double kSingular = 1e-7;
+  constexpr double kLost = 0.03 * std::numeric_limits<double>::epsilon();
+  const Block before = joined(0);
+  const Block now = joined(2);
+  return now.gain < 0.1 * before.gain && now.curvature() < 0.5 * before.curvature() &&
+         now.curvature() < kSingular * now.stiffest && now.gain < kLost * now.stiffest * size_ * size_;
+}
+
+void LineMethod::note_curvature(double ss, double yy, double sy) {
+  if (!(sy > 0)) {
+    noted_ = 0;
+    return;
+  }
+  if (noted_ == 0) {
+    value_noted_ = value_;
+  }
+  if (noted_ % kBlockSize == 0) {
+    std::rotate(blocks_.begin(), blocks_.begin() + 1, blocks_.end());
+    blocks_.back() = {};
+  }
+  Block& block = blocks_.back();
+  block.gain += value_noted_ - value_;
+  block.steps += ss;
+  block.stiffest = std::max(block.stiffest, yy / sy);
+  value_noted_ = value_;
+  ++noted_;
+  if (noted_ % kBlockSize == 0) {
+    size_ = std::max(size_, largest_in_play(x_, g0_, n_));
+    settled_ = noted_ >= kBlocks * kBlockSize && creeps();
+  }
 }
 
 double LineMethod::slope() const { return vectors::dot(g0_, d_, n_); }

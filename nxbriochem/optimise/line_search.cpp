@@ -13,6 +13,8 @@
 #include <limits>
 
 #include <nxbriochem/optimise/evaluation.h>
+#include <nxbriochem/optimise/line_search_internal.h>
+#include <nxbriochem/optimise/opt_methods.h>
 #include <nxbriochem/optimise/opt_state.h>
 #include <nxbriochem/optimise/vectors.h>
 
@@ -29,11 +31,16 @@ constexpr Trial with_value(double step, double value) { return {step, value, 0, 
 
 constexpr Trial kNothingFound = with_value(0, kInfinity);
 
+// Room for a trial point, without loss of the curvature that a run has left for a restart.
+void make_room(int slot, int n) {
+  opt::workspace_of(slot, std::max(static_cast<uint64_t>(n), opt::room_of_curvature(slot)));
+}
+
 // The line of a search, what is known at its start, and the settings at that time.
 class Search {
  public:
   explicit Search(const opt::Line& line) : line_(line), start_(line.lowest), settings_(opt::Opt[line.slot]) {
-    opt::workspace_of(line.slot, static_cast<uint64_t>(line.n));
+    make_room(line.slot, line.n);
   }
 
   const Trial& start() const { return start_; }
@@ -78,13 +85,17 @@ class Search {
   Optimiser settings_;
 };
 
-// What all searches do before and after. `find` gives the trial that it settles on for a search and a first step.
+bool can_search(int n, const double* x, const double* d, const double* g0, const double* g, const double* value,
+                const double* step, int slot) {
+  return x != nullptr && d != nullptr && g0 != nullptr && g != nullptr && value != nullptr && step != nullptr &&
+         opt::running < 0 && opt::in_use(slot) && n > 0 && n == opt::Opt[slot].size;
+}
+
+// What the sections and nx_LineMinimize2 do before and after. `find` gives the trial that it settles on for a search
+// and a first step.
 template <class Find>
 int search(int n, double* x, double* d, const double* g0, double* g, double* value, double* step, int slot, Find find) {
-  if (x == nullptr || d == nullptr || g0 == nullptr || g == nullptr || value == nullptr || step == nullptr) {
-    return 0;
-  }
-  if (opt::running >= 0 || !opt::in_use(slot) || n < 1 || n != opt::Opt[slot].size) {
+  if (!can_search(n, x, d, g0, g, value, step, slot)) {
     return 0;
   }
   const double slope = vectors::dot(g0, d, n);
@@ -326,6 +337,21 @@ Basis basis_at(const double* points, int count, int j, double at) {
 }
 
 }  // namespace
+
+int LineMinimize(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot) {
+  if (!can_search(n, x, d, g0, g, value, step, slot) || !(*step >= 0)) {
+    return 0;
+  }
+  const opt::Running mark(slot);
+  make_room(slot, n);
+  opt::Line line = opt::line_from(slot, n, x, d, g, *value, vectors::dot(g0, d, n));
+  if (!opt::search_by_cubics(line, *step)) {
+    return 0;
+  }
+  *value = line.last.value;
+  *step = line.last.step;
+  return line.evaluations;
+}
 
 int nxi_au_section(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot) {
   return search(n, x, d, g0, g, value, step, slot, golden_section);

@@ -1,14 +1,17 @@
-// Searches along a line, for programs that steer a minimisation themselves; nx_minimize has one of its own.
+// Searches along a line, for programs that steer a minimisation themselves. nx_minimize uses the first.
 //
 // All take the same arguments: the number n of variables of the optimiser, the point x, the direction d, the gradient
 // g0 at x, the room g for the gradient at the point found (n doubles each), the value at x in *value, the first step to
 // try in *step, and the optimiser's slot, which is its handle less 1. They give the number of evaluations spent (points
-// tried), with the step and the value found in *step and *value and the gradient there in g; or 0, with x, *value and
-// *step as they were: for null arrays, an n that is not the optimiser's, a slot not in use, a direction that does not
-// descend, a value or slope at x that is not finite, a first step that is not above 0, while an optimiser is running,
-// and where no lower value was found. The point found is x + *step d. A trial where the value or the gradient is not
-// finite counts as one that is too high. No search tries more than 500 points, and the sections try no step below the
-// smallest (nx_set_opt_zero).
+// tried), with the step and the value found in *step and *value and the gradient there in g. The point found is
+// x + *step d. On failure they give 0 and leave x, *value and *step as they were: for null arrays, an n that is not the
+// optimiser's, a slot not in use, a direction along which the value rises, a first step below 0, while an optimiser is
+// running, and where no lower value was found. A trial where the value or the gradient is not finite counts as one that
+// is too high. The workspace is made when it is missing.
+//
+// The sections and nx_LineMinimize2 also fail where the slope at x is 0, where it or the value is not finite, and for a
+// first step of 0. They try 500 points at most, and the sections no step below the smallest
+// (nx_set_opt_zero).
 #ifndef NXBRIOCHEM_OPTIMISE_LINE_SEARCH_H
 #define NXBRIOCHEM_OPTIMISE_LINE_SEARCH_H
 
@@ -16,6 +19,11 @@
 
 NX_BEGIN_DECLS
 
+// The search of nx_minimize: cubics through values and slopes, until a step lowers the value and flattens the slope
+// enough (nx_set_opt_alpha, nx_set_opt_beta). Two tries after the first step, and as many more as
+// nx_set_opt_max_line_try says. It tells of itself at debug level 2. The point found is also left at the start of the
+// method workspace.
+NX_API int LineMinimize(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot);
 // The golden section (Kiefer 1953): encloses a minimum by growing steps, then narrows the interval by values alone.
 NX_API int nxi_au_section(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot);
 // Bisection on the sign of the slope: encloses a zero of it by growing steps, then halves the interval.

@@ -92,20 +92,26 @@ int get(int handle, Field Optimiser::*field, Field* value) {
 
 // Sets a callback and clears its twin, so that one of the two at most is active.
 template <class Callback, class Twin>
+void replace_callback(Optimiser& record, Callback Optimiser::*field, Callback callback, Twin Optimiser::*twin) {
+  record.*field = callback;
+  record.*twin = nullptr;
+  if (record.reserved == kChosenBlindly && callback != nullptr) {
+    record.method = kAutomatic;
+    record.reserved = 0;
+  }
+}
+
+template <class Callback, class Twin>
 int set_callback(int handle, Callback Optimiser::*field, Callback callback, Twin Optimiser::*twin) {
-  return with_record(handle, [=](Optimiser& record) {
-    record.*field = callback;
-    record.*twin = nullptr;
-  });
+  return with_record(handle, [=](Optimiser& record) { replace_callback(record, field, callback, twin); });
 }
 
 template <class Callback, class Twin>
 int set_callback_with_handle(int handle, Callback Optimiser::*field, Callback callback, Twin Optimiser::*twin,
                              int32_t Optimiser::*callback_handle, int value) {
   return with_record(handle, [=](Optimiser& record) {
-    record.*field = callback;
+    replace_callback(record, field, callback, twin);
     record.*callback_handle = value;
-    record.*twin = nullptr;
   });
 }
 
@@ -120,6 +126,7 @@ int set_convergence(int handle, double Optimiser::*field, double threshold, cons
 
 void choose_method(Optimiser& record, Method method, int32_t iterations) {
   record.method = method;
+  record.reserved = 0;
   if (record.iterations_set == 0) {
     record.maximum_iterations = iterations;
   }

@@ -1,25 +1,26 @@
 // Optimisers: minimisation of functions of many variables.
 //
-// An optimiser is a small record in a private table (not an object of the registry), named by a handle from 1 up: the
-// size of the problem, the callbacks, the thresholds and the workspace of the method. All functions give 1, and 0 when
-// the handle is not in use; nothing is queued. Mind which of them take the handle first and which take it last: the
-// orders are part of the interface.
+// An optimiser is a small record in a private table (not an object of the registry), named by a handle from 1 up. It
+// holds the size of the problem, the callbacks, the thresholds and the workspace of the method. All functions give 1,
+// and 0 when the handle is not in use; nothing is queued. Some take the handle first and some take it last: the orders
+// are part of the interface.
 //
 // In what follows x is the vector of n variables. One run at a time: from within a callback other optimisers may be
 // made, changed, cleared and deleted, but none can be run, and the one that is running can neither be cleared, deleted
 // nor given another size; these calls give 0. Callbacks must return, and must not free all tracked memory.
 //
-// The line-search methods are quasi-Newton ones: the dense method is BFGS on the inverse matrix (Nocedal and Wright,
-// Numerical Optimization, 2nd ed., 6.1), the vector-only one its limited-memory form (Nocedal, Math. Comput. 35 (1980)
-// 773), both with a line search for the strong Wolfe conditions (the same, 3.5; Fletcher, Practical Methods of
-// Optimization, 2.6).
+// The line-search methods are quasi-Newton ones. The dense method is BFGS on the inverse matrix (Nocedal and Wright,
+// Numerical Optimization, 2nd ed., 6.1), made larger before an update where it promised too much curvature. The
+// vector-only method is the limited-memory form (Nocedal, Math. Comput. 35 (1980) 773). Both use a line search for the
+// strong Wolfe conditions (Nocedal and Wright, 3.5; Fletcher, Practical Methods of Optimization, 2.6).
 //
-// At debug level 2 a run tells on standard output what it does. The texts speak of an "overlap volume", whatever the
-// value is; programs read them.
+// At debug level 2 a run tells on standard output what it does. Kept: programs rely on the texts, which speak of an
+// "overlap volume" whatever the value is.
 #ifndef NXBRIOCHEM_OPTIMISE_OPT_H
 #define NXBRIOCHEM_OPTIMISE_OPT_H
 
 #include <nxbriochem/export.h>
+#include <nxbriochem/optimise/line_search.h>
 
 NX_BEGIN_DECLS
 
@@ -29,7 +30,7 @@ typedef double (*nx_opt_function)(double* x, int n);
 typedef double (*nx_opt_gradient)(double* x, double* gradient, int n);
 // The second derivatives at x into the n x n matrix, row by row, which comes cleared. The result is not used.
 typedef double (*nx_opt_hessian)(double* x, double* hessian, int n);
-// The same with a handle of the caller's.
+// The three callbacks with a handle of the caller's, which is passed on.
 typedef double (*nx_opt_function_with_handle)(double* x, int n, int handle);
 typedef double (*nx_opt_gradient_with_handle)(double* x, double* gradient, int n, int handle);
 typedef double (*nx_opt_hessian_with_handle)(double* x, double* hessian, int n, int handle);
@@ -50,13 +51,13 @@ NX_API int nx_set_opt_function(nx_opt_function function, int opt);
 NX_API int nx_set_opt_function_with_handle(nx_opt_function_with_handle function, int handle, int opt);
 // The gradient callback, in place of one with a handle.
 NX_API int nx_set_opt_gradient(nx_opt_gradient gradient, int opt);
-// The same; mind the order.
+// As nx_set_opt_gradient, with the handle first.
 NX_API int nx_set_opt_derivs(int opt, nx_opt_gradient gradient);
 // The gradient callback with a handle, in place of one without.
 NX_API int nx_set_opt_gradient_with_handle(nx_opt_gradient_with_handle gradient, int handle, int opt);
 // The hessian callback, in place of one with a handle. It is asked for the start matrix of the dense method.
 NX_API int nx_set_opt_hessian(nx_opt_hessian hessian, int opt);
-// The same; mind the order.
+// As nx_set_opt_hessian, with the handle first.
 NX_API int nx_set_opt_2nd_derivs(int opt, nx_opt_hessian hessian);
 // The hessian callback with a handle, in place of one without.
 NX_API int nx_set_opt_hessian_with_handle(nx_opt_hessian_with_handle hessian, int handle, int opt);
@@ -67,12 +68,14 @@ NX_API int nx_set_opt_gradient_list(int list, int opt);
 // Its hessian as the hessian callback. Since that leaves the matrix alone, this only chooses the dense method.
 NX_API int nx_set_opt_hessian_list(int list, int opt);
 
-// Chooses the method, by codes that are crossed and meant to be: 0 the vector-only method and 400 iterations, 1 and 3
-// steepest descent and 400, 2 the dense quasi-Newton method and 200. The limit stays when the caller has set it. Any
-// other code changes nothing and gives 1 if a method is already chosen, else 0. An optimiser for which no method was
-// chosen takes one at its first run: the dense one with a hessian callback; with a gradient callback the vector-only
-// one above 40 variables, else the dense one; without either steepest descent. That choice leaves the limit alone: 200
-// then holds for all of them.
+// Chooses the method: code 0 the vector-only method and 400 iterations, 1 and 3 steepest descent and 400, 2 the dense
+// quasi-Newton method and 200. Kept: programs rely on these crossed codes. The limit stays when the caller has set it.
+// Any other code changes nothing and gives 1 if a method is already chosen, else 0.
+//
+// An optimiser for which no method was chosen takes one at its first run: the dense one with a hessian callback; with a
+// gradient callback the vector-only one above 40 variables, else the dense one; without either steepest descent. That
+// choice leaves the limit alone: 200 then holds for all of them. It stays, unless the optimiser had no callback at all:
+// then the first callback that is set undoes it.
 NX_API int nx_set_opt_method(int opt, int method);
 // The most iterations of a run (200). From now on nx_set_opt_method leaves it alone.
 NX_API int nx_set_opt_maximum_iterations(int opt, int count);
@@ -80,9 +83,9 @@ NX_API int nx_set_opt_maximum_iterations(int opt, int count);
 NX_API int nx_set_opt_zero(int opt, float zero);
 // A run has converged when the sum of the squares of the derivatives is below this (1e-50).
 NX_API int nx_set_opt_gradient_convergence(int opt, double threshold);
-// A run has converged when the values of the last three iterations differ by less than this (1e-50). For steepest
-// descent these are all, so that a value which changes in steps, one rounded to float say, has converged on any of
-// them.
+// A run has converged when the values of the last three iterations differ by less than this (1e-50), whatever their
+// line searches said. So it has where three iterations in a row find no lower value, be it for rounding, at a kink or
+// for a wrong gradient; 0 switches the test off.
 NX_API int nx_set_opt_energy_convergence(int opt, double threshold);
 // A line search accepts a step that lowers the value, and by at least alpha (0.1) of what the slope promises ...
 NX_API int nx_set_opt_alpha(int opt, float alpha);
@@ -90,7 +93,8 @@ NX_API int nx_set_opt_alpha(int opt, float alpha);
 NX_API int nx_set_opt_beta(int opt, float beta);
 // The first step of a run along its first direction, of a restart too; 0 leaves it to the method.
 NX_API int nx_set_opt_stepsize(int opt, float step);
-// The last step of the last run, not what nx_set_opt_stepsize has set: that is meant.
+// The step of the last line search of the last run, or steepest descent's last step; 0 before any. Kept: programs rely
+// on its not being what nx_set_opt_stepsize has set.
 NX_API int nx_get_opt_stepsize(int opt, float* step);
 // How often a line search tries beyond its two built-in tries (0); a negative count is 0, one above 1000 is 1000.
 NX_API int nx_set_opt_max_line_try(int opt, int tries);
@@ -114,17 +118,22 @@ NX_API int nx_get_opt_total_iterations(int opt, int* iterations);
 // The value that the last run ended with.
 NX_API int nx_get_opt_saveval(int opt, float* value);
 
-// Minimises from x on and leaves the best point found in x and its value in *value. 1 when it has converged, also where
-// no lower value is to be found because rounding is all that is left. 0 when it has not: out of iterations, no lower
-// value to be found though there should be one, values that are not finite, no value callback (steepest descent) or no
-// callback at all (*value is NaN then). The line-search methods give 0 as well where all derivatives are exactly 0 at
-// the start, which steepest descent takes for convergence, and where the very first search finds nothing, as it does at
-// a minimum to working precision. Without a gradient callback derivatives are central differences of the value. A
-// gradient the sum of whose squares is not finite counts as not finite: derivatives above some 1e154 are out of range.
+// Minimises from x on and leaves the best point found in x and its value in *value.
+//
+// 1 when it has converged: by one of the two thresholds; where no lower value is to be found because rounding is all
+// that is left; or where it creeps towards a singular minimum and what is left to gain is below rounding. 0 when it has
+// not: out of iterations, values that are not finite, no value callback (steepest descent) or no callback at all
+// (*value is NaN then), or a step below the smallest. The line-search methods also give 0 where all derivatives are
+// exactly 0 at the start, which steepest descent takes for convergence, and where the very first search accepts
+// nothing. The dense method does so even at a minimum to working precision; the vector-only one makes sure of that and
+// gives 1.
+//
+// Without a gradient callback derivatives are central differences of the value. A gradient the sum of whose squares is
+// not finite counts as not finite: derivatives above some 1e154 are out of range.
 NX_API int nx_minimize(double* x, double* value, int opt);
-// The same on a copy of x, which is copied back at the end.
+// As nx_minimize, on a copy of x that is copied back at the end.
 NX_API int nx_minimize_d(double* x, double* value, int opt);
-// The same from floats and back to floats; the run itself is in double.
+// As nx_minimize_d, from floats and back to floats; the run itself is in double.
 NX_API int nx_minimize_f(float* x, float* value, int opt);
 
 NX_END_DECLS

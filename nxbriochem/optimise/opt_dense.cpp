@@ -16,7 +16,6 @@
 
 #include <nxbriochem/optimise/inverse_matrix.h>
 #include <nxbriochem/optimise/line_method.h>
-#include <nxbriochem/optimise/line_minimize.h>
 #include <nxbriochem/optimise/opt_methods.h>
 #include <nxbriochem/optimise/opt_state.h>
 #include <nxbriochem/optimise/vectors.h>
@@ -25,7 +24,7 @@ namespace opt {
 namespace dense {
 
 double fp = 0;           // the value at x
-double alpha = 0;        // the line step
+double alpha = 0;        // the step of the last line search
 double old_val = 0;      // the value an iteration ago
 double old_old_val = 0;  // and two iterations ago
 int32_t iter = 0;        // iterations begun
@@ -53,11 +52,13 @@ class Dense final : public LineMethod {
   void set_start_direction();
   bool invert_hessian();
   void multiply_gradient(bool skip, double scale);
-  void add_update(double sy);
+  double growth(double sy) const;
+  void add_update(double sy, double growth);
   void reset();
   bool iterate(int& result);
-  bool converged() const;
-  int fail(bool precise) const;
+  bool at_rest() const;
+  bool flat() const;
+  void trace_rest(bool after_reset) const;
   void trace_iteration() const;
 
   double* s_ = array(4);   // the last step
@@ -68,8 +69,10 @@ class Dense final : public LineMethod {
   double* h_ = array(9);
   bool unit_ = true;  // H is scale_ times the unit matrix; what h_ holds is from before a reset
   double scale_ = 1;
-  bool filled_ = false;    // h_ holds a matrix
-  bool pending_ = false;   // to which p_ and ps_ are still to be added
+  double square_before_ = 0;  // the gradient measure before the last step
+  bool filled_ = false;       // h_ holds a matrix
+  bool pending_ = false;      // which is still to be multiplied by growth_, and p_ and ps_ to be added
+  double growth_ = 1;
   bool abnormal_ = false;  // an update with zero vectors
   bool precise_ = false;   // x was a minimum to working precision when the matrix was reset
 };
@@ -81,7 +84,8 @@ void Dense::take_step() {
   }
   std::copy(trial_, trial_ + n_, x_);
   std::copy(g_, g_ + n_, g0_);
-  square_ = last_line.last.square;
+  square_before_ = square_;
+  square_ = line().last.square;
 }
 
 void Dense::update() {
@@ -93,20 +97,22 @@ void Dense::update() {
     abnormal_ = true;
     return;
   }
+  note_curvature(ss, yy, sy);
   const double bound = Opt[slot_].small_threshold * std::sqrt(ss) * std::sqrt(yy);
   const double scale = sy / yy;
   const bool skip = !(sy > 0) || sy < bound || !(scale > 0) || !std::isfinite(scale);
   if (skip && tracing()) {
     std::printf("Skipped Hessian Update, %e < %e\n", sy, bound);
   }
-  alpha = skip ? step_without_update() : 1;
+  next_step_ = skip ? step_without_update() : 1;
+  const bool first = unit_;
   multiply_gradient(skip, scale);
   if (skip) {
     for (int32_t i = 0; i < n_; ++i) {
       d_[i] = -hg_[i];
     }
   } else {
-    add_update(sy);
+    add_update(sy, first ? 1 : growth(sy));
   }
   const double product = slope();
   if (!(product < 0)) {
@@ -122,7 +128,7 @@ void Dense::update() {
 void Dense::multiply_gradient(bool skip, double scale) {
   if (!unit_) {
     if (pending_) {
-      inverse_matrix::add_and_multiply(h_, p_, ps_, g0_, hg_, n_);
+      inverse_matrix::add_and_multiply(h_, growth_, p_, ps_, g0_, hg_, n_);
       pending_ = false;
     } else {
       inverse_matrix::multiply(h_, g0_, hg_, n_);
@@ -144,7 +150,21 @@ void Dense::multiply_gradient(bool skip, double scale) {
   }
 }
 
-void Dense::add_update(double sy) {
+// What the matrix is multiplied by before an update (self-scaling: Oren and Luenberger, Management Science 20 (1974)
+// 845; only upwards: Al-Baali, Comput. Optim. Appl. 9 (1998) 191). With B its inverse, it promised the curvature s.B s
+// / s.s along the step s, where B s is the step's multiple of the gradient before. It was s.y / s.s. Where that is
+// clearly less, the matrix as a whole is too small, as it is on the way down from far. Not where a step has made the
+// gradient more than twice as long: in a bent valley the curvature along the way says nothing of other directions.
+double Dense::growth(double sy) const {
+  constexpr double kClearly = 0.8;
+  const double promised = -line().last.step * (vectors::dot(s_, g0_, n_) - sy);
+  const double growth = promised / sy;
+  return square_ < 4 * square_before_ && growth * kClearly > 1 && std::isfinite(growth) ? growth : 1;
+}
+
+void Dense::add_update(double sy, double growth) {
+  growth_ = growth;
+  scale_ *= growth;
   const double rho = 1 / sy;
   const double* hg = hg_;
   const double* g = g0_;
@@ -153,7 +173,7 @@ void Dense::add_update(double sy) {
   double* d = d_;
   double* p = p_;
   const double yhy = vectors::sums(n_, [=](int32_t i) {
-    p[i] = hg[i] + d[i];  // H y
+    p[i] = growth * (hg[i] + d[i]);  // H y
     return p[i] * y[i];
   })[0];
   const double half = 0.5 * (1 + yhy * rho);
@@ -165,7 +185,7 @@ void Dense::add_update(double sy) {
       },
       product_of(s, g));
   for (int32_t i = 0; i < n_; ++i) {
-    d[i] = -(hg[i] + (p[i] * sg + s[i] * pg));
+    d[i] = -(growth * hg[i] + (p[i] * sg + s[i] * pg));
   }
   std::swap(s_, ps_);
   pending_ = true;
@@ -175,7 +195,7 @@ void Dense::add_update(double sy) {
 void Dense::reset() {
   unit_ = true;
   set_steepest(scale_);
-  alpha = 1;
+  next_step_ = 1;
 }
 
 // The inverse of the second derivatives, if they are finite and positive definite.
@@ -206,27 +226,20 @@ void Dense::set_start_direction() {
   }
   if (unit_) {
     reset();
-    alpha = first_step();
+    next_step_ = first_step();
   } else {
-    alpha = given_step(1);
+    next_step_ = given_step(1);
   }
 }
 
-bool Dense::converged() const {
-  if (iter > 1) {
-    if (converged_over_last_three(slot_, fp, old_val, old_old_val)) {
-      if (tracing()) {
-        std::printf("CONVERGED OVER LAST THREE ITERATIONS, total function calls= %d\n",
-                    Opt[slot_].total_function_calls);
-      }
-      return true;
-    }
-  }
+bool Dense::at_rest() const { return iter > 1 && converged_over_last_three(slot_, fp, old_val, old_old_val); }
+
+bool Dense::flat() const {
   const double threshold = Opt[slot_].gradient_convergence;
-  const bool flat = square_ < threshold;
+  const bool flat = square_ < threshold || settled();
   if (tracing()) {
     std::printf("grad converge %f %f\n", square_, threshold);
-    std::printf("sum of grads= %f comp to %f\n", square_ / threshold, 1.0);
+    std::printf("sum of grads= %f comp to %f\n", square_, 1.0);
     if (flat) {
       std::printf("CONVERGED VIRTUE OF SUM OF GRADIENTS: overlap volume: %f  grms %f \n", fp, grms());
     }
@@ -244,7 +257,18 @@ void Dense::trace_iteration() const {
   }
 }
 
-// One iteration: whether it ends the run, with the result.
+void Dense::trace_rest(bool after_reset) const {
+  if (!tracing()) {
+    return;
+  }
+  if (after_reset) {
+    std::printf("CONVERGED VIRTUE 2nd ATTEMPT TO RESET HESSIAN: overlap volume: %f  grms %f \n", fp, grms());
+  } else {
+    std::printf("CONVERGED OVER LAST THREE ITERATIONS, total function calls= %d\n", Opt[slot_].total_function_calls);
+  }
+}
+
+// One iteration: whether it ends the run, with the result. The values are compared whatever the searches said.
 bool Dense::iterate(int& result) {
   old_old_val = old_val;
   old_val = fp;
@@ -253,42 +277,41 @@ bool Dense::iterate(int& result) {
   if (abnormal_) {
     return true;
   }
-  if (moved != Moved::nothing) {
-    HReset = 0;
-    if (moved == Moved::step) {
-      save_iteration(slot_, iter, fp, alpha);
-    }
-    if (converged()) {
-      result = 1;
-      return true;
-    }
-    if (moved == Moved::step) {
-      update();
-    }
-    return abnormal_;
-  }
-  if (iter == 1) {
+  if (iter == 1 && !accepted()) {
     if (tracing()) {
       std::printf("Failed Initial Line Search: overlap volume: %f  grms %f \n", fp, grms());
     }
     return true;
   }
-  if (HReset != 0) {
-    // Convergence only if there is nothing more to gain: runs that meet kinks, walls or wrong gradients end here too.
-    const bool minimum = precise_ && confirmed_by_probe();
-    if (minimum && tracing()) {
-      std::printf("CONVERGED VIRTUE 2nd ATTEMPT TO RESET HESSIAN: overlap volume: %f  grms %f \n", fp, grms());
-    }
-    result = minimum ? 1 : 0;
+  const bool again = moved == Moved::nothing && HReset != 0;
+  if (at_rest() || (again && precise_ && confirmed_by_probe())) {
+    trace_rest(again);
+    result = 1;
     return true;
   }
-  if (tracing()) {
-    std::puts("reset hessian!!!");
+  if (moved == Moved::nothing) {
+    if (!again) {
+      if (tracing()) {
+        std::puts("reset hessian!!!");
+      }
+      HReset = 1;
+      precise_ = at_working_precision();
+      reset();
+    }
+    return again;
   }
-  HReset = 1;
-  precise_ = at_working_precision();
-  reset();
-  return false;
+  HReset = 0;
+  if (moved == Moved::step) {
+    save_iteration(slot_, iter, fp, alpha);
+  }
+  if (flat()) {
+    result = 1;
+    return true;
+  }
+  if (moved == Moved::step) {
+    update();
+  }
+  return abnormal_;
 }
 
 int Dense::minimise() {
@@ -313,7 +336,7 @@ int Dense::minimise() {
   old_val = old_old_val = fp;
   set_start_direction();
   if (tracing()) {
-    std::printf("initial step size is %f, step %f\n", static_cast<double>(Opt[slot_].initial_step), alpha);
+    std::printf("initial step size is %f, step %f\n", static_cast<double>(Opt[slot_].initial_step), next_step_);
   }
   int result = 0;
   while (iter < Opt[slot_].maximum_iterations) {
@@ -330,7 +353,7 @@ void Dense::keep() {
     return;
   }
   if (pending_) {
-    inverse_matrix::add_and_multiply(h_, p_, ps_, g0_, hg_, n_);
+    inverse_matrix::add_and_multiply(h_, growth_, p_, ps_, g0_, hg_, n_);
   }
   keep_curvature(slot_, kDense);
 }

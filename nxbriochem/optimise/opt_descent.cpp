@@ -1,9 +1,8 @@
 // Method 1: steepest descent with a step that grows by a fifth when it lowers the value and is halved when it does not.
 //
-// A halved step is accepted when the value stays the same, and values that have come to rest are convergence. They do
-// so at a minimum, where steps are lost in the rounding of the value that are as long as those before, and over which
-// the gradient still changes. At a wall, or with a wrong gradient, values come to rest too, after the step has been
-// halved to next to nothing: that ends the run, but is not taken for convergence.
+// A halved step is accepted when the value stays the same, and values that have come to rest are convergence. They come
+// to rest at a minimum, where steps are lost in the rounding of the value. They also do so at a wall or with a wrong
+// gradient, once the step has been halved to next to nothing: the method looks at values alone and cannot tell.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -20,8 +19,7 @@ namespace {
 
 constexpr double kGrow = 1.2;
 constexpr double kHalve = 0.5;
-constexpr double kLostStep = 1e-6;    // against the largest step that has lowered the value
-constexpr double kLostChange = 1e-6;  // of the gradient by a step, against the gradient
+constexpr double kLostStep = 1e-6;  // against the largest step that has lowered the value
 // The longest step: the record keeps it as a float.
 constexpr double kLongest = std::numeric_limits<float>::max();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -48,7 +46,6 @@ class Descent {
   bool halve(int& result);
   void form_trial();
   void accept(double value);
-  bool steps_still_count() const { return leaves_step() && change_ > kLostChange; }
   bool trial_is_finite() const { return std::isfinite(vectors::square(trial_g_, n_)); }
 
   int32_t slot_;
@@ -61,7 +58,6 @@ class Descent {
   double step_ = 1;
   int32_t iterations_ = 0;
   double longest_ = 0;  // step that has lowered the value
-  double change_ = 0;   // of the gradient by the last step, along the gradient and against it
 };
 
 void Descent::form_trial() {
@@ -76,8 +72,6 @@ void Descent::accept(double value) {
   if (value < value_) {
     longest_ = std::max(longest_, step_);
   }
-  const auto [product, square] = vectors::sums(n_, vectors::product_of(trial_g_, g_), vectors::product_of(g_, g_));
-  change_ = std::abs(1 - product / square);
   std::swap(g_, trial_g_);
   value_ = value;
 }
@@ -110,11 +104,10 @@ bool Descent::iterate(int& result) {
   return halve(result);
 }
 
-// Halves the step until the trial point is not above x. A trial that rounding makes x itself does not count.
+// Halves the step until the trial point is not above x. In the end rounding makes it x itself.
 //
-// The trials are evaluated by value alone, so that the gradient at hand is still the one at x. To go on with it after a
-// trial is accepted would be to search from the new point along the gradient of another, which soon finds nothing and
-// passes for convergence: so the gradient at the accepted point is evaluated before the search goes on.
+// The trials are evaluated by value alone, so that the gradient at hand is still the one at x. The gradient at the
+// accepted point is evaluated before the search goes on: along that of another point it would soon find nothing.
 bool Descent::halve(int& result) {
   result = 0;
   for (;;) {
@@ -127,7 +120,7 @@ bool Descent::halve(int& result) {
     if (traces(slot_)) {
       std::printf("step is %f, val is %f, step lim is %f\n", step_, value, Opt[slot_].zero);
     }
-    if (!std::isfinite(value) || value > value_ || std::equal(trial_, trial_ + n_, x_)) {
+    if (!std::isfinite(value) || value > value_) {
       continue;
     }
     const double again = value_and_gradient_at(slot_, trial_, trial_g_);
@@ -167,7 +160,7 @@ int Descent::minimise() {
       std::printf("iteration %d: %f\n", iterations_, value_);
     }
     if (iterations_ > 2 && converged_over_last_three(slot_, value_, before, before_that)) {
-      return steps_still_count() ? 1 : 0;
+      return 1;
     }
     before_that = before;
     before = value_;

@@ -17,9 +17,9 @@ uint64_t room_of(int32_t method, int32_t n);
 // Whether the energy convergence exceeds all differences of the values after the last three iterations.
 bool converged_over_last_three(int32_t slot, double value, double before, double before_that);
 
-// Keeps what the getters give of a run: at its end.
+// Keeps what the getters give of a run, at its end. The step is that of the last line search.
 void save_run(int32_t slot, int32_t iterations, double value, double step);
-// The same after an iteration whose new x is the point of the latest evaluation, for callers who follow a run.
+// Keeps it after an iteration, if the caller asked for it. The new x is the point of the latest evaluation.
 void save_iteration(int32_t slot, int32_t iterations, double value, double step);
 
 // A run with the restart flag takes up the curvature that the last run left, if that had the same method and size. The
@@ -27,6 +27,8 @@ void save_iteration(int32_t slot, int32_t iterations, double value, double step)
 void keep_curvature(int32_t slot, int32_t method);
 void drop_curvature(int32_t slot);
 bool takes_up_curvature(int32_t slot, int32_t method);
+// The doubles of workspace that the kept curvature takes up; 0 for none.
+uint64_t room_of_curvature(int32_t slot);
 
 }  // namespace opt
 

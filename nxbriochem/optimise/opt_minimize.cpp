@@ -1,6 +1,5 @@
-// The driver of the minimisation, and what its methods share.
+// The driver of the minimisation.
 #include <algorithm>
-#include <cmath>
 
 #include <nxbriochem/optimise/evaluation.h>
 #include <nxbriochem/optimise/opt.h>
@@ -8,24 +7,6 @@
 #include <nxbriochem/optimise/opt_state.h>
 
 namespace opt {
-
-uint64_t room_of(int32_t method, int32_t n) {
-  const auto size = static_cast<uint64_t>(n);
-  switch (method) {
-    case kSteepestDescent:
-      return 5 * size;
-    case kVectorOnly:
-      return 6 * size;
-    default:
-      return size * (size + 9);
-  }
-}
-
-bool converged_over_last_three(int32_t slot, double value, double before, double before_that) {
-  const double threshold = Opt[slot].energy_convergence;
-  return threshold > std::abs(value - before) && threshold > std::abs(value - before_that) &&
-         threshold > std::abs(before_that - before);
-}
 
 namespace {
 
@@ -40,36 +21,12 @@ int32_t automatic_method(const Optimiser& opt) {
   return opt.size > kMostDense ? kVectorOnly : kDense;
 }
 
-}  // namespace
-
-void save_run(int32_t slot, int32_t iterations, double value, double step) {
-  Opt[slot].total_iterations = iterations;
-  Opt[slot].saveval = static_cast<float>(value);
-  Opt[slot].final_step = static_cast<float>(step);
-}
-
-void save_iteration(int32_t slot, int32_t iterations, double value, double step) {
-  if (Opt[slot].itersave != 0) {
-    save_run(slot, iterations, value, step);
-  }
-}
-
-namespace {
-
-// Never 0, for the method is part of it: not the record's, which a callback may change.
-uint64_t curvature_of(int32_t method, int32_t size) {
-  return static_cast<uint64_t>(method) << 32 | static_cast<uint32_t>(size);
+bool has_callback(const Optimiser& opt) {
+  return opt.function != nullptr || opt.function_with_handle != nullptr || opt.gradient != nullptr ||
+         opt.gradient_with_handle != nullptr || opt.hessian != nullptr || opt.hessian_with_handle != nullptr;
 }
 
 }  // namespace
-
-void keep_curvature(int32_t slot, int32_t method) { Opt[slot].reserved_word = curvature_of(method, Opt[slot].size); }
-
-void drop_curvature(int32_t slot) { Opt[slot].reserved_word = 0; }
-
-bool takes_up_curvature(int32_t slot, int32_t method) {
-  return Opt[slot].restart != 0 && Opt[slot].reserved_word == curvature_of(method, Opt[slot].size);
-}
 
 }  // namespace opt
 
@@ -111,6 +68,7 @@ int nx_minimize(double* x, double* value, int opt) {
   const Running guard(slot);
   if (Opt[slot].method == kAutomatic) {
     Opt[slot].method = automatic_method(Opt[slot]);
+    Opt[slot].reserved = has_callback(Opt[slot]) ? 0 : kChosenBlindly;
   }
   const int32_t method = Opt[slot].method;
   workspace_of(slot, room_of(method, Opt[slot].size));

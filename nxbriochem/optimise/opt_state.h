@@ -12,6 +12,10 @@ namespace opt {
 // The methods, by the numbers that the record holds. nx_set_opt_method takes other codes.
 enum Method : int32_t { kAutomatic = 0, kSteepestDescent = 1, kVectorOnly = 2, kDense = 3 };
 
+// The reserved field of an optimiser whose method was chosen automatically when it had no callback at all. The first
+// callback that it gets undoes the choice.
+inline constexpr uint64_t kChosenBlindly = 1;
+
 // The fields are the interface's, in its order.
 struct Optimiser {
   int32_t size;

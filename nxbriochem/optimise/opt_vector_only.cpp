@@ -21,7 +21,6 @@
 #include <utility>
 
 #include <nxbriochem/optimise/line_method.h>
-#include <nxbriochem/optimise/line_minimize.h>
 #include <nxbriochem/optimise/opt_methods.h>
 #include <nxbriochem/optimise/opt_state.h>
 #include <nxbriochem/optimise/vectors.h>
@@ -30,7 +29,7 @@ namespace opt {
 namespace vector_only {
 
 double fp = 0;     // the value at x
-double alpha = 0;  // the line step
+double alpha = 0;  // the step of the last line search
 
 }  // namespace vector_only
 
@@ -80,7 +79,7 @@ class VectorOnly final : public LineMethod {
   void forget(Pair<Kept>& pair) const;
   void reset();
   bool iterate(int& result);
-  bool converged() const;
+  bool at_rest() const;
   void trace_iteration() const;
 
   Pair<Kept> newer_;
@@ -99,12 +98,13 @@ void VectorOnly::take_step() {
     g0_[i] = g_[i] - g0_[i];
     x_[i] = trial_[i];
   }
-  square_ = last_line.last.square;
+  square_ = line().last.square;
 }
 
 // As in the dense method, a step that tells of no positive curvature is left out.
 void VectorOnly::update() {
   const auto [ss, yy, sy] = vectors::sums(n_, product_of(d_, d_), product_of(g0_, g0_), product_of(d_, g0_));
+  note_curvature(ss, yy, sy);
   const double short_step = sy / yy;
   const double scale = short_step * std::sqrt(std::sqrt(ss / sy / short_step));
   const bool use =
@@ -121,7 +121,7 @@ void VectorOnly::update() {
     d_[i] = -(trial_[i] + part * d_[i]);
     g0_[i] = g_[i];
   }
-  alpha = newest.rho > 0 ? 1 : step_without_update();
+  next_step_ = newest.rho > 0 ? 1 : step_without_update();
   if (!(slope() < 0)) {
     reset();
   }
@@ -174,7 +174,7 @@ void VectorOnly::reset() {
   forget(newer_);
   forget(older_);
   set_steepest(scale_);
-  alpha = 1;
+  next_step_ = 1;
 }
 
 void VectorOnly::set_start_direction() {
@@ -192,12 +192,12 @@ void VectorOnly::set_start_direction() {
     for (int32_t i = 0; i < n_; ++i) {
       d_[i] = -trial_[i];
     }
-    alpha = given_step(1);
+    next_step_ = given_step(1);
   }
   if (newer_.rho == 0 || !(slope() < 0)) {
     scale_ = 1;
     reset();
-    alpha = first_step();
+    next_step_ = first_step();
   }
 }
 
@@ -210,39 +210,42 @@ void VectorOnly::trace_iteration() const {
   }
 }
 
-bool VectorOnly::converged() const {
-  if (iter_ > 1 && converged_over_last_three(slot_, fp, before_, before_that_)) {
-    if (tracing()) {
-      std::printf("converged over last three iterations, total function calls= %d\n", Opt[slot_].total_function_calls);
-    }
-    return true;
+bool VectorOnly::at_rest() const {
+  const bool rest = iter_ > 1 && converged_over_last_three(slot_, fp, before_, before_that_);
+  if (rest && tracing()) {
+    std::printf("converged over last three iterations, total function calls= %d\n", Opt[slot_].total_function_calls);
   }
-  return square_ < Opt[slot_].gradient_convergence;  // no text is known for this end
+  return rest;
 }
 
-// One iteration: whether it ends the run, with the result.
+// One iteration: whether it ends the run, with the result. The values are compared whatever the searches said.
 bool VectorOnly::iterate(int& result) {
   before_that_ = before_;
   before_ = fp;
   const Moved moved = move();
   trace_iteration();
-  if (moved == Moved::nothing) {
-    if (steepest_ || iter_ == 1) {
-      // The values of the last three iterations are one now, which says nothing unless there is nothing more to gain:
-      // runs that meet kinks, walls or wrong gradients end here too.
-      result = precise_ && confirmed_by_probe() && converged() ? 1 : 0;
-      return true;
-    }
+  if (at_rest()) {
+    result = 1;
+    return true;
+  }
+  const bool first_failed = iter_ == 1 && !accepted();
+  const bool nothing = moved == Moved::nothing;
+  if (first_failed || (nothing && steepest_)) {
+    // A run may start at a minimum, and a value that is no lower after a reset may be one. No text is known for it.
+    result = nothing && (first_failed || precise_) && confirmed_by_probe() ? 1 : 0;
+    return true;
+  }
+  if (nothing) {
     steepest_ = true;
     precise_ = at_working_precision();
     reset();
     return false;
   }
-  steepest_ = precise_ = false;
+  steepest_ = false;
   if (moved == Moved::step) {
     save_iteration(slot_, iter_, fp, alpha);
   }
-  if (converged()) {
+  if (square_ < Opt[slot_].gradient_convergence || settled()) {  // no text is known for this end
     result = 1;
     return true;
   }
@@ -254,22 +257,19 @@ bool VectorOnly::iterate(int& result) {
 
 int VectorOnly::minimise() {
   alpha = 0;
-  if (!evaluate_start()) {
-    return 0;
+  const bool finite = evaluate_start();
+  const bool searches = finite && !start_is_flat() && !(square_ < Opt[slot_].gradient_convergence);
+  next_step_ = given_step(0);
+  if (searches) {
+    before_ = before_that_ = fp;
+    set_start_direction();
   }
   if (tracing()) {
     std::printf("initial value is %f\n", fp);
+    std::printf("initial step size is %f\n", next_step_);
   }
-  if (start_is_flat()) {
-    return 0;
-  }
-  if (square_ < Opt[slot_].gradient_convergence) {
-    return 1;
-  }
-  before_ = before_that_ = fp;
-  set_start_direction();
-  if (tracing()) {
-    std::printf("initial step size is %f\n", alpha);
+  if (!searches) {
+    return finite && !start_is_flat() ? 1 : 0;
   }
   while (iter_ < Opt[slot_].maximum_iterations) {
     ++iter_;

@@ -150,6 +150,8 @@ std::vector<Scenario> numeric_scenarios() {
       CALL(nx_minimize, kBlock, optimiser, (wide.values, wide.more, opt)),
       CALL(nx_minimize_d, kBlock, optimiser, (wide.values, wide.more, opt)),
       CALL(nx_minimize_f, kBlock, optimiser, (out, out + 3, opt)),
+      CALL(LineMinimize, kBlock, optimiser,
+           (3, line.x, line.d, line.g0, line.g, &line.value, &(line.step = 0.1), opt - 1)),
       CALL(nxi_au_section, kBlock, optimiser,
            (3, line.x, line.d, line.g0, line.g, &line.value, &(line.step = 0.1), opt - 1)),
       CALL(nxi_bi_section, kBlock, optimiser,

@@ -120,6 +120,13 @@ TEST_F(LineSearch, FindsKnownMinima) {
       EXPECT_TRUE(backtracked.step == first || !low_enough(2 * backtracked.step));
       EXPECT_EQ(backtracked.count, 2 + std::log2(first / backtracked.step));
 
+      const Outcome by_cubics = run(LineMinimize, first);
+      EXPECT_LE(by_cubics.count, 3);
+      if (by_cubics.count > 0) {
+        EXPECT_LE(phi(by_cubics.step), phi(0) + 0.0999 * by_cubics.step * slope(0));
+        EXPECT_LE(std::fabs(slope(by_cubics.step)), 0.9 * std::fabs(slope(0)));
+      }
+
       // The polynomial finds a step that is good to three digits about as fast as one that is barely acceptable.
       for (const double beta : {0.9, 1e-3}) {
         nx_set_opt_beta(opt_, static_cast<float>(beta));
@@ -137,7 +144,7 @@ TEST_F(LineSearch, FindsKnownMinima) {
 
 // Nothing to be found, or nothing sensible: the searches end.
 TEST_F(LineSearch, EndsWhereThereIsNoMinimum) {
-  for (const Search search : {nxi_au_section, nxi_bi_section, nxi_armijo_section, nx_LineMinimize2}) {
+  for (const Search search : {LineMinimize, nxi_au_section, nxi_bi_section, nxi_armijo_section, nx_LineMinimize2}) {
     slope = [](double) { return -1; };
     for (const Function& f : {Function([](double t) { return t; }), Function([](double) { return 1; }),
                               Function([](double t) { return t == 0 ? 0 : kNaN; })}) {
@@ -179,7 +186,7 @@ TEST_F(LineSearch, RefusesBadArguments) {
   double vectors[4][3] = {{}, {2, 0.5, 2}, {-2, -4, 2}, {}};
   double value = 1;
   double step = 1;
-  for (const Search search : {nxi_au_section, nxi_bi_section, nxi_armijo_section, nx_LineMinimize2}) {
+  for (const Search search : {LineMinimize, nxi_au_section, nxi_bi_section, nxi_armijo_section, nx_LineMinimize2}) {
     // `missing` of the six arrays and numbers is null; none for 6.
     const auto call = [&](int n, int missing, int slot) {
       const auto given = [missing](int which, double* array) { return which == missing ? nullptr : array; };
@@ -193,7 +200,7 @@ TEST_F(LineSearch, RefusesBadArguments) {
       EXPECT_EQ(call(bad, 6, opt_ - 1) + call(3, 6, bad), 0);
     }
     for (const double first : {0.0, -1.0, kNaN, HUGE_VAL}) {
-      step = first;
+      step = first == 0 && search == LineMinimize ? -1 : first;
       EXPECT_EQ(call(3, 6, opt_ - 1), 0);
     }
     step = 1;

@@ -22,7 +22,8 @@ inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 inline constexpr int kCodes[] = {0, 1, 2};  // of nx_set_opt_method: vector-only, steepest descent, dense
 
-// What the optimisers of these tests minimise; it counts its calls and keeps the lowest value it gave with all finite.
+// What the optimisers of these tests minimise; it counts its calls and keeps the lowest value that it gave with all
+// finite and a gradient that is not zero.
 inline Function f;
 inline int calls;
 inline double lowest;
@@ -30,7 +31,8 @@ inline double lowest;
 inline double gradient_of(double* x, double* gradient, int n) {
   ++calls;
   const double value = f(x, gradient, n);
-  if (std::isfinite(value) && std::all_of(gradient, gradient + n, [](double g) { return std::isfinite(g); })) {
+  if (std::isfinite(value) && std::all_of(gradient, gradient + n, [](double g) { return std::isfinite(g); }) &&
+      std::any_of(gradient, gradient + n, [](double g) { return g != 0; })) {
     lowest = std::min(lowest, value);
   }
   return value;
@@ -55,8 +57,8 @@ struct Outcome {
   std::vector<double> x;
 };
 
-// Runs, and checks what holds of every run: the value is that of x, and none that was seen is lower; the counts are
-// true.
+// Runs, and checks what holds of every run: the value is that of x, and none that was seen is lower, unless at a point
+// with a zero gradient; the counts are true.
 inline Outcome minimise(int opt, std::vector<double> x) {
   calls = 0;
   lowest = kInfinity;
@@ -70,7 +72,7 @@ inline Outcome minimise(int opt, std::vector<double> x) {
   const double again = f(outcome.x.data(), gradient.data(), n);
   EXPECT_TRUE(outcome.value == again || (std::isnan(outcome.value) && std::isnan(again)));
   if (std::isfinite(lowest)) {
-    EXPECT_EQ(outcome.value, lowest);
+    EXPECT_LE(outcome.value, lowest);
   }
   float saved = 0;
   nx_get_opt_saveval(opt, &saved);

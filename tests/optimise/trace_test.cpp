@@ -1,6 +1,5 @@
 // What the methods and the line search print at debug level 2.
 #include <gtest/gtest.h>
-#include <nxbriochem/optimise/line_minimize.h>
 #include <nxbriochem/optimise/opt.h>
 #include <nxbriochem/optimise/opt_state.h>
 
@@ -66,14 +65,12 @@ Searched search(Along function, double step, int tries = 0, int alternative = 0)
   const int opt = tracing_optimiser(2, std::move(function));
   nx_set_opt_max_line_try(opt, tries);
   nx_set_opt_alt_step(opt, alternative);
-  opt::workspace_of(opt - 1, 10);
   double x = 0;
   double d = 1;
   double g0 = 0;
   double g = 0;
   Searched found{0, f(0, g0), step, {}};
-  found.text =
-      printed([&] { found.count = opt::LineMinimize(1, &x, &d, &g0, &g, &found.value, &found.step, opt - 1); });
+  found.text = printed([&] { found.count = LineMinimize(1, &x, &d, &g0, &g, &found.value, &found.step, opt - 1); });
   EXPECT_EQ(x, 0);
   EXPECT_EQ(found.text.substr(0, 14), "\nIn LineMin_E\n");
   EXPECT_EQ(found.count == 0, found.step == step && found.value == value_at(0));
@@ -197,6 +194,18 @@ TEST(LineTrace, StepsBackFromZeroGradients) {
   for (std::size_t i = 0; i < 5; ++i) {
     EXPECT_NEAR(tried[i], std::pow(0.1, static_cast<double>(i)), 1e-15);
   }
+  // A rejected point is not taken by a run either, though it is the lowest.
+  for (const int code : {0, 2}) {
+    const int opt = tracing_optimiser(code, flat_from(1e-14));
+    nx_set_opt_stepsize(opt, 1);
+    double x = 0;
+    double value = 5;
+    int result = 1;
+    printed([&] { result = nx_minimize(&x, &value, opt); });
+    EXPECT_EQ(x, 0);
+    EXPECT_EQ(value, 0);
+    EXPECT_EQ(result, 0);
+  }
   found = search(parabola, 1);  // the minimum itself, which is stepped to again
   EXPECT_TRUE(has(found.text, reduced));
   EXPECT_NEAR(found.step, 1, 1e-12);
@@ -220,7 +229,11 @@ TEST(LineTrace, Fails) {
   }
   found = search([](double t, double& slope) { return t < 0.05 ? parabola(t, slope) : slope = std::nan(""); }, 1);
   EXPECT_EQ(found.count, 0);  // 0.01 is lower, but too short a step
-  EXPECT_NEAR(opt::last_line.lowest.step, 0.01, 1e-15);
+  EXPECT_TRUE(has(found.text, "exhausted tries\n"));
+  found = search([](double t, double& slope) { return slope = 2 * t, t * t; }, 1);  // no slope at the start
+  EXPECT_FALSE(has(found.text, "wrong direction!!"));
+  EXPECT_TRUE(has(found.text, "initial step fails on value 1.000000>0.000000\n"));
+  EXPECT_EQ(found.count, 0);
 }
 
 // Method 1 in (t / 2)^2, where a step of 2 goes to the minimum.
@@ -245,6 +258,28 @@ TEST(MethodTrace, SteepestDescent) {
 
 const std::string kSearch = "(\nIn LineMin_E\n\n.*)";
 
+// The step that is told of is the last one of the trace, a failed search's too.
+TEST(MethodTrace, ToldStepIsTheLastSearchs) {
+  for (const int code : {0, 2}) {
+    for (const int limit : {1, 2, 3, 5, 50}) {
+      const int opt =
+          tracing_optimiser(code, [](double t, double& slope) { return slope = std::sinh(t), std::cosh(t); });
+      nx_set_opt_maximum_iterations(opt, limit);
+      double x = 3;
+      double value = 0;
+      const std::string text = printed([&] { nx_minimize(&x, &value, opt); });
+      const std::string before = code == 0 ? ", step: " : "  alpha: ";
+      const std::size_t at = text.rfind(before);
+      ASSERT_NE(at, std::string::npos);
+      float told = 0;
+      nx_get_opt_stepsize(opt, &told);
+      EXPECT_EQ(text.substr(at, text.find(code == 0 ? ", grad" : " mod", at) - at),
+                before + formatted(code == 0 ? "%f" : "%8.4f", static_cast<double>(told)))
+          << code << " " << limit;
+    }
+  }
+}
+
 TEST(MethodTrace, VectorOnly) {
   const auto run = [](double energy, int limit) {
     const int opt = tracing_optimiser(0, [](double t, double& slope) { return slope = std::sinh(t), std::cosh(t); });
@@ -267,6 +302,11 @@ TEST(MethodTrace, VectorOnly) {
                                                     std::to_string(tried.size()) + "\n$"));
   text = run(1e-50, 2);
   EXPECT_TRUE(matches(text, iteration + "maximum iterations reached= 2\n$"));
+  const int flat = tracing_optimiser(0, [](double, double& slope) { return slope = 0, 2.5; });
+  double x = 1;
+  double value = 0;
+  EXPECT_EQ(printed([&] { nx_minimize(&x, &value, flat); }),
+            "initial value is 2.500000\ninitial step size is 0.000000\n");
 }
 
 // The ends of the dense method.
@@ -290,10 +330,9 @@ TEST(MethodTrace, Dense) {
                       "LineMin_E\n.*Failed Initial Line Search: overlap volume: 1.000000  grms 1.000000 \n$"));
   const Along well = [](double t, double& slope) { return slope = std::sinh(t), std::cosh(t) + 4; };
   std::string text = run(well, 3, 2, 1e-3);
-  EXPECT_TRUE(
-      matches(text,
-              "grad converge 0.000[0-9]{3} 0.001000\nsum of grads= 0.[0-9]{6} comp to 1.000000\nCONVERGED VIRTUE "
-              "OF SUM OF GRADIENTS: overlap volume: 5.000[0-9]{3}  grms 0.0[0-9]{5} \n$"));
+  EXPECT_TRUE(matches(text,
+                      "grad converge (0.000[0-9]{3}) 0.001000\nsum of grads= \\1 comp to 1.000000\nCONVERGED VIRTUE "
+                      "OF SUM OF GRADIENTS: overlap volume: 5.000[0-9]{3}  grms 0.0[0-9]{5} \n$"));
   EXPECT_TRUE(matches(text,
                       "\niter:    1 fcalls +[0-9]+  fp: +[0-9]+\\.[0-9]{4}  alpha: +[0-9]+\\."
                       "[0-9]{4} mod +[0-9]+\\.[0-9]{4} grms: +[0-9]+\\.[0-9]{4}\ngrad conv"));

@@ -1,12 +1,11 @@
-// The line search of the methods that have one: the strong Wolfe conditions, and where the first step fails them, a
-// few steps to the minimum of the cubic through the values and slopes at both ends of an interval (Fletcher, Practical
-// Methods of Optimization, 2.6; Nocedal and Wright, Numerical Optimization, 3.5).
+// The line search of the methods that have one. It accepts a step by the strong Wolfe conditions. Where the first step
+// fails them, it tries a few steps to the minimum of the cubic through the values and slopes at both ends of an
+// interval (Fletcher, Practical Methods of Optimization, 2.6; Nocedal and Wright, Numerical Optimization, 3.5).
 //
 // The interval: a is the left end and has a negative slope. While the slope at b is negative too, the search goes on
 // beyond b. A point beyond b becomes b, and b becomes a. A point between them becomes a where it is lower than a and
-// still descends, else b. A cubic that gives no point in the right place is answered by halving the interval or by
-// doubling the step.
-#include <nxbriochem/optimise/line_minimize.h>
+// still descends, else b. When the cubic gives no point in the right place, the interval is halved or the step doubled.
+#include <nxbriochem/optimise/line_search_internal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -16,8 +15,6 @@
 #include <nxbriochem/optimise/vectors.h>
 
 namespace opt {
-
-Line last_line = {};
 
 namespace {
 
@@ -35,15 +32,13 @@ struct Cubic {
 
 class CubicSearch {
  public:
-  CubicSearch(Line& line, double value, double slope)
+  explicit CubicSearch(Line& line)
       : line_(line),
-        value_(value),
-        slope_(slope),
+        start_(line.lowest),
         alpha_(Opt[line.slot].alpha),
         beta_(Opt[line.slot].beta),
         trace_(traces(line.slot)) {}
 
-  // Whether a step was found: line.last then.
   bool run(double step);
 
  private:
@@ -57,15 +52,14 @@ class CubicSearch {
   void narrow(const Trial& trial);
   bool end_without(const Trial& trial) const;
 
-  double bound(const Trial& trial) const { return value_ + alpha_ * trial.step * slope_; }
-  double ratio(const Trial& trial) const { return std::abs(trial.slope / slope_); }
+  double bound(const Trial& trial) const { return start_.value + alpha_ * trial.step * start_.slope; }
+  double ratio(const Trial& trial) const { return std::abs(trial.slope / start_.slope); }
   // Below the start as well, which a negative alpha does not ask for.
-  bool lowers(const Trial& trial) const { return trial.value < bound(trial) && trial.value < value_; }
+  bool lowers(const Trial& trial) const { return trial.value < bound(trial) && trial.value < start_.value; }
   bool flattens(const Trial& trial) const { return ratio(trial) < beta_; }
 
   Line& line_;
-  double value_;
-  double slope_;
+  Trial start_;
   double alpha_;
   double beta_;
   bool trace_;
@@ -76,7 +70,7 @@ class CubicSearch {
 };
 
 bool CubicSearch::run(double step) {
-  if (!(slope_ < 0)) {  // 0 and NaN are no descent either
+  if (start_.slope > 0 || std::isnan(start_.slope)) {  // a slope of 0 is searched, and nothing found
     if (trace_) {
       std::puts("wrong direction!!");
     }
@@ -88,7 +82,7 @@ bool CubicSearch::run(double step) {
   if (accept_first(b_)) {
     return true;
   }
-  a_ = line_from(line_.slot, line_.n, line_.x, line_.d, line_.g, value_, slope_).lowest;
+  a_ = start_;
   const Trial& trial = line_.last;
   const int tries = kBuiltInTries + std::clamp(Opt[line_.slot].max_line_try, 0, kMostTries);
   for (int i = 0; i < tries; ++i) {
@@ -103,7 +97,7 @@ bool CubicSearch::run(double step) {
       if (trace_) {
         std::puts("stepped into a zero gradient area");
       }
-      return trial.value < value_ || end_without(trial);
+      return trial.value < start_.value || end_without(trial);
     }
     if (accept(trial)) {
       return true;
@@ -119,8 +113,8 @@ bool CubicSearch::run(double step) {
 bool CubicSearch::accept_first(const Trial& trial) const {
   if (trace_) {
     const double d2 = vectors::square(line_.d, line_.n);
-    std::printf("initial f1 and f2= %e %e, line %e %e, grads %e %e %e %e\n", value_, trial.value, 0.0, trial.step,
-                slope_, trial.slope, trial.square, std::sqrt(-slope_ / d2));
+    std::printf("initial f1 and f2= %e %e, line %e %e, grads %e %e %e %e\n", start_.value, trial.value, 0.0, trial.step,
+                start_.slope, trial.slope, trial.square, std::sqrt(-start_.slope / d2));
   }
   const bool accepted = lowers(trial) && flattens(trial);
   if (trace_) {
@@ -187,9 +181,15 @@ double CubicSearch::minimum_of(const Cubic& cubic, double h) const {
   return a_.step + s;
 }
 
+// Where the formula loses the minimum by cancellation, as it does when b is very much higher than a, another form of it
+// does not.
 double CubicSearch::interpolate(const Cubic& cubic, double h) const {
+  const auto inside = [this](double step) { return step > a_.step && step < b_.step; };
   double step = minimum_of(cubic, h);
-  if (!(step > a_.step && step < b_.step)) {
+  if (!inside(step)) {
+    step = a_.step - a_.slope / (cubic.B + std::sqrt(cubic.D));
+  }
+  if (!inside(step)) {
     step = a_.step + 0.5 * h;
   }
   if (trace_) {
@@ -262,11 +262,11 @@ void CubicSearch::narrow(const Trial& trial) {
 
 // Says so when a search has found no lower point than its start. False.
 bool CubicSearch::end_without(const Trial& trial) const {
-  if (trace_ && !(trial.value < value_)) {
+  if (trace_ && !(trial.value < start_.value)) {
     if (line_.lowest.step == 0) {
       std::puts("failed to improve by line search");
     } else {
-      std::printf("f=%f is no improvement %f %f\n", trial.value, value_, trial.step);
+      std::printf("f=%f is no improvement %f %f\n", trial.value, start_.value, trial.step);
     }
   }
   return false;
@@ -274,19 +274,11 @@ bool CubicSearch::end_without(const Trial& trial) const {
 
 }  // namespace
 
-int LineMinimize(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int32_t slot) {
-  if (traces(slot)) {
+bool search_by_cubics(Line& line, double step) {
+  if (traces(line.slot)) {
     std::puts("\nIn LineMin_E\n");
   }
-  const double slope = vectors::dot(g0, d, n);
-  Line line = line_from(slot, n, x, d, g, *value, slope);
-  const bool found = CubicSearch(line, *value, slope).run(*step);
-  if (found) {
-    *value = line.last.value;
-    *step = line.last.step;
-  }
-  last_line = line;
-  return found ? line.evaluations : 0;
+  return CubicSearch(line).run(step);
 }
 
 }  // namespace opt
