@@ -2,7 +2,7 @@
 // both gave the same result); and how nx_calculate_coulombic_binding grows with the atoms of both molecules.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/geometry/c_bind_kernels.h>
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 #include <nxbriochem/nxbriochem.h>
 
 #include <tests/support/pqr_atoms.h>

@@ -3,8 +3,8 @@
 // kind and not bound to the sweep's bits; and the eigenvector iteration by size.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/geometry/eigen_jag.h>
-#include <nxbriochem/geometry/eigen_jag_sweeps.h>
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/jacobi_sweeps_internal.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 #include <nxbriochem/geometry/r_eig.h>
 
 #include <tests/support/plain_jacobi.h>

@@ -2,7 +2,7 @@
 // matrices. Besides the times: the worst ||M - R^T L R|| / ||M|| and ||R R^T - 1|| of both.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/geometry/matrix.h>
-#include <nxbriochem/geometry/symmetric3.h>
+#include <nxbriochem/geometry/symmetric3_internal.h>
 
 #include <Eigen/Dense>
 

@@ -3,8 +3,8 @@
 // residuals take a second pass. Counters as paired.h says, and "off_um", how far both results are apart in 1e-6
 // angstrom.
 #include <benchmark/benchmark.h>
-#include <nxbriochem/geometry/instruction_set.h>
-#include <nxbriochem/geometry/superposition.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
+#include <nxbriochem/geometry/superposition_internal.h>
 #include <nxbriochem/nxbriochem.h>
 
 #include <algorithm>

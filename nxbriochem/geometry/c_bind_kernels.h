@@ -13,7 +13,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 #include <nxbriochem/geometry/mol_func2.h>
 
 namespace c_bind {

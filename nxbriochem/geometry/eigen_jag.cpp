@@ -5,8 +5,9 @@
 #include <cstdio>
 #include <utility>
 
-#include <nxbriochem/geometry/eigen_jag_sweeps.h>
+#include <nxbriochem/geometry/jacobi_sweeps_internal.h>
 #include <nxbriochem/objects/memory.h>
+#include <nxbriochem/util/vector3_internal.h>
 
 namespace {
 
@@ -70,8 +71,8 @@ void make_whole(T** a, int n) {
 }
 
 float determinant(float** m) {
-  return m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) - m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
-         m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
+  return vector3::determinant<float>(
+      {m[0][0], m[0][1], m[0][2], m[1][0], m[1][1], m[1][2], m[2][0], m[2][1], m[2][2]});
 }
 
 }  // namespace

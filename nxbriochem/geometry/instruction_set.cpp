@@ -1,4 +1,4 @@
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 
 #include <array>
 #include <cstddef>

@@ -14,9 +14,9 @@
 #include <utility>
 
 #include <nxbriochem/geometry/roots.h>
-#include <nxbriochem/geometry/symmetric3.h>
-#include <nxbriochem/geometry/vector3.h>
-#include <nxbriochem/geometry/work_array.h>
+#include <nxbriochem/geometry/symmetric3_internal.h>
+#include <nxbriochem/util/vector3_internal.h>
+#include <nxbriochem/geometry/work_array_internal.h>
 
 namespace {
 
@@ -24,7 +24,7 @@ using symmetric3::PrincipalAxes;
 using vector3::Vector;
 using work_array::all_finite;
 
-using Matrix = std::array<double, 9>;
+using vector3::Matrix;
 using Method = PrincipalAxes (*)(const Matrix& m);
 
 constexpr double kTolerance = 1e-6;
@@ -117,9 +117,7 @@ int decompose_checked(const Real* m, Method method, bool roots_only, double* roo
 // Orthonormal axes near those of the characteristic cubic's roots; the identity where these do not tell them apart.
 Matrix axes_from_cubic(const Matrix& m) {
   const double minors = m[0] * m[4] - m[1] * m[1] + m[0] * m[8] - m[2] * m[2] + m[4] * m[8] - m[5] * m[5];
-  const double determinant =
-      m[0] * (m[4] * m[8] - m[5] * m[5]) - m[1] * (m[1] * m[8] - m[5] * m[2]) + m[2] * (m[1] * m[5] - m[4] * m[2]);
-  if (nx_SolveCubic(1.0, -(m[0] + m[4] + m[8]), minors, -determinant) == 0) {
+  if (nx_SolveCubic(1.0, -(m[0] + m[4] + m[8]), minors, -vector3::symmetric_determinant(m)) == 0) {
     return kIdentity;
   }
   const auto [smallest, largest] = std::minmax({Roots[0], Roots[1], Roots[2]});

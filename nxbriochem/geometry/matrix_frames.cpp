@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include <nxbriochem/geometry/vector3.h>
+#include <nxbriochem/util/vector3_internal.h>
 
 namespace {
 

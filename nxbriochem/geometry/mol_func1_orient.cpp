@@ -16,6 +16,7 @@
 #include <nxbriochem/geometry/mol_func1_atoms.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/objects/error.h>
+#include <nxbriochem/util/vector3_internal.h>
 
 namespace mol_func1 {
 namespace {
@@ -127,9 +128,7 @@ struct Inertia {
 
 // Turns the last row round where the rows are left-handed, so that nothing is mirrored.
 void make_proper(SquareMatrix<3>& r) {
-  const float determinant =
-      r[0] * (r[4] * r[8] - r[5] * r[7]) - r[1] * (r[3] * r[8] - r[5] * r[6]) + r[2] * (r[3] * r[7] - r[4] * r[6]);
-  if (determinant < 0) {
+  if (vector3::determinant(r) < 0) {
     std::transform(r.begin() + 6, r.end(), r.begin() + 6, [](float x) { return x == 0 ? 0 : -x; });
   }
 }

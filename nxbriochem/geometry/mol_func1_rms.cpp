@@ -5,10 +5,10 @@
 #include <limits>
 #include <optional>
 
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 #include <nxbriochem/geometry/mol_func1.h>
 #include <nxbriochem/geometry/mol_func1_atoms.h>
-#include <nxbriochem/geometry/superposition.h>
+#include <nxbriochem/geometry/superposition_internal.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/briochem_model.h>
 

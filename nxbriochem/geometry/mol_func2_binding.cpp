@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include <nxbriochem/geometry/c_bind_kernels.h>
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 #include <nxbriochem/geometry/mol_func2.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/briochem_model.h>

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <string_view>
 
+#include <nxbriochem/geometry/mol_func1_atoms.h>
 #include <nxbriochem/geometry/mol_func2.h>
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/objects/object_memory.h>
 
 namespace mol_func2 {
 
@@ -19,6 +19,7 @@ int element_defaults_filled = 0;
 
 }  // namespace mol_func2
 
+using mol_func1::WorkArray;
 using mol_func2::element_defaults_filled;
 using mol_func2::element_radii;
 using mol_func2::element_radius_set;
@@ -308,19 +309,17 @@ int nx_assign_radii_by_element(int mol) {
     nx_make_element_list(mol);
   }
   const int length = nx_get_molecule_radii_length(mol);
-  auto* radii = static_cast<float*>(nx_object_malloc(mol, length, sizeof(float), "radii", nullptr));
-  auto* element = static_cast<char*>(nx_object_calloc(mol, length, sizeof(char), "element", nullptr));
-  const bool have_room = radii != nullptr && element != nullptr;
-  if (have_room) {
-    nx_get_molecule_element(element, mol);
-    for (int atom = 0; atom < length; ++atom) {
-      radii[atom] = element_radii[index_of(element[atom])];
-    }
-    nx_set_molecule_radii(radii, mol);
+  const WorkArray<float> radii(mol, length, 1, "radii");
+  const WorkArray<char> element(mol, length, 1, "element");
+  if (!radii || !element) {
+    return 0;
   }
-  nxi_free(mol, element);
-  nxi_free(mol, radii);
-  return have_room ? 1 : 0;
+  nx_get_molecule_element(element.data(), mol);
+  for (int atom = 0; atom < length; ++atom) {
+    radii[atom] = element_radii[index_of(element[atom])];
+  }
+  nx_set_molecule_radii(radii.data(), mol);
+  return 1;
 }
 
 int nx_make_element_list(int mol) {

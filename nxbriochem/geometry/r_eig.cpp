@@ -7,8 +7,8 @@
 #include <cstdio>
 
 #include <nxbriochem/geometry/matrix.h>
-#include <nxbriochem/geometry/r_eig_search.h>
-#include <nxbriochem/geometry/work_array.h>
+#include <nxbriochem/geometry/r_eig_pairs_internal.h>
+#include <nxbriochem/geometry/work_array_internal.h>
 
 int DebugFlag = 0;
 

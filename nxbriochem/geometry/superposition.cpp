@@ -16,15 +16,15 @@
 //
 // The sum of squares after the fit is what there was less twice the trace. Where what is left is near to rounding, it
 // is taken from the residuals, which a second pass over the points computes without cancellation.
-#include <nxbriochem/geometry/superposition.h>
+#include <nxbriochem/geometry/superposition_internal.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
 
-#include <nxbriochem/geometry/symmetric3.h>
-#include <nxbriochem/geometry/vector3.h>
+#include <nxbriochem/geometry/symmetric3_internal.h>
+#include <nxbriochem/util/vector3_internal.h>
 
 namespace superposition {
 namespace {

@@ -1,7 +1,7 @@
 // Vector versions of the sums over pairs. Lanes are pairs of points: with 256-bit vectors four at a time, with 128-bit
 // ones lanes 0 and 1 of all pairs first, then lanes 2 and 3, so that most of the sums stay in registers. Up to three
 // pairs are left over, which the plain version adds to their lanes.
-#include <nxbriochem/geometry/superposition_kernels.h>
+#include <nxbriochem/geometry/superposition_kernels_internal.h>
 
 #include <cstddef>
 

@@ -8,14 +8,14 @@
 // element is far below the largest element, the eigenvalue that it determines would drown in the mean that was taken
 // off: such matrices go to Jacobi's method, which keeps it (Demmel & Veselic, SIAM J. Matrix Anal. Appl. 13 (1992)
 // 1204).
-#include <nxbriochem/geometry/symmetric3.h>
+#include <nxbriochem/geometry/symmetric3_internal.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <utility>
 
-#include <nxbriochem/geometry/vector3.h>
+#include <nxbriochem/util/vector3_internal.h>
 
 namespace symmetric3 {
 namespace {
@@ -25,7 +25,7 @@ using vector3::dot;
 using vector3::times;
 using vector3::Vector;
 
-using Matrix = std::array<double, 9>;
+using vector3::Matrix;
 
 constexpr Matrix kIdentity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 // A diagonal element below this part of the largest element has too few digits left in the closed form.
@@ -115,8 +115,7 @@ PrincipalAxes closed_form(const Scaled& scaled) {
   for (double& element : b) {
     element *= shrink;
   }
-  const double half_determinant = 0.5 * (b[0] * (b[4] * b[8] - b[5] * b[5]) - b[1] * (b[1] * b[8] - b[5] * b[2]) +
-                                         b[2] * (b[1] * b[5] - b[4] * b[2]));
+  const double half_determinant = 0.5 * vector3::symmetric_determinant(b);
   // Turned round where the smallest eigenvalue is the one apart, so that it is the largest.
   const double sign = std::copysign(1.0, half_determinant);
   for (double& element : b) {

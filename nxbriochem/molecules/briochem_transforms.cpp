@@ -11,6 +11,7 @@
 
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/util/vector3_internal.h>
 
 namespace briochem {
 namespace {
@@ -22,8 +23,8 @@ constexpr std::size_t kQuaternion = 4;
 constexpr std::size_t kTransform = 7;
 
 using Quaternion = std::array<double, kQuaternion>;
-using Vector = std::array<double, 3>;
-using Matrix = std::array<double, 9>;  // row by row
+using vector3::Matrix;
+using vector3::Vector;
 
 int transform_tag() {
   static const int tag = tag_of("NxBrioMolTransform");

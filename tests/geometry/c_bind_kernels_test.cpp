@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 #include <nxbriochem/geometry/c_bind_kernels.h>
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 #include <nxbriochem/objects/memory.h>
 
 #include <tests/support/pqr_atoms.h>

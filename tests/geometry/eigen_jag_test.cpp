@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <nxbriochem/geometry/eigen_jag.h>
-#include <nxbriochem/geometry/eigen_jag_sweeps.h>
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/jacobi_sweeps_internal.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 #include <nxbriochem/objects/memory.h>
 
 #include <tests/support/plain_jacobi.h>

@@ -1,5 +1,5 @@
 #include <gtest/gtest.h>
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 
 #include <fstream>
 #include <iterator>

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <nxbriochem/geometry/matrix.h>
 #include <nxbriochem/geometry/roots.h>
-#include <nxbriochem/geometry/symmetric3.h>
+#include <nxbriochem/geometry/symmetric3_internal.h>
 
 #include <Eigen/Geometry>
 #include <Eigen/Jacobi>

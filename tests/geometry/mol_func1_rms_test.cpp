@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 #include <nxbriochem/geometry/mol_func1.h>
-#include <nxbriochem/geometry/superposition.h>
+#include <nxbriochem/geometry/superposition_internal.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/object_memory.h>

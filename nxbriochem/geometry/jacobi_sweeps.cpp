@@ -7,17 +7,20 @@
 //   - column q below row p, which is copied from row q after each rotation;
 //   - column p below row p, which is copied when p is done;
 //   - the upper images of what lies above row p are read in the next sweep only, and copied at the end of this one.
-#include <nxbriochem/geometry/eigen_jag_sweeps.h>
+#include <nxbriochem/geometry/jacobi_sweeps_internal.h>
 
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
-#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/geometry/work_array_internal.h>
 
 namespace eigen_jag {
 namespace {
+
+using work_array::size_of;
+using work_array::Work;
 
 // From this many rows on the mirrored copies are worth their making, with vectors of 128 bits and with wider ones.
 constexpr int kMirroredFrom = 24;
@@ -85,12 +88,10 @@ using TurnRows = void (*)(T* p, T* q, std::size_t count, Rotation<T> rotation);
 template <class T>
 class Mirrored {
  public:
-  Mirrored(T** a, T** v, int n, TurnRows<T> turn_rows) : a_(a), v_(v), n_(n), turn_rows_(turn_rows) {
-    constexpr std::size_t in_line = kLine / sizeof(T);
-    stride_ = ((static_cast<std::size_t>(n) + in_line - 1) / in_line | 1U) * in_line;
-    const std::size_t elements = 2 * static_cast<std::size_t>(n) * stride_;
-    block_ = nx_malloc(static_cast<int64_t>(elements * sizeof(T) + kLine));
-    matrix_ = static_cast<T*>(block_) + (kLine - reinterpret_cast<std::uintptr_t>(block_) % kLine) / sizeof(T);
+  Mirrored(T** a, T** v, int n, TurnRows<T> turn_rows)
+      : a_(a), v_(v), n_(n), turn_rows_(turn_rows), stride_(stride_of(n)), block_(2 * size_of(n) * stride_ + kInLine) {
+    const std::size_t elements = 2 * size_of(n) * stride_;
+    matrix_ = block_.data() + (kLine - reinterpret_cast<std::uintptr_t>(block_.data()) % kLine) / sizeof(T);
     std::memset(matrix_, 0, elements * sizeof(T));
     vectors_ = matrix_ + elements / 2;
     for (int i = 0; i < n; ++i) {
@@ -101,10 +102,6 @@ class Mirrored {
       }
     }
   }
-  Mirrored(const Mirrored&) = delete;
-  Mirrored& operator=(const Mirrored&) = delete;
-  ~Mirrored() { nx_free(block_); }
-
   const T* row(int i) const { return matrix_ + static_cast<std::size_t>(i) * stride_; }
   void clear(int p, int q) { at(p)[q] = 0; }
 
@@ -148,6 +145,9 @@ class Mirrored {
 
  private:
   static constexpr std::size_t kLine = 64;
+  static constexpr std::size_t kInLine = kLine / sizeof(T);
+
+  static std::size_t stride_of(int n) { return ((size_of(n) + kInLine - 1) / kInLine | 1U) * kInLine; }
 
   T* at(int i) { return matrix_ + static_cast<std::size_t>(i) * stride_; }
   T* vectors_of(int i) { return vectors_ + static_cast<std::size_t>(i) * stride_; }
@@ -156,8 +156,8 @@ class Mirrored {
   T** v_;
   int n_;
   TurnRows<T> turn_rows_;
-  std::size_t stride_ = 0;
-  void* block_ = nullptr;
+  std::size_t stride_;
+  Work<T> block_;
   T* matrix_ = nullptr;
   T* vectors_ = nullptr;
 };

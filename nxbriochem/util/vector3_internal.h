@@ -1,6 +1,6 @@
-// Vectors of three doubles, for the sources of this directory. Private to it; C++ only.
-#ifndef NXBRIOCHEM_GEOMETRY_VECTOR3_H
-#define NXBRIOCHEM_GEOMETRY_VECTOR3_H
+// Vectors of three doubles and 3 x 3 matrices. Private to the library; C++ only.
+#ifndef NXBRIOCHEM_UTIL_VECTOR3_INTERNAL_H
+#define NXBRIOCHEM_UTIL_VECTOR3_INTERNAL_H
 
 #include <array>
 #include <cmath>
@@ -9,6 +9,7 @@
 namespace vector3 {
 
 using Vector = std::array<double, 3>;
+using Matrix = std::array<double, 9>;  // row by row
 
 // Three floats, one after the other.
 inline Vector vector_at(const float* at) {
@@ -27,8 +28,8 @@ inline Vector minus(const Vector& a, const Vector& b) { return {a[0] - b[0], a[1
 
 inline Vector times(double factor, const Vector& v) { return {factor * v[0], factor * v[1], factor * v[2]}; }
 
-// The row-major 3 x 3 matrix m times the column v.
-inline Vector times(const std::array<double, 9>& m, const Vector& v) {
+// The matrix m times the column v.
+inline Vector times(const Matrix& m, const Vector& v) {
   return {m[0] * v[0] + m[1] * v[1] + m[2] * v[2], m[3] * v[0] + m[4] * v[1] + m[5] * v[2],
           m[6] * v[0] + m[7] * v[1] + m[8] * v[2]};
 }
@@ -39,10 +40,21 @@ inline Vector unit(const Vector& v) {
   return {v[0] / length, v[1] / length, v[2] / length};
 }
 
+// Expanded along the first row, in the precision of the elements.
+template <class Real>
+Real determinant(const std::array<Real, 9>& m) {
+  return m[0] * (m[4] * m[8] - m[5] * m[7]) - m[1] * (m[3] * m[8] - m[5] * m[6]) + m[2] * (m[3] * m[7] - m[4] * m[6]);
+}
+
+// The determinant of a symmetric matrix; reads the upper triangle.
+inline double symmetric_determinant(const Matrix& m) {
+  return determinant<double>({m[0], m[1], m[2], m[1], m[4], m[5], m[2], m[5], m[8]});
+}
+
 // The longest of the cross products of pairs of rows of the symmetric b - x 1 (upper triangle read), which lies along
 // the eigenvector of x; as good as that eigenvalue stands apart from the others. Chosen without a jump, since no
 // processor foresees which it will be.
-inline Vector along_null_vector(const std::array<double, 9>& b, double x) {
+inline Vector along_null_vector(const Matrix& b, double x) {
   const Vector row0 = {b[0] - x, b[1], b[2]};
   const Vector row1 = {b[1], b[4] - x, b[5]};
   const Vector row2 = {b[2], b[5], b[8] - x};

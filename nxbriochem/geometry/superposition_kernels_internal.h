@@ -3,20 +3,20 @@
 //
 // Everything is computed in double. Pair i belongs to lane i % 4; each lane adds up its pairs in order, and a sum is
 // (lane 0 + lane 1) + (lane 2 + lane 3).
-#ifndef NXBRIOCHEM_GEOMETRY_SUPERPOSITION_KERNELS_H
-#define NXBRIOCHEM_GEOMETRY_SUPERPOSITION_KERNELS_H
+#ifndef NXBRIOCHEM_GEOMETRY_SUPERPOSITION_KERNELS_INTERNAL_H
+#define NXBRIOCHEM_GEOMETRY_SUPERPOSITION_KERNELS_INTERNAL_H
 
 #include <array>
 
-#include <nxbriochem/geometry/instruction_set.h>
-#include <nxbriochem/geometry/vector3.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
+#include <nxbriochem/util/vector3_internal.h>
 
 namespace superposition {
 
 using instruction_set::InstructionSet;
 
+using vector3::Matrix;
 using vector3::Vector;
-using Matrix = std::array<double, 9>;  // row by row
 
 // Two sets of `count` points, 3 floats each; point i of one is matched with point i of the other. At least one.
 struct PointPairs {

@@ -1,10 +1,10 @@
 // The Householder reduction and the eigenpairs that the flat interface of r_eig.h rests on. Matrices are flat,
 // row-major, n x n, n at least 1. Private to the directory; C++ only.
-#ifndef NXBRIOCHEM_GEOMETRY_R_EIG_SEARCH_H
-#define NXBRIOCHEM_GEOMETRY_R_EIG_SEARCH_H
+#ifndef NXBRIOCHEM_GEOMETRY_R_EIG_PAIRS_INTERNAL_H
+#define NXBRIOCHEM_GEOMETRY_R_EIG_PAIRS_INTERNAL_H
 
 #include <nxbriochem/export.h>
-#include <nxbriochem/geometry/work_array.h>
+#include <nxbriochem/geometry/work_array_internal.h>
 
 namespace r_eig {
 

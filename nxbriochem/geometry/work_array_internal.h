@@ -1,7 +1,7 @@
 // Tracked blocks of numbers that live as long as their scope, and what goes with arrays whose sizes are ints. Private
 // to the sources of this directory; C++ only.
-#ifndef NXBRIOCHEM_GEOMETRY_WORK_ARRAY_H
-#define NXBRIOCHEM_GEOMETRY_WORK_ARRAY_H
+#ifndef NXBRIOCHEM_GEOMETRY_WORK_ARRAY_INTERNAL_H
+#define NXBRIOCHEM_GEOMETRY_WORK_ARRAY_INTERNAL_H
 
 #include <algorithm>
 #include <cmath>

@@ -4,10 +4,10 @@
 // A rotation in the plane of p and q takes each pair (g, h) of elements in rows (and columns) p and q to
 //   g - s (h + g tau),  h + s (g - h tau)
 // every operation rounded to the working precision. Pairs do not depend on one another, so lanes can take them.
-#ifndef NXBRIOCHEM_GEOMETRY_EIGEN_JAG_SWEEPS_H
-#define NXBRIOCHEM_GEOMETRY_EIGEN_JAG_SWEEPS_H
+#ifndef NXBRIOCHEM_GEOMETRY_JACOBI_SWEEPS_INTERNAL_H
+#define NXBRIOCHEM_GEOMETRY_JACOBI_SWEEPS_INTERNAL_H
 
-#include <nxbriochem/geometry/instruction_set.h>
+#include <nxbriochem/geometry/instruction_set_internal.h>
 
 namespace eigen_jag {
 

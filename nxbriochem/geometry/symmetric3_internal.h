@@ -1,7 +1,7 @@
 // The eigenvalues and eigenvectors of a symmetric 3 x 3 matrix in double precision, accurate for every finite matrix:
 // what the principal axes and the superpositions of this directory rest on. Private to the directory; C++ only.
-#ifndef NXBRIOCHEM_GEOMETRY_SYMMETRIC3_H
-#define NXBRIOCHEM_GEOMETRY_SYMMETRIC3_H
+#ifndef NXBRIOCHEM_GEOMETRY_SYMMETRIC3_INTERNAL_H
+#define NXBRIOCHEM_GEOMETRY_SYMMETRIC3_INTERNAL_H
 
 #include <array>
 

@@ -1,9 +1,9 @@
 // The least-squares superposition of two sets of points: the proper rotation and the translation that move the second
 // onto the first with the least sum of squared distances. Private to the module; C++ only.
-#ifndef NXBRIOCHEM_GEOMETRY_SUPERPOSITION_H
-#define NXBRIOCHEM_GEOMETRY_SUPERPOSITION_H
+#ifndef NXBRIOCHEM_GEOMETRY_SUPERPOSITION_INTERNAL_H
+#define NXBRIOCHEM_GEOMETRY_SUPERPOSITION_INTERNAL_H
 
-#include <nxbriochem/geometry/superposition_kernels.h>
+#include <nxbriochem/geometry/superposition_kernels_internal.h>
 
 namespace superposition {
 

@@ -6,7 +6,7 @@
 // What was found is deflated out by keeping every iterate orthogonal to it, so that T itself stays as it is and errors
 // do not add up from one eigenpair to the next. Power iteration would not do: it stands still between eigenvalues of
 // equal magnitude. Weak spot: which eigenpair comes next is up to the start; the order is made at the end.
-#include <nxbriochem/geometry/r_eig_search.h>
+#include <nxbriochem/geometry/r_eig_pairs_internal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -18,7 +18,7 @@
 #include <utility>
 
 #include <nxbriochem/geometry/r_eig.h>
-#include <nxbriochem/geometry/work_array.h>
+#include <nxbriochem/geometry/work_array_internal.h>
 
 namespace {
 
