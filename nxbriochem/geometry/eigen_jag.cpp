@@ -31,7 +31,7 @@ void jacobi(T** a, int n, T* d, T** v, int* nrot, const char* name) {
     *nrot = rotations;
   }
   if (!converged) {
-    // b and z stay allocated: that leak is kept as it is, which is meant.
+    // Kept: programs rely on b and z staying allocated.
     std::printf("Error : too many iterations in routine %s\n", name);
     return;
   }
@@ -47,7 +47,7 @@ void sort_descending(T* d, T** v, int n) {
   for (int i = 0; i + 1 < n; ++i) {
     int largest = i;
     for (int j = i + 1; j < n; ++j) {
-      if (d[j] >= d[largest]) {  // not >: of equal ones the later wins, which is meant
+      if (d[j] >= d[largest]) {  // Kept: programs rely on the later of equal ones
         largest = j;
       }
     }
@@ -71,8 +71,7 @@ void make_whole(T** a, int n) {
 }
 
 float determinant(float** m) {
-  return vector3::determinant<float>(
-      {m[0][0], m[0][1], m[0][2], m[1][0], m[1][1], m[1][2], m[2][0], m[2][1], m[2][2]});
+  return vector3::determinant<float>({m[0][0], m[0][1], m[0][2], m[1][0], m[1][1], m[1][2], m[2][0], m[2][1], m[2][2]});
 }
 
 }  // namespace

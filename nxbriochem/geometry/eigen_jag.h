@@ -3,7 +3,7 @@
 //
 // Matrices are arrays of n row pointers to n elements. Eigenvector k is column k of v. Null arrays and a negative n
 // change nothing, nor does an n of 0 but for *nrot, which becomes 0. No two arrays may share elements. Work arrays are
-// tracked blocks, freed on return, but for the two of a run that does not converge: that leak is meant.
+// tracked blocks, freed on return. Kept: programs rely on the two of a run that does not converge staying allocated.
 #ifndef NXBRIOCHEM_GEOMETRY_EIGEN_JAG_H
 #define NXBRIOCHEM_GEOMETRY_EIGEN_JAG_H
 
@@ -14,17 +14,17 @@ NX_BEGIN_DECLS
 // Eigenvalues into d[n], eigenvectors into the columns of v, in no order; *nrot rotations were made (nrot may be null).
 // Destroys a above its diagonal. After 50 sweeps it says so on standard output and leaves d and v as they are then.
 NX_API void vf_jacobi(float** a, int n, float* d, float** v, int* nrot);
-// The same in double.
+// As vf_jacobi, in double.
 NX_API void vf_jacobi_double_precision(double** a, int n, double* d, double** v, int* nrot);
 
 // Sorts eigenvalues in descending order, and the columns of v with them; of equal ones the later comes first.
 NX_API void eigsrt(float* d, float** v, int n);
-// The same in double.
+// As eigsrt, in double.
 NX_API void eigsrt_double_precision(double* d, double** v, int n);
 
 // vf_jacobi, after which a is whole again; no sorting.
 NX_API void eigen_solve(float** a, int n, float* d, float** v);
-// The same in double, and sorted.
+// As eigen_solve, in double, and sorted.
 NX_API void eigen_solve_double_precision(double** a, int n, double* d, double** v);
 // vf_jacobi of a 3 x 3 matrix, which stays whole; sorted, the third column turned round where needed so that det(v)
 // = 1.

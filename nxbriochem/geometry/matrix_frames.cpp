@@ -24,7 +24,7 @@ struct Frame {
 
   // Of a triplet of points, 9 floats. Nothing is done about points that coincide or lie on a line.
   explicit Frame(const float* p) : origin(vector_at(p)), e1(normalised(minus(vector_at(p + 3), origin))) {
-    // The x coordinate of the first point, from all three components: meant, since frames that programs stored are so.
+    // Kept: programs rely on x being taken from all three components, in frames that they stored.
     const Vector v = minus(vector_at(p + 6), {origin[0], origin[0], origin[0]});
     e2 = normalised(minus(v, times(dot(e1, v), e1)));
     e3 = cross(e1, e2);

@@ -23,7 +23,7 @@ NX_BEGIN_DECLS
 //
 // Where second moments are not finite numbers, moments are not numbers, and the other functions give 0 and change
 // nothing. That is so for coordinates that are not finite or beyond some 1e19 angstrom and, weighted, for radii that
-// are not finite or whose cubes add up to 0. The same holds where memory has no room for the work arrays.
+// are not finite or whose cubes add up to 0. So it is where memory has no room for the work arrays.
 //
 // The moments functions, and so both nx_perceive_top_symmetry, nx_orient_m_i_base2 and the coordinate functions leave
 // eigenvalues in Roots (roots.h). The others of this header leave Roots alone.
@@ -33,26 +33,25 @@ NX_BEGIN_DECLS
 // takes it back. Of several conformers the active one alone is moved, but all are moved back. The rotation is always a
 // proper one: no mirror image comes of it. 1.
 NX_API int nx_orient_by_moments_of_inertia(int mol);
-// The same with hydrogens.
+// As nx_orient_by_moments_of_inertia, with hydrogens.
 NX_API int nx_orient_by_moments_of_inertia_with_hydrogens(int mol);
-// The same mass weighted, without hydrogens.
+// As nx_orient_by_moments_of_inertia, mass weighted.
 NX_API int nx_orient_by_moments_of_inertia_mass_weighted(int mol);
-// The same mass weighted, with hydrogens.
+// As nx_orient_by_moments_of_inertia, mass weighted and with hydrogens.
 NX_API int nx_orient_by_moments_of_inertia_with_hydrogens_mass_weighted(int mol);
 
 // The three moments, descending. 1 always; nothing is written to a null array.
 NX_API int nx_moments_of_inertia(int mol, float* moments);
-// The same with hydrogens.
+// As nx_moments_of_inertia, with hydrogens.
 NX_API int nx_moments_of_inertia_with_hydrogens(int mol, float* moments);
-// The same mass weighted, without hydrogens.
+// As nx_moments_of_inertia, mass weighted.
 NX_API int nx_moments_of_inertia_mass_weighted(int mol, float* moments);
-// The same as nx_moments_of_inertia_mass_weighted: hydrogens are left out here too, whatever the name says. Programs
-// rely on the very numbers.
+// As nx_moments_of_inertia_mass_weighted. Kept: programs rely on its numbers, without hydrogens whatever the name says.
 NX_API int nx_moments_of_inertia_with_hydrogens_mass_weighted(int mol, float* moments);
 
 // The rotation into the principal frame, 9 floats row by row, rows the axes; a proper one. 2; 0 for a null array.
 NX_API int nx_inertial_matrix(int mol, float* rotation);
-// The same with hydrogens.
+// As nx_inertial_matrix, with hydrogens.
 NX_API int nx_inertial_matrix_with_hydrogens(int mol, float* rotation);
 
 // All of the above by number: even flags keep hydrogens, odd ones leave them out; 0 and 1 orient, 2 and 3 moments, 4
@@ -66,19 +65,19 @@ NX_API int nx_orient_m_i_base2(int mol, int flag);
 // Moves n + m points (3 floats each) into the principal frame of the first n, by a proper rotation; a negative m is as
 // 0. 0, nothing moved, for a null array, an n of 0 or below, and second moments that are not finite; else 1.
 NX_API int nx_orient_coordinates_to_inertial_frame(float* coordinates, int n, int m);
-// The same in the plane: points are pairs x, y.
+// As nx_orient_coordinates_to_inertial_frame, in the plane: points are pairs x, y.
 NX_API int nx_orient_2d_coordinates_to_inertial_frame(float* coordinates, int n, int m);
 
 // Which moments m1 >= m2 >= m3 of nx_moments_of_inertia are equal within a fraction `tolerance`: 3 all, 1 the two
 // largest, 2 the two smallest, 0 none, or m1 or m2 is exactly 0. Of a linear molecule m2 may be rounding instead.
 NX_API int nx_perceive_top_symmetry(int mol, float tolerance);
-// The same of nx_moments_of_inertia_with_hydrogens_mass_weighted.
+// As nx_perceive_top_symmetry, of the moments of nx_moments_of_inertia_with_hydrogens_mass_weighted.
 NX_API int nx_perceive_top_symmetry_mass_weighted(int mol, float tolerance);
 
 // ---- Superposition ----
 //
-// The best rotation is Kabsch's (Acta Cryst. A 32 (1976) 922), had as a quaternion where it can be (Horn, J. Opt. Soc.
-// Am. A 4 (1987) 629; Theobald, Acta Cryst. A 61 (2005) 478).
+// The best rotation is Kabsch's (Acta Cryst. A 32 (1976) 922). It is computed as a quaternion where that is accurate
+// (Horn, J. Opt. Soc. Am. A 4 (1987) 629; Theobald, Acta Cryst. A 61 (2005) 478).
 //
 // Atom i of one molecule is matched with atom i of the other; names are not compared. The motion is the proper rotation
 // and the translation of least root mean square deviation over the atoms that take part: all with hydrogens; without,
@@ -92,16 +91,16 @@ NX_API int nx_perceive_top_symmetry_mass_weighted(int mol, float tolerance);
 // The least RMS deviation, angstrom, into one float. 1. Its sum of squares goes through single precision, so that the
 // last digit may differ from that of the other functions.
 NX_API int nx_get_rms(int first, int second, float* rms);
-// The same with hydrogens.
+// As nx_get_rms, with hydrogens.
 NX_API int nx_get_rms_using_hydrogens(int first, int second, float* rms);
 // Moves all atoms of the second molecule onto the first and writes the RMS deviation. 1.
 NX_API int nx_superimpose_second_onto_first(int first, int second, float* rms);
-// The same with hydrogens.
+// As nx_superimpose_second_onto_first, with hydrogens.
 NX_API int nx_superimpose_second_onto_first_with_hydrogens(int first, int second, float* rms);
 // The motion x' = R x + t that does so: 9 floats of R row by row, determinant 1, and 3 of t, which belong to R as it is
 // written. 1.
 NX_API int nx_get_superimpose_matrix(int first, int second, float* matrix);
-// The same with hydrogens.
+// As nx_get_superimpose_matrix, with hydrogens.
 NX_API int nx_get_superimpose_matrix_using_hydrogens(int first, int second, float* matrix);
 // All of the above by number, in their order from 0.
 NX_API int nx_rms_base(int first, int second, int mode, float* out);
@@ -127,9 +126,10 @@ NX_API int nx_get_list_of_molecules_from_list_file(const char* filename, const c
 // "alist" or "nlist". 0 with a warning for null arguments, another kind, a file that cannot be opened or what is no
 // list.
 NX_API int nx_add_molecules_to_list_from_list_file(const char* filename, const char* kind, int list);
-// The same for PDB files with radius and charge in the columns of occupancy and temperature factor.
+// As nx_add_molecules_to_list_from_list_file, for PDB files with radius and charge in the columns of occupancy and
+// temperature factor.
 NX_API int nx_add_delphi_molecules_to_list_from_list_file(const char* filename, const char* kind, int list);
-// The same for mol2 files.
+// As nx_add_molecules_to_list_from_list_file, for mol2 files.
 NX_API int nx_add_mol2_molecules_to_list_from_list_file(const char* filename, const char* kind, int list);
 
 NX_END_DECLS

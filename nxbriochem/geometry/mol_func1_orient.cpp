@@ -1,6 +1,5 @@
-// Principal axes of molecules and of bare points. The centre is computed in double; the second moments are summed up in
-// float, which is meant: moments and frames are to be the ones that programs have stored. The decompositions are those
-// of matrix.h.
+// Principal axes of molecules and of bare points. The centre is computed in double, the second moments in float. Kept:
+// programs rely on float sums, in moments and frames that they stored. The decompositions are those of matrix.h.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -36,7 +35,7 @@ struct Selection {
   bool weighted;
 };
 
-// Every flag means something. That 10 leaves hydrogens out, as 9 does, is meant.
+// Every flag means something. Kept: programs rely on 10 leaving hydrogens out, as 9 does.
 Selection decode(int flag) {
   if (flag <= 1) {
     return {Action::orient, flag != 0, false};
@@ -258,7 +257,7 @@ int without_frame(Action action, float* out) {
 void write_moments(const Inertia<3>& inertia, int count, float* out) {
   SquareMatrix<3> s = inertia.second_moments;
   get_roots_3_3(s.data(), out);
-  // The number of atoms divides, even where they are weighted; that is meant.
+  // Kept: programs rely on division by the number of atoms, weighted or not.
   std::transform(out, out + 3, out, [count](float root) {
     const double square = std::fabs(static_cast<double>(root)) / count;
     return static_cast<float>(square > 0 ? std::sqrt(square) : square);

@@ -55,7 +55,7 @@ NX_API int nx_make_element_list(int mol);
 //     L         1.8002; LI 1.82; LP 0 (a lone pair)
 //
 // So most metals get the radius of another element: FE fluorine's, HG hydrogen's, NA and NI nitrogen's, CU and CO
-// carbon's; MG and K have 1.90. That is meant, programs rely on the very numbers: set the radii of such atoms
+// carbon's; MG and K have 1.90. Kept: programs rely on these numbers; set the radii of such atoms
 // afterwards (nx_set_molecule_radii_element).
 NX_API int nx_assign_bondi_radii(int mol);
 
@@ -79,8 +79,8 @@ extern NX_API float DFactor2;
 NX_API float nxi_c_bind(const float* records1, const float* charges1, int count1, const float* records2,
                         const float* charges2, int count2, float eps);
 
-// The same for two molecules, with their partial charges. Writes the energy to `out` unless that is null. Always 0,
-// also on success; that is meant.
+// As nxi_c_bind, for two molecules with their partial charges. Writes the energy to `out` unless that is null. Kept:
+// programs rely on 0, also on success.
 NX_API int nx_calculate_coulombic_binding(int mol1, int mol2, float* out, float eps);
 
 // As nxi_c_bind, with the distance of every pair that has a hydrogen on either side (NX_RECORD_ELEMENT 1) taken as
@@ -107,7 +107,8 @@ NX_API float nxi_c_bind_dipolar(const float* records1, const float* charges1, in
 //   angstrom from the negative centre to the positive one. Times the smaller of P and N it is the moment of the charge
 //   that cancels; for a neutral set, the dipole moment in elementary charges times angstrom.
 // - only positive: centre p, monopole P, dipole 0.
-// - only negative: centre the weighted sum itself, not divided by N, monopole N, positive; both are meant.
+// - only negative: centre the weighted sum itself, not divided by N, and monopole N, positive. Kept: programs rely on
+//   both.
 // - none: all 0.
 // `extra` receives the number of atoms that took no part, their charge being 0 or not a number. Sums are in double.
 // Each of the four results may be null. 1, or 0, with all results 0, for n below 1 or null xyz or q.

@@ -143,7 +143,7 @@ int nx_convert_distance_to_metric_matrix(const float* distances, float* metric, 
   if (distances == nullptr || metric == nullptr || n < 0) {
     return 0;
   }
-  // In float, which is meant.
+  // Kept: programs rely on these two being floats.
   const float per_point = 1.0F / static_cast<float>(n);
   const float half_per_point = 0.5F / static_cast<float>(n);
   const Work<double> to_centroid(size_of(n));  // squared

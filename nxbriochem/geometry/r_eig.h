@@ -33,7 +33,7 @@ NX_API int DetermineEigenVectors(double* a, double* values, int n, int mode);
 
 // Householder reduction to tridiagonal form without the orthogonal matrix, columns from the last to the first: a
 // becomes tridiagonal, out[i] the norm of what column i held above its diagonal when its turn came (out[0] is 0). Each
-// of these n - 1 norms is printed as it is had, "%f\n" on standard output. For an n below 1 it writes 1.0 into the
+// of these n - 1 norms is printed when it is known, "%f\n" on standard output. For an n below 1 it writes 1.0 into the
 // first element of both and gives 1.
 NX_API int nx_l_tridiagonalize(double* a, double* out, int n);
 
@@ -41,10 +41,10 @@ NX_API int nx_l_tridiagonalize(double* a, double* out, int n);
 NX_API int nx_convert_distance_to_metric_matrix(const float* distances, float* metric, int n);
 
 // The inverse of a symmetric matrix through its eigenvalues. `in` and `out` may be one array. Eigenvalues below 1e-7 in
-// magnitude are printed on standard output, and when there are any the output is left as it is; the result is 1 all the
-// same, which is meant. 0 when the eigenvectors cannot be had.
+// magnitude are printed on standard output, and when there are any the output is left as it is. Kept: programs rely
+// on 1 for a result then. 0 when the search for eigenvectors fails.
 NX_API int nx_invert_matrix_using_eigenvalues(const float* in, float* out, int n);
-// The same in double.
+// As nx_invert_matrix_using_eigenvalues, in double.
 NX_API int nx_invert_matrix_using_eigenvalues_double(const double* in, double* out, int n);
 // The body of both: mode 1 takes and gives floats, mode 2 doubles; any other mode does nothing and gives 0.
 NX_API int nx_invert_matrix_using_eigenvalues_base(const void* in, void* out, int n, int mode);

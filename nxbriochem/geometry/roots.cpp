@@ -92,7 +92,7 @@ int cubic(double a, double b, double c, double d, bool zero_is_three, double* ro
     return 0;
   }
   if (discriminant > 0.0) {
-    // q without the square root of D is meant, and so is the count of 2 for three slots.
+    // Kept: programs rely on q without the square root of D, and on 2 for three slots.
     const double u = q > 0.0 ? -std::cbrt(q) : std::cbrt(-q);
     roots[0] = 2.0 * u - s;
     roots[1] = -(u + s);

@@ -17,19 +17,19 @@ extern NX_API double Roots[4];
 
 // The root of a x + b.
 NX_API int nx_SolveLinear(double a, double b);
-// The same into the caller's array.
+// As nx_SolveLinear, into the caller's array.
 NX_API int nx_SolveLinearRoots(double a, double b, double* roots);
 // The roots of a x^2 + b x + c: two, one for a discriminant of exactly 0, or none.
 NX_API int nx_SolveQuadratic(double a, double b, double c);
-// The same into the caller's array; where a is missing, the second slot becomes 0 first.
+// As nx_SolveQuadratic, into the caller's array; where a is missing, the second slot becomes 0 first.
 NX_API int nx_SolveQuadraticRoots(double a, double b, double c, double* roots);
 // The roots of a x^3 + b x^2 + c x + d. Three real roots when D <= 0, D = q^2 + p^3 being the discriminant of the
 // depressed cubic, in the order of the cosine formula (Vieta's). When D > 0 the result is 2 and three slots are written
-// by a formula that leaves the square root of D out, so that they are roots only where D is next to nothing (a double
-// root): that is meant, programs rely on the very numbers.
+// by a formula that leaves the square root of D out, so that they are roots only where D is close to 0 (a double root).
+// Kept: programs rely on these numbers.
 NX_API int nx_SolveCubic(double a, double b, double c, double d);
-// The same into the caller's array, but for D of exactly 0, where all three slots become the abscissa of the inflexion
-// and the result is 1. Where a is missing, the third slot becomes 0 first.
+// As nx_SolveCubic, into the caller's array, but for D of exactly 0: all three slots become the abscissa of the
+// inflexion and the result is 1. Where a is missing, the third slot becomes 0 first.
 NX_API int nx_SolveCubicRoots(double a, double b, double c, double d, double* roots);
 // The roots of a x^4 + b x^3 + c x^2 + d x + e, into Roots (Euler's resolvent cubic, 1738): four, of which some may be
 // equal; two, the lower first; or none. Four distinct ones ascend through the slots 0, 1, 3, 2 or descend through them.

@@ -114,7 +114,7 @@ Turn turn_by_frames(const Matrix& c) {
   return turn;
 }
 
-// The same trace alone, 0 where it cannot be had exactly enough. It is at most `bound`.
+// The trace alone, at most `bound`; 0 where it cannot be computed accurately enough.
 double trace_by_newton(const Matrix& c, double bound) {
   const Matrix g = gram(c);
   const double sum = g[0] + g[4] + g[8];

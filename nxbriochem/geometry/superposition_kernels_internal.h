@@ -38,7 +38,7 @@ struct PairSums {
 // the widest below. Every version gives the same bits (of a NaN, only that it is one).
 PairSums sum_pairs(const PointPairs& pairs, InstructionSet set);
 
-// The sum of |x - (turn y + shift)|^2 over the points as they are, likewise.
+// The sum of |x - (turn y + shift)|^2 over the points as they are, by the version asked for. Bits as for sum_pairs.
 double sum_squared_residuals(const PointPairs& pairs, const Matrix& turn, const Vector& shift, InstructionSet set);
 
 }  // namespace superposition

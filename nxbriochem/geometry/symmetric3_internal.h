@@ -19,8 +19,8 @@ struct PrincipalAxes {
 // digits that m determines. Plain arithmetic and square roots only: the same bits with every compiler.
 NX_LOCAL PrincipalAxes principal_axes(const std::array<double, 9>& m);
 
-// The same by cyclic Jacobi rotations, begun from an orthonormal guess at the axes (rows): the nearer it is, the fewer
-// they are.
+// As principal_axes, by cyclic Jacobi rotations from an orthonormal guess at the axes (rows). A near guess takes few
+// rotations.
 NX_LOCAL PrincipalAxes jacobi_axes(const std::array<double, 9>& m, const std::array<double, 9>& guess);
 
 }  // namespace symmetric3

@@ -26,9 +26,9 @@ NX_API unsigned nx_bits_on(const uint32_t* words, int n);
 NX_API void nx_count_bits(const uint32_t* words, uint32_t* counts, int n);
 
 // Writes the low `width` bits of value at bit `position` of a bitstring, by OR into the word where the field starts;
-// the bits that do not fit there replace the whole next word. So fields go into zeroed words in increasing order of
-// position; that is meant. A width of 0 writes what fits of the whole value. 1; 0, nothing changed, for a width
-// above 32.
+// the bits that do not fit there replace the whole next word. Kept: programs rely on
+// both, and write fields into zeroed words in increasing order of position. A width of 0 writes what fits of the whole
+// value. 1; 0, nothing changed, for a width above 32.
 NX_API int nx_put_bits_in_bitstring(uint32_t value, uint32_t* bits, unsigned position, unsigned width);
 // Reads a field of `width` bits at bit `position`. A width of 0 reads 32 bits shifted as the formula of other widths
 // has it, and is of no use. 1; 0, nothing stored, for a width above 32.
@@ -40,7 +40,7 @@ NX_API int nx_extract_int_from_bitstring(uint32_t* out, const uint32_t* bits, un
 
 // Bit `bit` of value, counted from 0.
 NX_API int nxi_isbitset(int value, int bit);
-// Sets bit (bit - 1): this one counts from 1, unlike its neighbours, and that is meant.
+// Sets bit (bit - 1). Kept: programs rely on counting from 1 here, and from 0 in its neighbours.
 NX_API void nxi_setbit(int* value, int bit);
 // Flips bit `bit`, counted from 0.
 NX_API void nxi_togglebit(int* value, int bit);

@@ -53,8 +53,8 @@ NX_API int nx_get_molecule_file_name_length(int mol);
 NX_API int nx_is_molecule_file_name_set(int mol);
 
 // Makes the molecule have n atoms. Missing ones are added with atomic number 0; surplus ones are deleted, with their
-// bonds, from the front: the atoms that remain are the last ones, under the indices they had. That is meant. 0 for
-// a negative n and for atoms that memory has no room for.
+// bonds, from the front. Kept: programs rely on the last atoms being the ones that remain, under the indices they had.
+// 0 for a negative n and for atoms that memory has no room for.
 NX_API int nx_set_molecule_atom_number(int n, int mol);
 // The atom count.
 NX_API int nx_get_molecule_atom_number(int mol);
@@ -93,8 +93,8 @@ NX_API int nx_is_molecule_coordinates_set(int mol);
 NX_API int nx_get_molecule_coordinates_length(int mol);
 // Copies "atom_number*3" when coordinates are set; 0 when not or for a null buffer.
 NX_API int nx_get_molecule_coordinates_length_string(char* out, int mol);
-// One component, at flat index 3 * atom + component. 0 below 0, beyond 3 * bound, and for an atom that is not there;
-// the index 3 * bound itself is let through (meant) and reads 0.
+// One component, at flat index 3 * atom + component. 0 below 0, beyond 3 * bound, and for an atom that is not there.
+// Kept: programs rely on 1 for the index 3 * bound itself, which reads 0.
 NX_API int nx_get_molecule_coordinates_element(float* out, int i, int mol);
 // Sets one component; the index 3 * bound is let through and changes nothing.
 NX_API int nx_set_molecule_coordinates_element(float value, int i, int mol);
@@ -234,9 +234,9 @@ NX_API int nx_is_molecule_atom_names_set(int mol);
 NX_API int nx_get_molecule_atom_names_size(int mol);
 // The bytes that the packed names take, and 1.
 NX_API int nx_get_molecule_atom_names_length(int mol);
-// Copies one atom's whole name with its NUL when `length` is at least the name's length (so a buffer just as long as
-// the name gets one byte more than its length; meant), else its first `length` characters without a NUL. 0 when no
-// atom has the index or `length` is negative.
+// Copies one atom's whole name with its NUL when `length` is at least the name's length, else its first `length`
+// characters without a NUL. Kept: programs rely on a name of just `length` characters being copied whole, which writes
+// one byte more. 0 when no atom has the index or `length` is negative.
 NX_API int nx_get_molecule_atom_names_element(char* out, int atom, int length, int mol);
 // The bytes that one atom's packed name takes, 5 at most; 0 when no atom has the index.
 NX_API int nx_get_molecule_atom_names_element_length(int atom, int mol);
@@ -305,12 +305,12 @@ NX_API int nx_set_molecule_bonds_element(const int* bond_in, int bond, int mol);
 
 // ---- Atom masks: 1 int per atom; an entry that is not 0 selects the atom ----
 //
-// A molecule without mask counts as fully selected. The two defaults that functions start from differ, and that is
-// meant: the combining functions and nx_mask_molecule_hydrogens start from entries of 16843009 (every byte 1),
+// A molecule without mask counts as fully selected. Kept: programs rely on two defaults that differ. The combining
+// functions and nx_mask_molecule_hydrogens start from entries of 16843009 (every byte 1),
 // nx_set_molecule_atom_mask_element from entries of 1. Combining is bitwise, so that "and" with a mask of 1 keeps 1 of
 // a default entry and "and" with a mask of 2 keeps nothing. Atoms made after a mask was set are not selected: their
 // entries are 0. Data of another type than int under the mask's tag gives the toolkit's warning and counts as no mask,
-// but for nx_is_molecule_atom_mask_set, which only asks whether there is data; of transforms likewise.
+// but for nx_is_molecule_atom_mask_set, which only asks whether there is data. The same holds for transforms.
 
 // Sets the mask from an array of bound entries.
 NX_API int nx_set_molecule_atom_mask(const int* mask, int mol);
@@ -381,7 +381,7 @@ NX_API int nx_set_molecule_conformer(int conformer, int mol);
 // Makes the conformer with the next higher index active and forgets the toolkit's stack of saved ones; 0, with nothing
 // changed, at the last one.
 NX_API int nx_increment_molecule_conformer(int mol);
-// Makes the conformer with the next lower index active, likewise; 0, with nothing changed, at the first one.
+// As nx_increment_molecule_conformer, to the next lower index; 0, with nothing changed, at the first one.
 NX_API int nx_decrement_molecule_conformer(int mol);
 // The number of conformers.
 NX_API int nx_get_molecule_conformer_number(int mol);

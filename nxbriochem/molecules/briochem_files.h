@@ -9,7 +9,7 @@ namespace briochem {
 
 // False, with a warning, when the file name is null.
 bool is_filename_given(const char* filename);
-// The same of the file name, and then of the format word.
+// False, with a warning, when the file name is null, or else when the format word is.
 bool are_names_given(const char* filename, const char* format);
 
 void warn_of_unknown_format(const char* format);
@@ -34,7 +34,7 @@ const Row* find_row(const Row (&table)[kRows], const char* word) {
   return nullptr;
 }
 
-// The same for a format word, after the check of the names and with a warning for a word that has no row.
+// As find_row, for a format word. Checks the names first, and warns of a word that has no row.
 template <class Row, std::size_t kRows>
 const Row* find_format_row(const Row (&table)[kRows], const char* filename, const char* format) {
   if (!are_names_given(filename, format)) {

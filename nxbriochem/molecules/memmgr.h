@@ -17,13 +17,13 @@ namespace NxBrioChem {
 // one released last, else the next. 0 with a warning when handles are used up. A molecule acquired so cannot be used as
 // a multi-conformer one through its handle.
 NX_API int NxAcquireHandle(const NxChem::NxMolBase& mol);
-// The same.
+// As for a const molecule.
 NX_API int NxAcquireHandle(NxChem::NxMolBase& mol);
-// The same, for a molecule to be used as multi-conformer, unless it has a handle already that is not.
+// As for NxMolBase, but the molecule can be used as a multi-conformer one through a handle that is new.
 NX_API int NxAcquireHandle(NxChem::NxMCMolBase& mol);
-// The same, of the multi-conformer molecule that it is.
+// As for the multi-conformer molecule that it is.
 NX_API int NxAcquireHandle(NxChem::NxMol& mol);
-// The same for a grid.
+// As for molecules, of a grid.
 NX_API int NxAcquireGridHandle(NxSystem::NxBrioGrid& grid);
 
 // Drops one reference; the last one frees the handle. False with a warning when the object has no handle.
@@ -36,7 +36,7 @@ NX_API bool NxReleaseGridHandle(const NxSystem::NxBrioGrid& grid);
 // As for molecules.
 NX_API bool NxReleaseGridHandle(int handle);
 
-// Drops every reference at once. False, without a word, when the object has no handle.
+// Drops every reference at once. False, without a warning, when the object has no handle.
 NX_API bool NxReleaseAllHandles(const NxChem::NxMolBase& mol);
 // As for molecules.
 NX_API bool NxReleaseAllGridHandles(const NxSystem::NxBrioGrid& grid);
@@ -51,7 +51,8 @@ NX_API NxSystem::NxBrioGrid* NxDerefGridHandle(int handle);
 // Whether the handle was acquired as multi-conformer. Fatal out of range.
 NX_API bool NxIsMultiConf(int handle);
 
-// Slots of both tables, in steps of 100 each: capacity, not live handles. That is meant.
+// Slots of both tables, in steps of 100 each. Kept: programs rely on this being the capacity, not the number of live
+// handles.
 NX_API int NxGetNumHandles();
 
 // The one process-wide lock of this layer. The library itself never takes it.

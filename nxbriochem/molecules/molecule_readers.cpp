@@ -211,8 +211,8 @@ int nx_write_list_of_molecules_to_binary_file(const char* filename, const char* 
   return guarded([&] { return write_list(filename, *writer, list); });
 }
 
-// ---- The low-level readers and writers. The texts are part of the interface, each as it stands: one lacks the
-// function's prefix, some the word "Function", one ends in a full stop, and that is meant. ----
+// ---- The low-level readers and writers. Kept: programs rely on the texts as they stand. One lacks the function's
+// prefix, some the word "Function", one ends in a full stop. ----
 
 int nxi_write_molecule(FILE* /*stream*/, int /*mol*/) {
   NxSystem::NxThrow.Fatal("Function nxi_write_molecule(FILE*,int) not implemented");

@@ -5,7 +5,7 @@
 // The entry points check what they are given first, so that only a call that could have worked ends so. They give 0
 // with a warning for a null file name ("Unrecognized blank filename"), a null format word ("Unrecognized blank file
 // format"), a word that is not theirs ("Unrecognized file format '%s'"), and a file that cannot be opened ("Unable to
-// open %s for reading: %s", or "writing"), in this order; and 0 without a word for a null out-pointer.
+// open %s for reading: %s", or "writing"), in this order; and 0 without a warning for a null out-pointer.
 #ifndef NXBRIOCHEM_MOLECULES_MOLECULE_READERS_H
 #define NXBRIOCHEM_MOLECULES_MOLECULE_READERS_H
 
@@ -41,8 +41,8 @@ NX_API int nx_write_list_of_molecules_to_binary_file(const char* filename, const
 
 // ---- The low-level readers and writers: a fatal report each, unless said otherwise ----
 //
-// Each names itself and says "not implemented". The results below are those of the readers meant: 1, and 0 when a file
-// cannot be read; arrays that they hand over stay theirs. `type` is 0 for PDB and 1 for radius and charge in the
+// Each names itself and says "not implemented". A reader in their place would give 1, and 0 when a
+// file cannot be read; arrays that it hands over stay its own. `type` is 0 for PDB and 1 for radius and charge in the
 // columns of occupancy and temperature factor; with `connect` not 0, bonds are read too.
 
 // Would write one molecule to a stream.
@@ -71,12 +71,12 @@ NX_API int nxi_read_pdbs(int type, File_list files, PdbStruct** atoms, int* nato
                          float** radii, float** charges);
 // Would read the records of a binary file; *natoms has an entry per name in *files.
 NX_API int nxi_read_binary_pdb(int type, const char* filename, File_list* files, PdbStruct** atoms, int** natoms);
-// The same with radii and charges.
+// As nxi_read_binary_pdb, with radii and charges.
 NX_API int nxi_read_binary_pdb_r_q(int type, const char* filename, File_list* files, PdbStruct* atoms, int** natoms,
                                    float** radii, float** charges);
 // Would write the records of several molecules, one after the other, to a binary file; `natoms` has an entry per name.
 NX_API int nxi_write_binary_pdb(const char* filename, File_list files, PdbStruct* atoms, int* natoms);
-// The same with charges and radii.
+// As nxi_write_binary_pdb, with charges and radii.
 NX_API int nxi_write_binary_pdb_q_r(const char* filename, File_list files, PdbStruct* atoms, int* natoms,
                                     float* charges, float* radii);
 

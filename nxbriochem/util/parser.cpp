@@ -39,7 +39,7 @@ int32_t VarTabAll = 0;
 
 namespace {
 
-constexpr int kClosingStatus = 0;  // a request that cannot be met ends the process, but not as a failure: meant
+constexpr int kClosingStatus = 0;  // Kept: programs rely on 0 where a request that cannot be met ends the process
 constexpr int32_t kVariableIncrement = 40;
 
 using TokenText = char[NXI_TOKEN_LENGTH + 1];
@@ -114,11 +114,11 @@ void copy_name(Copier& text) {
 int copy_number(Copier& text) {
   text.take_digits();
   if (text.next() != '.' || text.full()) {
-    return NXI_TOKEN_INTEGER;  // so of 1E5 only the 1: meant
+    return NXI_TOKEN_INTEGER;  // Kept: programs rely on only the 1 of 1E5
   }
   text.take();
   if (text.next() != '\0') {
-    text.take();  // whatever it is: meant
+    text.take();  // Kept: programs rely on any character being taken
   }
   text.take_digits();
   if (text.next() == 'E' || text.next() == 'e') {
@@ -317,7 +317,7 @@ void close(double value) {
 double combined(double left, int operation, double right) {
   switch (operation) {
     case NXI_TOKEN_POWER:
-      return std::exp(right * std::log(left));  // no number for a negative base: meant
+      return std::exp(right * std::log(left));  // Kept: programs rely on no number for a negative base
     case NXI_TOKEN_TIMES:
       return left * right;
     case NXI_TOKEN_DIVIDE:
@@ -351,7 +351,7 @@ bool joined_and_waits(Frame& frame, Rank rank, double& value) {
 // is no factor counts as 0 and stays.
 bool read_factor(double& value) {
   Frame& frame = frames.back();
-  if (frame.part != Part::kFactor && token[0] == '-') {  // the text of a string too: meant
+  if (frame.part != Part::kFactor && token[0] == '-') {  // Kept: programs rely on a string's text counting too
     frame.negated = true;
     advance();
   }
@@ -398,8 +398,8 @@ bool completes(const char* start, double& value) {
   if (frame.part == Part::kSimpleExpression) {
     return true;
   }
-  // White space ends the outermost expression only behind its first summand: meant. At `start` the expression's own
-  // first token is still standing, whose white space does not count.
+  // Kept: programs rely on white space ending the outermost expression only behind its first summand. At `start` the
+  // expression's own first token is still standing, whose white space does not count.
   if (level == 1 && frame.operation[kSum] == 0 && nspace > 0 && sp != start) {
     sp = sp_save;
     type = kNoToken;  // the next value scans it anew, by whatever call

@@ -54,8 +54,8 @@ NX_API void nxi_SetScanLine(const char* text);
 // + 1 characters. Blanks, tabs and newlines before it are skipped. Names and numbers of more than NXI_TOKEN_LENGTH
 // characters are split into several tokens; a longer string is cut, and one without closing quote ends with the text.
 // An exponent is only read after a decimal point, so that 1E5 is the integer 1 and the name E5; the character behind a
-// decimal point belongs to the number whatever it is, so that of "(1.)" no parenthesis is left. Both are meant. The
-// end, with an empty text, for null pointers.
+// decimal point belongs to the number whatever it is, so that of "(1.)" no parenthesis is left. Kept: programs
+// rely on both. The end, with an empty text, for null pointers.
 NX_API int nxi_ScanLine(const char** position, char* token);
 
 // The next value of the line that nxi_SetScanLine set, as a type: "char" gives the next token's text; "int" the value

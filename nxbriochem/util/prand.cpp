@@ -8,7 +8,7 @@
 // which the registry spreads its handles, from running through short cycles as they do for a power of 2. The overshoot
 // is at most 3 * 7^s, so that nearly every step gives a value. Near 2^32, where no such m is left below it, s shrinks;
 // in the end m = N, and for an N without a square factor the only multiplier with the full period is 1: a sequence of
-// equal steps. The same happens for N below 343. It is a generator for handles and light use, not for simulation.
+// equal steps. So it is for N below 343. It is a generator for handles and light use, not for simulation.
 #include <nxbriochem/util/prand.h>
 
 #include <algorithm>
