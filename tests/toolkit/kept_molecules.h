@@ -15,7 +15,7 @@ namespace kept_molecules {
 
 // The file's lines but for its comments.
 inline std::vector<std::string> ReadLines(const std::string& file) {
-  std::ifstream text(std::string(NXBRIO_TOOLKIT_TESTS) + "/" + file);
+  std::ifstream text(NXBRIO_TOOLKIT_TESTS "/" + file);
   std::vector<std::string> lines;
   for (std::string line; std::getline(text, line);) {
     if (!line.starts_with('#')) {
