@@ -51,7 +51,7 @@ fuzz:
 	cmake --build --preset fuzz
 	scripts/fuzz build/fuzz $(FUZZ_SECONDS)
 
-# Every benchmark beside its peer; writes bench/RESULTS.md and bench/growth.svg. Some six minutes on a quiet machine.
+# Every benchmark beside its peer; writes bench/RESULTS.md and a plot beside the measurements. Some six minutes on a quiet machine.
 bench:
 	scripts/bootstrap bench
 	cmake --preset bench

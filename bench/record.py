@@ -85,8 +85,7 @@ def commit():
     """What was measured, without a word about the record itself, which is being written; empty outside of a clone."""
     try:
         name = git("rev-parse", "--short=10", "HEAD").stdout.strip()
-        sources = [".", ":!bench/RESULTS.md", ":!bench/growth.svg"]
-        changed = git("status", "--porcelain", "--", *sources).stdout
+        changed = git("status", "--porcelain", "--", ".", ":!bench/RESULTS.md").stdout
     except OSError:
         return ""
     return name + " with changes" if name and changed else name
@@ -121,10 +120,9 @@ of ours.
 
 GROWTH = """## How cost grows
 
-Solid lines are ours, dashed ones the peer's. The grey line has the slope that is to be expected, wherever it lies.
-Where both lines rise faster than that at the largest sizes, tables and coordinates no longer fit the caches.
-
-![Cost against size, a panel for each subject](growth.svg)
+`make bench` also draws cost against size, a panel for each subject: `build/bench/results/growth.svg`. Solid lines are
+ours, dashed ones the peer's. The grey line has the slope that is to be expected. Where both lines rise faster than that
+at the largest sizes, tables and coordinates no longer fit the caches.
 """
 
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <iterator>
 #include <map>
+#include <ranges>
 #include <set>
 #include <string>
 #include <vector>
@@ -41,28 +42,38 @@ class Exports : public testing::TestWithParam<Library> {
  protected:
   static std::string binary() { return std::string(NXBRIO_LIBRARIES) + "/lib" + GetParam().name + ".so"; }
 
-  static Names listed() {
-    Names symbols;
+  // The list's symbols, each with the header below which it stands.
+  static std::map<std::string, std::string> listed() {
+    std::map<std::string, std::string> symbols;
+    std::string header;
     for (const std::string& line : lines_of(read_file(kSource + "/" + GetParam().name + "/exports.txt"))) {
-      if (!line.empty() && line[0] != '#') {
-        EXPECT_TRUE(symbols.insert(line).second) << line << " is listed twice";
+      if (line.starts_with("# ")) {
+        header = line.substr(2);
+      } else if (!line.empty()) {
+        EXPECT_TRUE(symbols.emplace(line, header).second) << line << " is listed twice";
       }
     }
     return symbols;
   }
 
-  // The names that the headers mark, each with the line above its declaration.
-  static std::multimap<std::string, std::string> declared() {
-    std::multimap<std::string, std::string> names;
+  struct Declaration {
+    std::string above;  // the line above it
+    std::string header;
+  };
+
+  // The names that the headers mark.
+  static std::multimap<std::string, Declaration> declared() {
+    std::multimap<std::string, Declaration> names;
     const std::string declaration = "^(extern )?NX_API ([^([;]*[^([;[:alnum:]_])?([[:alnum:]_]+)[([;]";
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(kSource + "/" + GetParam().name)) {
+    const std::string root = kSource + "/" + GetParam().name;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
       if (entry.path().extension() != ".h") {
         continue;
       }
       std::string above;
       for (const std::string& line : lines_of(read_file(entry.path().string()))) {
         if (const Groups found = first_match(line, declaration); !found.empty()) {
-          names.emplace(found[3], above);
+          names.emplace(found[3], Declaration{above, entry.path().lexically_relative(root).string()});
         }
         above = line;
       }
@@ -82,7 +93,8 @@ TEST_P(Exports, TheBinaryExportsTheWrittenListAndNothingElse) {
   const Names exported = printed_by("nm -D --defined-only '" + binary() + "' | awk '{ print $3 }'");
   ASSERT_GT(exported.size(), GetParam().exported);
   Names different;
-  std::ranges::set_symmetric_difference(exported, listed(), std::inserter(different, different.end()));
+  std::ranges::set_symmetric_difference(exported, std::views::keys(listed()),
+                                        std::inserter(different, different.end()));
   EXPECT_EQ(different, Names{});
 }
 
@@ -101,19 +113,21 @@ TEST_P(Exports, TheSonameIsTheMajorVersionAndOnlyKnownLibrariesAreNeeded) {
 
 // Right above its declaration, where `make docs` and a reader look for it, and not the rule that heads a section.
 TEST_P(Exports, EveryNameIsDeclaredListedAndCommented) {
-  const Names symbols = listed();
-  const std::multimap<std::string, std::string> names = declared();
+  const std::map<std::string, std::string> symbols = listed();
+  const std::multimap<std::string, Declaration> names = declared();
   ASSERT_GT(names.size(), GetParam().declared);
-  for (const auto& [name, above] : names) {
-    EXPECT_TRUE(std::ranges::any_of(symbols,
-                                    [&n = name](const std::string& symbol) {
-                                      return symbol == n ||
-                                             (symbol.starts_with("_Z") && symbol.find(n) != std::string::npos);
-                                    }))
-        << name << " is not listed";
+  for (const auto& [name, declaration] : names) {
+    const auto& [above, header] = declaration;
+    EXPECT_TRUE(std::ranges::any_of(
+        symbols,
+        [&n = name, &h = header](const auto& listed) {
+          const auto& [symbol, below] = listed;
+          return below == h && (symbol == n || (symbol.starts_with("_Z") && symbol.find(n) != std::string::npos));
+        }))
+        << name << " is not listed below " << header;
     EXPECT_TRUE(matches(above, "^ *// ") && !matches(above, "^ *// ----")) << name << " stands below: " << above;
   }
-  for (const std::string& symbol : symbols) {
+  for (const auto& [symbol, header] : symbols) {
     EXPECT_TRUE(symbol.starts_with("_Z") || names.contains(symbol)) << symbol << " is exported and not declared";
   }
 }
