@@ -147,13 +147,13 @@ class FailingHeap : public testing::Test {
   test_support::ScratchDirectory scratch_;
 };
 
-struct Family {
-  std::string name;
-  std::vector<Scenario> (*scenarios)();
-};
-void PrintTo(const Family& family, std::ostream* out) { *out << family.name; }
+std::vector<faults::Family> families() {
+  std::vector<faults::Family> all = faults::flat_families();
+  all.push_back({"toolkit", faults::toolkit_scenarios()});
+  return all;
+}
 
-class AllocationFailure : public FailingHeap, public testing::WithParamInterface<std::tuple<Family, bool>> {
+class AllocationFailure : public FailingHeap, public testing::WithParamInterface<std::tuple<faults::Family, bool>> {
  protected:
   void try_all(const Scenario& scenario, bool and_all_later) {
     unsigned met = 0;
@@ -177,20 +177,15 @@ class AllocationFailure : public FailingHeap, public testing::WithParamInterface
 
 TEST_P(AllocationFailure, EndsAsStated) {
   const auto& [family, and_all_later] = GetParam();
-  for (const Scenario& scenario : family.scenarios()) {
+  for (const Scenario& scenario : family.scenarios) {
     SCOPED_TRACE(scenario.name);
     try_all(scenario, and_all_later);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, AllocationFailure,
-                         testing::Combine(testing::Values(Family{"Objects", faults::object_scenarios},
-                                                          Family{"Molecules", faults::molecule_scenarios},
-                                                          Family{"Numbers", faults::numeric_scenarios},
-                                                          Family{"Toolkit", faults::toolkit_scenarios}),
-                                          testing::Bool()),
+INSTANTIATE_TEST_SUITE_P(Of, AllocationFailure, testing::Combine(testing::ValuesIn(families()), testing::Bool()),
                          [](const auto& named) {
-                           return std::get<0>(named.param).name + (std::get<1>(named.param) ? "AndAllLater" : "");
+                           return std::get<0>(named.param).name + (std::get<1>(named.param) ? "_and_all_later" : "");
                          });
 
 // Calls that end the process with status 1 whatever fails on the way.

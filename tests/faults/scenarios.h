@@ -3,6 +3,7 @@
 #ifndef NXBRIOCHEM_TESTS_FAULTS_SCENARIOS_H
 #define NXBRIOCHEM_TESTS_FAULTS_SCENARIOS_H
 
+#include <ostream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -30,9 +31,15 @@ struct Scenario {
 // Where structure files are written to, in a directory of their own.
 extern std::string written_path;
 
-std::vector<Scenario> object_scenarios();
-std::vector<Scenario> molecule_scenarios();
-std::vector<Scenario> numeric_scenarios();
+// The scenarios of a header.
+struct Family {
+  std::string name;
+  std::vector<Scenario> scenarios;
+};
+inline std::ostream& operator<<(std::ostream& stream, const Family& family) { return stream << family.name; }
+// Of the plain functions, from tests/driver/calls.def.
+std::vector<Family> flat_families();
+// Of the exported C++.
 std::vector<Scenario> toolkit_scenarios();
 
 // For the sources of scenarios.

@@ -16,7 +16,7 @@ HEAP = {"malloc", "calloc", "realloc", "_Znwm", "_Znam", "_ZnwmRKSt9nothrow_t", 
 REPORTS = "_ZN8NxSystem14NxErrorHandler"
 FUNCTION = re.compile(r"^[0-9a-f]+ <(.+)>:$")
 TARGET = re.compile(r"<([^>+]+)(?:\+0x[0-9a-f]+)?>")
-ROW = re.compile(r"\bCALL(?:_AS)?\(\s*(?:\"(?P<quoted>[^\"]*)\"|(?P<plain>\w+))")
+ROW = re.compile(r"\b(?:CALL|FAILS)(?:_AS)?\(\s*(?:\"(?P<quoted>[^\"]*)\"|(?P<plain>\w+))")
 
 # What stands between these and the heap is never the case in them.
 IDLE = {
