@@ -56,8 +56,10 @@ class Command:
         if result.status != 0 or sorted(result.files) != outputs:
             sys.exit(f"{line}: status {result.status}: {result.err}")
         self.after = result.files
-        counts = result.err.split()
-        self.allocations, self.steps = (int(counts[-2]), counts[-1]) if options.what != "kills" else (0, "")
+        self.allocations, self.steps = 0, ""
+        if options.preload:
+            allocations, self.steps = result.err.splitlines()[-1].split(" ")
+            self.allocations = int(allocations)
 
     def run(self, environment, act=None):
         """Runs it in a directory of its own; `act` gets the process while it runs."""
