@@ -11,6 +11,7 @@
 
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/list_obj.h>
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/toolkit/nxmolostream.h>
@@ -60,8 +61,7 @@ bool can_be_read(const char* filename) {
 }
 
 bool is_list(int list) {
-  constexpr int kListType = 2;
-  if (nxi_return_type_of_handle(list) != kListType) {
+  if (nxi_return_type_of_handle(list) != objects::kListType) {
     NxSystem::NxThrow.Warning("Unrecognized list %d", list);
     return false;
   }
@@ -69,13 +69,13 @@ bool is_list(int list) {
 }
 
 std::vector<int> molecules_of_list(int list) {
-  constexpr int kMoleculeType = 3;
   std::vector<int> members(static_cast<std::size_t>(nx_get_list_length_recurse(list)));
   int* end = members.data();
   nxi_unroll_list(&end, list);
   members.resize(static_cast<std::size_t>(end - members.data()));
   // A program may have registered type 3 for objects of its own; molecules have negative handles.
-  std::erase_if(members, [](int member) { return member >= 0 || nxi_return_type_of_handle(member) != kMoleculeType; });
+  std::erase_if(members,
+                [](int member) { return member >= 0 || nxi_return_type_of_handle(member) != objects::kMoleculeType; });
   return members;
 }
 

@@ -8,6 +8,7 @@
 
 #include <nxbriochem/molecules/guarded.h>
 #include <nxbriochem/molecules/memmgr_state.h>
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/util/never_destroyed.h>
 #include <nxbriochem/util/slot_index.h>
 
@@ -37,7 +38,7 @@ void require(bool condition, int line = __builtin_LINE()) {
 struct Molecules {
   using Object = NxChem::NxMolBase;
   using Entry = MolEntry;
-  static constexpr int kLowest = -999999999;
+  static constexpr int kLowest = objects::kLastMolecule;
   static constexpr const char* kExhausted = "Unable to get another molecule handle";
   static constexpr const char* kNotAllocated = "Unable to allocate NxBrio handle";
   static constexpr const char* kNotThere = "Attempt to release non-existent handle";
@@ -58,7 +59,7 @@ struct Grids {
   static constexpr const char* kNotAllocated = "Unable to allocate NxBrio grid handle";
   static constexpr const char* kNotThere = "Attempt to release non-existent grid handle";
 
-  static constexpr int kFirst = -1000000001;
+  static constexpr int kFirst = objects::kFirstGrid;
 
   static Entry*& entries() { return GridHandle; }
   static int& count() { return GridHandleCount; }

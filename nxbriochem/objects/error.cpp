@@ -1,6 +1,7 @@
-// Each queue is one growing buffer of NUL-terminated messages, found by walking it. The two queues differ in their
-// variables and in their words, and a few of the words are lopsided: that is the interface, so each queue's are spelt
-// out.
+// Each queue is one growing buffer of NUL-terminated messages, which are found by walking it. The two queues differ in
+// their variables and in their words.
+//
+// Kept: programs rely on the words of each queue, which do not mirror each other. They are spelt out per queue.
 #include <nxbriochem/objects/error.h>
 
 #include <fcntl.h>
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error_state.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/memory_owners.h>
@@ -82,7 +84,7 @@ Queue error_queue{
     err_num,
     err_new,
     err_last_print,
-    "zero length warning sent to error queue",  // "warning" in both queues, on purpose
+    "zero length warning sent to error queue",  // kept: programs rely on "warning" here
     "had to truncate an error message",
     "ERROR: ",
     "No error messages",
@@ -136,7 +138,7 @@ void write_to_log(const Queue& queue, const char* text) {
     return;
   }
   constexpr mode_t kAllReadAndWrite = 0666;  // less the caller's mask
-  // A report never waits: a pipe that nobody reads cannot be opened, and one that is full takes nothing.
+  // Never blocks: a line for a full or unread pipe is dropped.
   const int log =
       open(error_file, O_WRONLY | O_CREAT | O_NONBLOCK | (error_write == 1 ? O_TRUNC : O_APPEND), kAllReadAndWrite);
   error_write = std::max(error_write, 2);
@@ -232,7 +234,7 @@ void print_new(Queue& queue) {
   mark_printed(queue);
 }
 
-// Message n - 1 under number n - 1, but message 0 for n = 0: kept as it is.
+// Kept: programs rely on message n - 1 being printed, and message 0 for n = 0.
 void print_one(const Queue& queue, int n) {
   if (n < 0 || n >= queue.count) {
     return;
@@ -376,7 +378,7 @@ int nx_write_errors_to_file(const char* path) {
     return 0;
   }
   const auto size = static_cast<int>(std::strlen(path) + 1);
-  // An earlier copy is kept: it stays on the books.
+  // The copy of an earlier name stays on the books.
   error_file = static_cast<char*>(nx_calloc(size, 1));
   std::memcpy(error_file, path, static_cast<std::size_t>(size));
   error_write += 1;
@@ -386,7 +388,7 @@ int nx_write_errors_to_file(const char* path) {
 
 void nx_exit(void) {
   nx_print_all_warnings_errors();
-  std::exit(1);
+  std::exit(objects::kEnded);
 }
 
 uint32_t nx_time_dependent_seed(void) {

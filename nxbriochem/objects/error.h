@@ -1,8 +1,8 @@
 // Error and warning queues. A function that fails queues a one-line message and returns its failure value; the calling
-// program asks afterwards how many messages there are, which are new, and prints them. Messages are never removed.
+// program asks afterwards how many messages there are and which are new, and prints them. Messages are never removed.
 //
 // Message numbers count from 0. A stored message holds at most 200 characters. All printing goes to standard output.
-// What the two queues say when there is nothing to print differs from function to function and is given as it stands.
+// Kept: programs rely on what each function prints when there is nothing to print, which differs between functions.
 #ifndef NXBRIOCHEM_OBJECTS_ERROR_H
 #define NXBRIOCHEM_OBJECTS_ERROR_H
 
@@ -34,7 +34,7 @@ NX_API int nx_number_of_warnings_with_tag(const char* tag);
 
 // The (k + 1)-th stored message that contains `tag`, k from 0. The queue owns it; it stays valid until the next message
 // is queued. With too few such messages the result is the free space behind the last message, an empty string. An empty
-// queue prints "No error messages" and gives null, as does a null tag without a word.
+// queue prints "No error messages" and gives null. A null tag gives null and prints nothing.
 NX_API const char* nx_error_with_tag(const char* tag, int k);
 // As nx_error_with_tag; an empty queue prints "No warning messages".
 NX_API const char* nx_warning_with_tag(const char* tag, int k);
@@ -54,10 +54,10 @@ NX_API void nx_print_new_errors(void);
 // As nx_print_new_errors: "NO NEW WARNINGS MESSAGES", and "No warnings messages" for an empty queue.
 NX_API void nx_print_new_warnings(void);
 
-// Prints message n - 1 (message 0 for n = 0) when 0 <= n < count, else nothing. That it is not message n is meant. So
-// the last message is printed by no n, unless it is the only one.
+// Prints message n - 1 (message 0 for n = 0) when 0 <= n < count, else nothing. The last message is printed by no n,
+// unless it is the only one. Kept: programs rely on n - 1.
 NX_API void nx_print_error(int n);
-// As nx_print_error, in words of its own.
+// As nx_print_error, under the heading "Warning MESSAGE:".
 NX_API void nx_print_warning(int n);
 
 // Prints the most recent message under the number of messages (not its own number); "NO ERROR MESSAGES" for an empty
@@ -75,8 +75,8 @@ NX_API void nx_error_debug_off(void);
 NX_API void nx_suppress_error_printing(void);
 
 // Names the log file, which gets a line "ERROR: text" or "WARNING: text" per message. The first message truncates it; a
-// file named later is appended to. 0 and no change for an empty or null path, else 1. A log that cannot be opened is
-// passed over without a word, and so is, at once, a pipe that nobody reads or that is full.
+// file named later is appended to. 0 and no change for an empty or null path, else 1. Never blocks and never reports: a
+// line for a log that cannot be opened, or for a full or unread pipe, is dropped.
 NX_API int nx_write_errors_to_file(const char* path);
 
 // Prints all warnings, then all errors, and ends the process with exit status 1.
@@ -87,9 +87,9 @@ NX_API uint32_t nx_time_dependent_seed(void);
 
 // ---- For the library's modules and for programs that extend it ----
 
-// Queues a finished text. Messages end in "\n" where their callers want one. An empty or null text is not stored: it
-// queues a warning instead; one over 200 characters queues a warning first and is stored cut, while the log and the
-// echo get it whole.
+// Queues a finished text. Messages end in "\n" where their callers want one. An empty or null text is not stored and
+// queues a warning instead. A text over 200 characters queues a warning first and is stored cut; the log and the echo
+// get all of it.
 NX_API void nxi_err(const char* text);
 // As nxi_err, for the warning queue.
 NX_API void nxi_warn(const char* text);

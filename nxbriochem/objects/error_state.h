@@ -1,4 +1,4 @@
-// State of the message queues, for their tests alone.
+// State of the message queues, for their tests.
 #ifndef NXBRIOCHEM_OBJECTS_ERROR_STATE_H
 #define NXBRIOCHEM_OBJECTS_ERROR_STATE_H
 

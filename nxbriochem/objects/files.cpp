@@ -1,5 +1,5 @@
-// Entries are never removed or reused. A file closed by its stream gives its tracked name back, while one closed by name
-// keeps it. Later listings still show the entry, so its name then moves to plain memory.
+// Entries are never removed or reused. A file closed by its stream gives its tracked name back, while one closed by
+// name keeps it. Later listings still show the entry, so its name then moves to plain memory.
 //
 // Finding an open entry is defined as a scan of the entries. Two indexes of the open ones give the scan's answer: by
 // name, which no two open entries share, and by stream, of which the last entry counts.

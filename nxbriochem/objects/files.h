@@ -1,5 +1,5 @@
-// Open-file registry: files opened by name are shared, listed, and closed in one call at the end. What it prints goes
-// through nx_printf with handle 0.
+// Open-file registry: files opened by name are shared, listed, and closed in one call at the end. It prints through
+// nx_printf with handle 0.
 #ifndef NXBRIOCHEM_OBJECTS_FILES_H
 #define NXBRIOCHEM_OBJECTS_FILES_H
 
@@ -9,18 +9,18 @@
 
 NX_BEGIN_DECLS
 
-// Opens a file and registers it; null, after a line through the printing function, when it cannot be opened. A path
-// that is already open gives the stream it is open on, whatever `mode` asks for. The registry closes the stream:
-// through nxi_fclose, nxi_close_file or nxi_fclose_all.
+// Opens a file and registers it. A path that is already open gives its stream, whatever `mode` asks for. The stream
+// belongs to the registry: close it with nxi_fclose, nxi_close_file or nxi_fclose_all. Null, after a line through the
+// printing function, when the file cannot be opened; null for a null path or mode. O(1) expected.
 NX_API FILE* nxi_fopen(const char* path, const char* mode);
-// The same.
+// As nxi_fopen.
 NX_API FILE* nxi_open_file(const char* path, const char* mode);
 
-// Closes a stream. 1, or 0 for a stream that is not open in the registry, which is then left as it is.
+// Closes a stream. 1; 0 for a stream that is not open in the registry, which stays as it is. O(1) expected.
 NX_API int nxi_fclose(FILE* stream);
-// Closes the last file opened under this path. 1, or 0 when none is open.
+// Closes the last file opened under this path. 1; 0 when none is open.
 NX_API int nxi_close_file(const char* path);
-// Closes every open file and says how many. 1, or 0 when the registry was never used.
+// Closes every open file and prints how many there were. 1; 0 when the registry was never used.
 NX_API int nxi_fclose_all(void);
 
 // Prints the open files. 1.

@@ -1,4 +1,4 @@
-// State of the open-file registry, for its tests alone.
+// State of the open-file registry, for its tests.
 #ifndef NXBRIOCHEM_OBJECTS_FILES_STATE_H
 #define NXBRIOCHEM_OBJECTS_FILES_STATE_H
 

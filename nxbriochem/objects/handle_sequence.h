@@ -17,11 +17,11 @@ namespace objects {
 struct HandleSequence {
   static constexpr uint32_t kRange = 982569952;
 
-  int& handle;         // of the sequence; 0: not made yet, or its record was freed with all tracked memory
-  uint32_t& first;     // its first value, where it began; never handed out; 0: nothing drawn yet
-  int32_t& overflow;   // 1 once the sequence has returned to `first`; from then on values are checked for uniqueness
-  void (*forget)();    // calls forget_record; registered with the tracked allocator
-  uint32_t last = 0;   // the last value drawn, which is the sequence's whole state
+  int& handle;        // of the sequence; 0: not made yet, or its record was freed with all tracked memory
+  uint32_t& first;    // its first value, where it began; never handed out; 0: nothing drawn yet
+  int32_t& overflow;  // 1 once the sequence has returned to `first`; from then on values are checked for uniqueness
+  void (*forget)();   // calls forget_record; registered with the tracked allocator
+  uint32_t last = 0;  // the last value drawn, which is the sequence's whole state
 
   uint32_t draw() {
     if (handle == 0) {

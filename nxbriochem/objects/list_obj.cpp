@@ -1,8 +1,8 @@
-// A list's record lies in the registry's array and is found anew on every call. What is found is checked before it is
-// used, so that no call goes astray when a program made an object of type 2 itself or freed a list's blocks.
+// A list's record is in the registry's array and is looked up on every call. The record is checked before it is used: a
+// program may have made an object of type 2 itself, or freed a list's blocks.
 //
-// The operations that descend share one walk. It keeps its place in each list on the heap, so lists may nest as deep as
-// memory allows.
+// The operations that descend share one walk. It keeps its position in each list on the heap, so the depth of nesting
+// is limited by memory alone.
 #include <nxbriochem/objects/list_obj.h>
 
 #include <algorithm>
@@ -11,6 +11,7 @@
 #include <span>
 #include <vector>
 
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/list_obj_state.h>
 #include <nxbriochem/objects/obj_man.h>
@@ -32,8 +33,9 @@ namespace {
 
 using list_obj::List;
 
-constexpr int kListType = 2;
-constexpr int kNoType = -1;
+using objects::kListType;
+using objects::kNoType;
+
 constexpr unsigned kObjectsIncrement = 10;
 constexpr int32_t kMembersIncrement = 100;
 constexpr int kHandleSize = sizeof(int32_t);
@@ -181,8 +183,8 @@ bool make_room_for_member(List& list) {
   return true;
 }
 
-// The last member takes the removed one's place. The cursor stays, and that is meant: a program that removes while it
-// steps meets the moved member next.
+// The last member takes the removed one's place. Kept: programs rely on the cursor's staying where it is. One that
+// removes while it steps meets the moved member next.
 void remove_at(List& list, int32_t position) {
   list.members[position] = list.members[list.length - 1];
   list.length -= 1;
@@ -209,7 +211,7 @@ int nx_make_list(void) {
   }
   uint32_t handle = 0;
   list_obj::list = static_cast<List*>(nxi_make_object(kListType, &handle));
-  // The newest object is the last. Its handle need not translate to it yet: see the growth of the registry's index.
+  // The newest object is the last.
   List& made = list_obj::list[nxi_get_number_of_objects_of_type(kListType) - 1];
   made = List{};
   made.handle = static_cast<int32_t>(handle);
@@ -220,7 +222,7 @@ int nx_delete_list(int list) {
   if (nxi_return_type_of_handle(list) == kListType) {
     nxi_delete_object(list);
   } else {
-    nxi_warning("can not delete, no such handle as %d\n", list);  // as the registry has it of an unknown one
+    nxi_warning("can not delete, no such handle as %d\n", list);  // the registry's text for an unknown handle
   }
   return 1;
 }

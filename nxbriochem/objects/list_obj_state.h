@@ -1,4 +1,4 @@
-// State of the lists, for their source and their tests alone.
+// State of the lists, for their source and their tests.
 #ifndef NXBRIOCHEM_OBJECTS_LIST_OBJ_STATE_H
 #define NXBRIOCHEM_OBJECTS_LIST_OBJ_STATE_H
 
@@ -7,7 +7,7 @@
 
 namespace list_obj {
 
-// The fields are the interface's, in its order; `handle` stands where it leaves a gap.
+// The fields and their order are part of the interface; `handle` fills a gap between them.
 struct List {
   char name[80];
   int32_t name_set;
@@ -15,7 +15,7 @@ struct List {
   int32_t length;
   int32_t capacity;
   int32_t current;
-  int32_t handle;     // the list's own: a value that translates to the list by the registry's shortcut has no memory
+  int32_t handle;  // the list's own; a value that only translates to the list by the registry's shortcut owns no memory
   int32_t* unrolled;  // the list's block "ulist"
 };
 static_assert(sizeof(List) == 120, "the size of a list record is part of the interface");

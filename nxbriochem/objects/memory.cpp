@@ -1,7 +1,8 @@
 // The books are three parallel arrays with a stack of freed slots. A look-up is defined as a scan from the newest slot
 // down that takes the first slot with the block's address. The same answer comes without scanning, in this order:
 //
-// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the answer. Blocks
+// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the answer.
+// Blocks
 //   that are freed newest first are found there.
 // - `known` is the last answer of the index. Its pair stays in the index when the block is freed, until another answer
 //   takes its place: a block that is freed and comes back to its slot costs the index nothing.
@@ -22,6 +23,7 @@
 #include <iterator>
 
 #include <nxbriochem/objects/block_index.h>
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/memory_owners.h>
 #include <nxbriochem/objects/memory_state.h>
@@ -41,8 +43,6 @@ int64_t check_size = 0;
 namespace {
 
 constexpr int32_t kFirstCapacity = 1000;
-constexpr int kListsExhaustedStatus = 0;  // not 1: kept on purpose
-constexpr int kOutOfMemoryStatus = 1;
 
 // A block and a slot that it was found in; no block: none.
 struct Known {
@@ -55,8 +55,7 @@ int32_t top = -1;
 int32_t indexed_end = 0;
 Known known{nullptr, 0};
 
-// How the process ends once memory ran out. The report may want memory that is not there either; then the failure that
-// came first decides all the same.
+// How the process ends after memory ran out. The report may run out of memory too; the first failure decides.
 struct Exhaustion {
   bool reporting;
   int status;
@@ -96,7 +95,7 @@ bool grow(T*& list, int32_t capacity) {
 void reallocate_lists() {
   const int32_t capacity = pnt_list_size == 0 ? kFirstCapacity : pnt_list_size * 2;
   if (!grow(pnt_list, capacity) || !grow(pnt_size, capacity) || !grow(freed_list, capacity)) {
-    end_exhausted(kListsExhaustedStatus, "Out of memory trying to allocate for the nx_memory system\n", nullptr);
+    end_exhausted(objects::kBooksExhausted, "Out of memory trying to allocate for the nx_memory system\n", nullptr);
   }
   pnt_list_size = capacity;
 }
@@ -237,9 +236,8 @@ void* reallocate_or_exit(void* old, int64_t size) {
   return block;
 }
 
-// The lopsided accounting of an unknown block is part of the interface: the count of slots is not raised as for a new
-// block, so that a freed slot is taken at the price of the newest slot's going out of sight, or the newest record is
-// lost.
+// Kept: programs rely on the accounting of an unknown block. The count of slots is not raised as for a new block: a
+// freed slot is taken while the newest slot drops out of sight, or the newest record is overwritten.
 void record_unknown(void* block, int64_t size) {
   set_known({nullptr, 0});
   if (last_freed > 0) {
@@ -442,7 +440,7 @@ void clear_memory_system(void) {
   known = {nullptr, 0};
 }
 
-void nx_set_strict_memory_off(void) { nx_strict_memory = 1; }  // crossed on purpose, as the header says
+void nx_set_strict_memory_off(void) { nx_strict_memory = 1; }  // kept: the names are crossed, see the header
 
 void nx_set_strict_memory_on(void) { nx_strict_memory = 0; }
 
@@ -454,7 +452,7 @@ void out_of_memory(int64_t size) {
   char text[sizeof exhaustion.text];
   std::snprintf(text, sizeof text, "Out of memory trying to allocate %zd bytes of memory\n",
                 static_cast<ssize_t>(size));
-  end_exhausted(kOutOfMemoryStatus, text, "\n*******\n");
+  end_exhausted(objects::kMemoryExhausted, text, "\n*******\n");
 }
 
 void print_memory_summary(void) { print_report("*******\n"); }

@@ -1,6 +1,7 @@
-// Tracked allocation: the library's heap. Every live block is remembered with its size, so that a program can ask how
-// much is held, list it, free it all, and hear of pointers that were never handed out. Running out of memory is never
-// returned to the caller: it prints a report and ends the process.
+// Tracked allocation: the library's heap. Every live block is recorded with its size, so that a program can ask how
+// much is held, list it, free all of it, and be warned of pointers that were never handed out. Exhausted memory is
+// never returned to the caller: it prints a report and ends the process. All operations are O(1) expected but for the
+// totals, the listing and the release of everything.
 #ifndef NXBRIOCHEM_OBJECTS_MEMORY_H
 #define NXBRIOCHEM_OBJECTS_MEMORY_H
 
@@ -10,21 +11,21 @@
 
 NX_BEGIN_DECLS
 
-// A block of `size` bytes, uninitialised; never null. The caller owns it and gives it back with nx_free. A size that
-// the heap refuses (a negative one is as good as infinite) ends in out_of_memory.
+// A block of `size` bytes, uninitialised; never null. The caller owns it and frees it with nx_free. A size that the
+// heap refuses, such as a negative one, ends in out_of_memory.
 NX_API void* nx_malloc(int64_t size);
 
 // A zeroed block of count * element_size bytes; never null. Otherwise as nx_malloc.
 NX_API void* nx_calloc(int count, int element_size);
 
-// The block to use from now on in place of `old`, of at least `size` bytes, contents kept. A null `old` is nx_malloc.
-// A block never shrinks: when its recorded size suffices it is returned as it is, record and all. A block that is not
-// on record is an error and gives null in strict mode; else it is a warning, the block is reallocated all the same,
-// and the result takes the place of another record (the most recently freed slot, and the newest record goes out of
-// sight; or, with no freed slot, the newest record itself). That lopsided accounting is meant.
+// The block to use from now on in place of `old`, of at least `size` bytes, contents kept. A null `old` is nx_malloc. A
+// block never shrinks: when its recorded size suffices, it is returned unchanged and so is its record. A block that is
+// not on record queues an error and gives null in strict mode. In lenient mode it queues a warning and is reallocated,
+// and the count of records is not raised: the result takes the slot freed last while the newest record drops out of
+// sight, or, without a freed slot, replaces the newest record. Kept: programs rely on this accounting.
 NX_API void* nx_realloc(void* old, int64_t size);
 
-// Gives a block back. Null, and a block that is not on record, queue a warning and free nothing.
+// Frees a block. Null, and a block that is not on record, queue a warning and nothing is freed.
 NX_API void nx_free(void* block);
 
 // The block's recorded size in bytes, low 32 bits; 0 with a queued warning for null or a block that is not on record.
@@ -48,10 +49,10 @@ NX_API void nx_free_all_memory(void);
 // As nx_free_all_memory, and frees the records themselves: the allocator is as new.
 NX_API void clear_memory_system(void);
 
-// The two setters are crossed, and meant to be: "off" makes nx_realloc refuse blocks that are not on record (strict),
-// "on" makes it accept them with a warning (lenient, the default). Programs rely on each doing what it does.
+// Strict mode: nx_realloc refuses blocks that are not on record. Kept: programs rely on the crossed names of the two
+// setters.
 NX_API void nx_set_strict_memory_off(void);
-// Lenient.
+// Lenient mode, the default: nx_realloc accepts them with a warning.
 NX_API void nx_set_strict_memory_on(void);
 
 // Announces on standard output every allocation of exactly `size` bytes from now on (0: none).
@@ -59,7 +60,7 @@ NX_API void nx_flag_memory_allocation_by_size(int size);
 // Ends the announcements.
 NX_API void nx_clear_memory_flag(void);
 
-// Reports that `size` bytes could not be had: queues and prints an error, prints the memory report, and ends the
+// Reports that `size` bytes could not be allocated: queues and prints an error, prints the memory report, and ends the
 // process with exit status 1.
 NX_API NX_NORETURN void out_of_memory(int64_t size);
 

@@ -1,4 +1,4 @@
-// State of the tracked allocator, for its tests alone.
+// State of the tracked allocator, for its tests.
 #ifndef NXBRIOCHEM_OBJECTS_MEMORY_STATE_H
 #define NXBRIOCHEM_OBJECTS_MEMORY_STATE_H
 

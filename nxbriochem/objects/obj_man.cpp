@@ -1,8 +1,8 @@
-// Two indexes lead from a handle to its record. The public one, HandleHash with its counts, is by the low bits alone
-// and is what the interface describes, shortcut and all: a slot with one live handle answers for every value that falls
-// into it. `lone_positions` says the same in one load: for such a slot the position of its handle's record, for others
-// none. `positions` is exact and answers where the interface scans the records: for shared slots, after the index grew
-// (the handle made at that moment is not in it until the next rehash), and for everything but translation and type.
+// Two indexes lead from a handle to its record. The public index, HandleHash with its counts, uses the low bits alone;
+// a slot with one live handle answers for every value that falls into it. `lone_positions` holds the same in one load:
+// the position of the record for such a slot, none for others. `positions` is exact and answers where a scan of the
+// records is described: for shared slots, for the handle that is not in the index because it grew at that handle's
+// making, and for everything but translation and type.
 #include <nxbriochem/objects/obj_man.h>
 
 #include <algorithm>
@@ -13,7 +13,6 @@
 
 #include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error.h>
-#include <nxbriochem/objects/files.h>
 #include <nxbriochem/objects/handle_sequence.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/memory_owners.h>
@@ -76,7 +75,7 @@ int32_t slot_of(int32_t handle) { return static_cast<int32_t>(static_cast<uint32
 
 std::size_t hash_slots() { return static_cast<std::size_t>(HashBlank) + 1; }
 
-// The record of the very handle, or null.
+// The record of this exact handle, or null.
 Handle* find_record(int32_t handle) {
   const int32_t position = positions.find_highest(handle);
   return position < 0 ? nullptr : &Handles[position];
@@ -167,7 +166,8 @@ void leave_index(int32_t handle, int32_t position) {
   }
 }
 
-// Removes a record. Those behind it were made later, and so the objects of its type among them stood behind its own.
+// Removes a record. The records behind it were made later, so the objects of its type among them stand behind its
+// object.
 void remove_record(int32_t position) {
   const Handle removed = Handles[position];
   HandlesNum -= 1;
@@ -244,7 +244,7 @@ void reset_type(Type& type) {
   type.name[0] = ' ';
 }
 
-// Puts in place whatever the registry lacks: everything at first, later what the program freed under it.
+// Makes whatever the registry lacks: everything at first, later what the program has freed.
 void ensure_ready() {
   if (obj_sys_init_status == 0) {
     std::for_each(std::begin(ObjProp), std::end(ObjProp), reset_type);
@@ -296,7 +296,7 @@ void enter_in_index(int32_t handle) {
   }
 }
 
-// An array with less room than objects is that of a type that was registered late: its objects have no bytes yet.
+// An array with less room than objects belongs to a type that was registered late: its objects have no bytes yet.
 void remove_object_bytes(Type& type, uint32_t index) {
   if (index + 1 < type.count && type.count <= type.allocated && type.objects != nullptr) {
     char* object = static_cast<char*>(type.objects) + static_cast<std::size_t>(index) * type.size;
@@ -496,26 +496,4 @@ void print_handle_list(void) {
   for (int32_t i = 0; i < HandlesNum; ++i) {
     nx_printf(0, "handle %d is %d\n", i, Handles[i].handle);
   }
-}
-
-void nxi_error_handler(int signal_number) {
-  constexpr const char* kLine32 = "********************************";
-  constexpr const char* kLine47 = "***********************************************";
-  std::puts("\nSIGNAL HANDLER CALLED");
-  std::puts("CHECKING NX_ARRAY BOUNDS");
-  std::puts(kLine32);
-  for (int32_t i = 0; i < HandlesNum; ++i) {
-    if (nxi_boundscheck_all(Handles[i].handle) != 0) {
-      std::puts("Memory for this table, ordered by pointer value");
-      std::puts(kLine47);
-      nxi_print_mem_alloc_ordered(Handles[i].handle);
-    }
-  }
-  std::puts(kLine32);
-  nx_print_new_errors();
-  nx_print_new_warnings();
-  std::puts("CLOSING ALL OPEN FILES");
-  nxi_fclose_all();
-  std::printf("ALL DONE\nExit code %d\n", signal_number);
-  std::exit(1);
 }

@@ -1,4 +1,4 @@
-// State of the object registry, for its tests alone.
+// State of the object registry, for its tests.
 #ifndef NXBRIOCHEM_OBJECTS_OBJ_MAN_STATE_H
 #define NXBRIOCHEM_OBJECTS_OBJ_MAN_STATE_H
 

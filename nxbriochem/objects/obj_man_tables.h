@@ -1,4 +1,4 @@
-// What other modules of this directory ask of the registry: the memory tables, in one of which its arrays live, and the
+// What other modules of this directory need of the registry: the memory tables, one of which holds its arrays, and the
 // modules that own an object type. Not exported.
 #ifndef NXBRIOCHEM_OBJECTS_OBJ_MAN_TABLES_H
 #define NXBRIOCHEM_OBJECTS_OBJ_MAN_TABLES_H
@@ -8,8 +8,8 @@ namespace obj_man {
 // Whether the registry keeps its arrays in this table.
 bool is_registry_table(int table_handle);
 
-// To be called after that table's blocks were freed, or the table deleted with them: every object is gone, and the
-// registry starts anew at its next use. Registered types stay registered.
+// Called after that table's blocks were freed, or the table was deleted: every object is gone, and the registry starts
+// over at its next use. Registered types stay registered.
 void registry_blocks_freed();
 void registry_table_deleted();
 

@@ -1,15 +1,15 @@
-// Object memory tables: every registry object owns a table of the named blocks that were allocated on its behalf,
-// which are freed with it. A table can pad its blocks and check the pads for overruns, and judges pointers it does not
-// know by a strictness level.
+// Object memory tables: every registry object owns a table of the named blocks that were allocated for it. The blocks
+// are freed with the object. A table can pad its blocks and check the pads for overruns. A strictness level decides
+// what it does with pointers that it does not know.
 //
 // `handle` is an object's handle or a table's own. A negative handle (a molecule or grid) has no table: its blocks are
-// plain heap blocks, zeroed where asked. For a handle of 0 or above without a table the report of nxi_get_memory_table
+// plain heap blocks, zeroed where asked. For a handle of 0 or above without a table, the report of nxi_get_memory_table
 // is printed and the call gives its failure value (null, 0). `name` is a block's name, of which 40 characters count;
-// null is an empty name. Reports are printed on standard output. A block that cannot be had, also because its size
-// overflows, ends the process with exit status 7 after a report (for a negative handle: null); a negative count or
-// element size gives null.
+// null is an empty name. Reports are printed on standard output. A block that cannot be allocated, also because its
+// size overflows, ends the process with exit status 7 after a report; for a negative handle it gives null. A negative
+// count or element size gives null. Blocks and names are found in O(1) expected, however many a table has.
 //
-// The tables and the registry (obj_man.h) need one another: a table is found through its owner's handle, and the
+// The tables and the registry (obj_man.h) depend on each other: a table is found by its owner's handle, and the
 // registry keeps its arrays in the table of handle 0.
 #ifndef NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_H
 #define NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_H
@@ -22,8 +22,8 @@
 NX_BEGIN_DECLS
 
 // A block of count * element_size bytes, owned by the object until it is freed or the object is deleted. `old` is null
-// or the block to replace. An old block that is large enough is kept as it is, contents and all; else a fresh block
-// takes its place, contents lost. What becomes of an old block that the table does not know is up to nxi_set_memstrict.
+// or the block to replace. An old block that is large enough is returned unchanged, contents kept; else a new block
+// takes its place, contents lost. nxi_set_memstrict decides about an old block that the table does not know.
 NX_API void* nx_object_malloc(int handle, int count, int element_size, const char* name, void* old);
 // As nx_object_malloc, with the requested bytes zeroed in every case.
 NX_API void* nx_object_calloc(int handle, int count, int element_size, const char* name, void* old);
@@ -37,8 +37,8 @@ NX_API void* nx_object_calloc_new(int handle, int count, int element_size, const
 // Frees one block. Null; the pointer itself, which is then not freed, when the table does not know it.
 NX_API void* nx_free_object_memory(int handle, void* pointer);
 
-// Named scalars and arrays of 4-byte values kept with the object; a name means the first block of that name. Mind the
-// argument orders of the float and the integer setters.
+// Named scalars and arrays of 4-byte values of the object; a name means the first block of that name. Kept: programs
+// rely on the argument orders, which differ between the float and the integer setters.
 
 // Makes a block for one float, uninitialised. 1 when it was made.
 NX_API int nx_attach_float_to_object(const char* name, int handle);
@@ -86,7 +86,7 @@ NX_API void* nxi_calloc(int handle, int count, int element_size, const char* nam
 NX_API void* nxi_reAlloc(int handle, int count, int element_size, const char* name, void* old);
 // nx_object_malloc of bytes.
 NX_API void* nxi_malloc(int handle, int bytes, const char* name, void* old);
-// nx_object_realloc of bytes; mind the order.
+// nx_object_realloc of bytes, with its arguments in another order.
 NX_API void* nxi_realloc(int handle, void* old, int bytes, const char* name);
 // nx_object_malloc_new under its inner name.
 NX_API void* nxi_mAlloc_new(int handle, int count, int element_size, const char* name);
@@ -94,8 +94,8 @@ NX_API void* nxi_mAlloc_new(int handle, int count, int element_size, const char*
 NX_API void* nxi_calloc_new(int handle, int count, int element_size, const char* name);
 // nx_object_malloc_new of bytes.
 NX_API void* nxi_malloc_new(int handle, int bytes, const char* name);
-// A zeroed block; with a null `old` it is allocated twice and the second returned, the first staying in the table until
-// the object dies. That is meant.
+// A zeroed block. Kept: programs rely on a null `old` allocating twice; the second block is returned, and the first
+// stays in the table until the object is deleted.
 NX_API void* nxi_cAlloc_new(int handle, int count, int element_size, const char* name, void* old);
 // nx_free_object_memory under its inner name.
 NX_API void* nxi_free(int handle, void* pointer);
@@ -106,7 +106,7 @@ NX_API int nxi_add_memory_table(int owner);
 NX_API int nxi_get_memory_table(int handle);
 // Deletes a table with all its blocks, protected and attached ones too.
 NX_API void nxi_delete_memory_table(int owner);
-// Deletes all tables, the registry's own among them: every registry object is gone, though registered types stay.
+// Deletes all tables, the registry's own included: every registry object is gone; registered types stay.
 NX_API void nxi_delete_all_memory_tables(void);
 // Frees every block that is neither protected nor attached and prints how many remain.
 NX_API void nxi_purge_memory_table(int handle);
@@ -116,12 +116,12 @@ NX_API int nxi_protect_memory(int handle, void* pointer);
 // Ends the protection, and says so; 1, or 0 when the table does not know the block.
 NX_API int nxi_unprotect_memory(int handle, void* pointer);
 
-// Hands a block that was made elsewhere (by malloc) over to the table, but for one of no bytes, which is listed and
-// never freed; 1, or 0 for a null pointer or bad sizes.
+// Gives the table a block that was made elsewhere by malloc. The table owns it from then on; a block of no bytes is
+// only listed and never freed. 1, or 0 for a null pointer or bad sizes.
 NX_API int nxi_attach_pointer_to_object(int handle, int count, int element_size, const char* name, void* pointer);
 // Marks a block of the table as attached; 1, or 0 with a queued error when the table does not know it.
 NX_API int nxi_attach_associated_pointer(int handle, void* pointer);
-// Marks it as not attached; the same results.
+// Marks a block of the table as owned, as if allocated by it. Results as nxi_attach_associated_pointer.
 NX_API int nxi_unattach_associated_pointer(int handle, void* pointer);
 // The first block of the name, with a queued warning when it is not attached; null with a queued warning when there is
 // none.
@@ -142,15 +142,15 @@ NX_API int nxi_mem_total(int handle);
 NX_API uint32_t nxi_total_object_memory_allocated(void);
 
 // Sets how the table's blocks are padded from now on, by one element's size: 0 not, 1 above and below, 2 above, 3
-// below; confirmed through the printing function with the owner's handle. Other values are stored without a word and
-// pad nothing. 1, or 0 without a table.
+// below; confirmed through the printing function with the owner's handle. Other values are stored, are not confirmed
+// and pad nothing. 1, or 0 without a table.
 NX_API int nxi_set_memory_padding(int handle, int mode);
 // Sets when the bounds of the whole table are checked: 0 on demand, 1 before allocations, 2 before releases, 3 before
-// both; confirmed likewise. Any other level changes nothing and gives 1 all the same; a line then says that there is no
-// such level, under the number of the level that stays. 0 without a table.
+// both; confirmed likewise. Any other level changes nothing and gives 1; a line then says that there is no such level.
+// Kept: programs rely on that line's showing the level that stays. 0 without a table.
 NX_API int nxi_set_auto_bndcheck(int handle, int level);
-// Sets what becomes of old pointers that the table does not know: 0 taken as null, 1 the same with a warning, 2
-// returned without allocating, 3 end of the process with exit status 4. Otherwise as nxi_set_auto_bndcheck.
+// Sets what an old pointer that the table does not know does: 0 counts as null, 1 counts as null with a warning, 2 is
+// returned without allocating, 3 ends the process with exit status 4. Otherwise as nxi_set_auto_bndcheck.
 NX_API int nxi_set_memstrict(int handle, int level);
 // Sets whether every allocation and release of the table prints a line: 1 on, 0 off. Prints nothing itself. 1, or 0
 // without a table.
@@ -161,7 +161,7 @@ NX_API int nxi_boundscheck_pnt(int handle, void* pointer);
 // Checks every block of the table, prints what is damaged and a summary, and returns how many are. 0 without a
 // table.
 NX_API int nxi_boundscheck_all(int handle);
-// The same, but prints nothing when all are intact.
+// As nxi_boundscheck_all, but prints nothing when all blocks are intact.
 NX_API int nxi_boundscheck_all_s(int handle);
 
 // Writes a table and its blocks to a binary stream, as 32-bit little-endian words. 1, or 0 for a null stream, a handle
@@ -169,10 +169,10 @@ NX_API int nxi_boundscheck_all_s(int handle);
 NX_API int nxi_write_memory_table(FILE* stream, int handle);
 // Fills a table from a stream so written. The blocks that it held before are freed, and its table handle becomes the
 // number passed as `handle`. 1. Every word is carried as read and written back, whatever it says. A stream that cannot
-// be followed (cut short, a negative count or size, more promised than there is) gives 0 and leaves the table as it was;
-// one of another revision gives 1 and leaves it as well. Blocks that were read have no pads, whatever their pad fields
-// say, and pass every bounds check until they are reallocated. 0 for a null stream, a handle without a table, and the
-// registry's own table.
+// be followed (cut short, a negative count or size, more promised than there is) gives 0 and leaves the table as it
+// was; one of another revision gives 1 and leaves it as well. Blocks that were read have no pads, whatever their pad
+// fields say, and pass every bounds check until they are reallocated. 0 for a null stream, a handle without a table,
+// and the registry's own table.
 NX_API int nxi_read_memory_table(FILE* stream, int handle);
 // Makes `destination` a copy of `source`, blocks duplicated without pads; the blocks that it held are freed. From then
 // on its table handle is the number passed as `destination`. 1, or 0 when either has no table or the destination is

@@ -1,8 +1,8 @@
 // Blocks: allocation, release and pads.
 //
-// A block with pads is low pad, caller's bytes, high pad in one heap block. A pad is not filled: what the heap left in
-// it is copied to the table's pack store and compared later. The store only ever grows; an entry's seeds say where its
-// copies are.
+// A block with pads is low pad, caller's bytes and high pad in one heap block. A pad is not filled: its bytes, whatever
+// the heap left there, are copied to the table's pack store and compared later. The store only grows; an entry's seeds
+// are the positions of its copies.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -62,8 +62,8 @@ struct Request {
 
   int64_t total() const { return bytes + low_pad + high_pad; }
 
-  // The report of a regrowth, and of a new block by malloc, has the element count; that of a new block by calloc or
-  // realloc the byte count after two blanks. Kept so.
+  // Kept: programs rely on the texts. A regrowth and a new block by malloc show the element count; a new block by
+  // calloc or realloc shows the byte count after two blanks.
   [[noreturn]] void exhausted(bool is_new) const {
     if (is_new && mode != kMalloc) {
       block_exhausted("out of memory mallocing  %d for %s!\n", static_cast<int32_t>(bytes), name);
@@ -425,8 +425,8 @@ void* nxi_malloc_new(int handle, int bytes, const char* name) {
 
 void* nxi_cAlloc_new(int handle, int count, int element_size, const char* name, void* old) {
   if (old == nullptr) {
-    // Allocated twice, deliberately: the first block stays in the table until the object dies. Where there is no table
-    // to hold it, it is given back.
+    // Kept: programs rely on two allocations. The first block stays in the table until the object is deleted; without a
+    // table to hold it, it is freed.
     void* first = malloc_Z(handle, kCalloc, element_size, nullptr, count, name);
     if (handle < 0) {
       std::free(first);

@@ -42,7 +42,7 @@ void report_damage(int damage, int32_t number, const Entry& entry) {
   }
 }
 
-// Sets a level of 0 to 3 and confirms it, or says that there is none such.
+// Sets a level of 0 to 3 and confirms it, or says that there is no such level.
 int set_level(int handle, int32_t Table::*field, int level, const char* const (&confirmations)[4],
               const char* refusal) {
   Table* table = find_table(handle);

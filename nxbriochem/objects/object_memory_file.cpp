@@ -46,8 +46,10 @@ constexpr bool holds_1_2_3(const Record& record, const std::array<int32_t Record
 }
 static_assert(kWordSize * (1 + kTableFields.size()) == 52);
 static_assert(kWordSize * 2 + kNameSize + kPointerSize + kWordSize * kEntryFields.size() == 92);
-static_assert(holds_1_2_3(Table{nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, nullptr, 11, 12, 0, 0, 0, 0, nullptr}, kTableFields));
-static_assert(holds_1_2_3(Entry{nullptr, 0, "", nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, nullptr, false, false}, kEntryFields));
+static_assert(holds_1_2_3(Table{nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, nullptr, 11, 12, 0, 0, 0, 0, nullptr},
+                          kTableFields));
+static_assert(holds_1_2_3(Entry{nullptr, 0, "", nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, nullptr, false, false},
+                          kEntryFields));
 
 class Writer {
  public:
@@ -107,8 +109,8 @@ void write_entry(Writer& out, const Entry& entry) {
   out.bytes(entry.pointer, static_cast<std::size_t>(entry.allocated));
 }
 
-// What cannot be followed is refused. Every other word is carried as read and written back: totals, levels, pads, states
-// and what the pack store is said to hold.
+// What cannot be followed is refused. Every other word is carried as read and written back: totals, levels, pads,
+// states and what the pack store is said to hold.
 bool is_plausible(const Entry& entry) { return entry.allocated >= 0 && entry.used >= 0 && entry.element_size >= 0; }
 
 bool is_plausible(const Table& table) { return table.count >= 0 && table.capacity >= 0; }

@@ -13,7 +13,7 @@ enum State : int32_t { kOwned = 0, kProtected = 1, kAttached = 2 };
 
 struct Index;
 
-// The fields down to `owner` are the interface's, in its order, and what a saved table holds.
+// The fields down to `owner` and their order are part of the interface; a saved table holds them.
 struct Entry {
   void* pointer;  // the block as the caller sees it, behind the low pad
   int32_t allocated;
@@ -39,7 +39,7 @@ static_assert(offsetof(Entry, pointer) == 0 && offsetof(Entry, allocated) == 8 &
               offsetof(Entry, low_seed) == 76 && offsetof(Entry, low_pad) == 80 && offsetof(Entry, high_pad) == 84 &&
               offsetof(Entry, state) == 88 && offsetof(Entry, reserved) == 92 && offsetof(Entry, owner) == 96);
 
-// Down to `pack_used` likewise.
+// The fields down to `pack_used` and their order are part of the interface.
 struct Table {
   Entry* entries;
   int32_t count;

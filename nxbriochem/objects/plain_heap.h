@@ -1,5 +1,5 @@
-// The standard allocator's place for the indexes of this directory: plain heap memory, not tracked, whose exhaustion is
-// never thrown to a caller but ends the process through out_of_memory. Not exported.
+// Allocator of the indexes of this directory: plain heap memory, not tracked. Exhausted memory is not thrown; it ends
+// the process through out_of_memory. Not exported.
 #ifndef NXBRIOCHEM_OBJECTS_PLAIN_HEAP_H
 #define NXBRIOCHEM_OBJECTS_PLAIN_HEAP_H
 

@@ -1,5 +1,4 @@
-// The printing function: output that the user turns on and off per handle (nx_set_print_status) or for the whole
-// process.
+// The printing function, whose output is turned on and off per handle (nx_set_print_status) or for the whole process.
 #ifndef NXBRIOCHEM_OBJECTS_PRINT_H
 #define NXBRIOCHEM_OBJECTS_PRINT_H
 

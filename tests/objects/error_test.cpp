@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error_state.h>
 #include <nxbriochem/objects/memory.h>
 
@@ -183,7 +184,8 @@ TEST(Error, MessagesAndLogOutliveAReleaseOfAllMemory) {
 
 TEST(ErrorDeathTest, ExitPrintsBothQueues) {
   nxi_err("e");
-  test_support::expect_exit(1, "^No warning messages\n\nCOMPLETE ERROR MESSAGE LIST:\nERROR #0: e\n\n$", nx_exit);
+  test_support::expect_exit(objects::kEnded, "^No warning messages\n\nCOMPLETE ERROR MESSAGE LIST:\nERROR #0: e\n\n$",
+                            nx_exit);
 }
 
 TEST(Error, SeedIsAMicrosecond) { EXPECT_LT(nx_time_dependent_seed(), 1000000U); }

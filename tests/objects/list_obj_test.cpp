@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/list_obj_state.h>
 #include <nxbriochem/objects/memory.h>
@@ -24,7 +25,7 @@ namespace {
 
 using test_support::printed;
 
-constexpr int kList = 2;
+constexpr int kList = objects::kListType;
 constexpr int kOwnType = 60;
 
 const list_obj::List& record(int list) { return list_obj::list[nxi_translate_handle(list)]; }

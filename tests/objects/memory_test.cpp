@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/memory_state.h>
 
@@ -241,10 +242,12 @@ TEST(Memory, SizesAreAnnouncedListedAndSummedUpInDecimalMegabytes) {
 TEST(MemoryDeathTest, RunningOutPrintsAReportAndEndsWithStatus1) {
   // Not from the start of the output: the address sanitizer's own warning may precede the report.
   const std::string report = "Out of memory trying to allocate ";
-  expect_exit(1, report + "-5 bytes of memory\n\n\\*{7}\nTotal nx_memory", [] { nx_malloc(-5); });
-  expect_exit(1, report + "9223372036854775807 bytes of memory\n", [] { nx_realloc(nx_malloc(1), INT64_MAX); });
+  expect_exit(objects::kMemoryExhausted, report + "-5 bytes of memory\n\n\\*{7}\nTotal nx_memory",
+              [] { nx_malloc(-5); });
+  expect_exit(objects::kMemoryExhausted, report + "9223372036854775807 bytes of memory\n",
+              [] { nx_realloc(nx_malloc(1), INT64_MAX); });
   // In 32-bit arithmetic: -65536 * 65536 wraps to 0.
-  expect_exit(1, report + "0 bytes of memory\n", [] { nx_calloc(-65536, 65536); });
+  expect_exit(objects::kMemoryExhausted, report + "0 bytes of memory\n", [] { nx_calloc(-65536, 65536); });
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <set>
 #include <vector>
 
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/obj_man_state.h>
@@ -232,6 +233,15 @@ TEST(ObjMan, Molecules_GridsAndNamesAreToldByCode) {
   EXPECT_STREQ(nxi_object_type_name(987654321), "UNKNOWN");
 }
 
+// The numbers that programs see; tests of the reports go by the names.
+TEST(Codes, HaveTheirNumbers) {
+  using namespace objects;
+  EXPECT_EQ((std::array<int, 4>{kHandleType, kListType, kMoleculeType, kGridType}), (std::array{1, 2, 3, 4}));
+  EXPECT_EQ((std::array<int, 3>{kBooksExhausted, kMemoryExhausted, kEnded}), (std::array{0, 1, 1}));
+  EXPECT_EQ((std::array<int, 3>{kDuplicatePointer, kUnknownPointer, kObjectMemoryExhausted}), (std::array{3, 4, 7}));
+  EXPECT_EQ((std::array<int, 3>{kHashLimit, kNoUniqueHandle, kNoUniqueTableHandle}), (std::array{107, 108, 208}));
+}
+
 TEST(ObjMan, RegistrationIsRefusedThroughThePrintingFunction) {
   EXPECT_EQ(printed([] { EXPECT_EQ(nxi_register_object(256, "x", 4, 4), 0); }), "");
   nx_print_everything();
@@ -339,12 +349,12 @@ TEST(ObjMan, SequencesOfHandlesAreNotDeletedByMistake) {
 
 TEST(ObjManDeathTest, FatalConditionsHaveTheirStatuses) {
   make(50, 0);
-  expect_exit(107, "Hash Tables cant be resized past 2\\*\\*30!\nSorry\n", [] {
+  expect_exit(objects::kHashLimit, "Hash Tables cant be resized past 2\\*\\*30!\nSorry\n", [] {
     obj_man::HashBitNum = 29;
     obj_man::HashBlank = 1;
     make(50, 0);
   });
-  expect_exit(108, "1000 attempts to find unique handle failed\n", [] {
+  expect_exit(objects::kNoUniqueHandle, "1000 attempts to find unique handle failed\n", [] {
     obj_man::random_sequence_handle = 4711;  // an unknown sequence, which gives 0 over and over
     obj_man::handle_overflow = 1;
     make(50, 0);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include <nxbriochem/objects/codes.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/objects/object_memory_state.h>
@@ -127,8 +128,8 @@ TEST_P(TableUse, KeepsContentsPadsTotalsAndOrder) {
   EXPECT_EQ(nxi_mem_total(handle), static_cast<int>(total));
 }
 
-// Entries are named and numbered by their order, with others gone before them, and the second of two that have a pointer
-// is the one that is named.
+// Entries are named and numbered by their order, with others gone before them, and the second of two that have a
+// pointer is the one that is named.
 TEST(ObjectMemory, OrderAndNumbersOutliveReleasesInALargeTable) {
   const int handle = make_object();
   nxi_set_memory_padding(handle, 2);
@@ -145,7 +146,8 @@ TEST(ObjectMemory, OrderAndNumbersOutliveReleasesInALargeTable) {
   blocks[401][8] ^= 1;
   nxi_monitor_delete();
   nxi_set_memprn(handle, 1);
-  std::string expected = "deleting memory table 350 belonging to object: " + std::to_string(handle) + " of type UNKNOWN\n";
+  std::string expected =
+      "deleting memory table 350 belonging to object: " + std::to_string(handle) + " of type UNKNOWN\n";
   int total = 350 * 8;
   for (std::size_t i = 0; i < blocks.size(); ++i) {
     if (i >= 300 || i % 2 == 1) {
@@ -251,7 +253,7 @@ TEST(ObjectMemory, UnknownPointersAreJudgedByStrictness) {
   EXPECT_EQ(printed([&] { EXPECT_EQ(nxi_free(handle, &foreign), &foreign); }), text);
   EXPECT_EQ(nxi_free(handle, nullptr), nullptr);
   nxi_set_memstrict(handle, 3);
-  expect_exit(4, "^SEVERE WARNING: NO match to pointer table for fatal!!\nExiting program.\n$",
+  expect_exit(objects::kUnknownPointer, "^SEVERE WARNING: NO match to pointer table for fatal!!\nExiting program.\n$",
               [&] { nx_object_malloc(handle, 1, 4, "fatal", &foreign); });
 }
 
@@ -265,16 +267,19 @@ TEST(ObjectMemoryDeathTest, FatalConditionsHaveTheirStatuses) {
       nxi_attach_pointer_to_object(handle, 1, 4, "three", block);
     }
   }
-  expect_exit(3,
+  expect_exit(objects::kDuplicatePointer,
               "^WARNING: Possible corruption of memory table.\nThe pointer checked has the same pointer value as: two\n"
               "FIX this bug!!!\n$",
               [&] { nxi_free(handle, block); });
   const std::string text = "^out of memory mallocing ";
-  expect_exit(7, text + "1073741824 for m!\n\n\\*", [&] { nx_object_malloc_new(handle, 1 << 30, 4, "m"); });
-  expect_exit(7, text + " 0 for c!\n", [&] { nx_object_calloc_new(handle, 1 << 30, 4, "c"); });
-  expect_exit(7, text + " -2 for r!\n", [&] { nx_object_realloc(handle, INT32_MAX, 2, "r", nullptr); });
+  expect_exit(objects::kObjectMemoryExhausted, text + "1073741824 for m!\n\n\\*",
+              [&] { nx_object_malloc_new(handle, 1 << 30, 4, "m"); });
+  expect_exit(objects::kObjectMemoryExhausted, text + " 0 for c!\n",
+              [&] { nx_object_calloc_new(handle, 1 << 30, 4, "c"); });
+  expect_exit(objects::kObjectMemoryExhausted, text + " -2 for r!\n",
+              [&] { nx_object_realloc(handle, INT32_MAX, 2, "r", nullptr); });
   object_memory::handle_overflow = 1;
-  expect_exit(208, "1001 attempts to find unique handle failed\n", [] {
+  expect_exit(objects::kNoUniqueTableHandle, "1001 attempts to find unique handle failed\n", [] {
     object_memory::random_sequence_handle = 4711;  // an unknown sequence, which gives 0 over and over
     nxi_add_memory_table(1);
     nxi_add_memory_table(2);
@@ -543,7 +548,8 @@ TEST_F(SavedTable, CutShortGivesZeroAndChangesNothing) {
   EXPECT_NE(nxi_get_pointer_by_name("stays", target), nullptr);
 }
 
-// A saved table as the layout says it: what reading `bytes` and writing it back gives, null where it cannot be followed.
+// A saved table as the layout says it: what reading `bytes` and writing it back gives, null where it cannot be
+// followed.
 class SavedWords {
  public:
   static std::optional<std::string> written_back(const std::string& bytes) {
