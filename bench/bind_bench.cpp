@@ -1,8 +1,7 @@
 // The pair sum behind nxi_c_bind against the plain loop, per instruction set, on real complexes ("same_bits" is 1 when
 // both gave the same result); and how nx_calculate_coulombic_binding grows with the atoms of both molecules.
 #include <benchmark/benchmark.h>
-#include <nxbriochem/geometry/c_bind_kernels.h>
-#include <nxbriochem/geometry/instruction_set_internal.h>
+#include <nxbriochem/geometry/coulomb_kernels_internal.h>
 #include <nxbriochem/nxbriochem.h>
 
 #include <tests/support/pqr_atoms.h>
@@ -18,9 +17,9 @@
 
 namespace {
 
-using c_bind::PairSum;
-using c_bind::Sites;
-using instruction_set::InstructionSet;
+using coulomb::Kernel;
+using coulomb::PairSum;
+using coulomb::Sites;
 using test_support::Charges;
 
 #if defined(__clang__)
@@ -61,7 +60,7 @@ YARDSTICK PairSum plain_loop(const Sites& target, const Sites& ligand) {
 
 Sites sites(const Charges& charges) { return {charges.records.data(), charges.q.data(), charges.count()}; }
 
-void compare(benchmark::State& state, const Charges& target, const Charges& ligand, InstructionSet set) {
+void compare(benchmark::State& state, const Charges& target, const Charges& ligand, Kernel kernel) {
   const double pairs = static_cast<double>(target.count()) * ligand.count();
   // Small complexes are summed several times over, so that an iteration takes a millisecond or more.
   const int repeats = std::max(1, static_cast<int>(1e6 / std::max(pairs, 1.0)));
@@ -71,7 +70,7 @@ void compare(benchmark::State& state, const Charges& target, const Charges& liga
       state, repeats,
       [&] {
         for (int k = 0; k < repeats; ++k) {
-          benchmark::DoNotOptimize(sum = c_bind::sum_pairs(sites(target), sites(ligand), set));
+          benchmark::DoNotOptimize(sum = coulomb::sum_pairs(sites(target), sites(ligand), kernel));
         }
       },
       [&] {
@@ -103,14 +102,14 @@ bool register_all() {
     const std::string directory = "/usr/share/apbs/examples/";
     const Charges target = test_support::read_pqr(directory + complex.target);
     const Charges ligand = test_support::read_pqr(directory + complex.ligand);
-    for (const InstructionSet set : instruction_set::supported()) {
-      const std::string name = std::string("bind/") + complex.name + "/" + instruction_set::name_of(set);
+    for (const Kernel kernel : coulomb::supported_kernels()) {
+      const std::string name = std::string("bind/") + complex.name + "/" + coulomb::name_of(kernel);
       benchmark::RegisterBenchmark(name.c_str(),
                                    [=](benchmark::State& state) {
                                      if (target.count() == 0 || ligand.count() == 0) {
                                        state.SkipWithError("no structures: install apbs-data");
                                      } else {
-                                       compare(state, target, ligand, set);
+                                       compare(state, target, ligand, kernel);
                                      }
                                    })
           ->UseManualTime()

@@ -6,8 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <nxbriochem/geometry/c_bind_kernels.h>
-#include <nxbriochem/geometry/instruction_set_internal.h>
+#include <nxbriochem/geometry/coulomb_kernels_internal.h>
 #include <nxbriochem/geometry/mol_func2.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/briochem_model.h>
@@ -25,26 +24,26 @@ float DFactor2 = kInitialFactor;
 
 namespace {
 
-c_bind::Sites sites_of(const float* records, const float* charges, int count) {
+coulomb::Sites sites_of(const float* records, const float* charges, int count) {
   const bool usable = records != nullptr && charges != nullptr && count > 0;
   return {records, charges, usable ? count : 0};
 }
 
 int printable(long long count) { return static_cast<int>(std::min<long long>(count, INT_MAX)); }
 
-void warn_of_coincident_pairs(const c_bind::PairSum& sum) {
+void warn_of_coincident_pairs(const coulomb::PairSum& sum) {
   if (sum.coincident > 0) {
     nx_printf(0, "WARNING: %d charges were coincident. these interactions were ignored\n", printable(sum.coincident));
   }
 }
 
-c_bind::PairSum sum_of_charges(const c_bind::Sites& target, const c_bind::Sites& ligand) {
-  return c_bind::sum_pairs(target, ligand, instruction_set::best());
+coulomb::PairSum sum_of_charges(const coulomb::Sites& target, const coulomb::Sites& ligand) {
+  return coulomb::sum_pairs(target, ligand, coulomb::fastest_kernel());
 }
 
-bool is_hydrogen(const c_bind::Sites& sites, int i) { return sites.record(i)[NX_RECORD_ELEMENT] == 1.0F; }
+bool is_hydrogen(const coulomb::Sites& sites, int i) { return sites.record(i)[NX_RECORD_ELEMENT] == 1.0F; }
 
-int count_hydrogens(const c_bind::Sites& sites) {
+int count_hydrogens(const coulomb::Sites& sites) {
   int count = 0;
   for (int i = 0; i < sites.count; ++i) {
     count += is_hydrogen(sites, i) ? 1 : 0;
@@ -53,7 +52,7 @@ int count_hydrogens(const c_bind::Sites& sites) {
 }
 
 // Sum of q p.r / r^3 over the dipoles of one set and the charges of the other, r from dipole to charge.
-double sum_dipoles(const c_bind::Sites& sources, const float* dipoles, const c_bind::Sites& others) {
+double sum_dipoles(const coulomb::Sites& sources, const float* dipoles, const coulomb::Sites& others) {
   double sum = 0.0;
   for (int i = 0; dipoles != nullptr && i < sources.count; ++i) {
     const float* from = sources.record(i);
@@ -176,7 +175,7 @@ struct Moments {
 float nxi_c_bind(const float* records1, const float* charges1, int count1, const float* records2, const float* charges2,
                  int count2, float eps) {
   const float factor = DFactor2 / eps;
-  const c_bind::PairSum sum =
+  const coulomb::PairSum sum =
       sum_of_charges(sites_of(records1, charges1, count1), sites_of(records2, charges2, count2));
   warn_of_coincident_pairs(sum);
   return factor * sum.total;
@@ -201,11 +200,11 @@ int nx_calculate_coulombic_binding(int mol1, int mol2, float* out, float eps) {
 float nxi_c_bind_cut1(const float* records1, const float* charges1, int count1, const float* records2,
                       const float* charges2, int count2, float eps, float cap) {
   const float factor = DFactor2 / eps;
-  const c_bind::Sites target = sites_of(records1, charges1, count1);
-  const c_bind::Sites ligand = sites_of(records2, charges2, count2);
+  const coulomb::Sites target = sites_of(records1, charges1, count1);
+  const coulomb::Sites ligand = sites_of(records2, charges2, count2);
   const auto nearest = static_cast<double>(cap);
   long long capped_pairs = 0;
-  const c_bind::PairSum sum = c_bind::sum_pairs_in_order(target, ligand, [&](int i, int j, double distance) {
+  const coulomb::PairSum sum = coulomb::sum_pairs_in_order(target, ligand, [&](int i, int j, double distance) {
     if (distance < nearest && (is_hydrogen(target, i) || is_hydrogen(ligand, j))) {
       ++capped_pairs;
       return nearest;
@@ -223,9 +222,9 @@ float nxi_c_bind_cut1(const float* records1, const float* charges1, int count1, 
 float nxi_c_bind_dipolar(const float* records1, const float* charges1, int count1, const float* records2,
                          const float* charges2, int count2, float eps, const float* dipoles1, const float* dipoles2) {
   const float factor = DFactor2 / eps;
-  const c_bind::Sites target = sites_of(records1, charges1, count1);
-  const c_bind::Sites ligand = sites_of(records2, charges2, count2);
-  const c_bind::PairSum sum = sum_of_charges(target, ligand);
+  const coulomb::Sites target = sites_of(records1, charges1, count1);
+  const coulomb::Sites ligand = sites_of(records2, charges2, count2);
+  const coulomb::PairSum sum = sum_of_charges(target, ligand);
   const auto to_ligand = static_cast<float>(static_cast<double>(factor) * sum_dipoles(target, dipoles1, ligand));
   const auto to_target = static_cast<float>(static_cast<double>(factor) * sum_dipoles(ligand, dipoles2, target));
   nx_printf(0, "%d target protons\n", count_hydrogens(target));

@@ -1,5 +1,5 @@
-// The sum over pairs of charges behind the Coulombic binding energies: one plain loop, which defines the result, and
-// vector versions that give the same bits faster. Private to the module; C++ only.
+// The sum over pairs of charges behind the Coulombic binding energies. A plain loop defines the result; vector versions
+// give the same bits faster. Private to the module; C++ only.
 //
 // For each target atom i in order, over each ligand atom j in order, charges of exactly 0 left out on both sides:
 //   r2 = (dx * dx + dy * dy) + dz * dz           in float, dx = x_i - x_j
@@ -7,18 +7,26 @@
 //                                                quotient, root and addition in double, rounded to float at each step
 //   total = total + inner * q_i                  in float, once per i
 // A pair with r2 of exactly 0 is left out of the sum and counted.
-#ifndef NXBRIOCHEM_GEOMETRY_C_BIND_KERNELS_H
-#define NXBRIOCHEM_GEOMETRY_C_BIND_KERNELS_H
+#ifndef NXBRIOCHEM_GEOMETRY_COULOMB_KERNELS_INTERNAL_H
+#define NXBRIOCHEM_GEOMETRY_COULOMB_KERNELS_INTERNAL_H
 
 #include <cmath>
 #include <cstddef>
 
-#include <nxbriochem/geometry/instruction_set_internal.h>
+#include <span>
+
 #include <nxbriochem/geometry/mol_func2.h>
 
-namespace c_bind {
+namespace coulomb {
 
-using instruction_set::InstructionSet;
+// The versions of the sum, by vector width. The two newton ones do without square roots and divisions in double.
+enum class Kernel { plain, sse2, avx2, avx512, avx2_newton, avx512_newton };
+
+// Those that the processor and the operating system support: at least plain.
+std::span<const Kernel> supported_kernels();
+// The quickest of them, by a short timing at the first call. Which one it is does not show in results.
+Kernel fastest_kernel();
+const char* name_of(Kernel kernel);
 
 // Charged atoms: `count` records of NX_RECORD_FLOATS floats, x y z first, and as many charges.
 struct Sites {
@@ -35,9 +43,9 @@ struct PairSum {
   long long coincident = 0;
 };
 
-// The sum, by the version asked for, which must be supported. Every version gives the same bits (of a NaN, only that it
-// is one). The vector versions take a work array of the ligand's size from the tracked allocator.
-PairSum sum_pairs(const Sites& target, const Sites& ligand, InstructionSet set);
+// The sum, by a supported version. Every version gives the same bits (of a NaN, only that it is one). The vector
+// versions take a work array of the ligand's size from the tracked allocator.
+PairSum sum_pairs(const Sites& target, const Sites& ligand, Kernel kernel);
 
 inline float squared_distance(const float* a, const float* b) {
   const float dx = a[0] - b[0];
@@ -73,6 +81,6 @@ PairSum sum_pairs_in_order(const Sites& target, const Sites& ligand, Capped capp
   return sum;
 }
 
-}  // namespace c_bind
+}  // namespace coulomb
 
 #endif

@@ -1,18 +1,18 @@
 #include <gtest/gtest.h>
-#include <nxbriochem/geometry/c_bind_kernels.h>
-#include <nxbriochem/geometry/instruction_set_internal.h>
+#include <nxbriochem/geometry/coulomb_kernels_internal.h>
 #include <nxbriochem/objects/memory.h>
 
 #include <tests/support/pqr_atoms.h>
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <random>
 
-using c_bind::PairSum;
-using c_bind::Sites;
-using instruction_set::InstructionSet;
+using coulomb::Kernel;
+using coulomb::PairSum;
+using coulomb::Sites;
 using test_support::Charges;
 
 namespace {
@@ -58,12 +58,12 @@ bool same_bits(float a, float b) {
 // All versions that the processor has give the defined sum, to the bit.
 void expect_all_equal(const Charges& target, const Charges& ligand) {
   const PairSum expected = by_definition(target, ligand);
-  for (const InstructionSet set : instruction_set::supported()) {
-    const PairSum sum = c_bind::sum_pairs(sites(target), sites(ligand), set);
+  for (const Kernel kernel : coulomb::supported_kernels()) {
+    const PairSum sum = coulomb::sum_pairs(sites(target), sites(ligand), kernel);
     EXPECT_TRUE(same_bits(sum.total, expected.total))
-        << instruction_set::name_of(set) << ", " << target.count() << " by " << ligand.count() << ": " << sum.total
+        << coulomb::name_of(kernel) << ", " << target.count() << " by " << ligand.count() << ": " << sum.total
         << " for " << expected.total;
-    EXPECT_EQ(sum.coincident, expected.coincident) << instruction_set::name_of(set);
+    EXPECT_EQ(sum.coincident, expected.coincident) << coulomb::name_of(kernel);
   }
 }
 
@@ -119,4 +119,57 @@ TEST(PairSum, AllVersionsAgreeOnExtremeInput) {
       return;
     }
   }
+}
+
+// Sums that come to lie on the boundary between two floats, where the smallest error of a term shows: a term below the
+// power of two of the sum, with an odd last bit, at a distance that has an exact root.
+TEST(PairSum, AllVersionsRoundAlikeAtTheBoundaries) {
+  std::mt19937 random(11);
+  for (int round = 0; round < 4000; ++round) {
+    Charges target;
+    for (int i = 0; i < 1 + round % 50; ++i) {
+      target.add(0, 0, 0, 1);
+    }
+    Charges ligand;
+    const float scale = std::ldexp(random() % 2 == 0 ? 1.0F : -1.0F, static_cast<int>(random() % 40) - 20);
+    for (int k = 0; k < 4; ++k) {
+      const auto above = static_cast<float>((1 << 23) + static_cast<int>(random() % (1 << 22)));
+      ligand.add(1, 0, 0, above * scale);
+      const auto odd = 0.5F * static_cast<float>((1 << 23) + 2 * static_cast<int>(random() % (1 << 21)) + 1);
+      const auto distance = static_cast<float>(1 << (random() % 8));
+      ligand.add(0, distance, 0, odd * distance * scale);
+      // Back to 0, so that the next sum is as short.
+      const float sum = static_cast<float>(double{above * scale} + double{odd * scale});
+      ligand.add(0, 0, 1, -sum);
+    }
+    expect_all_equal(target, ligand);
+  }
+}
+
+// Many ordinary sums, and sums near 0 of large terms.
+TEST(PairSum, AllVersionsAgreeOnLongSums) {
+  std::mt19937 random(13);
+  std::uniform_real_distribution<float> place(-30, 30);
+  std::uniform_real_distribution<float> charge(-1, 1);
+  for (int round = 0; round < 20; ++round) {
+    Charges sets[2];
+    for (Charges& set : sets) {
+      for (int i = 0; i < 300; ++i) {
+        const float x = place(random);
+        const float y = place(random);
+        const float z = place(random);
+        const float q = charge(random);
+        set.add(x, y, z, q);
+        if (round % 2 == 0) {
+          set.add(x, y, z + 1e-4F, -q);
+        }
+      }
+    }
+    expect_all_equal(sets[0], sets[1]);
+  }
+}
+
+TEST(PairSum, ChoosesASupportedVersion) {
+  const auto all = coulomb::supported_kernels();
+  EXPECT_NE(std::find(all.begin(), all.end(), coulomb::fastest_kernel()), all.end());
 }
