@@ -1,6 +1,6 @@
 // Calls of the optimiser's callbacks. A callback may make optimisers, which moves the table, and may change this one's
 // record: each access finds the record anew.
-#include <nxbriochem/optimise/evaluation.h>
+#include <nxbriochem/optimise/evaluation_internal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -10,8 +10,8 @@
 
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/memory_owners.h>
-#include <nxbriochem/optimise/opt_state.h>
-#include <nxbriochem/optimise/vectors.h>
+#include <nxbriochem/optimise/opt_internal.h>
+#include <nxbriochem/optimise/vectors_internal.h>
 
 namespace opt {
 namespace {

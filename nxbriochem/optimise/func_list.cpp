@@ -9,8 +9,8 @@
 
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/memory_owners.h>
-#include <nxbriochem/optimise/func_list_state.h>
-#include <nxbriochem/optimise/slot_table.h>
+#include <nxbriochem/optimise/func_list_internal.h>
+#include <nxbriochem/optimise/slot_table_internal.h>
 
 namespace func_list {
 
@@ -38,7 +38,7 @@ TermArrays<Real>& arrays_of(List& list) {
 }
 
 int64_t grown_capacity(int32_t capacity) {
-  // The first room is as large as the table is at present, and that is meant.
+  // Kept: programs rely on the first room being as large as the table is at present.
   return capacity == 0 ? Finc : 2 * static_cast<int64_t>(capacity);
 }
 

@@ -80,7 +80,7 @@ NX_API float nx_function_list(float* x, int n, int list);
 NX_API double nx_function_list_double(double* x, int n, int list);
 // The sum of the float gradient terms at x, and of their derivatives into gradient (n).
 NX_API float nx_gradient_list(float* x, float* gradient, int n, int list);
-// The same of the double gradient terms.
+// As nx_gradient_list, of the double gradient terms.
 NX_API double nx_gradient_list_double(double* x, double* gradient, int n, int list);
 // 0, and the matrix is left alone: hessian terms are never evaluated.
 NX_API float nx_hessian_list(float* x, float* hessian, int n, int list);

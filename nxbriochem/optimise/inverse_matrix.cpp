@@ -1,12 +1,12 @@
 // Since the matrix is symmetric, its product with a vector is a sum of its rows, which needs no sums across a vector
 // register: every element of the result is added up in the order of the rows, at any vector width.
-#include <nxbriochem/optimise/inverse_matrix.h>
+#include <nxbriochem/optimise/inverse_matrix_internal.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 
-#include <nxbriochem/optimise/vectors.h>
+#include <nxbriochem/optimise/vectors_internal.h>
 
 namespace inverse_matrix {
 namespace {

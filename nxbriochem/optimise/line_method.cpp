@@ -1,4 +1,4 @@
-#include <nxbriochem/optimise/line_method.h>
+#include <nxbriochem/optimise/line_method_internal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -6,8 +6,8 @@
 #include <limits>
 
 #include <nxbriochem/optimise/line_search_internal.h>
-#include <nxbriochem/optimise/opt_state.h>
-#include <nxbriochem/optimise/vectors.h>
+#include <nxbriochem/optimise/opt_internal.h>
+#include <nxbriochem/optimise/vectors_internal.h>
 
 namespace opt {
 namespace {

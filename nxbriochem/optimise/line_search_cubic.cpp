@@ -11,8 +11,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include <nxbriochem/optimise/opt_state.h>
-#include <nxbriochem/optimise/vectors.h>
+#include <nxbriochem/optimise/opt_internal.h>
+#include <nxbriochem/optimise/vectors_internal.h>
 
 namespace opt {
 

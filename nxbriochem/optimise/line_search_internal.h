@@ -2,7 +2,7 @@
 #ifndef NXBRIOCHEM_OPTIMISE_LINE_SEARCH_INTERNAL_H
 #define NXBRIOCHEM_OPTIMISE_LINE_SEARCH_INTERNAL_H
 
-#include <nxbriochem/optimise/evaluation.h>
+#include <nxbriochem/optimise/evaluation_internal.h>
 
 namespace opt {
 

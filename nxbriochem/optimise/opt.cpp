@@ -6,10 +6,10 @@
 
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/memory_owners.h>
-#include <nxbriochem/optimise/evaluation.h>
+#include <nxbriochem/optimise/evaluation_internal.h>
 #include <nxbriochem/optimise/func_list.h>
-#include <nxbriochem/optimise/opt_state.h>
-#include <nxbriochem/optimise/slot_table.h>
+#include <nxbriochem/optimise/opt_internal.h>
+#include <nxbriochem/optimise/slot_table_internal.h>
 
 namespace opt {
 

@@ -14,11 +14,11 @@
 #include <cstdio>
 #include <utility>
 
-#include <nxbriochem/optimise/inverse_matrix.h>
-#include <nxbriochem/optimise/line_method.h>
-#include <nxbriochem/optimise/opt_methods.h>
-#include <nxbriochem/optimise/opt_state.h>
-#include <nxbriochem/optimise/vectors.h>
+#include <nxbriochem/optimise/inverse_matrix_internal.h>
+#include <nxbriochem/optimise/line_method_internal.h>
+#include <nxbriochem/optimise/opt_internal.h>
+#include <nxbriochem/optimise/opt_methods_internal.h>
+#include <nxbriochem/optimise/vectors_internal.h>
 
 namespace opt {
 namespace dense {

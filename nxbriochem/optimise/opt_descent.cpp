@@ -9,10 +9,10 @@
 #include <limits>
 #include <utility>
 
-#include <nxbriochem/optimise/evaluation.h>
-#include <nxbriochem/optimise/opt_methods.h>
-#include <nxbriochem/optimise/opt_state.h>
-#include <nxbriochem/optimise/vectors.h>
+#include <nxbriochem/optimise/evaluation_internal.h>
+#include <nxbriochem/optimise/opt_internal.h>
+#include <nxbriochem/optimise/opt_methods_internal.h>
+#include <nxbriochem/optimise/vectors_internal.h>
 
 namespace opt {
 namespace {

@@ -1,9 +1,9 @@
 // What the methods share: their room, the test over the last values, and what a run leaves behind.
-#include <nxbriochem/optimise/opt_methods.h>
+#include <nxbriochem/optimise/opt_methods_internal.h>
 
 #include <cmath>
 
-#include <nxbriochem/optimise/opt_state.h>
+#include <nxbriochem/optimise/opt_internal.h>
 
 namespace opt {
 namespace {

@@ -1,10 +1,10 @@
 // The driver of the minimisation.
 #include <algorithm>
 
-#include <nxbriochem/optimise/evaluation.h>
+#include <nxbriochem/optimise/evaluation_internal.h>
 #include <nxbriochem/optimise/opt.h>
-#include <nxbriochem/optimise/opt_methods.h>
-#include <nxbriochem/optimise/opt_state.h>
+#include <nxbriochem/optimise/opt_internal.h>
+#include <nxbriochem/optimise/opt_methods_internal.h>
 
 namespace opt {
 

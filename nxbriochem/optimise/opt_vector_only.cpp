@@ -20,10 +20,10 @@
 #include <cstdio>
 #include <utility>
 
-#include <nxbriochem/optimise/line_method.h>
-#include <nxbriochem/optimise/opt_methods.h>
-#include <nxbriochem/optimise/opt_state.h>
-#include <nxbriochem/optimise/vectors.h>
+#include <nxbriochem/optimise/line_method_internal.h>
+#include <nxbriochem/optimise/opt_internal.h>
+#include <nxbriochem/optimise/opt_methods_internal.h>
+#include <nxbriochem/optimise/vectors_internal.h>
 
 namespace opt {
 namespace vector_only {

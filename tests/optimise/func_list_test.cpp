@@ -12,7 +12,7 @@
 #include <vector>
 
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/optimise/func_list_state.h>
+#include <nxbriochem/optimise/func_list_internal.h>
 
 namespace {
 

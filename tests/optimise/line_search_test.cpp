@@ -12,7 +12,7 @@
 #include <vector>
 
 #include <nxbriochem/optimise/opt.h>
-#include <nxbriochem/optimise/opt_state.h>
+#include <nxbriochem/optimise/opt_internal.h>
 
 #include "tests/support/printed.h"
 

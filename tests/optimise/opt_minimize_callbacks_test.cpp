@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <nxbriochem/optimise/opt.h>
-#include <nxbriochem/optimise/opt_state.h>
+#include <nxbriochem/optimise/opt_internal.h>
 
 #include <algorithm>
 #include <climits>

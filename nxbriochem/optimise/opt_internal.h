@@ -1,6 +1,6 @@
 // The table of optimisers, for the sources of this directory and their tests alone.
-#ifndef NXBRIOCHEM_OPTIMISE_OPT_STATE_H
-#define NXBRIOCHEM_OPTIMISE_OPT_STATE_H
+#ifndef NXBRIOCHEM_OPTIMISE_OPT_INTERNAL_H
+#define NXBRIOCHEM_OPTIMISE_OPT_INTERNAL_H
 
 #include <cstddef>
 #include <cstdint>
@@ -115,11 +115,11 @@ inline int32_t slot_of(int handle) { return handle > 0 ? handle - 1 : -1; }
 
 // Takes a slot, the lowest vacant one if there is any, and marks it used. Its record is as it was left.
 int32_t init_opt();
-// The same, with Low_Vacant found anew by scanning the flags.
+// As init_opt, with Low_Vacant found anew by scanning the flags.
 int32_t old_init_opt();
 
-// Whether a slot is in use, as the setters and getters see it: the bound is one wider than the number of slots ever
-// used, which is meant. Safe for every slot.
+// Whether a slot is in use, as the setters and getters see it. Safe for every slot. Kept: programs rely on the bound,
+// which is one wider than the number of slots ever used.
 bool in_use_to_setters(int32_t slot);
 // As nx_delete_opt, nx_clear_opt, nx_minimize and nx_minimize_d see it.
 bool in_use(int32_t slot);

@@ -1,6 +1,6 @@
 // The table of function lists, for its source and its tests alone.
-#ifndef NXBRIOCHEM_OPTIMISE_FUNC_LIST_STATE_H
-#define NXBRIOCHEM_OPTIMISE_FUNC_LIST_STATE_H
+#ifndef NXBRIOCHEM_OPTIMISE_FUNC_LIST_INTERNAL_H
+#define NXBRIOCHEM_OPTIMISE_FUNC_LIST_INTERNAL_H
 
 #include <cstdint>
 

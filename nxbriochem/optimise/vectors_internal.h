@@ -2,8 +2,8 @@
 //
 // Each sum runs in four lanes, element i in lane i mod 4 and the last few on their own, added up in a fixed order at
 // the end: the same bits at every vector width, without each addition waiting for the one before.
-#ifndef NXBRIOCHEM_OPTIMISE_VECTORS_H
-#define NXBRIOCHEM_OPTIMISE_VECTORS_H
+#ifndef NXBRIOCHEM_OPTIMISE_VECTORS_INTERNAL_H
+#define NXBRIOCHEM_OPTIMISE_VECTORS_INTERNAL_H
 
 #include <algorithm>
 #include <array>

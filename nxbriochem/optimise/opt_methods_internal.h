@@ -1,6 +1,6 @@
 // The methods of nx_minimize, and what all of them share. Private to this directory.
-#ifndef NXBRIOCHEM_OPTIMISE_OPT_METHODS_H
-#define NXBRIOCHEM_OPTIMISE_OPT_METHODS_H
+#ifndef NXBRIOCHEM_OPTIMISE_OPT_METHODS_INTERNAL_H
+#define NXBRIOCHEM_OPTIMISE_OPT_METHODS_INTERNAL_H
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 // What the methods and the line searches ask of an optimiser's callbacks, and the room that they work in. Private to
 // this directory.
-#ifndef NXBRIOCHEM_OPTIMISE_EVALUATION_H
-#define NXBRIOCHEM_OPTIMISE_EVALUATION_H
+#ifndef NXBRIOCHEM_OPTIMISE_EVALUATION_INTERNAL_H
+#define NXBRIOCHEM_OPTIMISE_EVALUATION_INTERNAL_H
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 // The matrix of the dense method: an approximation to the inverse of the second derivatives, symmetric, n x n, row by
 // row. Private to this directory; C++ only.
-#ifndef NXBRIOCHEM_OPTIMISE_INVERSE_MATRIX_H
-#define NXBRIOCHEM_OPTIMISE_INVERSE_MATRIX_H
+#ifndef NXBRIOCHEM_OPTIMISE_INVERSE_MATRIX_INTERNAL_H
+#define NXBRIOCHEM_OPTIMISE_INVERSE_MATRIX_INTERNAL_H
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 // A growing table of records with flags that say which of its slots are in use, over the variables of the module that
 // owns it. Optimisers and function lists are kept in such tables. Private to this directory; C++ only.
-#ifndef NXBRIOCHEM_OPTIMISE_SLOT_TABLE_H
-#define NXBRIOCHEM_OPTIMISE_SLOT_TABLE_H
+#ifndef NXBRIOCHEM_OPTIMISE_SLOT_TABLE_INTERNAL_H
+#define NXBRIOCHEM_OPTIMISE_SLOT_TABLE_INTERNAL_H
 
 #include <algorithm>
 #include <cstdint>

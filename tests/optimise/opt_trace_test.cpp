@@ -1,7 +1,7 @@
 // What the methods and the line search print at debug level 2.
 #include <gtest/gtest.h>
 #include <nxbriochem/optimise/opt.h>
-#include <nxbriochem/optimise/opt_state.h>
+#include <nxbriochem/optimise/opt_internal.h>
 
 #include <cmath>
 #include <cstdio>

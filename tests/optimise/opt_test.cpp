@@ -10,9 +10,9 @@
 #include <vector>
 
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/optimise/evaluation.h>
+#include <nxbriochem/optimise/evaluation_internal.h>
 #include <nxbriochem/optimise/func_list.h>
-#include <nxbriochem/optimise/opt_state.h>
+#include <nxbriochem/optimise/opt_internal.h>
 
 #include "tests/support/printed.h"
 

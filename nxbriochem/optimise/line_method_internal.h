@@ -1,12 +1,12 @@
 // What the methods that search along lines share. Private to this directory; C++ only.
-#ifndef NXBRIOCHEM_OPTIMISE_LINE_METHOD_H
-#define NXBRIOCHEM_OPTIMISE_LINE_METHOD_H
+#ifndef NXBRIOCHEM_OPTIMISE_LINE_METHOD_INTERNAL_H
+#define NXBRIOCHEM_OPTIMISE_LINE_METHOD_INTERNAL_H
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 
-#include <nxbriochem/optimise/evaluation.h>
+#include <nxbriochem/optimise/evaluation_internal.h>
 
 namespace opt {
 
