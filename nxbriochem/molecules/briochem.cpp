@@ -81,7 +81,7 @@ int set_count(int n, int mol) {
     }
     Items::make(molecule, wanted - have);
   } else {
-    // From the front, on purpose: the last ones remain.
+    // Kept: programs rely on deletion from the front; the last ones remain.
     auto item = Items::walk(molecule);
     for (unsigned surplus = have - wanted; surplus > 0; --surplus, ++item) {
       Items::remove(molecule, &*item);

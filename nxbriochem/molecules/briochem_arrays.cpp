@@ -175,8 +175,8 @@ int set_one(typename Property::Value value, int index, int mol) {
   });
 }
 
-// Finds the place of a flat coordinate index. False when the index is out of range or its atom is not there. The index
-// just past the last one is in range, kept so, and has no atom.
+// Finds the place of a flat coordinate index. False when the index is out of range or its atom is not there. Kept:
+// programs rely on the index just past the last one being in range; it has no atom.
 bool locate_coordinate(const NxMolBase& molecule, int i, const NxAtomBase*& atom) {
   const int64_t end = 3 * static_cast<int64_t>(molecule.GetMaxAtomIdx());
   if (i < 0 || i > end) {

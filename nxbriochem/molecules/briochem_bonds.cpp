@@ -14,7 +14,7 @@ using NxChem::NxMolBase;
 constexpr int kIntsPerBond = 3;
 constexpr char kPerBond[] = "bond_number*3";
 
-// Wires a bond from its three ints; a bond of which an atom is not there is left as it is.
+// Wires a bond from its three ints. A bond is left as it is when one of the atoms does not exist.
 int wire(const NxMolBase& molecule, NxBondBase& bond, const int* ints) {
   NxAtomBase* begin = molecule.GetAtom(ints[0]);
   NxAtomBase* end = molecule.GetAtom(ints[1]);

@@ -46,7 +46,7 @@ bool add_conformers(NxMCMolBase& molecule, unsigned more) {
 }
 
 void remove_conformers(NxMCMolBase& molecule, unsigned surplus) {
-  // From the front, on purpose: the last ones remain.
+  // Kept: programs rely on deletion from the front; the last ones remain.
   for (; surplus > 0; --surplus) {
     molecule.DeleteConf(&*molecule.GetConfs());
   }

@@ -10,8 +10,8 @@ namespace {
 
 using NxChem::NxMolBase;
 
-// What an entry counts as before a mask is set. The two differ, and that is meant: callers see which one a function
-// starts from when they combine its result with a mask of their own.
+// The entries of a molecule without a mask. Kept: programs rely on the two being different; they see which one a
+// function starts from when they combine its result with a mask of their own.
 constexpr int kEveryByteOne = 0x01010101;
 constexpr int kOne = 1;
 

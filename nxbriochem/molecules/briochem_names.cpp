@@ -141,7 +141,7 @@ int nx_get_molecule_atom_names_element(char* out, int atom, int length, int mol)
   const std::string_view name = name_of(store_of(molecule), static_cast<unsigned>(atom));
   const auto room = static_cast<std::size_t>(length);
   if (room >= name.size()) {
-    copy_string(out, name);  // one byte beyond `length` when they are equal: kept so
+    copy_string(out, name);  // Kept: programs rely on the NUL, one byte beyond `length` when the name is as long
   } else {
     name.copy(out, room);
   }

@@ -23,7 +23,7 @@ class NxNamePool {
  public:
   // No text but the empty one.
   NxNamePool() = default;
-  // The same texts under the same numbers.
+  // A copy, with every text under its number.
   NxNamePool(const NxNamePool& other);
   NxNamePool& operator=(const NxNamePool&) = delete;
 
@@ -67,7 +67,7 @@ class NxResiduePool {
  public:
   // No records.
   NxResiduePool() = default;
-  // The same records under the same numbers.
+  // A copy, with every record under its number.
   NxResiduePool(const NxResiduePool& other);
   NxResiduePool& operator=(const NxResiduePool&) = delete;
 
@@ -102,7 +102,7 @@ class NxResiduePool {
   unsigned bound_ = 1;
 };
 
-// The columns and the pools. Indices are below the size; what the atoms of a molecule have in common.
+// The columns and the pools. Atom indices are below Size().
 class NxAtomStore {
  public:
   // No atoms.

@@ -3,6 +3,12 @@
 // Indices of atoms and bonds are 0-based, stable while the atom or bond lives, and never given twice by the same
 // molecule until it is cleared; the index bound (GetMaxAtomIdx, GetMaxBondIdx) is one more than the highest index ever
 // given and exceeds the count once something was deleted. Coordinates are float triples in angstrom.
+//
+// Storage: the molecule owns everything. Atoms and bonds are handles of one byte in chunks (nxtable.h); a handle keeps
+// its address from its creation to its deletion. What is known of the atoms lies in columns by atom index
+// (nxatom_store.h), coordinates in one array per conformer, and what is known of a bond in the chunk of its handle.
+// Columns and coordinate arrays move when atoms are made. References to names and residue records hold until the atom
+// is given another one or is deleted.
 #ifndef NXBRIOCHEM_TOOLKIT_NXCHEM_H
 #define NXBRIOCHEM_TOOLKIT_NXCHEM_H
 
@@ -152,8 +158,8 @@ class NX_API NxAtomBase {
   std::uint8_t place_ = 0;  // in its chunk
 };
 
-// A bond. Made and owned by its molecule, of which it is a handle as an atom is. A placeholder has no ends and order 0
-// until it is wired.
+// A bond. Made and owned by its molecule; a handle that stays in its place while it lives, like an atom. A placeholder
+// has no ends and order 0 until it is wired.
 class NX_API NxBondBase {
  public:
   NxBondBase(const NxBondBase&) = delete;
@@ -166,18 +172,18 @@ class NX_API NxBondBase {
 
   // The first end, an atom of the molecule; null for a placeholder.
   NxAtomBase* GetBgn() const;
-  // The second end, likewise.
+  // The second end; null for a placeholder.
   NxAtomBase* GetEnd() const;
   // The index of the first end; -1 for a placeholder.
   int GetBgnIdx() const { return EndIdx(0); }
-  // The index of the second end, likewise.
+  // The index of the second end; -1 for a placeholder.
   int GetEndIdx() const { return EndIdx(1); }
   // The end that is not the atom: null when it is not wired, and null for what is not an end of the bond.
   NxAtomBase* GetNbr(const NxAtomBase& atom) const;
   // Sets the first end. The atom must belong to the bond's molecule or be null, which takes the end off; an atom of
   // another molecule is refused with a warning.
   void SetBgn(NxAtomBase* atom);
-  // Sets the second end, likewise.
+  // Sets the second end, as SetBgn sets the first.
   void SetEnd(NxAtomBase* atom);
   // The order: 1 single, 2 double, 3 triple, 4 quadruple; 0 not set. Other values are kept as they are given.
   int GetOrder() const;
@@ -188,7 +194,7 @@ class NX_API NxBondBase {
   bool IsInRing() const;
   // Size of the smallest ring through the bond, 0 outside rings.
   unsigned GetSmallestRingSize() const;
-  // True for a single bond outside rings of which both ends have another heavy neighbour (not hydrogen, not a dummy).
+  // True for a single bond outside rings whose ends both have another heavy neighbour (not hydrogen, not a dummy).
   bool IsRotor() const;
 
  private:
@@ -276,7 +282,7 @@ class NxIter {
     Require(item != nullptr);
     return *item;
   }
-  // The item's member, likewise.
+  // A member of the item.
   T* operator->() const { return &**this; }
   // Moves on to the next item that is there, or to the end.
   NxIter& operator++() {
@@ -284,14 +290,14 @@ class NxIter {
     at_ = table_->Next(at_ + 1);
     return *this;
   }
-  // Whether both stand at the same index; only of iterators of one molecule does that mean anything.
+  // Whether both stand at the same index. Only iterators of one molecule can be compared.
   bool operator==(const NxIter& other) const { return at_ == other.at_; }
   // The opposite.
   bool operator!=(const NxIter& other) const { return !(*this == other); }
 
-  // Where a range-based for begins: here.
+  // The start of a range-based for: this iterator.
   NxIter begin() const { return *this; }
-  // Where it ends: behind the last index there is now.
+  // Its end: behind the last index there is now.
   NxIter end() const { return NxIter(*table_, table_->Bound()); }
 
  private:
@@ -315,14 +321,14 @@ class NX_API NxMolBase : public NxSystem::NxBase {
   // Deep copies: atoms, bonds, conformers, title and generic data, with the same indices.
   NxMolBase(const NxMolBase& other);
   // A part of the other molecule: the atoms whose entry in `mask` is not 0, one entry per atom index (null: all atoms),
-  // and the bonds of which both ends are such atoms, both in their order and numbered anew from 0. Placeholder bonds
+  // and the bonds between them, both in their order and numbered anew from 0. Placeholder bonds
   // are left out. Title and generic data are copied whole.
   NxMolBase(const NxMolBase& other, const int* mask);
   NxMolBase& operator=(const NxMolBase& other) = delete;
   // Destroys its atoms, bonds and data. Handles are not looked after: release them first (memmgr.h).
   ~NxMolBase() override;
 
-  // The title, which files bear; empty when not set. The string is the molecule's.
+  // The title, as files show it; empty when not set. The string is the molecule's.
   const std::string& GetTitle() const { return title_; }
   void SetTitle(std::string_view title) { title_ = title; }
 
@@ -354,7 +360,7 @@ class NX_API NxMolBase : public NxSystem::NxBase {
 
   // The atom of this index, which the molecule owns; null when there is none.
   NxAtomBase* GetAtom(int idx) const;
-  // The bond of this index, likewise.
+  // The bond of this index, which the molecule owns; null when there is none.
   NxBondBase* GetBond(int idx) const;
 
   // All coordinates in index order: 3 * GetMaxAtomIdx() floats, angstrom, of the active conformer where there are
@@ -362,8 +368,7 @@ class NX_API NxMolBase : public NxSystem::NxBase {
   // are neither written nor read. A null array is passed over.
   void GetCoords(float* xyz) const;
   void SetCoords(const float* xyz);
-  // One atom's coordinates, 3 floats, likewise. An atom of another molecule is refused with a warning and reads as
-  // zero.
+  // One atom's coordinates, 3 floats. An atom of another molecule is refused with a warning and reads as zero.
   void GetCoords(const NxAtomBase& atom, float xyz[3]) const;
   void SetCoords(const NxAtomBase& atom, const float xyz[3]);
   // The storage itself, valid until an atom is made or the active conformer changes; null without conformers.
@@ -482,7 +487,7 @@ class NX_API NxConfBase : public NxSystem::NxBase {
  public:
   NxConfBase(const NxConfBase&) = delete;
   NxConfBase& operator=(const NxConfBase&) = delete;
-  // The molecule's to call: NxMCMolBase::DeleteConf.
+  // Called by the molecule alone; callers use NxMCMolBase::DeleteConf.
   ~NxConfBase() override;
 
   // The conformer's index in its molecule.
@@ -522,7 +527,7 @@ struct NxChunk<NxConfBase> {
   std::unique_ptr<NxConfBase> confs[kSize];
 };
 
-// A molecule with an ordered list of conformers, of which one is active; the molecule's coordinates are the active
+// A molecule with an ordered list of conformers, one of them active; the molecule's coordinates are the active
 // conformer's. A new one has no conformer; coordinates can be set once it has one.
 class NX_API NxMCMolBase : public NxMolBase {
  public:

@@ -2,11 +2,11 @@
 // are rotors.
 //
 // A bond is in a ring exactly when it is not a bridge of the molecular graph (Tarjan, Inf. Process. Lett. 2 (1974)
-// 160). Without the bridges, every stretch of atoms with two neighbours belongs to the same rings as a whole, so it is
-// enough to search from the branching atoms: a breadth-first search from one of them, with every atom labelled by the
-// first bond of its path, meets the smallest ring through each of the atom's bonds where an edge joins two labels (the
-// idea of Itai and Rodeh, SIAM J. Comput. 7 (1978) 413). The search ends as soon as no smaller ring can turn up, which
-// in chemistry is a few bonds away; a protein's large rings through disulfide bridges have few branching atoms.
+// 160). Without the bridges, all bonds of a chain of atoms with two neighbours are in the same rings, so the search
+// starts at the branching atoms alone. A breadth-first search labels every atom with the first bond of its path; where
+// an edge joins two labels, it closes the smallest ring through those two bonds (after Itai and Rodeh, SIAM J. Comput.
+// 7 (1978) 413). The search ends when no smaller ring is possible, which in chemistry is a few bonds away. A protein's
+// large rings through disulfide bridges have few branching atoms.
 #include <algorithm>
 #include <limits>
 #include <span>

@@ -1,4 +1,4 @@
-#include <nxbriochem/toolkit/nxformat.h>
+#include <nxbriochem/toolkit/nxformat_internal.h>
 
 #include <algorithm>
 #include <charconv>

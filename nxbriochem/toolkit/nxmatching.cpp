@@ -1,4 +1,4 @@
-#include <nxbriochem/toolkit/nxmatching.h>
+#include <nxbriochem/toolkit/nxmatching_internal.h>
 
 #include <algorithm>
 #include <set>

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include <nxbriochem/toolkit/nxmolostream_formats.h>
-#include <nxbriochem/toolkit/nxoutfile.h>
+#include <nxbriochem/toolkit/nxmolostream_formats_internal.h>
+#include <nxbriochem/toolkit/nxoutfile_internal.h>
 
 namespace NxChem {
 namespace {

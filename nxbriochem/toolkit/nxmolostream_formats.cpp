@@ -1,4 +1,4 @@
-#include <nxbriochem/toolkit/nxmolostream_formats.h>
+#include <nxbriochem/toolkit/nxmolostream_formats_internal.h>
 
 #include <cmath>
 

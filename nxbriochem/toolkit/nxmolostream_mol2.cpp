@@ -2,8 +2,8 @@
 #include <map>
 #include <tuple>
 
-#include <nxbriochem/toolkit/nxmolostream_formats.h>
-#include <nxbriochem/toolkit/nxsybyl.h>
+#include <nxbriochem/toolkit/nxmolostream_formats_internal.h>
+#include <nxbriochem/toolkit/nxsybyl_internal.h>
 
 namespace NxChem {
 namespace {

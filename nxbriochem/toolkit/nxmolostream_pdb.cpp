@@ -7,7 +7,7 @@
 
 #include <nxbriochem/toolkit/nxelements.h>
 #include <nxbriochem/toolkit/nxmolostream.h>
-#include <nxbriochem/toolkit/nxmolostream_formats.h>
+#include <nxbriochem/toolkit/nxmolostream_formats_internal.h>
 
 namespace NxChem {
 namespace {

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include <nxbriochem/toolkit/nxelements.h>
-#include <nxbriochem/toolkit/nxmolostream_formats.h>
+#include <nxbriochem/toolkit/nxmolostream_formats_internal.h>
 
 namespace NxChem {
 namespace {

@@ -1,6 +1,6 @@
 // XYZ files: the atom count, the title, and an element symbol with three coordinates per line.
 #include <nxbriochem/toolkit/nxelements.h>
-#include <nxbriochem/toolkit/nxmolostream_formats.h>
+#include <nxbriochem/toolkit/nxmolostream_formats_internal.h>
 
 namespace NxChem {
 

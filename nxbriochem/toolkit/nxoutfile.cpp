@@ -1,4 +1,4 @@
-#include <nxbriochem/toolkit/nxoutfile.h>
+#include <nxbriochem/toolkit/nxoutfile_internal.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include <nxbriochem/toolkit/nxelements.h>
-#include <nxbriochem/toolkit/nxvalence.h>
+#include <nxbriochem/toolkit/nxvalence_internal.h>
 
 namespace NxChem {
 namespace {

@@ -1,20 +1,22 @@
 // Bond orders and formal charges from geometry and valence.
 //
-// First every atom states how many bond orders it lacks beyond single bonds: by its valence where all its hydrogens are
-// present, else by its geometry. Groups that exceed the normal valence (sulfones, phosphates, perchlorate, nitro,
-// azide) are settled by rule. The rest is a matching problem: each bond raised serves its two atoms, an atom left
-// wanting costs by how ill it bears it (carbon badly, nitrogen and oxygen as anions), a nitrogen or oxygen raised
-// beyond its normal valence costs as a cation, and among equals the shorter bonds are raised. Alternating bonds in
-// aromatic rings, protonated guanidine and imidazole, carboxylates and quinones all come out of these costs.
+// 1. Each atom's missing bond orders beyond single bonds: from its valence where all its hydrogens are present, else
+//    from its geometry.
+// 2. Groups that exceed the normal valence (sulfones, phosphates, perchlorate, nitro, azide) are set by rule.
+// 3. The rest is a minimum-cost matching. Raising a bond gives both its atoms one order. An atom that is left short has
+//    a cost: high for carbon, lower for nitrogen and oxygen, which become anions. A nitrogen or oxygen above its normal
+//    valence costs as a cation. Of equal solutions the one with the shorter double bonds wins.
+// Alternating bonds in aromatic rings, protonated guanidine and imidazole, carboxylates and quinones follow from these
+// costs.
 #include <algorithm>
 #include <cmath>
 #include <tuple>
 #include <vector>
 
-#include <nxbriochem/toolkit/nxmatching.h>
+#include <nxbriochem/toolkit/nxbond_graph_internal.h>
+#include <nxbriochem/toolkit/nxmatching_internal.h>
 #include <nxbriochem/toolkit/nxperceive.h>
-#include <nxbriochem/toolkit/nxskeleton.h>
-#include <nxbriochem/toolkit/nxvalence.h>
+#include <nxbriochem/toolkit/nxvalence_internal.h>
 
 namespace NxChem {
 namespace {
@@ -107,11 +109,11 @@ class OrderPerception {
   int HypervalentTarget(unsigned atom) const;
 
   void RaiseOrders();
-  bool CanRaise(const NxSkeletonBond& bond) const;
+  bool CanRaise(const NxGraphBond& bond) const;
   void Store() const;
   int FormalCharge(unsigned atom) const;
 
-  NxSkeleton s_;
+  NxBondGraph s_;
   std::vector<Wish> wishes_;
 };
 
@@ -333,7 +335,7 @@ void OrderPerception::SettleHypervalent(unsigned atom) {
   wishes_[atom] = {};
 }
 
-bool OrderPerception::CanRaise(const NxSkeletonBond& bond) const {
+bool OrderPerception::CanRaise(const NxGraphBond& bond) const {
   const Wish& a = wishes_[bond.a];
   const Wish& b = wishes_[bond.b];
   if ((a.need == 0 && a.extra == 0) || (b.need == 0 && b.extra == 0)) {
@@ -376,7 +378,7 @@ void OrderPerception::RaiseOrders() {
   // The bond of each edge.
   std::vector<unsigned> bond_of;
   for (unsigned number = 0; number < s_.bonds.size(); ++number) {
-    const NxSkeletonBond& bond = s_.bonds[number];
+    const NxGraphBond& bond = s_.bonds[number];
     if (!CanRaise(bond)) {
       continue;
     }
@@ -398,7 +400,7 @@ void OrderPerception::RaiseOrders() {
 }
 
 void OrderPerception::Store() const {
-  for (const NxSkeletonBond& bond : s_.bonds) {
+  for (const NxGraphBond& bond : s_.bonds) {
     bond.bond->SetOrder(bond.order);
   }
   for (unsigned atom = 0; atom < s_.atoms.size(); ++atom) {

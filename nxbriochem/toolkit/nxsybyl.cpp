@@ -1,4 +1,4 @@
-#include <nxbriochem/toolkit/nxsybyl.h>
+#include <nxbriochem/toolkit/nxsybyl_internal.h>
 
 #include <algorithm>
 #include <array>
@@ -17,7 +17,7 @@ constexpr unsigned kPhosphorus = 15;
 constexpr unsigned kSulfur = 16;
 constexpr std::size_t kRingSize = 6;
 
-// Null for a bond of which the other end is missing.
+// Null when the bond's other end is missing.
 const NxAtomBase* OtherEnd(const NxBondBase& bond, const NxAtomBase& atom) {
   return bond.GetBgn() == &atom ? bond.GetEnd() : bond.GetBgn();
 }

@@ -77,7 +77,7 @@ class NX_API NxBase {
   void SetData(int tag, const T& value) {
     Store(tag, kType, &value, 1, sizeof(T));
   }
-  // Stores a copy of n values and returns it. A null array or n of 0 stores an empty item, of which the pointer is not
+  // Stores a copy of n values and returns it. A null array or n of 0 stores an empty item, whose pointer is not
   // null. Tags below 1 store nothing and give null, and so does a length whose size in bytes overflows.
   template <class T>
   T* SetData(int tag, const T* values, std::size_t n) {
@@ -92,7 +92,7 @@ class NX_API NxBase {
   const T* GetData(int tag, std::size_t* n = nullptr) const {
     return static_cast<const T*>(Find(tag, NxDataTypeOf<T>::value, n));
   }
-  // The same.
+  // GetData under its other name.
   template <class T>
   const T* FindData(int tag, std::size_t* n = nullptr) const {
     return GetData<T>(tag, n);

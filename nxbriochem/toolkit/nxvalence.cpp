@@ -1,4 +1,4 @@
-#include <nxbriochem/toolkit/nxvalence.h>
+#include <nxbriochem/toolkit/nxvalence_internal.h>
 
 namespace NxChem {
 namespace {

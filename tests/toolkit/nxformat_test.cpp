@@ -1,5 +1,5 @@
 #include <gtest/gtest.h>
-#include <nxbriochem/toolkit/nxformat.h>
+#include <nxbriochem/toolkit/nxformat_internal.h>
 
 #include <cmath>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include <nxbriochem/toolkit/nxsybyl.h>
+#include <nxbriochem/toolkit/nxsybyl_internal.h>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-// The molecule as bond-order perception sees it: a simple graph of atoms with their geometry, metals' dative bonds left
-// out, and what can be said of each atom before any order is known. Internal to the toolkit.
-#ifndef NXBRIOCHEM_TOOLKIT_NXSKELETON_H
-#define NXBRIOCHEM_TOOLKIT_NXSKELETON_H
+// The graph that bond-order perception works on: atoms and bonds with their geometry, without the dative bonds of
+// metals, and what is known of each atom before any order is. Internal to the toolkit.
+#ifndef NXBRIOCHEM_TOOLKIT_NXBOND_GRAPH_INTERNAL_H
+#define NXBRIOCHEM_TOOLKIT_NXBOND_GRAPH_INTERNAL_H
 
 #include <array>
 #include <vector>
@@ -10,7 +10,7 @@
 
 namespace NxChem {
 
-struct NxSkeletonBond {
+struct NxGraphBond {
   NxBondBase* bond;
   unsigned a;
   unsigned b;
@@ -23,11 +23,11 @@ struct NxSkeletonBond {
   bool in_flat_ring = false;
 };
 
-struct NxSkeletonAtom {
+struct NxGraphAtom {
   NxAtomBase* atom;
   unsigned atomic_num;
   std::array<double, 3> xyz;
-  // Bonds of the skeleton.
+  // Bonds of the graph.
   std::vector<unsigned> bonds;
   // Every hydrogen that the atom has is in the structure.
   bool is_complete = false;
@@ -35,12 +35,12 @@ struct NxSkeletonAtom {
   unsigned flat_ring = 0;
 };
 
-class NxSkeleton {
+class NxBondGraph {
  public:
-  explicit NxSkeleton(const NxMolBase& mol);
+  explicit NxBondGraph(const NxMolBase& mol);
 
-  std::vector<NxSkeletonAtom> atoms;
-  std::vector<NxSkeletonBond> bonds;
+  std::vector<NxGraphAtom> atoms;
+  std::vector<NxGraphBond> bonds;
 
   unsigned Other(unsigned bond, unsigned atom) const { return bonds[bond].a == atom ? bonds[bond].b : bonds[bond].a; }
   unsigned Degree(unsigned atom) const { return static_cast<unsigned>(atoms[atom].bonds.size()); }

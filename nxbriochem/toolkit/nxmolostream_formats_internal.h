@@ -1,13 +1,13 @@
 // The writers behind the output stream, one per file type, and what they share. Private to the toolkit. C++ only.
-#ifndef NXBRIOCHEM_TOOLKIT_NXMOLOSTREAM_FORMATS_H
-#define NXBRIOCHEM_TOOLKIT_NXMOLOSTREAM_FORMATS_H
+#ifndef NXBRIOCHEM_TOOLKIT_NXMOLOSTREAM_FORMATS_INTERNAL_H
+#define NXBRIOCHEM_TOOLKIT_NXMOLOSTREAM_FORMATS_INTERNAL_H
 
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <nxbriochem/toolkit/nxchem.h>
-#include <nxbriochem/toolkit/nxformat.h>
+#include <nxbriochem/toolkit/nxformat_internal.h>
 
 namespace NxChem {
 

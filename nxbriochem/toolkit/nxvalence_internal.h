@@ -1,6 +1,6 @@
-// What perception assumes of an element's valence. Internal to the toolkit.
-#ifndef NXBRIOCHEM_TOOLKIT_NXVALENCE_H
-#define NXBRIOCHEM_TOOLKIT_NXVALENCE_H
+// The valences of elements, as perception assumes them. Internal to the toolkit.
+#ifndef NXBRIOCHEM_TOOLKIT_NXVALENCE_INTERNAL_H
+#define NXBRIOCHEM_TOOLKIT_NXVALENCE_INTERNAL_H
 
 namespace NxChem {
 

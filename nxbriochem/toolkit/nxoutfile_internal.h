@@ -1,6 +1,6 @@
 // An output file that appears whole or not at all. Private to the toolkit. C++ only.
-#ifndef NXBRIOCHEM_TOOLKIT_NXOUTFILE_H
-#define NXBRIOCHEM_TOOLKIT_NXOUTFILE_H
+#ifndef NXBRIOCHEM_TOOLKIT_NXOUTFILE_INTERNAL_H
+#define NXBRIOCHEM_TOOLKIT_NXOUTFILE_INTERNAL_H
 
 #include <string>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include <nxbriochem/toolkit/nxskeleton.h>
+#include <nxbriochem/toolkit/nxbond_graph_internal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <numbers>
 
 #include <nxbriochem/toolkit/nxelements.h>
-#include <nxbriochem/toolkit/nxvalence.h>
+#include <nxbriochem/toolkit/nxvalence_internal.h>
 
 namespace NxChem {
 namespace {
@@ -50,7 +50,7 @@ bool IsDative(unsigned z1, unsigned z2) {
 
 }  // namespace
 
-NxSkeleton::NxSkeleton(const NxMolBase& mol) {
+NxBondGraph::NxBondGraph(const NxMolBase& mol) {
   std::vector<unsigned> number_of(mol.GetMaxAtomIdx(), kNone);
   std::vector<float> coords(std::size_t{3} * mol.GetMaxAtomIdx(), 0.0F);
   mol.GetCoords(coords.data());
@@ -65,7 +65,7 @@ NxSkeleton::NxSkeleton(const NxMolBase& mol) {
   MarkFlatRings();
 }
 
-void NxSkeleton::AddBonds(const NxMolBase& mol, const std::vector<unsigned>& number_of) {
+void NxBondGraph::AddBonds(const NxMolBase& mol, const std::vector<unsigned>& number_of) {
   bonds.reserve(mol.NumBonds());
   std::vector<unsigned> seen_from(atoms.size(), kNone);
   for (unsigned a = 0; a < atoms.size(); ++a) {
@@ -93,7 +93,7 @@ void NxSkeleton::AddBonds(const NxMolBase& mol, const std::vector<unsigned>& num
   }
 }
 
-int NxSkeleton::Valence(unsigned atom) const {
+int NxBondGraph::Valence(unsigned atom) const {
   int sum = 0;
   for (const unsigned bond : atoms[atom].bonds) {
     sum += bonds[bond].order;
@@ -101,8 +101,8 @@ int NxSkeleton::Valence(unsigned atom) const {
   return sum;
 }
 
-double NxSkeleton::Angles(unsigned atom) const {
-  const NxSkeletonAtom& center = atoms[atom];
+double NxBondGraph::Angles(unsigned atom) const {
+  const NxGraphAtom& center = atoms[atom];
   if (center.bonds.size() != 2 && center.bonds.size() != 3) {
     return 0.0;
   }
@@ -119,7 +119,7 @@ double NxSkeleton::Angles(unsigned atom) const {
 
 // Structures come with all hydrogens, with those of nitrogen, oxygen and sulphur only, or with none; a protein and its
 // ligand in one molecule may differ, so each fragment is judged by its own atoms.
-void NxSkeleton::MarkCompleteAtoms() {
+void NxBondGraph::MarkCompleteAtoms() {
   std::vector<char> visited(atoms.size(), 0);
   std::vector<unsigned> fragment;
   for (unsigned start = 0; start < atoms.size(); ++start) {
@@ -150,7 +150,7 @@ void NxSkeleton::MarkCompleteAtoms() {
   }
 }
 
-void NxSkeleton::MarkFlatRings() {
+void NxBondGraph::MarkFlatRings() {
   std::vector<unsigned> path;
   std::vector<unsigned> path_bonds;
   for (unsigned start = 0; start < atoms.size(); ++start) {
@@ -165,7 +165,7 @@ void NxSkeleton::MarkFlatRings() {
 
 // Walks on from the end of the path and judges every ring of five or six that comes back to the start. A ring is found
 // from its lowest atom, in the direction of the lower of that atom's neighbours, so just once.
-void NxSkeleton::SearchRings(unsigned start, std::vector<unsigned>& path, std::vector<unsigned>& path_bonds) {
+void NxBondGraph::SearchRings(unsigned start, std::vector<unsigned>& path, std::vector<unsigned>& path_bonds) {
   const unsigned at = path.back();
   if (atoms[at].bonds.size() > kMostRingBonds) {
     return;
@@ -197,7 +197,7 @@ void NxSkeleton::SearchRings(unsigned start, std::vector<unsigned>& path, std::v
   }
 }
 
-bool NxSkeleton::IsFlatRing(const std::vector<unsigned>& ring, const std::vector<unsigned>& ring_bonds) const {
+bool NxBondGraph::IsFlatRing(const std::vector<unsigned>& ring, const std::vector<unsigned>& ring_bonds) const {
   const std::size_t n = ring.size();
   double sum = 0.0;
   double n_carbon_bonds = 0.0;

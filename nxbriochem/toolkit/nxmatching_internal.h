@@ -1,7 +1,7 @@
-// Minimum-cost matching: pairs up vertices of a graph so that the costs of chosen edges and of vertices left alone are
-// least. Bond-order perception places its double bonds with it. Internal to the toolkit.
-#ifndef NXBRIOCHEM_TOOLKIT_NXMATCHING_H
-#define NXBRIOCHEM_TOOLKIT_NXMATCHING_H
+// Minimum-cost matching: pairs up vertices of a graph so that the sum of the costs of the chosen edges and of the
+// vertices left alone is least. Bond-order perception places its double bonds with it. Internal to the toolkit.
+#ifndef NXBRIOCHEM_TOOLKIT_NXMATCHING_INTERNAL_H
+#define NXBRIOCHEM_TOOLKIT_NXMATCHING_INTERNAL_H
 
 #include <cstddef>
 #include <limits>
@@ -11,8 +11,8 @@ namespace NxChem {
 
 class NxMatching {
  public:
-  // Returns the vertex's number, counted from 0. The cost is paid when it stays alone; a negative one is paid, as its
-  // amount, when it does not.
+  // Returns the vertex's number, counted from 0. The cost is paid when the vertex stays alone. A negative cost is paid,
+  // as its amount, when the vertex is matched.
   unsigned AddVertex(int alone_cost);
   // Returns the edge's number, counted from 0. Cost not below 0; the ends differ.
   unsigned AddEdge(unsigned a, unsigned b, int cost);

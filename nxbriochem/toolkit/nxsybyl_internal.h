@@ -1,7 +1,7 @@
 // Sybyl atom and bond types, perceived from elements, bond orders, formal charges and rings. Private to the toolkit.
 // C++ only.
-#ifndef NXBRIOCHEM_TOOLKIT_NXSYBYL_H
-#define NXBRIOCHEM_TOOLKIT_NXSYBYL_H
+#ifndef NXBRIOCHEM_TOOLKIT_NXSYBYL_INTERNAL_H
+#define NXBRIOCHEM_TOOLKIT_NXSYBYL_INTERNAL_H
 
 #include <string>
 #include <vector>

@@ -3,8 +3,8 @@
 // A fixed-point number has the bytes that printf("%*.*f") gives for the same float in the C locale, whatever the locale
 // is. The product of a float and 10^d is exact in double (24 + 2.33 d bits), so rounding it half to even is what printf
 // does; the locale's decimal point never enters.
-#ifndef NXBRIOCHEM_TOOLKIT_NXFORMAT_H
-#define NXBRIOCHEM_TOOLKIT_NXFORMAT_H
+#ifndef NXBRIOCHEM_TOOLKIT_NXFORMAT_INTERNAL_H
+#define NXBRIOCHEM_TOOLKIT_NXFORMAT_INTERNAL_H
 
 #include <array>
 #include <bit>
@@ -60,7 +60,7 @@ char* NxFormatFixed(char room[kNxFixedRoom], float value, int decimals);
 // finite.
 bool NxPutFixedAny(char* field, float value, int width, int decimals);
 
-// The same with as many decimals, down to none, as let the number fit.
+// NxPutFixedAny with fewer decimals, down to none, where the number is too wide.
 bool NxFitFixed(char* field, float value, int width, int decimals);
 
 // NxFitFixed for the fields that every atom has: three or four columns before the point and two or three decimals.
@@ -117,7 +117,7 @@ inline bool NxIsControl(char c) { return static_cast<unsigned char>(c) < ' ' || 
 
 // The text without leading and trailing blanks.
 std::string_view NxTrimmedBlanks(std::string_view text);
-// The same, quick when there are none.
+// NxTrimmedBlanks, without a call when there are none.
 inline std::string_view NxTrimmed(std::string_view text) {
   return !text.empty() && text.front() != ' ' && text.back() != ' ' ? text : NxTrimmedBlanks(text);
 }
