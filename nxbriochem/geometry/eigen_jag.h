@@ -2,7 +2,7 @@
 // Rutishauser, Numer. Math. 9 (1966) 1), in float and in double.
 //
 // Matrices are arrays of n row pointers to n elements. Eigenvector k is column k of v. Null arrays and a negative n
-// change nothing, nor does an n of 0 but for *nrot, which becomes 0. No two arrays may share elements. Work arrays are
+// change nothing; an n of 0 sets *nrot to 0 and changes nothing else. No two arrays may share elements. Work arrays are
 // tracked blocks, freed on return. Kept: programs rely on the two of a run that does not converge staying allocated.
 #ifndef NXBRIOCHEM_GEOMETRY_EIGEN_JAG_H
 #define NXBRIOCHEM_GEOMETRY_EIGEN_JAG_H

@@ -1,5 +1,5 @@
-// The vector instructions that this processor has, for modules with several versions of a loop of which one is chosen
-// at run time. Private to the directory; C++ only.
+// The vector instructions that this processor has, for modules that choose between versions of a loop at run time.
+// Private to the directory; C++ only.
 #ifndef NXBRIOCHEM_GEOMETRY_INSTRUCTION_SET_INTERNAL_H
 #define NXBRIOCHEM_GEOMETRY_INSTRUCTION_SET_INTERNAL_H
 

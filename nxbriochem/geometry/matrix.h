@@ -44,7 +44,7 @@ NX_API int nx_solve_bilinear_equation_f(const float* a, const float* b, float* x
 // ---- Rotations and frames ----
 
 // The rotation by an angle (radians) about the axis (x, y, z), which need not be of length 1, into 9 doubles. There is
-// no guard for an axis along z, of which the result is not a number: callers must not pass one.
+// no guard against an axis along z, whose matrix is not a number: callers must not pass one.
 NX_API int nx_get_tortion_matrix(double* m, double angle, double x, double y, double z);
 // Makes a near-rotation orthonormal, rows in their order (Gram-Schmidt). 0, with the rows changed so far, when a row
 // has length 0 or is not a number.

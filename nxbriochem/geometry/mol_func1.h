@@ -23,7 +23,8 @@ NX_BEGIN_DECLS
 //
 // Where second moments are not finite numbers, moments are not numbers, and the other functions give 0 and change
 // nothing. That is so for coordinates that are not finite or beyond some 1e19 angstrom and, weighted, for radii that
-// are not finite or whose cubes add up to 0. So it is where memory has no room for the work arrays.
+// are not finite or whose cubes add up to 0. When there is no memory for the work arrays, the results are as for such
+// moments.
 //
 // The moments functions, and so both nx_perceive_top_symmetry, nx_orient_m_i_base2 and the coordinate functions leave
 // eigenvalues in Roots (roots.h). The others of this header leave Roots alone.
@@ -56,10 +57,10 @@ NX_API int nx_inertial_matrix_with_hydrogens(int mol, float* rotation);
 
 // All of the above by number: even flags keep hydrogens, odd ones leave them out; 0 and 1 orient, 2 and 3 moments, 4
 // and 5 rotation, 6 and 7 orient mass weighted, from 8 on moments mass weighted, of which all but 8 leave hydrogens
-// out; negative ones are as 1. `out` is not looked at when orienting; 0 where it is needed and null.
+// out; negative ones are as 1. Orienting ignores `out`; the others give 0 when it is null.
 NX_API int nx_orient_m_i_base(int mol, int flag, float* out);
-// An older orientation, about the plain centroid, that leaves no transform on the molecule and knows no radii;
-// hydrogens take part for flag 0. A proper rotation by make_rmat. 1.
+// An older orientation, about the plain centroid, that leaves no transform on the molecule and ignores radii; hydrogens
+// take part for flag 0. A proper rotation by make_rmat. 1.
 NX_API int nx_orient_m_i_base2(int mol, int flag);
 
 // Moves n + m points (3 floats each) into the principal frame of the first n, by a proper rotation; a negative m is as

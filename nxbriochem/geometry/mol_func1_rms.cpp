@@ -1,4 +1,4 @@
-// RMS deviations and superpositions of molecules and of bare points, by the fit of superposition.h.
+// RMS deviations and superpositions of molecules and of bare points, by the fit of superposition_internal.h.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -148,7 +148,7 @@ float rms_between(const float* first, const float* second, int n) {
                                                                                          : kNotANumber;
 }
 
-// The least RMS deviation, of which the absolute value is that of a float; programs see that in the last digit.
+// The least RMS deviation. The absolute value is taken of the sum as a float. Kept: programs rely on the last digit.
 float molecule_rms(double sum, int count) {
   return rms_of(std::fabs(static_cast<double>(static_cast<float>(sum))), count);
 }

@@ -208,7 +208,7 @@ int nx_calculate_coulombic_binding(int mol1, int mol2, float* out, float eps) {
   }
   free_sites(ligand);
   free_sites(target);
-  // Programs take 0 for "done"; that is meant.
+  // Kept: programs rely on 0, also on success.
   return 0;
 }
 
@@ -271,7 +271,7 @@ int nx_calculate_monopole_and_dipole(const float* xyz, const float* q, int n, fl
   }
   moments.set_extra(left_out);
   if (positive.total == 0.0) {
-    // The weighted sum is not divided here, and the monopole is the magnitude; both are meant.
+    // Kept: programs rely on the undivided weighted sum and on the magnitude as the monopole.
     moments.set_centre(negative.weighted);
     moments.set_monopole(negative.total);
     return 1;

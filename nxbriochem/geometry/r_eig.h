@@ -13,7 +13,7 @@ NX_BEGIN_DECLS
 // Not 0: DetermineEigenVectors reports on standard error.
 extern NX_API int DebugFlag;
 
-// Householder reduction of a symmetric matrix, of which the lower triangle is read, to tridiagonal form: diagonal into
+// Householder reduction of a symmetric matrix (only its lower triangle is read) to tridiagonal form: diagonal into
 // d[n], what is beside it into e[n] (e[i] stands between d[i - 1] and d[i], e[0] is 0), the orthogonal matrix of the
 // reduction over a, so that a^T A a is tridiagonal. Elements near DBL_MAX overflow on the way and give results that are
 // not finite; such matrices are to be scaled down first, as DetermineEigenVectors does.

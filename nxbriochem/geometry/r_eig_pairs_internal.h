@@ -12,8 +12,8 @@ inline double* row_of(double* matrix, int i, int n) { return matrix + work_array
 
 enum class Outcome { found, too_many_iterations, too_many_restarts, zero_dot_product };
 
-// Reduces the symmetric a, of which the lower triangle is read, from its last row to its first: diagonal into d, beside
-// it into e. Row i of a then holds the vector u of its reflection, of i elements, all 0 where there was nothing to do.
+// Reduces the symmetric a (only its lower triangle is read) from its last row to its first: diagonal into d, beside it
+// into e. Row i of a then holds the vector u of its reflection, of i elements, all 0 where there was nothing to do.
 // `work` has n elements.
 NX_LOCAL void reduce(double* a, double* d, double* e, double* work, int n);
 

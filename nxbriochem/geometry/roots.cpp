@@ -1,7 +1,7 @@
-// Linear, quadratic and cubic: the closed forms and their constants of ten or sixteen decimals are the interface;
-// programs rely on the very numbers, branches that look wrong included (Vieta's cosine formula). Quartic: the branches,
-// their constants and the slots are. Its roots, which Euler's resolvent cubic gives through the squared sums of pairs
-// of them, are made as good as the coefficients determine them: scaled, polished, and a root far from the others apart.
+// Linear, quadratic and cubic: closed forms with constants of ten or sixteen decimals. Kept: programs rely on the very
+// numbers, branches that look wrong included (Vieta's cosine formula). Of the quartic they rely on the branches, their
+// constants and the slots. Its roots, which Euler's resolvent cubic gives through the squared sums of pairs of them,
+// are made as good as the coefficients determine them: scaled, polished, and a root far from the others apart.
 #include <nxbriochem/geometry/roots.h>
 
 #include <algorithm>

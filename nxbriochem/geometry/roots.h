@@ -3,8 +3,9 @@
 // Each function gives the number of roots that it found. The plain ones write them into Roots, which every one of them
 // and make_rmat overwrite; the ones whose names end in Roots write into the caller's array (one double per degree) and
 // share no state. A leading coefficient below 1e-6 in magnitude counts as missing: the next lower degree is solved.
-// A null array gives 0 and changes nothing; so do coefficients that are not finite, a root that is beyond a double and,
-// up to degree three, a discriminant that is. (A slot that a missing coefficient clears is cleared all the same.)
+// The result is 0, and nothing changes, for a null array, for coefficients that are not finite, and for a root or, up
+// to degree three, a discriminant beyond the range of a double. (A slot that a missing coefficient clears is cleared
+// all the same.)
 #ifndef NXBRIOCHEM_GEOMETRY_ROOTS_H
 #define NXBRIOCHEM_GEOMETRY_ROOTS_H
 
@@ -31,7 +32,7 @@ NX_API int nx_SolveCubic(double a, double b, double c, double d);
 // As nx_SolveCubic, into the caller's array, but for D of exactly 0: all three slots become the abscissa of the
 // inflexion and the result is 1. Where a is missing, the third slot becomes 0 first.
 NX_API int nx_SolveCubicRoots(double a, double b, double c, double d, double* roots);
-// The roots of a x^4 + b x^3 + c x^2 + d x + e, into Roots (Euler's resolvent cubic, 1738): four, of which some may be
+// The roots of a x^4 + b x^3 + c x^2 + d x + e, into Roots (Euler's resolvent cubic, 1738): four, some of them perhaps
 // equal; two, the lower first; or none. Four distinct ones ascend through the slots 0, 1, 3, 2 or descend through them.
 // A discriminant within its own rounding error counts as 0, that is as equal real roots: a complex pair that is real to
 // within about 1e-7 of the size of the roots may come out as two equal ones. Roots are polished by Newton's method, as

@@ -77,8 +77,8 @@ NX_API int nx_get_index_for_atom(const char* name, int mol);
 NX_API int nx_is_atom_in_ring(int atom, int mol);
 // 1 when the bond is in a ring; 0 with a warning for an index that no bond has.
 NX_API int nx_is_bond_in_ring(int bond, int mol);
-// 1 for a single bond outside rings of which both ends have another heavy neighbour; 0 with a warning for an index that
-// no bond has.
+// 1 for a single bond outside rings whose ends both have another heavy neighbour; 0 with a warning for an index that no
+// bond has.
 NX_API int nx_is_bond_a_rotor(int bond, int mol);
 
 // ---- Coordinates: 3 floats x, y, z per atom, angstrom, of the active conformer ----
@@ -288,7 +288,7 @@ NX_API int nx_get_molecule_chain_names_index(int* index, int mol);
 
 // ---- Bonds: 3 ints per bond at 3 * bond index: begin atom index, end atom index, order ----
 
-// Rewires every bond. A bond of which an atom is not there keeps what it had, with a warning.
+// Rewires every bond. A bond to an atom that does not exist keeps what it had, with a warning.
 NX_API int nx_set_molecule_bonds(const int* bonds, int mol);
 // Writes 3 ints per bond; a bond that was never wired has ends -1 and order 0.
 NX_API int nx_get_molecule_bonds(int* bonds, int mol);

@@ -8,7 +8,7 @@
 NX_BEGIN_DECLS
 
 // One atom. Texts end in a NUL and may be empty; characters that are not known are blanks. A record whose bytes are all
-// zero is an atom at the origin of which nothing is known, and NUL characters count as blanks.
+// zero is an atom at the origin with nothing else known, and NUL characters count as blanks.
 typedef struct PdbStruct {
   float coordinates[3];      // x, y, z, angstrom
   float radius;              // angstrom
@@ -29,9 +29,9 @@ typedef struct PdbStruct {
 // temperature factor; a type above 1 gives a warning and is written as type 0, as negative ones are. `bonds` holds
 // 3 ints per bond: the places of its two atoms in the array, and its order. `radii` and `charges`, one float per atom,
 // replace those of the records; either may be null, and so may `bonds` when `nbonds` is 0 and `atoms` when `natoms` is.
-// Bonds of which an atom is not in the array give a warning and are left out. 1; 0 with a warning when there is no file
-// name, the file cannot be made, or a record does not fit into PDB columns; 0 for null arrays and negative counts. Then
-// there is no file, or the old one.
+// Bonds with an atom outside the array give a warning and are left out. 1; 0 with a warning when there is no file name,
+// the file cannot be made, or a record does not fit into PDB columns; 0 for null arrays and negative counts. Then there
+// is no file, or the old one.
 NX_API int nxi_write_pdb(const char* filename, int type, const PdbStruct* atoms, int natoms, const int* bonds,
                          int nbonds, const float* radii, const float* charges);
 

@@ -46,7 +46,7 @@ class BlockIndex {
     }
   }
 
-  // The highest slot entered for the block of which `holds(slot)` is true, or kNone.
+  // The highest slot that is entered for the block and satisfies `holds(slot)`, or kNone.
   template <class Holds>
   int32_t find_highest(const void* block, Holds holds) const {
     if (used_ == 0) {

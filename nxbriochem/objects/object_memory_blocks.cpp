@@ -226,7 +226,7 @@ void keep_block(Table& table, Entry& entry, const Request& request) {
   }
 }
 
-// What becomes of an old pointer that the table does not know: true to go on as for a new block.
+// Decides about an old pointer that the table does not know. True: go on as for a new block.
 bool accept_unknown(const Table& table, const char* name) {
   if (table.strictness <= 0) {
     return true;

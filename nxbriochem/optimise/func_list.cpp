@@ -323,7 +323,7 @@ float nx_gradient_list(float* x, float* gradient, int n, int list) { return eval
 
 double nx_gradient_list_double(double* x, double* gradient, int n, int list) { return evaluate(x, gradient, n, list); }
 
-// Hessian terms are kept and never called, on purpose.
+// Kept: programs rely on hessian terms never being called.
 float nx_hessian_list(float* /*x*/, float* /*hessian*/, int /*n*/, int /*list*/) { return 0; }
 
 double nx_hessian_list_double(double* /*x*/, double* /*hessian*/, int /*n*/, int /*list*/) { return 0; }

@@ -27,7 +27,7 @@ typedef float (*nx_gradient_term)(float* x, float* gradient, int n);
 typedef float (*nx_extended_gradient_term)(float* x, float* gradient, int n, int handle);
 typedef double (*nx_gradient_term_double)(double* x, double* gradient, int n);
 typedef double (*nx_extended_gradient_term_double)(double* x, double* gradient, int n, int handle);
-// Hessian terms, which are kept and never called.
+// Hessian terms. Kept: programs rely on their being stored and never called.
 typedef float (*nx_hessian_term)(float* x, float* hessian, int n);
 typedef float (*nx_extended_hessian_term)(float* x, float* hessian, int n, int handle);
 typedef double (*nx_hessian_term_double)(double* x, double* hessian, int n);

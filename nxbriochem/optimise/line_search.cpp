@@ -26,7 +26,7 @@ using opt::Trial;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr int kMostPoints = 16;
 
-// A trial of which the value alone is known.
+// A trial with a value but no slope.
 constexpr Trial with_value(double step, double value) { return {step, value, 0, 0}; }
 
 constexpr Trial kNothingFound = with_value(0, kInfinity);

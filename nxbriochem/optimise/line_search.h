@@ -21,8 +21,8 @@ NX_BEGIN_DECLS
 
 // The search of nx_minimize: cubics through values and slopes, until a step lowers the value and flattens the slope
 // enough (nx_set_opt_alpha, nx_set_opt_beta). Two tries after the first step, and as many more as
-// nx_set_opt_max_line_try says. It tells of itself at debug level 2. The point found is also left at the start of the
-// method workspace.
+// nx_set_opt_max_line_try says. It prints what it does at debug level 2. The point found is also left at the start of
+// the method workspace.
 NX_API int LineMinimize(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot);
 // The golden section (Kiefer 1953): encloses a minimum by growing steps, then narrows the interval by values alone.
 NX_API int nxi_au_section(int n, double* x, double* d, double* g0, double* g, double* value, double* step, int slot);

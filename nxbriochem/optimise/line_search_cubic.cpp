@@ -54,7 +54,7 @@ class CubicSearch {
 
   double bound(const Trial& trial) const { return start_.value + alpha_ * trial.step * start_.slope; }
   double ratio(const Trial& trial) const { return std::abs(trial.slope / start_.slope); }
-  // Below the start as well, which a negative alpha does not ask for.
+  // Below the start as well: with a negative alpha the bound lies above it.
   bool lowers(const Trial& trial) const { return trial.value < bound(trial) && trial.value < start_.value; }
   bool flattens(const Trial& trial) const { return ratio(trial) < beta_; }
 
@@ -228,8 +228,8 @@ double CubicSearch::extrapolate(const Cubic& cubic, double h) {
   return step;
 }
 
-// Tries the step, and the alternative to it if there is one, of which the better is kept. There is no room for a second
-// gradient: where the step itself was the better, it is evaluated again.
+// Tries the step, and the alternative to it if there is one, and keeps the better of the two. There is no room for a
+// second gradient: where the step itself was the better, it is evaluated again.
 void CubicSearch::evaluate(double step) {
   try_step(line_, step);
   if (alternative_ != 0) {

@@ -262,7 +262,7 @@ int nx_set_opt_hessian_list(int list, int opt) {
   return nx_set_opt_hessian_with_handle(nx_hessian_list_double, list, opt);
 }
 
-// The codes are crossed on purpose, as the header says.
+// Kept: programs rely on the crossed codes (opt.h).
 int nx_set_opt_method(int opt, int method) {
   int result = 1;
   const int found = with_record(opt, [&result, method](Optimiser& record) {

@@ -2,8 +2,8 @@
 //
 // An optimiser is a small record in a private table (not an object of the registry), named by a handle from 1 up. It
 // holds the size of the problem, the callbacks, the thresholds and the workspace of the method. All functions give 1,
-// and 0 when the handle is not in use; nothing is queued. Some take the handle first and some take it last: the orders
-// are part of the interface.
+// and 0 when the handle is not in use; nothing is queued. Some take the handle first, some last. Kept: programs rely on
+// the argument orders.
 //
 // In what follows x is the vector of n variables. One run at a time: from within a callback other optimisers may be
 // made, changed, cleared and deleted, but none can be run, and the one that is running can neither be cleared, deleted
@@ -83,9 +83,9 @@ NX_API int nx_set_opt_maximum_iterations(int opt, int count);
 NX_API int nx_set_opt_zero(int opt, float zero);
 // A run has converged when the sum of the squares of the derivatives is below this (1e-50).
 NX_API int nx_set_opt_gradient_convergence(int opt, double threshold);
-// A run has converged when the values of the last three iterations differ by less than this (1e-50), whatever their
-// line searches said. So it has where three iterations in a row find no lower value, be it for rounding, at a kink or
-// for a wrong gradient; 0 switches the test off.
+// A run has converged when the values of the last three iterations differ by less than this (1e-50), whatever the line
+// searches reported. This includes three iterations in a row without a lower value, because of rounding, a kink or a
+// wrong gradient. 0 switches the test off.
 NX_API int nx_set_opt_energy_convergence(int opt, double threshold);
 // A line search accepts a step that lowers the value, and by at least alpha (0.1) of what the slope promises ...
 NX_API int nx_set_opt_alpha(int opt, float alpha);

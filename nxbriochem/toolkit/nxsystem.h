@@ -78,7 +78,7 @@ class NX_API NxBase {
     Store(tag, kType, &value, 1, sizeof(T));
   }
   // Stores a copy of n values and returns it. A null array or n of 0 stores an empty item, whose pointer is not
-  // null. Tags below 1 store nothing and give null, and so does a length whose size in bytes overflows.
+  // null. Tags below 1 and lengths whose size in bytes overflows store nothing and give null.
   template <class T>
   T* SetData(int tag, const T* values, std::size_t n) {
     return static_cast<T*>(Store(tag, NxDataTypeOf<T>::value, values, n, sizeof(T)));

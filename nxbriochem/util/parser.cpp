@@ -172,14 +172,14 @@ void advance() {
   type = scan(sp, token);
 }
 
-// As strtol in base 10 takes it: what is too large becomes the largest.
+// The value that strtol gives in base 10; LONG_MAX for a number that is too large.
 double integer_value(const char* text) {
   long value = LONG_MAX;
   std::from_chars(text, text + std::strlen(text), value);
   return static_cast<double>(value);
 }
 
-// As strtod takes it in the C locale, whatever the program's locale: a decimal point is a point.
+// The value that strtod gives in the C locale, whatever the program's locale is.
 double real_value(const char* text) {
   double value = 0.0;
   const std::from_chars_result end = std::from_chars(text, text + std::strlen(text), value);
@@ -276,8 +276,8 @@ struct Frame {
   bool negated = false;  // the next factor
 };
 
-// Frames of what is open, `level` of them, and the names that stand before the '=' that opened some. They keep
-// their room from value to value, up to these many frames.
+// The open frames, `level` of them, and the names before the '=' that opened some of them. Both keep their capacity
+// from value to value, up to kKeptFrames frames.
 constexpr std::size_t kKeptFrames = 1024;
 constinit util::NeverDestroyed<std::vector<Frame, objects::PlainHeap<Frame>>> frames_storage;
 constinit auto& frames = *frames_storage;

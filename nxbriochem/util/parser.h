@@ -54,8 +54,8 @@ NX_API void nxi_SetScanLine(const char* text);
 // + 1 characters. Blanks, tabs and newlines before it are skipped. Names and numbers of more than NXI_TOKEN_LENGTH
 // characters are split into several tokens; a longer string is cut, and one without closing quote ends with the text.
 // An exponent is only read after a decimal point, so that 1E5 is the integer 1 and the name E5; the character behind a
-// decimal point belongs to the number whatever it is, so that of "(1.)" no parenthesis is left. Kept: programs
-// rely on both. The end, with an empty text, for null pointers.
+// decimal point belongs to the number, whatever it is: the text "(1.)" has no closing parenthesis. Kept: programs rely
+// on both. The end, with an empty text, for null pointers.
 NX_API int nxi_ScanLine(const char** position, char* token);
 
 // The next value of the line that nxi_SetScanLine set, as a type: "char" gives the next token's text; "int" the value
@@ -94,7 +94,7 @@ NX_API double nxi_Factor(void);
 // The variable's index, from 0, or -1.
 NX_API int nxi_FindVariable(const char* name);
 // Adds a variable. A name that exists prints "Multiple defintion of variable %s requested \n" and "request ignored ",
-// and keeps its value; the misspelling is part of the text. Always 0. nx_free_all_memory forgets all variables.
+// and keeps its value. Kept: programs rely on the misspelling. Always 0. nx_free_all_memory forgets all variables.
 NX_API int nxi_AddVariableToTable(const char* name, double value);
 // Prints the variables on standard output, in the order in which they were added.
 NX_API void nxi_PrintVariableTable(void);
