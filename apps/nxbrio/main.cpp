@@ -323,7 +323,7 @@ int run_reported(int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {
-    return report(kFailed, error.what());
+    return report(kFailed, std::string(error.what()) + (nxbrio::memory_ran_out() ? " (memory ran out)" : ""));
   }
 }
 

@@ -3,6 +3,7 @@
 #include <nxbriochem/nxbriochem.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +19,7 @@ namespace {
 constexpr int kFailed = 1;
 
 bool in_main = false;
+bool heap_refused = false;
 std::terminate_handler usual_handler = nullptr;
 
 [[noreturn]] void end_process() {
@@ -43,9 +45,18 @@ std::terminate_handler usual_handler = nullptr;
   std::abort();
 }
 
+// What operator new calls when the heap refuses, of every library too.
+void note_refusal() {
+  heap_refused = true;
+  throw std::bad_alloc();
+}
+
 // Before the constructors of other static objects, which may allocate.
 constexpr int kBeforeOthers = 101;
-[[gnu::constructor(kBeforeOthers)]] void handle_termination() { usual_handler = std::set_terminate(end_out_of_memory); }
+[[gnu::constructor(kBeforeOthers)]] void set_handlers() {
+  usual_handler = std::set_terminate(end_out_of_memory);
+  std::set_new_handler(note_refusal);
+}
 
 void report_end() {
   if (!in_main) {
@@ -63,6 +74,8 @@ void report_end() {
 }
 
 }  // namespace
+
+bool memory_ran_out() { return heap_refused || errno == ENOMEM; }
 
 int report_out_of_memory() {
   std::fflush(stdout);

@@ -5,6 +5,8 @@
 
 namespace nxbrio {
 
+// Whether the heap has refused anything, as operator new tells or errno does. What fails then may have another text.
+bool memory_ran_out();
 // Tells that memory ran out, without needing any. Gives the exit status, 1.
 int report_out_of_memory();
 

@@ -87,6 +87,8 @@ class Command:
             return "neither done nor failed"
         if "nxbrio: " not in result.err:
             return "nothing on standard error"
+        if "memory" not in result.err and "the library ended the process" not in result.err:
+            return "the cause is not told"
         return "" if result.files in (self.before, self.after) else "files neither old nor new"
 
     def fault_of_signal(self, result, sent):
