@@ -66,7 +66,7 @@ struct Terms {
 struct RefineSettings {
   int most_iterations = 300;
   double tolerance = 1e-3;
-  double largest_step = 0.5;
+  double largest_step = 0.3;
   bool push_out = true;
   const volatile int* stop = nullptr;
   int (*on_iteration)(int, const double*, double, int, void*) = nullptr;

@@ -78,7 +78,7 @@ NX_API int nxd_set_refine_iterations(int most, int energy);
 // The length of the gradient below which a pose may be a minimum, 1e-3 kcal/mol/angstrom at first. Against the
 // stiffness of a contact, some 10 kcal/mol/angstrom^2, that is a ten-thousandth of an angstrom.
 NX_API int nxd_set_refine_tolerance(double gradient, int energy);
-// The largest step in the six variables, angstrom, 0.5 at first.
+// The largest step in the six variables, angstrom, 0.3 at first.
 NX_API int nxd_set_refine_step(double largest, int energy);
 // Whether a ligand that starts inside the target is pushed out first; 1 at first.
 NX_API int nxd_set_refine_push(int on, int energy);

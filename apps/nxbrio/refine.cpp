@@ -1,10 +1,13 @@
 // The command that moves a rigid ligand to the nearest minimum of its energy with the target.
 #include <nxbriochem/nxbriochem.h>
+#include <nxbriodock/nxbriodock.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <filesystem>
 #include <numbers>
+#include <numeric>
 
 #include "commands.h"
 #include "element.h"
@@ -14,7 +17,6 @@
 #include "refine_report.h"
 #include "report.h"
 #include "text.h"
-#include "uff.h"
 
 namespace nxbrio {
 namespace {
@@ -23,9 +25,25 @@ namespace {
 // water next to nothing.
 constexpr float kUsualDielectric = 4.0F;
 
-// Where a ligand that starts inside the target is pushed out from: a tenth of an angstrom off, since at a place of
-// symmetry, such as every atom upon another, no force would tell which way to go.
-constexpr Pose kNudge{{1, 0, 0, 0, 1, 0, 0, 0, 1}, {0.07, 0.06, 0.04}};
+using Pose = std::array<double, NXD_POSE>;
+constexpr Pose kStart{1, 0, 0, 0, 0, 0, 0};
+
+// Owns an energy object.
+class Energy {
+ public:
+  Energy() : handle_(nxd_make_energy()) {
+    if (handle_ == 0) {
+      throw Failure("the library has no energy object left");
+    }
+  }
+  Energy(const Energy&) = delete;
+  Energy& operator=(const Energy&) = delete;
+  ~Energy() { nxd_delete_energy(handle_); }
+  int handle() const { return handle_; }
+
+ private:
+  int handle_;
+};
 
 float parse_dielectric(const RefineOptions& options) {
   Formulas formulas;
@@ -79,23 +97,17 @@ std::string atom_label(const Atom& atom) {
   return atom.chain == ' ' ? label : label + " " + atom.chain;
 }
 
-std::vector<Site> sites_of(const Structure& structure) {
-  std::vector<Site> sites;
+void require_parameters(const Structure& structure) {
+  std::size_t number = 0;
   for (const Atom& atom : structure.atoms) {
-    const std::optional<UffVanDerWaals> parameters = uff_van_der_waals(atom.element);
-    if (!parameters) {
-      throw Failure(structure.label,
-                    formatted("atom %zu, %s: there are no 12-6 parameters for %s", sites.size() + 1,
-                              in_quotes(atom_label(atom)).c_str(),
-                              atom.element == 0 ? "an unknown element" : element_symbol(atom.element).c_str()));
+    ++number;
+    if (nxd_get_uff_parameters(atom.element, nullptr, nullptr) == 0) {
+      throw Failure(
+          structure.label,
+          formatted("atom %zu, %s: there are no 12-6 parameters for %s", number, in_quotes(atom_label(atom)).c_str(),
+                    atom.element == 0 ? "an unknown element" : element_symbol(atom.element).c_str()));
     }
-    const auto coordinate = [&](std::size_t k) { return static_cast<double>(atom.position[k]); };
-    sites.push_back({{coordinate(0), coordinate(1), coordinate(2)},
-                     static_cast<double>(atom.charge),
-                     parameters->distance,
-                     parameters->well_depth});
   }
-  return sites;
 }
 
 // What makes the terms say less than they could.
@@ -109,33 +121,80 @@ void add_notes(const Structure& structure, Summary& summary) {
   }
 }
 
-Structure moved(const Structure& ligand, const RigidEnergy& energy, const Pose& pose) {
-  Structure copy = ligand;
-  for (Atom& atom : copy.atoms) {
-    const Vector3 to = energy.moved({static_cast<double>(atom.position[0]), static_cast<double>(atom.position[1]),
-                                     static_cast<double>(atom.position[2])},
-                                    pose);
+using Place = std::array<double, 3>;
+
+// Where what belongs to the ligand goes at a pose.
+class Mover {
+ public:
+  explicit Mover(const Pose& pose) {
+    require(nxd_get_pose_matrix(pose.data(), rotation_.data(), translation_.data()), "a pose");
+  }
+  Place operator()(const Place& p) const {
+    Place to = translation_;
     for (std::size_t k = 0; k < 3; ++k) {
-      atom.position[k] = static_cast<float>(to[k]);
+      to[k] += rotation_[3 * k] * p[0] + rotation_[3 * k + 1] * p[1] + rotation_[3 * k + 2] * p[2];
     }
+    return to;
+  }
+  Motion motion() const {
+    Motion motion;
+    const auto single = [](double value) { return static_cast<float>(value); };
+    std::transform(rotation_.begin(), rotation_.end(), motion.rotation.begin(), single);
+    std::transform(translation_.begin(), translation_.end(), motion.translation.begin(), single);
+    return motion;
+  }
+
+ private:
+  std::array<double, 9> rotation_{};
+  Place translation_{};
+};
+
+Place place_of(const Atom& atom) {
+  return {static_cast<double>(atom.position[0]), static_cast<double>(atom.position[1]),
+          static_cast<double>(atom.position[2])};
+}
+
+Structure moved(const Structure& ligand, const Pose& pose) {
+  Structure copy = ligand;
+  const Mover move(pose);
+  for (Atom& atom : copy.atoms) {
+    const Place to = move(place_of(atom));
+    std::transform(to.begin(), to.end(), atom.position.begin(), [](double value) { return static_cast<float>(value); });
   }
   return copy;
 }
 
-RefinedPlace place_at(RigidEnergy& energy, const Pose& pose, const Structure& target, const Structure& ligand) {
-  RefinedPlace place{energy_at(energy, pose), energy.closest_contact(pose), "", ""};
-  place.target_atom = atom_label(target.atoms[place.contact.target_atom]);
-  place.ligand_atom = atom_label(ligand.atoms[place.contact.ligand_atom]);
-  if (!std::isfinite(place.energy.total()) || !std::isfinite(place.energy.gradient)) {
+double energy_at(const Energy& energy, const Pose& pose) {
+  double coulomb = 0.0;
+  double twelve_six = 0.0;
+  require(nxd_get_energy_at_pose(pose.data(), &coulomb, &twelve_six, nullptr, energy.handle()), "a pose");
+  return coulomb + twelve_six;
+}
+
+RefinedPlace place_at(const Energy& energy, const Pose& pose, const Structure& target, const Structure& ligand) {
+  RefinedPlace place;
+  std::array<double, NXD_VARIABLES> gradient{};
+  require(nxd_get_energy_at_pose(pose.data(), &place.energy.coulomb, &place.energy.twelve_six, gradient.data(),
+                                 energy.handle()),
+          "a pose");
+  place.energy.gradient = std::sqrt(std::inner_product(gradient.begin(), gradient.end(), gradient.begin(), 0.0));
+  Contact& contact = place.contact;
+  require(nxd_get_closest_contact(pose.data(), &contact.target_atom, &contact.ligand_atom, &contact.distance,
+                                  &contact.fraction, energy.handle()),
+          "a pose");
+  // Where nothing can be told apart there is no closest pair.
+  if (!std::isfinite(place.energy.total()) || !std::isfinite(place.energy.gradient) || contact.target_atom < 0) {
     throw Failure(ligand.label, "its energy with " + target.label + " is too large to be told");
   }
+  place.target_atom = atom_label(target.atoms[static_cast<std::size_t>(contact.target_atom)]);
+  place.ligand_atom = atom_label(ligand.atoms[static_cast<std::size_t>(contact.ligand_atom)]);
   return place;
 }
 
 // The ligand's way, on which the energy only falls: poses that a later one lies above are left out, the start never.
 class Way {
  public:
-  explicit Way(double start) : energies_{start}, poses_(1) {}
+  explicit Way(double start) : energies_{start}, poses_{kStart} {}
 
   void add(const Pose& pose, double energy) {
     if (!(energy < energies_.front()) || pose == poses_.back()) {
@@ -159,47 +218,62 @@ class Way {
   std::vector<Pose> poses_;
 };
 
-// Goes downhill, out of the target first where the ligand starts inside it.
-Pose refine_pose(RigidEnergy& energy, RefineReport& report, Way& way) {
-  Descent descent;
-  int told = 0;
-  if (is_inside(report.before) && report.most_iterations > 0) {
-    descent.pose = kNudge;
-    RigidEnergy real = energy;
-    const OnIterate pushed = [&](const Pose& pose, double value) {
-      progress_line(formatted("pushing out, iteration %d: soft 12-6 term %.4f kcal/mol", ++told, value));
-      way.add(pose, energy_at(real, pose).total());
-    };
-    descend(energy, Terms::SoftTwelveSix, (report.most_iterations + 1) / 2, pushed, descent);
+// What is told of a run while it goes.
+struct Told {
+  const Energy& energy;
+  Way& way;
+};
+
+int tell_iteration(int iteration, const double* pose, double value, int pushing, void* data) {
+  const Told& told = *static_cast<Told*>(data);
+  Pose at{};
+  std::copy_n(pose, at.size(), at.begin());
+  if (pushing != 0) {
+    progress_line(formatted("pushing out, iteration %d: soft 12-6 term %.4f kcal/mol", iteration, value));
+    value = energy_at(told.energy, at);
+  } else {
+    progress_line(formatted("iteration %d: %.4f kcal/mol", iteration, value));
   }
-  const OnIterate fallen = [&](const Pose& pose, double value) {
-    progress_line(formatted("iteration %d: %.4f kcal/mol", ++told, value));
-    way.add(pose, value);
-  };
-  descend(energy, Terms::All, report.most_iterations, fallen, descent);
-  report.iterations = descent.iterations;
-  report.evaluations = descent.evaluations;
-  return descent.pose;
+  told.way.add(at, value);
+  return 0;
+}
+
+// Goes downhill, out of the target first where the ligand starts inside it.
+Pose refine_pose(const Energy& energy, RefineReport& report, Way& way) {
+  Told told{energy, way};
+  Pose pose = kStart;
+  require(nxd_set_refine_iterations(report.most_iterations, energy.handle()), "the number of iterations");
+  require(nxd_set_refine_tolerance(kGradientTolerance, energy.handle()), "the tolerance");
+  require(nxd_set_iteration_callback(tell_iteration, &told, energy.handle()), "to be followed");
+  require(nxd_refine_pose(pose.data(), &report.run, energy.handle()), "to refine the ligand");
+  if (report.run.start_kept != 0) {
+    way.back_to_start();
+  }
+  return pose;
 }
 
 // How the ligand has moved.
-void tell_motion(const RigidEnergy& energy, const Pose& pose, RefineReport& report) {
-  const Vector3 to = energy.moved({0.0, 0.0, 0.0}, pose);
-  for (std::size_t k = 0; k < 3; ++k) {
-    report.motion.translation[k] = static_cast<float>(to[k]);
+void tell_motion(const Energy& energy, const Structure& ligand, const Pose& pose, RefineReport& report) {
+  const Mover move(pose);
+  Place centre{};
+  for (const Atom& atom : ligand.atoms) {
+    const Place at = place_of(atom);
+    for (std::size_t k = 0; k < 3; ++k) {
+      centre[k] += at[k] / static_cast<double>(ligand.atoms.size());
+    }
   }
-  std::transform(pose.rotation.begin(), pose.rotation.end(), report.motion.rotation.begin(),
-                 [](double value) { return static_cast<float>(value); });
-  report.translation = std::hypot(pose.translation[0], pose.translation[1], pose.translation[2]);
-  report.rotation = angle_of(pose) * 180.0 / std::numbers::pi;
-  report.rms = energy.rms_displacement(pose);
+  const Place to = move(centre);
+  report.motion = move.motion();
+  report.translation = std::hypot(to[0] - centre[0], to[1] - centre[1], to[2] - centre[2]);
+  report.rotation = 2.0 * std::atan2(std::hypot(pose[1], pose[2], pose[3]), pose[0]) * 180.0 / std::numbers::pi;
+  require(nxd_get_pose_rms(kStart.data(), pose.data(), &report.rms, energy.handle()), "a pose");
 }
 
-void write_trajectory(StagedFiles& files, const WrittenFile& file, const Structure& ligand, const RigidEnergy& energy,
+void write_trajectory(StagedFiles& files, const WrittenFile& file, const Structure& ligand,
                       const std::vector<Pose>& poses, RefineReport& report) {
   std::vector<Structure> structures;
   for (const Pose& pose : poses) {
-    structures.push_back(moved(ligand, energy, pose));
+    structures.push_back(moved(ligand, pose));
     structures.back().model = static_cast<int>(structures.size());
   }
   write_models(files, file,
@@ -207,13 +281,13 @@ void write_trajectory(StagedFiles& files, const WrittenFile& file, const Structu
 }
 
 // Writes all that is to be written, and all or nothing of it.
-void write_outputs(const Outputs& outputs, const Structure& target, const Structure& ligand, const RigidEnergy& energy,
+void write_outputs(const Outputs& outputs, const Structure& target, const Structure& ligand,
                    const std::vector<Pose>& poses, RefineReport& report) {
   StagedFiles files;
-  const Structure refined = moved(ligand, energy, poses.back());
+  const Structure refined = moved(ligand, poses.back());
   write_models(files, outputs.ligand, make_written_models(outputs.ligand, BondSource::Auto, {refined}, report.written));
   if (outputs.trajectory) {
-    write_trajectory(files, *outputs.trajectory, ligand, energy, poses, report);
+    write_trajectory(files, *outputs.trajectory, ligand, poses, report);
   }
   if (outputs.complex) {
     report.complex = outputs.complex;
@@ -229,28 +303,30 @@ RefineReport refine_files(const RefineOptions& options) {
   const Outputs outputs = check_outputs(options);
   Structure target = read_structure(options.target);
   Structure ligand = read_structure(options.ligand);
-  // The molecules find the charges that the files do not give.
-  report.target = summarise(target, Molecule(target));
-  report.ligand = summarise(ligand, Molecule(ligand));
+  const Energy energy;
+  {
+    // The molecules find the charges that the files do not give.
+    const Molecule target_molecule(target);
+    const Molecule ligand_molecule(ligand);
+    report.target = summarise(target, target_molecule);
+    report.ligand = summarise(ligand, ligand_molecule);
+    require_parameters(target);
+    require_parameters(ligand);
+    require(nxd_set_target(target_molecule.handle(), energy.handle()), "the target");
+    require(nxd_set_ligand(ligand_molecule.handle(), energy.handle()), "the ligand");
+  }
   add_notes(target, report.target);
   add_notes(ligand, report.ligand);
-  const double factor = static_cast<double>(DFactor2) * kcal_per_unit() / static_cast<double>(report.dielectric);
-  RigidEnergy energy(sites_of(target), sites_of(ligand), factor);
+  require(nxd_set_uniform_dielectric(static_cast<double>(report.dielectric), energy.handle()), "the dielectric");
+  require(nxd_set_threads(0, energy.handle()), "the number of threads");
 
-  report.before = place_at(energy, {}, target, ligand);
+  report.before = place_at(energy, kStart, target, ligand);
   Way way(report.before.energy.total());
-  Pose pose = refine_pose(energy, report, way);
+  const Pose pose = refine_pose(energy, report, way);
   report.after = place_at(energy, pose, target, ligand);
-  if (pose != Pose{} && !(report.after.energy.total() < report.before.energy.total())) {
-    report.start_kept = true;
-    report.after = report.before;
-    pose = {};
-    way.back_to_start();
-  }
   way.add(pose, report.after.energy.total());
-  report.at_minimum = at_minimum(energy, pose);
-  tell_motion(energy, pose, report);
-  write_outputs(outputs, target, ligand, energy, way.poses(), report);
+  tell_motion(energy, ligand, pose, report);
+  write_outputs(outputs, target, ligand, way.poses(), report);
   return report;
 }
 

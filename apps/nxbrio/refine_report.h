@@ -2,6 +2,8 @@
 #ifndef NXBRIOCHEM_APPS_NXBRIO_REFINE_REPORT_H
 #define NXBRIOCHEM_APPS_NXBRIO_REFINE_REPORT_H
 
+#include <nxbriodock/nxbriodock.h>
+
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -10,22 +12,34 @@
 #include "geometry.h"
 #include "models.h"
 #include "molecule.h"
-#include "rigid_minimiser.h"
 
 namespace nxbrio {
 
-// A ligand with two atoms nearer than this fraction of the distance of least 12-6 energy starts inside the target: they
-// are as near as bonded ones, or nearer; hydrogen bonds and metals' ligands keep above it.
-inline constexpr double kInside = 0.45;
-// A place with a 12-6 energy above 0 and two atoms nearer than this fraction overlaps, whatever the charges gain: ions
-// in contact keep above it, zinc and a nitrogen too, in vacuum.
-inline constexpr double kPressed = 0.6;
-// Angstrom; where the nearest atoms are farther apart, a flat energy means that the two have lost touch.
-inline constexpr double kOutOfTouch = 8.0;
+// Kcal/mol/angstrom: the length of the gradient below which a pose may be a minimum.
+inline constexpr double kGradientTolerance = 1e-3;
+
+// Kcal/mol, at the ligand's place, and the length of the gradient in its six variables, kcal/mol/angstrom.
+struct PlaceEnergy {
+  double coulomb = 0.0;
+  double twelve_six = 0.0;
+  double gradient = 0.0;
+
+  double total() const { return coulomb + twelve_six; }
+};
+
+// The pair that stands closest, measured by where its 12-6 energy is least.
+struct Contact {
+  int target_atom = 0;
+  int ligand_atom = 0;
+  // Angstrom.
+  double distance = 0.0;
+  // Of the distance of least 12-6 energy.
+  double fraction = 0.0;
+};
 
 // The ligand at one place.
 struct RefinedPlace {
-  PoseEnergy energy;
+  PlaceEnergy energy;
   Contact contact;
   // The two atoms, as a user knows them.
   std::string target_atom;
@@ -39,13 +53,9 @@ struct RefineReport {
   float dielectric = 1.0F;
   RefinedPlace before;
   RefinedPlace after;
-  // Whether what was found was no better than the start, which was kept then.
-  bool start_kept = false;
-  // Of what was found.
-  bool at_minimum = false;
+  // How the run went, and how it ended.
+  nxd_refinement run{};
   int most_iterations = 0;
-  int iterations = 0;
-  int evaluations = 0;
   // Of the centre, angstrom; degrees; of the atoms, angstrom.
   double translation = 0.0;
   double rotation = 0.0;
@@ -56,9 +66,6 @@ struct RefineReport {
   std::optional<WrittenFile> complex;
   std::vector<std::string> notes;
 };
-
-// Whether a ligand starts inside the target.
-bool is_inside(const RefinedPlace& place);
 
 std::string refine_text(const RefineReport& report);
 nlohmann::ordered_json refine_json(const RefineReport& report);

@@ -130,7 +130,8 @@ double carbon_energy(const std::vector<gemmi::Position>& target, const std::vect
   return energy;
 }
 
-// From one of the places to the next the energy falls, but for what the last place of the files makes of it.
+// From one of the places to the next the energy falls, but for what the last place of the files makes of it: half a
+// thousandth of an angstrom, to the twelfth power at atoms that all but touch.
 TEST(Refine, TheTrajectoryFalls) {
   const ScratchDirectory scratch;
   const std::string way = scratch.path("way.pdb");
@@ -149,7 +150,7 @@ TEST(Refine, TheTrajectoryFalls) {
     double before = INFINITY;
     for (const gemmi::Model& model : models.models) {
       const double energy = carbon_energy(target, places_of(model));
-      EXPECT_LT(energy, before + 0.01 + 2e-3 * std::abs(energy)) << model.name;
+      EXPECT_LT(energy, before + 0.01 + 1e-2 * std::abs(energy)) << model.name;
       before = energy;
     }
     EXPECT_NEAR(before, total(report["after"]), 0.01 + 2e-3 * std::abs(before));
