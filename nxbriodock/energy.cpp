@@ -296,11 +296,7 @@ int nxd_set_weights(double coulomb, double twelve_six, int energy) {
 
 int nxd_set_distance_rule(int arithmetic, int energy) {
   return guarded("nxd_set_distance_rule", 0, [&] {
-    const auto object = energy_of(energy);
-    object->terms.arithmetic = arithmetic != 0;
-    if (object->has_target()) {
-      object->prepare_target(object->target.atoms);
-    }
+    energy_of(energy)->set_distance_rule(arithmetic != 0);
     return 1;
   });
 }

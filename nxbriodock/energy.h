@@ -38,8 +38,9 @@ NX_API int nxd_delete_energy(int energy);
 // Coordinates, charges and elements are copied: what becomes of the molecule or the arrays later does not matter.
 // Either side may be set again at any time, the other one and all settings staying; the target's data are prepared
 // once, for any number of ligands. Coordinates of a molecule are those of its active conformer as they stand; a
-// transform that it has set is not looked at. Each atom gets the 12-6 parameters of its element from UFF (uff.h): 0 for
-// a side with an atom of an element that has none, without atoms, or with a number that is not finite.
+// transform that it has set is not looked at. Its atoms are counted from 0 in the order of their indices, without the
+// places of deleted ones. Each atom gets the 12-6 parameters of its element from UFF (uff.h): 0 for a side with an atom
+// of an element that has none, without atoms, or with a number that is not finite.
 
 // Sets the target from a molecule.
 NX_API int nxd_set_target(int mol, int energy);

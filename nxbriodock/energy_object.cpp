@@ -110,19 +110,27 @@ Model Terms::model() const {
 
 double Terms::coulomb_factor() const { return kCoulombKcal / dielectric * coulomb_weight; }
 
-void Energy::prepare_target(std::shared_ptr<const Atoms> atoms) {
-  Target prepared;
-  prepared.packed = std::make_shared<const Packed>(*atoms, terms.arithmetic);
-  prepared.low = prepared.high = atoms->places.front();
+Target::Target(std::shared_ptr<const Atoms> all, bool arithmetic)
+    : atoms(std::move(all)),
+      packed(std::make_shared<const Packed>(*atoms, arithmetic)),
+      low(atoms->places.front()),
+      high(low) {
   for (const Vector3& place : atoms->places) {
-    prepared.low = prepared.low.cwiseMin(place);
-    prepared.high = prepared.high.cwiseMax(place);
+    low = low.cwiseMin(place);
+    high = high.cwiseMax(place);
   }
-  prepared.atoms = std::move(atoms);
-  target = std::move(prepared);
 }
 
-void Energy::set_target(Atoms atoms) { prepare_target(std::make_shared<const Atoms>(std::move(atoms))); }
+void Energy::set_target(Atoms atoms) {
+  target = Target(std::make_shared<const Atoms>(std::move(atoms)), terms.arithmetic);
+}
+
+void Energy::set_distance_rule(bool arithmetic) {
+  if (has_target()) {
+    target = Target(target.atoms, arithmetic);
+  }
+  terms.arithmetic = arithmetic;
+}
 
 void Energy::set_ligand(Atoms atoms) {
   const auto n = static_cast<double>(atoms.size());
@@ -310,7 +318,8 @@ bool delete_energy(int handle) {
 }
 
 int threads_of(int setting) {
-  return setting > 0 ? setting : std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+  constexpr int kMost = 1024;
+  return std::clamp(setting > 0 ? setting : static_cast<int>(std::thread::hardware_concurrency()), 1, kMost);
 }
 
 }  // namespace nxbriodock

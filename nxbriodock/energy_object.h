@@ -40,6 +40,9 @@ class Packed {
 
 // The target, shared by copies of an energy; what is prepared is replaced, never changed.
 struct Target {
+  Target() = default;
+  Target(std::shared_ptr<const Atoms> all, bool arithmetic);
+
   std::shared_ptr<const Atoms> atoms;
   std::shared_ptr<const Packed> packed;
   Vector3 low = Vector3::Zero();
@@ -103,8 +106,7 @@ class Energy {
  public:
   void set_target(Atoms atoms);
   void set_ligand(Atoms atoms);
-  // Where the rule, or parameters of the target, have changed.
-  void prepare_target(std::shared_ptr<const Atoms> atoms);
+  void set_distance_rule(bool arithmetic);
 
   bool has_target() const { return target.atoms != nullptr; }
   bool has_ligand() const { return ligand.size() > 0; }

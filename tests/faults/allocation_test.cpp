@@ -151,6 +151,7 @@ class FailingHeap : public testing::Test {
 std::vector<faults::Family> families() {
   std::vector<faults::Family> all = faults::flat_families();
   all.push_back({"toolkit", faults::toolkit_scenarios()});
+  all.push_back({"dock", faults::dock_scenarios()});
   return all;
 }
 
