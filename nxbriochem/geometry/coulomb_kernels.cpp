@@ -93,11 +93,14 @@ __attribute__((always_inline)) inline void add_column(const Rows& rows, int row,
                                                       Floats<Lanes>& inner, Ints<Lanes>& zero) {
   Floats<Lanes> r2;
   squared_distances<Lanes>(rows, row, column, r2, zero);
-  auto root = __builtin_convertvector(r2, Doubles<Lanes>);
+  // By lanes: g++ 12 widens a whole vector in halves.
+  Doubles<Lanes> root;
+  Doubles<Lanes> before;
   for (int lane = 0; lane < Lanes; ++lane) {
-    root[lane] = std::sqrt(root[lane]);
+    root[lane] = std::sqrt(static_cast<double>(r2[lane]));
+    before[lane] = inner[lane];
   }
-  const Doubles<Lanes> sum = __builtin_convertvector(inner, Doubles<Lanes>) + column.charge / root;
+  const Doubles<Lanes> sum = before + column.charge / root;
   inner = zero ? inner : __builtin_convertvector(sum, Floats<Lanes>);
 }
 
