@@ -378,8 +378,10 @@ int nx_write_errors_to_file(const char* path) {
     return 0;
   }
   const auto size = static_cast<int>(std::strlen(path) + 1);
-  // The copy of an earlier name stays on the books.
-  error_file = static_cast<char*>(nx_calloc(size, 1));
+  // The copy of an earlier name stays on the books, unless nx_free_all_memory has taken it off them.
+  char* const name = static_cast<char*>(nx_calloc(size, 1));
+  memory::free_if_untracked(error_file);
+  error_file = name;
   std::memcpy(error_file, path, static_cast<std::size_t>(size));
   error_write += 1;
   memory::keep_text(&error_file);

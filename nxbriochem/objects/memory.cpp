@@ -311,6 +311,12 @@ void when_all_freed(void (*forget)()) { enter_once(forgetters, forget); }
 
 void keep_text(char* const* text) { enter_once(kept_texts, text); }
 
+void free_if_untracked(void* block) {
+  if (block != nullptr && find_slot(block) < 0) {
+    std::free(block);
+  }
+}
+
 }  // namespace memory
 
 using namespace memory;

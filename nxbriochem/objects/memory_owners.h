@@ -14,6 +14,8 @@ void when_all_freed(void (*forget)());
 // Keeps the text that `*text` points to when all tracked memory is freed: the block leaves the books, but lives on.
 // Registering a variable twice changes nothing.
 void keep_text(char* const* text);
+// Frees a kept text that was taken off the books; one that is on them stays.
+void free_if_untracked(void* block);
 
 // As nx_realloc, for a module's own block: a block that dropped from the books is grown without a warning and goes back
 // on them. The message queues need this: a warning of an unknown block needs room in them.

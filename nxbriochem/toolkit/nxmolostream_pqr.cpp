@@ -19,7 +19,9 @@ class Record {
   Record& Put(std::size_t column, std::string_view field) {
     const std::size_t length = text_.Size() - start_;
     const std::size_t blanks = length == 0 ? 0 : std::max(column - 1, length + 1) - length;
-    std::memset(text_.Extend(blanks), ' ', blanks);
+    if (blanks != 0) {
+      std::memset(text_.Extend(blanks), ' ', blanks);
+    }
     text_.Append(field);
     return *this;
   }
