@@ -8,7 +8,6 @@
 
 #include "apps/nxbrio/failure.h"
 #include "apps/nxbrio/formula.h"
-#include "apps/nxbrio/molecule.h"
 #include "fuzz/memory_file.h"
 
 namespace {

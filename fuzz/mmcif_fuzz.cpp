@@ -1,6 +1,6 @@
-// The program's reader of mmCIF.
+// The reader of mmCIF.
 #include "fuzz/structures.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  return fuzz::read_structures(nxbrio::read_mmcif, data, size);
+  return fuzz::read_structures("mmcif", data, size);
 }

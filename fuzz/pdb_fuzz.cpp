@@ -1,6 +1,6 @@
-// The program's reader of PDB.
+// The reader of PDB.
 #include "fuzz/structures.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  return fuzz::read_structures(nxbrio::read_pdb, data, size);
+  return fuzz::read_structures("pdb", data, size);
 }

@@ -1,6 +1,6 @@
-// The program's reader of PQR.
+// The reader of PQR.
 #include "fuzz/structures.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  return fuzz::read_structures(nxbrio::read_pqr, data, size);
+  return fuzz::read_structures("pqr", data, size);
 }

@@ -15,7 +15,7 @@
 #include "failure.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 constexpr std::size_t kChunk = std::size_t{1} << 18;
@@ -180,4 +180,4 @@ void LineReader::rewind() {
   number_ = 0;
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

@@ -9,7 +9,7 @@
 
 struct gzFile_s;
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 // Where bytes come from: a file, or memory, which is the caller's. What cannot be read twice, a pipe, is read into
 // memory first.
@@ -67,6 +67,6 @@ class LineReader {
   std::size_t number_ = 0;
 };
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

@@ -4,13 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <gemmi/elem.hpp>
 #include <gemmi/resinfo.hpp>
 #include <set>
 
 #include "element.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 struct SideChainAtom {
@@ -114,7 +115,7 @@ class Charging {
       charge_side_chain(residue);
     } else if (residue.find("P") != nullptr && residue.find("O5'", "O5*") != nullptr) {
       charge_phosphate(residue);
-    } else if (residue.size() == 1 && residue.begin()->element != 0) {
+    } else if (residue.size() == 1 && is_ion_element(residue.begin()->element)) {
       charge_ion(*residue.begin());
     } else if (!info.is_nucleic_acid() && (residue.begin()->het || !info.found())) {
       ++ligands_;
@@ -147,6 +148,12 @@ class Charging {
     for (Atom* const oxygen : oxygens) {
       oxygen->charge = static_cast<float>(charge) / static_cast<float>(oxygens.size());
     }
+  }
+
+  // Metals and halogens.
+  static bool is_ion_element(int number) {
+    const gemmi::Element element(number);
+    return element.is_metal() || number == 9 || number == 17 || number == 35 || number == 53;
   }
 
   void charge_ion(Atom& atom) {
@@ -266,4 +273,4 @@ class Charging {
 
 void assign_formal_charges(Structure& structure) { Charging(structure).run(); }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

@@ -4,11 +4,11 @@
 
 #include "structure.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 // Gives every atom its charge, as nxf_charge_source tells, and notes what is left neutral. Residues must be numbered.
 void assign_formal_charges(Structure& structure);
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

@@ -9,7 +9,7 @@
 
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 // The letters at the start of a name, upper case, after any digits: "HB" of "1HB1", "CL" of "Cl-".
@@ -149,4 +149,4 @@ int element_of_bondi_radius(std::string_view atom_name, std::string_view residue
   }
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

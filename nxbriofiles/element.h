@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 // The atomic number of a symbol, in any case; 0 for none.
 int atomic_number(std::string_view symbol);
@@ -25,6 +25,6 @@ bool is_standard_residue(std::string_view residue_name);
 // The atomic number of the element whose radius nx_assign_bondi_radii gives an atom of this name; 0 where that is none.
 int element_of_bondi_radius(std::string_view atom_name, std::string_view residue_name);
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

@@ -6,7 +6,7 @@
 
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 struct Row {
@@ -135,4 +135,4 @@ std::string file_stem(std::string_view path) {
 
 bool ends_in_gz(std::string_view path) { return path.size() > 3 && lower_case(path.substr(path.size() - 3)) == ".gz"; }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 enum class Format { Pqr, Pdb, Mmcif, Sdf, Mol2, Xyz, DelphiPdb };
 
@@ -24,6 +24,6 @@ bool has_pdb_columns(std::string_view text);
 std::string file_stem(std::string_view path);
 bool ends_in_gz(std::string_view path);
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

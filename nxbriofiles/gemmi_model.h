@@ -7,7 +7,7 @@
 
 #include "structure.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 inline std::string chain_name(const Structure& structure, char letter) {
   const auto name = structure.chain_names.find(letter);
@@ -47,6 +47,6 @@ inline gemmi::Model gemmi_model(const Structure& structure) {
   return model;
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

@@ -7,7 +7,7 @@
 
 #include "structure.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 // The models as one mmCIF file.
 std::string mmcif_text(const std::vector<Structure>& models);
@@ -15,6 +15,6 @@ std::string mmcif_text(const std::vector<Structure>& models);
 // Whether each atom is meant by a selection in gemmi's language. Throws Failure for a text that is none.
 std::vector<bool> select_by_gemmi(const Structure& structure, const std::string& text);
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

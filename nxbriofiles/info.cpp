@@ -8,7 +8,7 @@
 #include "nxbriofiles.h"
 #include "reports.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 using NxChem::NxAtomBase;
@@ -71,9 +71,10 @@ bool fits_sd_file(const char* name, const char* text) {
 }
 
 }  // namespace
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 using namespace nxbrio;
+using namespace nxbrio::files;
 
 const char* nxf_molecule_format(int mol) { return whole_text(kFormatTag, mol); }
 

@@ -3,6 +3,7 @@
 #include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/nxbriochem.h>
 
+#include <algorithm>
 #include <map>
 
 #include "charges.h"
@@ -11,7 +12,7 @@
 #include "formats.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 using NxChem::NxAtomBase;
@@ -44,6 +45,9 @@ void complete(Structure& structure) {
   }
   if (structure.charges != Charges::File) {
     assign_formal_charges(structure);
+  } else if (std::all_of(structure.atoms.begin(), structure.atoms.end(),
+                         [](const Atom& atom) { return atom.charge == 0.0F; })) {
+    structure.notes.emplace_back("no charges: those in the file are all 0");
   }
   if (!structure.radii_given) {
     note_radii_by_name(structure);
@@ -197,4 +201,4 @@ const char* text_of(const NxMolBase& mol, const char* tag, int k) {
   return nullptr;
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

@@ -12,7 +12,7 @@
 
 #include "structure.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 // Gives the structure the charges and elements that its file lacks, and makes it a molecule. The handle; `path` becomes
 // the molecule's file name and, where the record has no title that is a name, its stem the molecule's. Throws Failure.
@@ -41,6 +41,6 @@ inline constexpr const char* kChainNamesTag = "nxf_chain_names";
 // Data fields: names and texts by turns.
 inline constexpr const char* kFieldsTag = "nxf_fields";
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

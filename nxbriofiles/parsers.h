@@ -8,7 +8,7 @@
 
 #include "structure.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 struct RecordText {
   const std::string& path;
@@ -28,6 +28,6 @@ Structure parse_xyz(const RecordText& record);
 // All models that have atoms.
 std::deque<Structure> parse_mmcif(const RecordText& record);
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

@@ -16,7 +16,7 @@
 #include "structure.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 using AtomIndex = std::unordered_map<const gemmi::Atom*, int>;
@@ -295,7 +295,7 @@ class PdbRecords {
     }
     const auto digit = [](char c) { return c >= '0' && c <= '9'; };
     const auto sign = [](char c) { return c == '+' || c == '-'; };
-    return charge.empty() || (charge.size() == 1 && (digit(charge[0]) || sign(charge[0]))) ||
+    return charge.empty() ||
            (charge.size() == 2 && ((digit(charge[0]) && sign(charge[1])) || (sign(charge[0]) && digit(charge[1]))));
   }
 
@@ -480,14 +480,15 @@ std::size_t line_of_value(const gemmi::cif::Block& block, std::string_view text,
   return 1;
 }
 
-// An atom cannot do without these; says which one is missing, and where the table stands.
+// What an atom cannot do without, each tag or the other; says which one is missing, and where the table stands.
 void require_columns(const std::string& path, gemmi::cif::Block& block) {
-  constexpr std::array<std::pair<const char*, const char*>, 6> kColumns{{{"Cartn_x", nullptr},
+  constexpr std::array<std::pair<const char*, const char*>, 7> kColumns{{{"Cartn_x", nullptr},
                                                                          {"Cartn_y", nullptr},
                                                                          {"Cartn_z", nullptr},
                                                                          {"label_atom_id", "auth_atom_id"},
                                                                          {"label_comp_id", "auth_comp_id"},
-                                                                         {"label_asym_id", "auth_asym_id"}}};
+                                                                         {"label_asym_id", "auth_asym_id"},
+                                                                         {"auth_seq_id", "label_seq_id"}}};
   std::size_t line = 1;
   for (const gemmi::cif::Item& item : block.items) {
     const bool table =
@@ -505,6 +506,40 @@ void require_columns(const std::string& path, gemmi::cif::Block& block) {
       throw Failure(path, line,
                     std::string("_atom_site has no column ") + tag + (other ? std::string(" or ") + other : ""));
     }
+  }
+}
+
+// Columns that gemmi asks for and an atom can do without: those of another tag, or one value for all.
+void add_columns(gemmi::cif::Block& block) {
+  struct Column {
+    const char* tag;
+    const char* other;
+    const char* value;
+  };
+  constexpr std::array<Column, 7> kColumns{{{"id", nullptr, "0"},
+                                            {"type_symbol", nullptr, "?"},
+                                            {"label_alt_id", nullptr, "."},
+                                            {"label_asym_id", "auth_asym_id", "."},
+                                            {"occupancy", nullptr, "1"},
+                                            {"B_iso_or_equiv", nullptr, "0"},
+                                            {"auth_seq_id", "label_seq_id", "."}}};
+  const std::string start = "_atom_site.";
+  gemmi::cif::Loop* const loop = block.find_loop(start + "Cartn_x").get_loop();
+  for (const Column& column : kColumns) {
+    if (loop == nullptr || loop->find_tag(start + column.tag) >= 0) {
+      continue;
+    }
+    const std::size_t width = loop->width();
+    const int other = column.other != nullptr ? loop->find_tag(start + column.other) : -1;
+    std::vector<std::string> values;
+    values.reserve(loop->values.size() + loop->length());
+    for (std::size_t row = 0; row < loop->length(); ++row) {
+      const auto from = loop->values.begin() + static_cast<std::ptrdiff_t>(row * width);
+      values.insert(values.end(), from, from + static_cast<std::ptrdiff_t>(width));
+      values.push_back(other >= 0 ? *(from + other) : column.value);
+    }
+    loop->tags.push_back(start + column.tag);
+    loop->values = std::move(values);
   }
 }
 
@@ -592,6 +627,7 @@ std::deque<Structure> parse_mmcif(const RecordText& record) {
     }
     require_columns(record.path, *block);
     check_mmcif_atoms(record.path, record.text, *block);
+    add_columns(*block);
     gemmi::Structure from = gemmi::make_structure_from_block(*block);
     if (from.models.empty()) {
       throw Failure(record.path, "no atoms");
@@ -622,4 +658,4 @@ std::deque<Structure> parse_mmcif(const RecordText& record) {
   }
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

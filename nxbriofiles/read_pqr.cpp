@@ -16,7 +16,7 @@
 #include "structure.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 bool is_letter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
@@ -133,7 +133,8 @@ class Reader {
     atom.name = f[1];
     atom.residue = f[2];
     std::string_view number = f[f.size() - 6];
-    std::string_view chain = f.size() == 10 ? f[3] : std::string_view();
+    // "_" stands for none where the other atoms have a chain.
+    std::string_view chain = f.size() == 10 && f[3] != "_" ? f[3] : std::string_view();
     if (chain.empty() && number.size() > 1 && is_letter(number[0]) && (is_digit(number[1]) || number[1] == '-')) {
       chain = number.substr(0, 1);
       number.remove_prefix(1);
@@ -204,4 +205,4 @@ Structure parse_pqr(const RecordText& record) {
   return reader.finish();
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

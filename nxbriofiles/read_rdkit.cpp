@@ -19,7 +19,7 @@
 #include "parsers.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 // RDKit's log goes to standard error; what matters comes as an exception or is looked at here.
@@ -28,7 +28,9 @@ class QuietLog {
   QuietLog() { boost::logging::disable_logs("rdApp.*"); }
 };
 
+// RDKit counts lines within the record; the message names that of the file.
 std::string one_line(std::string_view text) {
+  text = text.substr(0, std::min(text.find(" on line "), text.find(" in line ")));
   std::string line(text.substr(0, std::min(text.find_first_of("\r\n"), std::size_t{200})));
   std::replace_if(
       line.begin(), line.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
@@ -259,4 +261,4 @@ Structure parse_mol2(const RecordText& record) {
   return structure;
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

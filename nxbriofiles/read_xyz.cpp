@@ -4,7 +4,7 @@
 #include "parsers.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 Structure parse_xyz(const RecordText& record) {
   Structure structure;
@@ -57,4 +57,4 @@ Structure parse_xyz(const RecordText& record) {
   return structure;
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

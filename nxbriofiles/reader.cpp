@@ -13,7 +13,7 @@
 #include "reports.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 std::optional<Format> wanted_format(const std::string& name, const char* word) {
@@ -152,9 +152,10 @@ Records* find_reader(int reader) {
 }
 
 }  // namespace
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 using namespace nxbrio;
+using namespace nxbrio::files;
 
 int nxf_read_molecule(const char* path, const char* format) { return read_first(file(path), format); }
 

@@ -6,7 +6,7 @@
 #include "failure.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 constexpr std::size_t kLongestRecord = std::size_t{1} << 30;
@@ -242,4 +242,4 @@ Structure Records::structure() {
   return structure;
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

@@ -15,7 +15,7 @@
 #include "parsers.h"
 #include "structure.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 class Records {
  public:
@@ -66,6 +66,6 @@ class Records {
   std::exception_ptr failure_;
 };
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

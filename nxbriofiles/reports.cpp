@@ -9,7 +9,7 @@
 #include "nxbriofiles.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 // Kept in one place that needs no memory when it runs out.
@@ -49,6 +49,6 @@ void report(const char* about, const std::exception& error) noexcept {
   report(text);
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
-const char* nxf_last_error(void) { return nxbrio::last_error().shown; }
+const char* nxf_last_error(void) { return nxbrio::files::last_error().shown; }

@@ -7,7 +7,7 @@
 #include <new>
 #include <string_view>
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 // Queues an error and keeps it for nxf_last_error. Never throws.
 void report(std::string_view text) noexcept;
@@ -26,6 +26,6 @@ Result reported(const char* about, Result failed, Body body) noexcept {
   return failed;
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

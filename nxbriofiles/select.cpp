@@ -4,7 +4,7 @@
 #include "gemmi_model.h"
 #include "gemmi_writers.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 std::vector<bool> select_by_gemmi(const Structure& structure, const std::string& text) {
   gemmi::Selection selection;
@@ -28,4 +28,4 @@ std::vector<bool> select_by_gemmi(const Structure& structure, const std::string&
   return chosen;
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

@@ -15,7 +15,7 @@
 #include "reports.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 using Chosen = std::vector<bool>;
@@ -128,9 +128,10 @@ class Parser {
 };
 
 }  // namespace
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 using namespace nxbrio;
+using namespace nxbrio::files;
 
 int nxf_select(int* mask, const char* selection, int mol) {
   const NxChem::NxMolBase& molecule = model(mol);

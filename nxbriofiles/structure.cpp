@@ -2,7 +2,7 @@
 
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 constexpr std::string_view kChainLetters =
@@ -58,4 +58,4 @@ void number_residues(Structure& structure) {
   }
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

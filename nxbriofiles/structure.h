@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace nxbrio {
+namespace nxbrio::files {
 
 struct Atom {
   std::string name;
@@ -90,6 +90,6 @@ class ChainLetters {
 // code differ from those of the chain's atom before.
 void number_residues(Structure& structure);
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 #endif

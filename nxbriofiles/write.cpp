@@ -23,7 +23,7 @@
 #include "staged_files.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 struct Wanted {
@@ -224,9 +224,10 @@ const char* keep(size_t* size, std::string bytes) {
 }
 
 }  // namespace
-}  // namespace nxbrio
+}  // namespace nxbrio::files
 
 using namespace nxbrio;
+using namespace nxbrio::files;
 
 int nxf_write_molecule(const char* path, const char* format, int mol) {
   static_cast<void>(model(mol));

@@ -12,7 +12,7 @@
 #include "gemmi_writers.h"
 #include "text.h"
 
-namespace nxbrio {
+namespace nxbrio::files {
 namespace {
 
 // gemmi prints numbers by the C library: with a point, whatever the program's locale.
@@ -68,4 +68,4 @@ std::string mmcif_text(const std::vector<Structure>& models) {
   return stream.str();
 }
 
-}  // namespace nxbrio
+}  // namespace nxbrio::files

@@ -6,9 +6,9 @@
 #include "failure.h"
 #include "formula.h"
 #include "molecule.h"
+#include "nxbriofiles/text.h"
 #include "output.h"
 #include "report.h"
-#include "text.h"
 
 namespace nxbrio {
 namespace {

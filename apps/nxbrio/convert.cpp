@@ -6,10 +6,10 @@
 #include "formula.h"
 #include "models.h"
 #include "molecule.h"
+#include "nxbriofiles/text.h"
 #include "output.h"
 #include "report.h"
 #include "structure.h"
-#include "text.h"
 
 namespace nxbrio {
 namespace {

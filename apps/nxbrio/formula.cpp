@@ -11,7 +11,7 @@
 
 #include "failure.h"
 #include "formula_check.h"
-#include "text.h"
+#include "nxbriofiles/text.h"
 
 namespace nxbrio {
 namespace {

@@ -7,7 +7,7 @@
 #include <charconv>
 #include <vector>
 
-#include "text.h"
+#include "nxbriofiles/text.h"
 
 namespace nxbrio {
 namespace {

@@ -1,8 +1,8 @@
 #include "geometry_report.h"
 
+#include "nxbriofiles/text.h"
 #include "report.h"
 #include "table.h"
-#include "text.h"
 
 namespace nxbrio {
 namespace {

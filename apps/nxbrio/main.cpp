@@ -14,8 +14,8 @@
 #include "commands.h"
 #include "failure.h"
 #include "nxbriofiles/temporary_file.h"
+#include "nxbriofiles/text.h"
 #include "sudden_end.h"
-#include "text.h"
 
 namespace {
 
@@ -24,10 +24,10 @@ constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
 constexpr const char* kFormats =
-    "Structure files are PQR, PDB or mmCIF, plain or gzipped, known by their ending (.pqr; .pdb, .ent; .cif, .mmcif) "
-    "and\n"
-    "failing that by their content. PQR brings charges and radii; a PQR file without any radius above 0, and PDB and\n"
-    "mmCIF files, get Bondi radii. PDB and mmCIF files get the formal charges of charged protein side chains.";
+    R"(Structure files are PQR, PDB, mmCIF, SDF, mol2 or XYZ, plain or gzipped, known by their ending (.pqr; .pdb, .ent;
+.cif, .mmcif; .sdf, .sd, .mol; .mol2; .xyz) and failing that by their content. PQR brings charges and radii, mol2
+charges. Other files, and a PQR file without any radius above 0, get Bondi radii; other files get formal charges: their
+own and those of charged side chains, chain ends, phosphates of nucleotides and ions.)";
 
 constexpr const char* kFormulas =
     R"(Formulas are made of numbers, names, + - * / ^ and parentheses, with blanks where one likes. 'name = formula'
@@ -37,12 +37,12 @@ exp(b log a), which is no number for a negative a. An exponent needs a decimal p
 )";
 
 constexpr const char* kConverting =
-    R"(All models of IN are written: as MODELs of a PDB or PQR file and as records of a mol2, SD or XYZ file. delphi_pdb is
-PDB with radius and charge in place of occupancy and temperature factor.
+    R"(All models of IN are written: as MODELs of a PDB, PQR or mmCIF file and as records of a mol2, SD or XYZ file.
+delphi_pdb is PDB with radius and charge in place of occupancy and temperature factor.
 
 PDB files get the bonds of IN. So do mol2 and sdf if these reach every atom, single-atom residues apart, and not
 all are single; otherwise bonds are added by distance, and all orders are set anew from geometry and valence.
---bonds file keeps to the bonds of IN, --bonds distance makes them from distances alone. xyz and pqr hold none.
+--bonds file keeps to the bonds of IN, --bonds distance makes them from distances alone. xyz, pqr and mmcif hold none.
 
 A transform is a quaternion a b c d, of any length but 0, and a translation t in angstrom. It replaces each place p
 by M p + t, with M, the quaternion scaled to length 1,
@@ -109,7 +109,7 @@ void add_json(CLI::App& command, bool& json) { command.add_flag("--json", json, 
 void add_format(CLI::App& command, std::optional<std::string>& format) {
   command
       .add_option("-f,--format", format,
-                  "pdb, delphi_pdb, mol2, sdf, xyz or pqr [by the ending of OUT: .pdb, .mol2, .sdf, .xyz, .pqr]")
+                  "pdb, delphi_pdb, mmcif, mol2, sdf, xyz or pqr (pdb.gz and so on: gzipped) [by the ending of OUT]")
       ->type_name("WORD");
 }
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "nxbriofiles/text.h"
 #include "progress.h"
-#include "text.h"
 
 namespace nxbrio {
 namespace {

@@ -6,9 +6,8 @@
 #include <algorithm>
 #include <map>
 
-#include "element.h"
 #include "failure.h"
-#include "text.h"
+#include "nxbriofiles/text.h"
 
 namespace nxbrio {
 namespace {
@@ -86,38 +85,34 @@ std::vector<float> get_floats(int (*get)(float*, int), std::size_t n, int mol) {
   return values;
 }
 
-// Sets the file's charges and radii, or has the library find them and keeps what it found.
-void set_charges_and_radii(Structure& structure, int mol) {
-  std::vector<float> charges = per_atom<float>(structure, [](const Atom& atom) { return atom.charge; });
-  std::vector<float> radii = per_atom<float>(structure, [](const Atom& atom) { return atom.radius; });
-  require(nx_set_molecule_charges(charges.data(), mol), "the charges");
-  require(nx_set_molecule_radii(radii.data(), mol), "the radii");
-  if (!structure.charges_given) {
-    nx_charge_protein(mol);
-    charges = get_floats(nx_get_molecule_charges, charges.size(), mol);
-  }
-  if (!structure.radii_given) {
-    require(nx_assign_bondi_radii(mol), "to assign radii");
-    radii = get_floats(nx_get_molecule_radii, radii.size(), mol);
-  }
-  for (std::size_t i = 0; i < charges.size(); ++i) {
-    structure.atoms[i].charge = charges[i];
-    structure.atoms[i].radius = radii[i];
-  }
-}
-
-void build(Structure& structure, int mol) {
-  require(nx_set_molecule_name(structure.name.c_str(), mol), "the name");
-  require(nx_set_molecule_file_name(structure.path.c_str(), mol), "the file name");
-  require(nx_set_molecule_atom_number(static_cast<int>(structure.atoms.size()), mol), "the number of atoms");
+std::vector<float> coordinates_of(const Structure& structure) {
   std::vector<float> coordinates;
   for (const Atom& atom : structure.atoms) {
     coordinates.insert(coordinates.end(), atom.position.begin(), atom.position.end());
   }
-  require(nx_set_molecule_coordinates(coordinates.data(), mol), "the coordinates");
+  return coordinates;
+}
+
+// What a structure may have been given since its molecule was read: a name, other places, no bonds.
+void bring_up_to_date(const Structure& structure, int mol) {
+  require(nx_set_molecule_name(structure.name.c_str(), mol), "the name");
+  require(nx_set_molecule_coordinates(coordinates_of(structure).data(), mol), "the coordinates");
+  if (structure.bonds.empty()) {
+    require(nx_set_molecule_bond_number(0, mol), "to take the bonds off");
+  }
+}
+
+void build(const Structure& structure, int mol) {
+  require(nx_set_molecule_name(structure.name.c_str(), mol), "the name");
+  require(nx_set_molecule_file_name(structure.path.c_str(), mol), "the file name");
+  require(nx_set_molecule_atom_number(static_cast<int>(structure.atoms.size()), mol), "the number of atoms");
+  require(nx_set_molecule_coordinates(coordinates_of(structure).data(), mol), "the coordinates");
   set_names(structure, mol);
   set_atom_records(structure, mol);
-  set_charges_and_radii(structure, mol);
+  const std::vector<float> charges = per_atom<float>(structure, [](const Atom& atom) { return atom.charge; });
+  const std::vector<float> radii = per_atom<float>(structure, [](const Atom& atom) { return atom.radius; });
+  require(nx_set_molecule_charges(charges.data(), mol), "the charges");
+  require(nx_set_molecule_radii(radii.data(), mol), "the radii");
   set_bonds(structure, mol);
 }
 
@@ -148,12 +143,17 @@ void require(int status, const char* what) {
   }
 }
 
-Molecule::Molecule(Structure& structure) : handle_(nx_make_molecule()) {
+Molecule::Molecule(const Structure& structure)
+    : handle_(structure.molecule ? nx_copy_molecule(*structure.molecule) : nx_make_molecule()) {
   if (handle_ == 0) {
     throw Failure("the library has no molecule handle left");
   }
   try {
-    build(structure, handle_);
+    if (structure.molecule) {
+      bring_up_to_date(structure, handle_);
+    } else {
+      build(structure, handle_);
+    }
   } catch (...) {
     nx_delete_molecule(handle_);
     throw;
@@ -214,11 +214,9 @@ void take_positions(const Molecule& molecule, Structure& structure) {
   }
 }
 
-std::string charge_source(const Structure& structure) {
-  return structure.charges_given ? "file" : "formal, by nx_charge_protein";
-}
+std::string charge_source(const Structure& structure) { return structure.charge_source; }
 std::string radius_source(const Structure& structure) {
-  return structure.radii_given ? "file" : "Bondi, by nx_assign_bondi_radii";
+  return structure.radius_source == "Bondi" ? "Bondi, by nx_assign_bondi_radii" : structure.radius_source;
 }
 
 Summary summarise(const Structure& structure, const Molecule& molecule) {
@@ -272,7 +270,7 @@ Structure make_complex(const Structure& target, const Structure& ligand) {
   Structure both = target;
   both.path.clear();
   both.name = target.name + " with " + ligand.name;
-  both.charges_given = both.radii_given = true;
+  both.molecule = nullptr;
   both.notes.clear();
   std::string used(target.chains.begin(), target.chains.end());
   used.append(ligand.chains.begin(), ligand.chains.end());

@@ -17,10 +17,8 @@ void require(int status, const char* what);
 // Owns a molecule handle.
 class Molecule {
  public:
-  // Makes a molecule of the structure. Charges that the file does not give become the formal charges of charged protein
-  // side chains (nx_charge_protein), radii that it does not give become Bondi's (nx_assign_bondi_radii); both are
-  // written back into the structure's atoms. Throws Failure when the library refuses something.
-  explicit Molecule(Structure& structure);
+  // Makes a molecule of the structure. Throws Failure when the library refuses something.
+  explicit Molecule(const Structure& structure);
   Molecule(const Molecule&) = delete;
   Molecule& operator=(const Molecule&) = delete;
   ~Molecule();

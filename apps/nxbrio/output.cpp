@@ -1,16 +1,18 @@
 #include "output.h"
 
-#include <nxbriochem/nxbriochem.h>
+#include <nxbriofiles/nxbriofiles.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <string_view>
 
 #include "captured_stderr.h"
 #include "failure.h"
-#include "text.h"
+#include "nxbriofiles/text.h"
 
 namespace nxbrio {
 namespace {
@@ -23,14 +25,19 @@ struct Format {
   bool needs_bonds;
 };
 
-constexpr std::array<Format, 6> kFormats{{{"pdb", ".pdb", true, false},
+constexpr std::array<Format, 7> kFormats{{{"pdb", ".pdb", true, false},
                                           {"pqr", ".pqr", false, false},
+                                          {"mmcif", ".cif", false, false},
                                           {"mol2", ".mol2", true, true},
                                           {"sdf", ".sdf", true, true},
                                           {"xyz", ".xyz", false, false},
                                           {"delphi_pdb", nullptr, true, false}}};
 
-const Format* find_format(const std::string& word) {
+constexpr std::string_view kGzipped = ".gz";
+
+// The format of a word, which may ask for compression.
+const Format* find_format(std::string_view word) {
+  word.remove_suffix(word.ends_with(kGzipped) ? kGzipped.size() : 0);
   const auto* const at =
       std::find_if(kFormats.begin(), kFormats.end(), [&](const Format& format) { return word == format.word; });
   return at != kFormats.end() ? at : nullptr;
@@ -50,14 +57,19 @@ std::string listed(Text text) {
 
 // The format word that a path's ending stands for. Throws UsageError, which names what the path was given as.
 std::string format_by_ending(const std::string& given_as, const std::string& path) {
-  const std::string ending = lower_case(std::filesystem::path(path).extension().string());
+  std::filesystem::path name = path;
+  const bool gzipped = lower_case(name.extension().string()) == kGzipped;
+  if (gzipped) {
+    name.replace_extension();
+  }
+  const std::string ending = lower_case(name.extension().string());
   for (const Format& format : kFormats) {
     if (format.ending != nullptr && ending == format.ending) {
-      return format.word;
+      return std::string(format.word).append(gzipped ? kGzipped : "");
     }
   }
   throw UsageError(given_as + ": " + path + " ends in none of " +
-                   listed([](const Format& format) { return format.ending; }));
+                   listed([](const Format& format) { return format.ending; }) + ", with or without .gz");
 }
 
 // Throws UsageError when a file is among those that are read.
@@ -70,27 +82,39 @@ void refuse_inputs(const std::string& given_as, const std::string& path, const s
   }
 }
 
-// The library's one line on why it could not write, without the name that it knew the file by.
-std::string reason(std::string said, const std::string& name) {
-  for (const std::string& start : {std::string("Warning: "), "Unable to write " + name + ": "}) {
-    if (starts_with(said, start)) {
-      said.erase(0, start.size());
-    }
+// The library's one line on why it could not write: what it refused it said on standard error.
+std::string reason(std::string said) {
+  constexpr std::string_view kWarning = "Warning: ";
+  if (starts_with(said, kWarning)) {
+    said.erase(0, kWarning.size());
+  }
+  // The library writes to a descriptor of its own.
+  if (const std::size_t colon = said.find(": "); starts_with(said, "Unable to write ") && colon != std::string::npos) {
+    said.erase(0, colon + 2);
   }
   said.resize(std::min(said.find('\n'), said.size()));
-  return said.empty() ? "could not be written" : said;
+  if (!said.empty()) {
+    return said;
+  }
+  const std::string error = nxf_last_error();
+  return error.substr(error.find(": ") == std::string::npos ? 0 : error.find(": ") + 2);
 }
 
-// Has one of the library's functions write the contents of a staged file, which it finds among the open descriptors.
-void write(StagedFiles& files, int (*write)(const char*, const char*, int), const WrittenFile& file, int handle) {
-  const std::string name = "/proc/self/fd/" + std::to_string(files.stage(file.path));
+// Stages what one of the library's functions makes.
+void write(StagedFiles& files, const char* (*text)(std::size_t*, const char*, int), const WrittenFile& file,
+           int handle) {
+  const int descriptor = files.stage(file.path);
   CapturedStderr captured;
-  const bool written = write(name.c_str(), file.format.c_str(), handle) == 1;
+  std::size_t size = 0;
+  const char* const bytes = text(&size, file.format.c_str(), handle);
   const std::string said = captured.take();
-  if (!written) {
-    throw Failure(file.path, reason(said, name));
+  if (bytes == nullptr) {
+    throw Failure(file.path, reason(said));
   }
   std::fputs(said.c_str(), stderr);
+  if (!write_all(descriptor, {bytes, size})) {
+    throw Failure(file.path, std::strerror(errno));
+  }
 }
 
 }  // namespace
@@ -127,11 +151,9 @@ void refuse_written(const std::string& given_as, const std::string& path, const 
 void check_writable(const std::string& path) { const OutputPlace place(path); }
 
 void write_molecule(StagedFiles& files, const WrittenFile& file, int molecule) {
-  write(files, nx_write_molecule, file, molecule);
+  write(files, nxf_molecule_text, file, molecule);
 }
 
-void write_list(StagedFiles& files, const WrittenFile& file, int list) {
-  write(files, nx_write_list_of_molecules, file, list);
-}
+void write_list(StagedFiles& files, const WrittenFile& file, int list) { write(files, nxf_list_text, file, list); }
 
 }  // namespace nxbrio

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "text.h"
+#include "nxbriofiles/text.h"
 
 namespace nxbrio {
 namespace {

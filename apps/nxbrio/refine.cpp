@@ -10,13 +10,12 @@
 #include <numeric>
 
 #include "commands.h"
-#include "element.h"
 #include "failure.h"
 #include "formula.h"
+#include "nxbriofiles/text.h"
 #include "progress.h"
 #include "refine_report.h"
 #include "report.h"
-#include "text.h"
 
 namespace nxbrio {
 namespace {
@@ -113,9 +112,6 @@ void require_parameters(const Structure& structure) {
 // What makes the terms say less than they could.
 void add_notes(const Structure& structure, Summary& summary) {
   const auto& atoms = structure.atoms;
-  if (std::all_of(atoms.begin(), atoms.end(), [](const Atom& atom) { return atom.charge == 0.0F; })) {
-    summary.notes.emplace_back("no charges: there is no Coulombic energy");
-  }
   if (std::none_of(atoms.begin(), atoms.end(), [](const Atom& atom) { return atom.element == 1; })) {
     summary.notes.emplace_back("no hydrogens: the 12-6 term has none to keep off");
   }

@@ -3,9 +3,9 @@
 #include <cmath>
 
 #include "geometry_report.h"
+#include "nxbriofiles/text.h"
 #include "report.h"
 #include "table.h"
-#include "text.h"
 
 namespace nxbrio {
 namespace {

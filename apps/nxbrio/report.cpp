@@ -7,8 +7,8 @@
 #include <cstdio>
 
 #include "geometry_report.h"
+#include "nxbriofiles/text.h"
 #include "table.h"
-#include "text.h"
 
 namespace nxbrio {
 namespace {

@@ -1,225 +1,183 @@
-// Opening a structure file, finding out its format, and what is alike in all formats.
 #include "structure.h"
 
-#include <sys/stat.h>
-#include <zlib.h>
+#include <nxbriochem/nxbriochem.h>
+#include <nxbriochem/toolkit/nxelements.h>
+#include <nxbriofiles/nxbriofiles.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <memory>
-#include <optional>
 
-#include "element.h"
 #include "failure.h"
-#include "text.h"
 
 namespace nxbrio {
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{1} << 30;
-constexpr std::string_view kChainLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+[[noreturn]] void fail() { throw Failure(nxf_last_error()); }
 
-// The whole file, unpacked if it is gzipped.
-std::string load(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
-    throw Failure(path, std::strerror(errno));
+template <class T>
+std::vector<T> values(int (*get)(T*, int), std::size_t n, int mol) {
+  std::vector<T> found(n);
+  if (n > 0 && get(found.data(), mol) != 1) {
+    throw Failure("the library refused to give an array");
   }
-  if (S_ISDIR(status.st_mode)) {
-    throw Failure(path, "is a directory");
-  }
-  errno = 0;
-  const std::unique_ptr<gzFile_s, int (*)(gzFile)> file(gzopen(path.c_str(), "rb"), gzclose);
-  if (!file) {
-    throw Failure(path, errno != 0 ? std::strerror(errno) : "cannot be opened");
-  }
-  std::string text;
-  std::vector<char> chunk(std::size_t{1} << 20);
-  int got = 0;
-  while ((got = gzread(file.get(), chunk.data(), static_cast<unsigned>(chunk.size()))) > 0) {
-    if (std::memchr(chunk.data(), 0, static_cast<std::size_t>(got)) != nullptr) {
-      throw Failure(path, "binary data, not a structure file");
-    }
-    text.append(chunk.data(), static_cast<std::size_t>(got));
-    if (text.size() > kMostBytes) {
-      throw Failure(path, "larger than 1 GiB");
-    }
-  }
-  // A gzipped file that was cut short ends like any other but for the error that is left behind.
-  int error = Z_OK;
-  std::string_view message = gzerror(file.get(), &error);
-  if (starts_with(message, path + ": ")) {
-    message.remove_prefix(path.size() + 2);
-  }
-  if (error == Z_ERRNO) {
-    throw Failure(path, std::strerror(errno));
-  }
-  if (error != Z_OK) {
-    throw Failure(path, error == Z_BUF_ERROR ? "gzipped file is cut short"
-                                             : std::string("gzipped file is damaged: ").append(message));
-  }
-  return text;
+  return found;
 }
 
-using Reader = std::vector<Structure> (*)(const std::string&, std::string_view, Models);
-
-Reader reader_by_ending(std::string_view ending) {
-  if (ending == "pqr") {
-    return read_pqr;
-  }
-  if (ending == "pdb" || ending == "ent") {
-    return read_pdb;
-  }
-  return ending == "cif" || ending == "mmcif" ? read_mmcif : nullptr;
+std::string text_of(int (*get)(char*, int), int length, int mol) {
+  std::string text(static_cast<std::size_t>(length) + 1, '\0');
+  get(text.data(), mol);
+  return text.c_str();
 }
 
-// PDB has occupancy and temperature factor, two decimals each, where PQR has charge and radius.
-bool has_pdb_columns(std::string_view line) {
-  const auto number = [&](std::size_t begin) {
-    std::string fault;
-    return line[begin + 3] == '.' && parse_real(columns(line, begin, begin + 6), fault).has_value();
-  };
-  return line.size() >= 66 && number(54) && number(60) && (line.size() == 66 || line[66] == ' ');
+// What files call a format.
+std::string format_name(const std::string& word) {
+  if (word == "mmcif") {
+    return "mmCIF";
+  }
+  std::string name = word;
+  for (char& c : name) {
+    c = word != "mol2" && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  }
+  return name;
 }
 
-Reader reader_by_content(std::string_view text) {
-  for (Lines lines(text); lines.next();) {
-    const std::string_view line = lines.line();
-    if (starts_with(line, "data_")) {
-      return read_mmcif;
-    }
-    for (const std::string_view record : {"HEADER", "TITLE ", "COMPND", "SEQRES", "CRYST1"}) {
-      if (starts_with(line, record)) {
-        return read_pdb;
-      }
-    }
-    if (starts_with(line, "ATOM") || starts_with(line, "HETATM")) {
-      return has_pdb_columns(line) ? read_pdb : read_pqr;
-    }
+// Names of all atoms, each ended by a NUL.
+std::vector<std::string> names(int (*get)(char*, int, int), int length, std::size_t n, int mol) {
+  std::vector<char> packed(static_cast<std::size_t>(length) + 1);
+  get(packed.data(), length, mol);
+  std::vector<std::string> found;
+  const char* at = packed.data();
+  for (std::size_t i = 0; i < n; ++i) {
+    found.emplace_back(at);
+    at += found.back().size() + 1;
   }
-  return nullptr;
+  return found;
 }
 
-// Takes the part after the last point off a file's name, and gives it in lower case.
-std::string take_ending(std::string& name) {
-  const std::size_t point = name.rfind('.');
-  if (point == std::string::npos || point == 0) {
-    return {};
+void read_atoms(Structure& structure, int mol) {
+  const auto n = static_cast<std::size_t>(nx_get_molecule_atom_number(mol));
+  const auto atom_names = names(nx_get_molecule_atom_names, nx_get_molecule_atom_names_length(mol), n, mol);
+  const auto residue_names = names(nx_get_molecule_residue_names, nx_get_molecule_residue_names_length(mol), n, mol);
+  const auto residue_numbers = values(nx_get_molecule_residue_number, n, mol);
+  const auto sequence_numbers = values(nx_get_molecule_sequence_number, n, mol);
+  const auto coordinates = values(nx_get_molecule_coordinates, 3 * n, mol);
+  const auto charges = values(nx_get_molecule_charges, n, mol);
+  const auto radii = values(nx_get_molecule_radii, n, mol);
+  const auto elements = values(nxf_get_atomic_numbers, n, mol);
+  const auto formal_charges = values(nxf_get_formal_charges, n, mol);
+  const auto insertion_codes = values(nxf_get_insertion_codes, n, mol);
+  const auto het = values(nxf_get_hetero_flags, n, mol);
+  const auto occupancies = values(nxf_get_occupancies, n, mol);
+  const auto b_factors = values(nxf_get_b_factors, n, mol);
+  for (std::size_t i = 0; i < n; ++i) {
+    Atom atom;
+    char chain[4] = " ";
+    nx_get_molecule_chain_names_element(chain, static_cast<int>(i), sizeof chain, mol);
+    atom.name = atom_names[i];
+    atom.residue = residue_names[i];
+    atom.chain = chain[0] != '\0' ? chain[0] : ' ';
+    atom.residue_number = residue_numbers[i];
+    atom.insertion_code = insertion_codes[i];
+    atom.sequence_number = sequence_numbers[i];
+    atom.element = elements[i];
+    atom.het = het[i] != 0;
+    atom.formal_charge = formal_charges[i];
+    atom.occupancy = occupancies[i];
+    atom.b_factor = b_factors[i];
+    atom.position = {coordinates[3 * i], coordinates[3 * i + 1], coordinates[3 * i + 2]};
+    atom.charge = charges[i];
+    atom.radius = radii[i];
+    structure.atoms.push_back(std::move(atom));
   }
-  std::string ending = lower_case(std::string_view(name).substr(point + 1));
-  name.resize(point);
-  return ending;
-}
-
-// Which atoms will have a radius that is not their element's, since Bondi radii go by names.
-void note_radii_by_name(Structure& structure) {
-  std::map<std::string, int> counts;
-  for (const Atom& atom : structure.atoms) {
-    if (atom.element != 0 && atom.element != element_of_bondi_radius(atom.name, atom.residue)) {
-      ++counts[element_symbol(atom.element)];
-    }
-  }
-  std::string found;
-  for (const auto& [symbol, count] : counts) {
-    found += formatted("%s%d %s", found.empty() ? "" : ", ", count, symbol.c_str());
-  }
-  if (!found.empty()) {
-    structure.notes.push_back(found +
-                              " without their element's Bondi radius, which goes by the first letters of atom names");
+  const auto bonds = values(nx_get_molecule_bonds, 3 * static_cast<std::size_t>(nx_get_molecule_bond_number(mol)), mol);
+  for (std::size_t i = 0; i < bonds.size(); i += 3) {
+    structure.bonds.push_back({bonds[i], bonds[i + 1], bonds[i + 2]});
   }
 }
 
-std::vector<Structure> read(const std::string& path, Models which) {
-  const std::string text = load(path);
-  std::string name = path.substr(path.rfind('/') + 1);
-  std::string ending = take_ending(name);
-  if (ending == "gz") {
-    ending = take_ending(name);
+// Takes over the molecule.
+Structure structure_of(const std::string& path, int mol) {
+  Structure structure;
+  structure.molecule = std::shared_ptr<const int>(new int(mol), [](const int* handle) {
+    nx_delete_molecule(*handle);
+    delete handle;
+  });
+  structure.path = structure.label = path;
+  structure.name = text_of(nx_get_molecule_name, nx_get_molecule_name_length(mol), mol);
+  structure.format = format_name(nxf_molecule_format(mol));
+  structure.model = nxf_molecule_model(mol);
+  structure.charge_source = nxf_charge_source(mol);
+  structure.radius_source = nxf_radius_source(mol);
+  structure.residues = nxf_number_of_residues(mol);
+  for (int k = 0; k < nxf_number_of_chains(mol); ++k) {
+    structure.chains.push_back(nxf_chain_letter(k, mol));
   }
-  Reader reader = reader_by_ending(ending);
-  if (reader == nullptr) {
-    reader = reader_by_content(text);
+  for (int k = 0; k < nxf_number_of_notes(mol); ++k) {
+    structure.notes.emplace_back(nxf_note(k, mol));
   }
-  if (reader == nullptr) {
-    throw Failure(path, text.empty() ? "no atoms" : "not a PQR, PDB or mmCIF file");
-  }
-  std::vector<Structure> models = reader(path, text, which);
-  models.erase(std::remove_if(models.begin(), models.end(), [](const Structure& model) { return model.atoms.empty(); }),
-               models.end());
-  if (models.empty()) {
-    throw Failure(path, "no atoms");
-  }
-  for (Structure& model : models) {
-    model.name = name;
-    model.label = models.size() > 1 ? path + " model " + std::to_string(model.model) : path;
-    number_residues(model);
-    if (!model.radii_given) {
-      note_radii_by_name(model);
+  read_atoms(structure, mol);
+  return structure;
+}
+
+// A reader that is closed with its owner.
+class Reader {
+ public:
+  explicit Reader(const std::string& path) : reader_(nxf_open_reader(path.c_str(), nullptr)) {
+    if (reader_ == 0) {
+      fail();
     }
   }
-  return models;
-}
+  Reader(const Reader&) = delete;
+  Reader& operator=(const Reader&) = delete;
+  ~Reader() { nxf_close_reader(reader_); }
+
+  // 0 at the end.
+  int next() const {
+    int mol = 0;
+    if (nxf_read_record(&mol, reader_) == 1 && mol == 0) {
+      fail();
+    }
+    return mol;
+  }
+
+ private:
+  int reader_;
+};
 
 }  // namespace
 
 char free_chain_letter(std::string_view used) {
+  constexpr std::string_view kChainLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
   const std::size_t at = kChainLetters.find_first_not_of(used);
   return at == std::string_view::npos ? ' ' : kChainLetters[at];
 }
 
-char ChainLetters::letter(std::string_view chain_name) {
-  if (const auto known = letters_.find(chain_name); known != letters_.end()) {
-    return known->second;
-  }
-  std::string used;
-  for (const auto& [name, letter] : letters_) {
-    used += letter;
-  }
-  char letter = ' ';
-  if (chain_name.size() == 1 && used.find(chain_name[0]) == std::string::npos) {
-    letter = chain_name[0];
-  } else if (!chain_name.empty()) {
-    letter = free_chain_letter(used);
-  }
-  letters_.emplace(chain_name, letter);
-  return letter;
+std::string element_symbol(int atomic_number) {
+  const char* const symbol =
+      atomic_number > 0 ? NxChem::NxGetAtomicSymbol(static_cast<unsigned>(atomic_number)) : nullptr;
+  return symbol != nullptr && *symbol != '\0' ? symbol : "X";
 }
 
-std::vector<std::string> ChainLetters::notes() const {
-  std::vector<std::string> notes;
-  for (const auto& [name, letter] : letters_) {
-    if (!name.empty() && (name.size() > 1 || name[0] != letter)) {
-      notes.push_back("chain " + in_quotes(name) + " is called '" + letter + "' here");
-    }
+std::vector<Structure> read_models(const std::string& path) {
+  const Reader reader(path);
+  std::vector<Structure> models;
+  while (const int mol = reader.next()) {
+    models.push_back(structure_of(path, mol));
   }
-  return notes;
+  if (models.empty()) {
+    throw Failure(path, "no atoms");
+  }
+  for (Structure& model : models) {
+    model.label = models.size() > 1 ? path + " model " + std::to_string(model.model) : path;
+  }
+  return models;
 }
 
-std::vector<Structure> read_models(const std::string& path) { return read(path, Models::All); }
-Structure read_structure(const std::string& path) { return std::move(read(path, Models::First).front()); }
-
-void number_residues(Structure& structure) {
-  struct Chain {
-    const Atom* last = nullptr;
-    int residues = 0;
-  };
-  std::map<char, Chain> chains;
-  structure.residues = 0;
-  structure.chains.clear();
-  for (Atom& atom : structure.atoms) {
-    Chain& chain = chains[atom.chain];
-    if (chain.last == nullptr) {
-      structure.chains.push_back(atom.chain);
-    }
-    if (chain.last == nullptr || chain.last->residue_number != atom.residue_number ||
-        chain.last->insertion_code != atom.insertion_code || chain.last->residue != atom.residue) {
-      ++chain.residues;
-      ++structure.residues;
-    }
-    atom.sequence_number = chain.residues;
-    chain.last = &atom;
+Structure read_structure(const std::string& path) {
+  const int mol = nxf_read_molecule(path.c_str(), nullptr);
+  if (mol == 0) {
+    fail();
   }
+  return structure_of(path, mol);
 }
 
 }  // namespace nxbrio

@@ -1,10 +1,9 @@
-// What a structure file says, whatever its format: atoms, bonds where the file gives them, and what a reader had to
-// decide. Read by read_structure; made into a molecule of the library by molecule.h.
+// What a structure file says, as libnxbriofiles reads it: the molecule, and what the program looks at of its atoms.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_STRUCTURE_H
 #define NXBRIOCHEM_APPS_NXBRIO_STRUCTURE_H
 
 #include <array>
-#include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,14 +16,13 @@ struct Atom {
   char chain = ' ';
   int residue_number = 0;
   char insertion_code = ' ';
-  // The residue's place in its chain, from 1, counted over the file.
+  // The residue's place in its chain, from 1, counted over the model.
   int sequence_number = 0;
   // Atomic number, 0 when not known.
   int element = 0;
   // Whether the file's record is HETATM.
   bool het = false;
-  // As a PDB or mmCIF file gives them: elementary charges, 0 to 1, square angstrom.
-  signed char formal_charge = 0;
+  int formal_charge = 0;
   float occupancy = 1.0F;
   float b_factor = 0.0F;
   // Angstrom.
@@ -44,59 +42,37 @@ struct Bond {
 // One model of a file.
 struct Structure {
   std::string path;
-  // The file's name without directory and endings.
+  // The molecule's name.
   std::string name;
   // What a message calls it: the path, with the model's number where the file has several.
   std::string label;
-  // "PQR", "PDB" or "mmCIF".
+  // "PQR", "PDB", "mmCIF", "SDF", "mol2" or "XYZ".
   std::string format;
-  // Its number in the file; 1 where the file does not say.
   int model = 1;
+  // The molecule as it was read, which those made of this structure are copies of; none of a structure that was put
+  // together here.
+  std::shared_ptr<const int> molecule;
   std::vector<Atom> atoms;
   std::vector<Bond> bonds;
-  // Whether the atoms' charges and radii are the file's own.
-  bool charges_given = false;
-  bool radii_given = false;
-  // Filled by number_residues.
+  // As nxf_charge_source and nxf_radius_source tell.
+  std::string charge_source;
+  std::string radius_source;
   int residues = 0;
   std::vector<char> chains;
   // What the user should know about the reading, a sentence each.
   std::vector<std::string> notes;
 };
 
-// Gives chains of any name the one character that a molecule has room for: the name itself when it is one character, a
-// blank for an empty one, and otherwise the first of A-Z, a-z, 0-9 that no chain has yet.
-class ChainLetters {
- public:
-  char letter(std::string_view chain_name);
-  // A note for each chain that could not keep its name, in order of their letters.
-  std::vector<std::string> notes() const;
-
- private:
-  std::map<std::string, char, std::less<>> letters_;
-};
 // The first of A-Z, a-z, 0-9 that is not among the letters; a blank when all are.
 char free_chain_letter(std::string_view used);
 
-// Which models of a file are read.
-enum class Models { First, All };
+// The symbol of an atomic number; "X" for 0.
+std::string element_symbol(int atomic_number);
 
-// Reads a PQR, PDB or mmCIF file, plain or gzipped: by its ending (.pqr; .pdb, .ent; .cif, .mmcif; each with or without
-// .gz) and, failing that, by its content. Models without atoms are left out; there is at least one that has some.
-// Throws Failure.
+// Reads all models of a structure file, in any format that libnxbriofiles reads; there is at least one. Throws Failure.
 std::vector<Structure> read_models(const std::string& path);
 // The first of them, with a note when there are more.
 Structure read_structure(const std::string& path);
-
-// Counts residues and chains and sets the sequence numbers. A residue begins where residue name, number or insertion
-// code differ from those of the chain's atom before.
-void number_residues(Structure& structure);
-
-// The readers of each format, from the whole text of the file. Throw Failure; a text without atoms gives no model, or
-// models without atoms.
-std::vector<Structure> read_pqr(const std::string& path, std::string_view text, Models which);
-std::vector<Structure> read_pdb(const std::string& path, std::string_view text, Models which);
-std::vector<Structure> read_mmcif(const std::string& path, std::string_view text, Models which);
 
 }  // namespace nxbrio
 

@@ -5,9 +5,9 @@
 #include "commands.h"
 #include "failure.h"
 #include "geometry_report.h"
+#include "nxbriofiles/text.h"
 #include "progress.h"
 #include "report.h"
-#include "text.h"
 
 namespace nxbrio {
 namespace {

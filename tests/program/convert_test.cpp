@@ -233,9 +233,10 @@ TEST(Convert, TellsWhatItDid) {
                             "  atoms            5                                5\n"
                             "  bonds            1                                3\n"
                             "  bonds from                       file and distances\n"
-                            "  charges from           formal, by nx_charge_protein\n"
+                            "  charges from                                 formal\n"
                             "  radii from          Bondi, by nx_assign_bondi_radii\n"
                             "  Transformed by the quaternion 0 0 0 1 and the translation 0 0 2.5 A.\n"
+                            "  Note: left neutral: 1 chain end.\n"
                             "\nNo warnings messages\n"
                             "errors 0, warnings 0; memory still held: 0 bytes in 0 blocks\n");
 }
@@ -244,10 +245,11 @@ TEST(Convert, WrongCallsEndWithStatus2AndWriteNothing) {
   const ScratchDirectory scratch;
   const std::string in = scratch.write("in.pdb", kModels);
   const std::string out = scratch.path("out.pdb");
-  expect_failure(nxbrio({"convert", in, scratch.path("out.doc")}), 2,
-                 "OUT: " + scratch.path("out.doc") + " ends in none of .pdb, .pqr, .mol2, .sdf, .xyz");
+  expect_failure(
+      nxbrio({"convert", in, scratch.path("out.doc")}), 2,
+      "OUT: " + scratch.path("out.doc") + " ends in none of .pdb, .pqr, .cif, .mol2, .sdf, .xyz, with or without .gz");
   expect_failure(nxbrio({"convert", in, out, "--format", "PDB"}), 2,
-                 "--format: 'PDB' is none of pdb, pqr, mol2, sdf, xyz, delphi_pdb");
+                 "--format: 'PDB' is none of pdb, pqr, mmcif, mol2, sdf, xyz, delphi_pdb");
   expect_failure(nxbrio({"convert", in, in}), 2, "OUT: " + in + " is read as well");
   const std::string needed = "7 values are needed, a b c d tx ty tz, not ";
   for (const auto& [values, message] : std::vector<std::pair<std::string, std::string>>{

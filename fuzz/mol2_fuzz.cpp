@@ -1,0 +1,6 @@
+// The reader of mol2.
+#include "fuzz/structures.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+  return fuzz::read_structures("mol2", data, size);
+}
