@@ -1,9 +1,10 @@
-// Vector versions of the sums over pairs. Lanes are pairs of points: with 256-bit vectors four at a time, with 128-bit
-// ones lanes 0 and 1 of all pairs first, then lanes 2 and 3, so that most of the sums stay in registers. Up to three
-// pairs are left over, which the plain version adds to their lanes.
+// Vector versions of the sums over pairs, one text for every width. Lanes are pairs of points. 256-bit vectors take four
+// at a time; 128-bit ones take lanes 0 and 1 of all pairs first, then lanes 2 and 3, so that most sums stay in registers.
+// The plain version adds the last pairs, up to three, to their lanes.
 #include <nxbriochem/geometry/superposition_kernels_internal.h>
 
 #include <cstddef>
+#include <cstring>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -70,34 +71,61 @@ void add_residuals_plain(const Pairs& pairs, const Matrix& turn, const Vector& s
 
 #if defined(__x86_64__)
 
-// Two points from 6 floats: x, y and z of both.
-__attribute__((always_inline)) inline void load_two(const float* at, __m128d* out) {
+// The sums below are written over the number of lanes; only the loads differ. What is inlined takes on the instruction
+// set of its caller.
+template <int Lanes>
+struct Vectors {
+  typedef double Doubles __attribute__((vector_size(8 * Lanes)));
+};
+template <int Lanes>
+using Doubles = typename Vectors<Lanes>::Doubles;
+
+// x, y and z of two points, from 6 floats.
+__attribute__((always_inline)) inline void load(const float* at, Doubles<2>* out) {
   const __m128 a = _mm_loadu_ps(at);                                                     // x0 y0 z0 x1
   const __m128 b = _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(at + 4)));  // y1 z1
+  const __m128 yz = _mm_unpacklo_ps(_mm_shuffle_ps(a, a, _MM_SHUFFLE(2, 1, 2, 1)), b);   // y0 y1 z0 z1
   out[0] = _mm_cvtps_pd(_mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 0, 3, 0)));
-  const __m128 yz = _mm_unpacklo_ps(_mm_shuffle_ps(a, a, _MM_SHUFFLE(2, 1, 2, 1)), b);  // y0 y1 z0 z1
   out[1] = _mm_cvtps_pd(yz);
   out[2] = _mm_cvtps_pd(_mm_movehl_ps(yz, yz));
 }
 
-void add_pairs_sse2(const Pairs& pairs, LaneSums& sums) {
-  for (std::ptrdiff_t half = 0; half < kLanes; half += 2) {
-    __m128d sum[kSums];
-    for (__m128d& lanes : sum) {
-      lanes = _mm_setzero_pd();
-    }
-    const float* first = pairs.first + 3 * half;
-    const float* second = pairs.second + 3 * half;
+// g++ 12 makes one instruction of the lanes, as long as it does not see the shuffles behind them and take those apart.
+__attribute__((always_inline)) inline void widen(__m128 floats, Doubles<4>& out) {
+  asm("" : "+x"(floats));
+  for (int lane = 0; lane < 4; ++lane) {
+    out[lane] = floats[lane];
+  }
+}
+
+// x, y and z of four points, from 12 floats.
+__attribute__((always_inline)) inline void load(const float* at, Doubles<4>* out) {
+  const __m128 a = _mm_loadu_ps(at);                                  // x0 y0 z0 x1
+  const __m128 b = _mm_loadu_ps(at + 4);                              // y1 z1 x2 y2
+  const __m128 c = _mm_loadu_ps(at + 8);                              // z2 x3 y3 z3
+  const __m128 low = _mm_shuffle_ps(a, b, _MM_SHUFFLE(1, 0, 2, 1));   // y0 z0 y1 z1
+  const __m128 high = _mm_shuffle_ps(b, c, _MM_SHUFFLE(2, 1, 3, 2));  // x2 y2 x3 y3
+  widen(_mm_shuffle_ps(a, high, _MM_SHUFFLE(2, 0, 3, 0)), out[0]);
+  widen(_mm_shuffle_ps(low, high, _MM_SHUFFLE(3, 1, 2, 0)), out[1]);
+  widen(_mm_shuffle_ps(low, c, _MM_SHUFFLE(3, 0, 3, 1)), out[2]);
+}
+
+template <int Lanes>
+__attribute__((always_inline)) inline void add_pairs(const Pairs& pairs, LaneSums& sums) {
+  for (std::ptrdiff_t part = 0; part < kLanes; part += Lanes) {
+    Doubles<Lanes> sum[kSums] = {};
+    const float* first = pairs.first + 3 * part;
+    const float* second = pairs.second + 3 * part;
     for (std::ptrdiff_t i = 0; i + kLanes <= pairs.count; i += kLanes, first += kFloats, second += kFloats) {
-      __m128d x[3];
-      __m128d y[3];
-      load_two(first, x);
-      load_two(second, y);
+      Doubles<Lanes> x[3];
+      Doubles<Lanes> y[3];
+      load(first, x);
+      load(second, y);
       for (std::size_t k = 0; k < 3; ++k) {
         x[k] -= pairs.first_origin[k];
         y[k] -= pairs.second_origin[k];
       }
-      __m128d squares[3];
+      Doubles<Lanes> squares[3];
       for (std::size_t k = 0; k < 3; ++k) {
         sum[kOfX + k] += x[k];
         sum[kOfY + k] += y[k];
@@ -109,95 +137,44 @@ void add_pairs_sse2(const Pairs& pairs, LaneSums& sums) {
       sum[kOfSquares] += (squares[0] + squares[1]) + squares[2];
     }
     for (std::size_t k = 0; k < kSums; ++k) {
-      _mm_storeu_pd(sums[k].data() + half, sum[k]);
+      std::memcpy(sums[k].data() + part, &sum[k], sizeof sum[k]);
     }
   }
 }
 
-void add_residuals_sse2(const Pairs& pairs, const Matrix& turn, const Vector& shift, Residuals& sums) {
-  for (std::ptrdiff_t half = 0; half < kLanes; half += 2) {
-    __m128d sum = _mm_setzero_pd();
-    const float* first = pairs.first + 3 * half;
-    const float* second = pairs.second + 3 * half;
+template <int Lanes>
+__attribute__((always_inline)) inline void add_residuals(const Pairs& pairs, const Matrix& turn, const Vector& shift,
+                                                         Residuals& sums) {
+  for (std::ptrdiff_t part = 0; part < kLanes; part += Lanes) {
+    Doubles<Lanes> sum = {};
+    const float* first = pairs.first + 3 * part;
+    const float* second = pairs.second + 3 * part;
     for (std::ptrdiff_t i = 0; i + kLanes <= pairs.count; i += kLanes, first += kFloats, second += kFloats) {
-      __m128d x[3];
-      __m128d y[3];
-      load_two(first, x);
-      load_two(second, y);
+      Doubles<Lanes> x[3];
+      Doubles<Lanes> y[3];
+      load(first, x);
+      load(second, y);
       for (std::size_t k = 0; k < 3; ++k) {
-        const __m128d turned = (turn[3 * k] * y[0] + turn[3 * k + 1] * y[1]) + turn[3 * k + 2] * y[2];
+        const Doubles<Lanes> turned = (turn[3 * k] * y[0] + turn[3 * k + 1] * y[1]) + turn[3 * k + 2] * y[2];
         x[k] = (x[k] - turned) - shift[k];
       }
       sum += (x[0] * x[0] + x[1] * x[1]) + x[2] * x[2];
     }
-    _mm_storeu_pd(sums.data() + half, sum);
+    std::memcpy(sums.data() + part, &sum, sizeof sum);
   }
 }
 
-// Four points from 12 floats.
-__attribute__((always_inline, target("avx2"))) inline void load_four(const float* at, __m256d* out) {
-  const __m128 a = _mm_loadu_ps(at);                                  // x0 y0 z0 x1
-  const __m128 b = _mm_loadu_ps(at + 4);                              // y1 z1 x2 y2
-  const __m128 c = _mm_loadu_ps(at + 8);                              // z2 x3 y3 z3
-  const __m128 low = _mm_shuffle_ps(a, b, _MM_SHUFFLE(1, 0, 2, 1));   // y0 z0 y1 z1
-  const __m128 high = _mm_shuffle_ps(b, c, _MM_SHUFFLE(2, 1, 3, 2));  // x2 y2 x3 y3
-  const __m128 x = _mm_shuffle_ps(a, high, _MM_SHUFFLE(2, 0, 3, 0));
-  const __m128 y = _mm_shuffle_ps(low, high, _MM_SHUFFLE(3, 1, 2, 0));
-  const __m128 z = _mm_shuffle_ps(low, c, _MM_SHUFFLE(3, 0, 3, 1));
-  out[0] = _mm256_cvtps_pd(x);
-  out[1] = _mm256_cvtps_pd(y);
-  out[2] = _mm256_cvtps_pd(z);
+void add_pairs_sse2(const Pairs& pairs, LaneSums& sums) { add_pairs<2>(pairs, sums); }
+
+void add_residuals_sse2(const Pairs& pairs, const Matrix& turn, const Vector& shift, Residuals& sums) {
+  add_residuals<2>(pairs, turn, shift, sums);
 }
 
-__attribute__((target("avx2"))) void add_pairs_avx2(const Pairs& pairs, LaneSums& sums) {
-  __m256d sum[kSums];
-  for (__m256d& lanes : sum) {
-    lanes = _mm256_setzero_pd();
-  }
-  const float* first = pairs.first;
-  const float* second = pairs.second;
-  for (std::ptrdiff_t i = 0; i + kLanes <= pairs.count; i += kLanes, first += kFloats, second += kFloats) {
-    __m256d x[3];
-    __m256d y[3];
-    load_four(first, x);
-    load_four(second, y);
-    for (std::size_t k = 0; k < 3; ++k) {
-      x[k] -= pairs.first_origin[k];
-      y[k] -= pairs.second_origin[k];
-    }
-    __m256d squares[3];
-    for (std::size_t k = 0; k < 3; ++k) {
-      sum[kOfX + k] += x[k];
-      sum[kOfY + k] += y[k];
-      squares[k] = x[k] * x[k] + y[k] * y[k];
-      for (std::size_t j = 0; j < 3; ++j) {
-        sum[kOfProduct + 3 * k + j] += x[k] * y[j];
-      }
-    }
-    sum[kOfSquares] += (squares[0] + squares[1]) + squares[2];
-  }
-  for (std::size_t k = 0; k < kSums; ++k) {
-    _mm256_storeu_pd(sums[k].data(), sum[k]);
-  }
-}
+__attribute__((target("avx2"))) void add_pairs_avx2(const Pairs& pairs, LaneSums& sums) { add_pairs<4>(pairs, sums); }
 
 __attribute__((target("avx2"))) void add_residuals_avx2(const Pairs& pairs, const Matrix& turn, const Vector& shift,
                                                         Residuals& sums) {
-  __m256d sum = _mm256_setzero_pd();
-  const float* first = pairs.first;
-  const float* second = pairs.second;
-  for (std::ptrdiff_t i = 0; i + kLanes <= pairs.count; i += kLanes, first += kFloats, second += kFloats) {
-    __m256d x[3];
-    __m256d y[3];
-    load_four(first, x);
-    load_four(second, y);
-    for (std::size_t k = 0; k < 3; ++k) {
-      const __m256d turned = (turn[3 * k] * y[0] + turn[3 * k + 1] * y[1]) + turn[3 * k + 2] * y[2];
-      x[k] = (x[k] - turned) - shift[k];
-    }
-    sum += (x[0] * x[0] + x[1] * x[1]) + x[2] * x[2];
-  }
-  _mm256_storeu_pd(sums.data(), sum);
+  add_residuals<4>(pairs, turn, shift, sums);
 }
 
 #endif
