@@ -56,15 +56,15 @@ NX_API int nxd_set_ligand_arrays(const double* coordinates, const double* charge
 // Replaces the 12-6 parameters of the target's atoms by n distances x_i (angstrom) and n well depths D_i (kcal/mol),
 // none negative; 0 when n is not the number of its atoms.
 NX_API int nxd_set_target_parameters(const double* distances, const double* well_depths, int n, int energy);
-// Replaces those of the ligand's atoms likewise.
+// As nxd_set_target_parameters, for the ligand's atoms.
 NX_API int nxd_set_ligand_parameters(const double* distances, const double* well_depths, int n, int energy);
 // Replaces the charges of the target's atoms, in double where the molecule's are floats.
 NX_API int nxd_set_target_charges(const double* charges, int n, int energy);
-// Replaces those of the ligand's atoms likewise.
+// As nxd_set_target_charges, for the ligand's atoms.
 NX_API int nxd_set_ligand_charges(const double* charges, int n, int energy);
 // The number of atoms; 0 when there is no target, and with an error when there is no such object.
 NX_API int nxd_get_target_atom_number(int energy);
-// The same of the ligand.
+// As nxd_get_target_atom_number, for the ligand.
 NX_API int nxd_get_ligand_atom_number(int energy);
 
 // ---- Terms ----
@@ -86,9 +86,9 @@ NX_API int nxd_set_distance_rule(int arithmetic, int energy);
 // Where the walls are: Coulomb's in angstrom, the 12-6 term's as a fraction of x, from above 0 to 1; 0.1 both at first.
 // A high wall makes for a soft term, which lets atoms pass out of one another.
 NX_API int nxd_set_walls(double coulomb, double twelve_six, int energy);
-// A leash for minimisers that know no largest step: the callbacks below add strength (|x|^2 - length^2)^2, kcal/mol,
-// where x is longer than `length`, so that no run from the base pose throws the ligand away. No leash at first and for
-// a strength of 0. It is part of the callbacks' values alone.
+// A restraint for minimisers that do not limit their steps: where |x| > length, the callbacks below add
+// strength (|x|^2 - length^2)^2, kcal/mol, which keeps the ligand near the base pose. A strength of 0, the default,
+// switches it off. Only the callbacks' values contain it.
 NX_API int nxd_set_leash(double length, double strength, int energy);
 // How many threads a call may use, 1 at first; 0 stands for as many as there are processors. Results have the same bits
 // for any number; small sums use one.

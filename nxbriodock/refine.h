@@ -64,9 +64,9 @@ typedef struct nxd_refinement {
 // Moves a pose to a minimum; result may be null. 1 when it ran, however it ended; 0 with nothing changed when it did
 // not: no target, no ligand, no pose.
 NX_API int nxd_refine_pose(double* pose, nxd_refinement* result, int energy);
-// The same of n poses (7n doubles), each on its own, with the threads of the energy object; each result is what
-// nxd_refine_pose gives, to the last bit. results may be null. Interrupted, poses that were not begun stay as they are,
-// NXD_NOT_STARTED, and those that were being refined are as good as they came to be, NXD_INTERRUPTED. The number of
+// As nxd_refine_pose, for n poses (7n doubles) one by one, with the threads of the energy object. Results have the bits
+// of nxd_refine_pose; `results` may be null. After an interruption, poses that were not begun are unchanged
+// (NXD_NOT_STARTED), and those that were being refined are at the lowest point found (NXD_INTERRUPTED). The number of
 // poses that are finished; -1 when it fails.
 NX_API int nxd_refine_poses(double* poses, nxd_refinement* results, int n, int energy);
 // The word for how a run ended, static: "converged", "jammed", "flat", "let go", "no progress", "out of iterations",

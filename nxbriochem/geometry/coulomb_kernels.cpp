@@ -16,7 +16,7 @@
 #include <iterator>
 #include <limits>
 
-#include <nxbriochem/objects/memory.h>
+#include <nxbriochem/util/work_array_internal.h>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -319,22 +319,20 @@ PairSum sum_pairs_in_lanes(const Sites& target, const Sites& ligand, const Loops
   if (target.count <= 0) {
     return sum;
   }
-  const int64_t room = ligand.count > 0 ? ligand.count : 1;
-  auto* columns = static_cast<Column*>(nx_malloc(room * static_cast<int64_t>(sizeof(Column))));
-  const int column_count = gather_columns(ligand, columns);
+  const work_array::Work<Column> columns(static_cast<std::size_t>(std::max(ligand.count, 0)));
+  const int column_count = gather_columns(ligand, columns.data());
   Rows rows;
   for (int i = 0; i < target.count;) {
     i = gather_rows(target, i, kMaxVectors * loops.lanes, rows);
     if (rows.live == 0) {
       break;
     }
-    loops.run[(rows.live - 1) / loops.lanes](columns, column_count, rows);
+    loops.run[(rows.live - 1) / loops.lanes](columns.data(), column_count, rows);
     for (int row = 0; row < rows.live; ++row) {
       sum.total += rows.inner[row] * rows.charge[row];
       sum.coincident += rows.coincident[row];
     }
   }
-  nx_free(columns);
   return sum;
 }
 

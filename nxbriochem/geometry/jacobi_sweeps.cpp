@@ -14,7 +14,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include <nxbriochem/geometry/work_array_internal.h>
+#include <nxbriochem/util/work_array_internal.h>
 
 namespace eigen_jag {
 namespace {

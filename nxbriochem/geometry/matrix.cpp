@@ -7,7 +7,7 @@
 #include <cstring>
 #include <utility>
 
-#include <nxbriochem/geometry/work_array_internal.h>
+#include <nxbriochem/util/work_array_internal.h>
 
 namespace {
 

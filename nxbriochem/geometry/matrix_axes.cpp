@@ -15,8 +15,8 @@
 
 #include <nxbriochem/geometry/roots.h>
 #include <nxbriochem/geometry/symmetric3_internal.h>
-#include <nxbriochem/geometry/work_array_internal.h>
 #include <nxbriochem/util/vector3_internal.h>
+#include <nxbriochem/util/work_array_internal.h>
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include <nxbriochem/geometry/matrix.h>
 #include <nxbriochem/geometry/r_eig.h>
-#include <nxbriochem/geometry/work_array_internal.h>
+#include <nxbriochem/util/work_array_internal.h>
 
 namespace {
 

@@ -1,10 +1,10 @@
 // List files of molecules. As in molecule_readers.cpp, what follows the low-level readers is never reached.
 #include <nxbriochem/geometry/mol_func1.h>
 
-#include <nxbriochem/molecules/briochem_files.h>
-#include <nxbriochem/molecules/guarded.h>
+#include <nxbriochem/molecules/briochem_files_internal.h>
+#include <nxbriochem/molecules/guarded_internal.h>
 #include <nxbriochem/molecules/molecule_readers.h>
-#include <nxbriochem/molecules/pdb_records.h>
+#include <nxbriochem/molecules/pdb_struct_internal.h>
 #include <nxbriochem/objects/list_obj.h>
 #include <nxbriochem/toolkit/nxsystem.h>
 

@@ -16,10 +16,10 @@ NX_BEGIN_DECLS
 // atoms that take part, at the distances d from the centre along an axis: root mean square extents in angstrom;
 // weighted, w is the radius cubed and n still the number of atoms, which makes the unit angstrom^2.5.
 //
-// Second moments are summed up in single precision: what comes out for an extent of 0 grows with the number of atoms,
-// in a tilted plane from 1e-4 of the largest extent for 100 atoms to some 2e-3 for 100,000. Axes are those of make_rmat
-// (matrix.h), whose 1e-6 are absolute: a molecule that lies along x, y and z to within sqrt(1e-6 / sum w d^2) radians
-// may stay as it lies, which two atoms 0.7 angstrom apart do up to 2e-3, and more where weights are small.
+// Second moments are summed up in single precision. The error of an extent of 0 therefore grows with the number of
+// atoms: in a tilted plane from 1e-4 of the largest extent for 100 atoms to some 2e-3 for 100,000. Axes are those of
+// make_rmat (matrix.h), whose 1e-6 are absolute: a molecule within sqrt(1e-6 / sum w d^2) radians of the axes may not
+// be turned. For two atoms 0.7 angstrom apart that is 2e-3; for small weights it is more.
 //
 // Where second moments are not finite numbers, moments are not numbers, and the other functions give 0 and change
 // nothing. That is so for coordinates that are not finite or beyond some 1e19 angstrom and, weighted, for radii that
@@ -29,10 +29,9 @@ NX_BEGIN_DECLS
 // The moments functions, and so both nx_perceive_top_symmetry, nx_orient_m_i_base2 and the coordinate functions leave
 // eigenvalues in Roots (roots.h). The others of this header leave Roots alone.
 
-// Turns and moves the molecule, all atoms of the active conformer, so that the centre is at the origin and the largest
-// extent along x, the smallest along z. The motion is kept as the molecule's transform, and nx_untransform_molecule
-// takes it back. Of several conformers the active one alone is moved, but all are moved back. The rotation is always a
-// proper one: no mirror image comes of it. 1.
+// Moves all atoms of the active conformer so that the centre is at the origin, the largest extent along x and the
+// smallest along z. The motion is kept as the molecule's transform, and nx_untransform_molecule takes it back: from all
+// conformers, although only the active one was moved. The rotation is proper, so it never gives the mirror image. 1.
 NX_API int nx_orient_by_moments_of_inertia(int mol);
 // As nx_orient_by_moments_of_inertia, with hydrogens.
 NX_API int nx_orient_by_moments_of_inertia_with_hydrogens(int mol);
@@ -50,14 +49,14 @@ NX_API int nx_moments_of_inertia_mass_weighted(int mol, float* moments);
 // As nx_moments_of_inertia_mass_weighted. Kept: programs rely on its numbers, without hydrogens whatever the name says.
 NX_API int nx_moments_of_inertia_with_hydrogens_mass_weighted(int mol, float* moments);
 
-// The rotation into the principal frame, 9 floats row by row, rows the axes; a proper one. 2; 0 for a null array.
+// The proper rotation into the principal frame, 9 floats row by row; its rows are the axes. 2; 0 for a null array.
 NX_API int nx_inertial_matrix(int mol, float* rotation);
 // As nx_inertial_matrix, with hydrogens.
 NX_API int nx_inertial_matrix_with_hydrogens(int mol, float* rotation);
 
-// All of the above by number: even flags keep hydrogens, odd ones leave them out; 0 and 1 orient, 2 and 3 moments, 4
-// and 5 rotation, 6 and 7 orient mass weighted, from 8 on moments mass weighted, of which all but 8 leave hydrogens
-// out; negative ones are as 1. Orienting ignores `out`; the others give 0 when it is null.
+// The functions above by number: 0 and 1 orient, 2 and 3 write the moments, 4 and 5 the rotation, 6 and 7 orient mass
+// weighted, 8 and above write the moments mass weighted. 0, 2, 4, 6 and 8 are with hydrogens, all others without; a
+// negative flag is as 1. Orienting ignores `out`; the others give 0 when it is null.
 NX_API int nx_orient_m_i_base(int mol, int flag, float* out);
 // An older orientation, about the plain centroid, that leaves no transform on the molecule and ignores radii; hydrogens
 // take part for flag 0. A proper rotation by make_rmat. 1.
@@ -86,8 +85,8 @@ NX_API int nx_perceive_top_symmetry_mass_weighted(int mol, float tolerance);
 // the second molecule the active one alone is moved; its transform stays what it was. 0, nothing done, when the atom
 // counts differ, for a null array, for a mode that is none of 0 to 5, and where memory has no room for the work arrays.
 // Without any atom that takes part, and with coordinates that are not finite, the deviation is not a number, nothing is
-// moved, and the functions that move or write a motion give 0. A molecule and its copy deviate by exactly 0, and no
-// motion at all is between them.
+// moved, and the functions that move or write a motion give 0. Between a molecule and its copy the deviation is exactly
+// 0 and the motion exactly none.
 
 // The least RMS deviation, angstrom, into one float. 1. Its sum of squares goes through single precision, so that the
 // last digit may differ from that of the other functions.
@@ -103,7 +102,7 @@ NX_API int nx_superimpose_second_onto_first_with_hydrogens(int first, int second
 NX_API int nx_get_superimpose_matrix(int first, int second, float* matrix);
 // As nx_get_superimpose_matrix, with hydrogens.
 NX_API int nx_get_superimpose_matrix_using_hydrogens(int first, int second, float* matrix);
-// All of the above by number, in their order from 0.
+// The six functions above by number, 0 to 5 in their order: nx_get_rms is 0.
 NX_API int nx_rms_base(int first, int second, int mode, float* out);
 
 // The least RMS deviation of two lists of n points (3n floats each). 1; 0 for null arrays and an n below 1.

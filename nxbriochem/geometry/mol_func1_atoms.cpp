@@ -1,10 +1,10 @@
 // Which atoms of a molecule take part.
-#include <nxbriochem/geometry/mol_func1_atoms.h>
+#include <nxbriochem/geometry/mol_func1_atoms_internal.h>
 
 #include <algorithm>
 
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 
 namespace mol_func1 {
 

@@ -12,7 +12,7 @@
 
 #include <nxbriochem/geometry/matrix.h>
 #include <nxbriochem/geometry/mol_func1.h>
-#include <nxbriochem/geometry/mol_func1_atoms.h>
+#include <nxbriochem/geometry/mol_func1_atoms_internal.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/util/vector3_internal.h>

@@ -7,10 +7,10 @@
 
 #include <nxbriochem/geometry/instruction_set_internal.h>
 #include <nxbriochem/geometry/mol_func1.h>
-#include <nxbriochem/geometry/mol_func1_atoms.h>
+#include <nxbriochem/geometry/mol_func1_atoms_internal.h>
 #include <nxbriochem/geometry/superposition_internal.h>
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 
 namespace mol_func1 {
 namespace {
@@ -148,7 +148,8 @@ float rms_between(const float* first, const float* second, int n) {
                                                                                          : kNotANumber;
 }
 
-// The least RMS deviation. The absolute value is taken of the sum as a float. Kept: programs rely on the last digit.
+// The least RMS deviation. The sum is rounded to float before its absolute value is taken. Kept: programs rely on the
+// last digit.
 float molecule_rms(double sum, int count) {
   return rms_of(std::fabs(static_cast<double>(static_cast<float>(sum))), count);
 }

@@ -73,9 +73,10 @@ enum { NX_RECORD_FLOATS = 9, NX_RECORD_ELEMENT = 3 };
 extern NX_API float DFactor2;
 
 // Energy of the first set's charges in the field of the second's: DFactor2 / eps times the sum of q_i q_j / r_ij. The
-// sum's order and widths are fixed, so that the same input has the same bits everywhere (see coulomb_kernels_internal.h):
-// distances squared in float, quotients and square roots in double, each inner sum over the second set in float.
-// Charges of exactly 0 take no part. Pairs at one place are left out, counted and warned about once per call.
+// sum's order and widths are fixed, so that the same input has the same bits everywhere (see
+// coulomb_kernels_internal.h): distances squared in float, quotients and square roots in double, each inner sum over
+// the second set in float. Charges of exactly 0 take no part. Pairs at one place are left out, counted and warned about
+// once per call.
 NX_API float nxi_c_bind(const float* records1, const float* charges1, int count1, const float* records2,
                         const float* charges2, int count2, float eps);
 

@@ -11,7 +11,7 @@
 #include <nxbriochem/geometry/coulomb_kernels_internal.h>
 #include <nxbriochem/geometry/mol_func2.h>
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/print.h>
 

@@ -9,8 +9,11 @@
 #include <nxbriochem/geometry/mol_func2.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/objects/print.h>
+#include <nxbriochem/util/text_internal.h>
 
 namespace {
+
+using text::trimmed;
 
 constexpr std::string_view kChargeInFull = "full";
 
@@ -30,16 +33,6 @@ constexpr ChargedAtom kChargedAtoms[] = {
     {" OE1", " oe1", -0.5F, {"GLN", "GLH", "GLUP", "GLUH"}},
     {" OE2", " oe2", -0.5F, {"GLH", "GLUP", "GLUH"}},
 };
-
-std::string_view trimmed(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') {
-    text.remove_prefix(1);
-  }
-  while (!text.empty() && text.back() == ' ') {
-    text.remove_suffix(1);
-  }
-  return text;
-}
 
 // By the residue's name without regard to case, with or without the N or C in front that marks a chain's end.
 bool is_neutral_in(const ChargedAtom& atom, std::string_view residue) {

@@ -4,11 +4,12 @@
 #include <cctype>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
+#include <iterator>
 #include <string_view>
 
-#include <nxbriochem/geometry/mol_func1_atoms.h>
+#include <nxbriochem/geometry/mol_func1_atoms_internal.h>
 #include <nxbriochem/geometry/mol_func2.h>
+#include <nxbriochem/molecules/atom_names_internal.h>
 #include <nxbriochem/molecules/briochem.h>
 
 namespace mol_func2 {
@@ -70,63 +71,41 @@ struct AtomLabel {
 // The letter in upper case. Mask 223 takes away the bit that tells a lower-case letter from its upper-case form.
 constexpr char upper(char c) { return static_cast<char>(c & 223); }
 
-constexpr char second_letter(std::string_view name) { return name.size() > 1 ? upper(name[1]) : '\0'; }
+bool is_letter(char c) { return std::isalpha(index_of(c)) != 0; }
 
-float bondi_carbon(char second, std::string_view residue) {
-  if (second == 'L') {
-    return 1.75F;
-  }
-  // Calcium, as its own residue; an alpha carbon elsewhere.
-  const bool calcium = second == 'A' && residue.size() >= 2 && upper(residue[0]) == 'C' && upper(residue[1]) == 'A';
-  return calcium ? 1.14F : 1.7F;
-}
+struct BondiRadius {
+  char first;
+  char second;  // '\0': any
+  float radius;
+};
+
+// The first row that fits a name counts.
+constexpr BondiRadius kBondiRadii[] = {
+    {'1', '\0', 1.2F},          {'2', '\0', 1.2F},  {'3', '\0', 1.2F},  {'H', '\0', 1.2F},
+    {'B', 'O', 1.17F},          {'B', '\0', 1.85F}, {'C', 'L', 1.75F},  {'C', '\0', 1.7F},
+    {'F', '\0', 1.47F},         {'I', '\0', 1.98F}, {'L', 'I', 1.82F},  {'L', 'P', 0.0F},
+    {'L', '\0', kBondiLithium}, {'N', '\0', 1.55F}, {'O', '\0', 1.52F}, {'P', '\0', kBondiPhosphorus},
+    {'S', 'E', 1.9F},           {'S', 'I', 2.1F},   {'S', '\0', 1.8F},  {'Z', 'N', 1.39F},
+    {'Z', '\0', 0.0F},
+};
+constexpr float kBondiCalcium = 1.14F;
 
 // `name` has no blanks in front.
 float bondi_radius_of_name(std::string_view name, std::string_view residue) {
   if (name.empty()) {
     return kOtherRadius;
   }
-  const char second = second_letter(name);
-  switch (name[0]) {
-    case '1':
-    case '2':
-    case '3':
-    case 'H':
-    case 'h':
-      return 1.2F;
-    case 'B':
-    case 'b':
-      return second == 'O' ? 1.17F : 1.85F;
-    case 'C':
-    case 'c':
-      return bondi_carbon(second, residue);
-    case 'F':
-    case 'f':
-      return 1.47F;
-    case 'I':
-    case 'i':
-      return 1.98F;
-    case 'L':
-    case 'l':
-      return second == 'I' ? 1.82F : second == 'P' ? 0.0F : kBondiLithium;
-    case 'N':
-    case 'n':
-      return 1.55F;
-    case 'O':
-    case 'o':
-      return 1.52F;
-    case 'P':
-    case 'p':
-      return kBondiPhosphorus;
-    case 'S':
-    case 's':
-      return second == 'E' ? 1.9F : second == 'I' ? 2.1F : 1.8F;
-    case 'Z':
-    case 'z':
-      return second == 'N' ? 1.39F : 0.0F;
-    default:
-      return kOtherRadius;
+  const char first = is_letter(name[0]) ? upper(name[0]) : name[0];
+  const char second = name.size() > 1 ? upper(name[1]) : '\0';
+  // CA is calcium in a residue of its own and an alpha carbon elsewhere.
+  const bool in_calcium = residue.size() >= 2 && upper(residue[0]) == 'C' && upper(residue[1]) == 'A';
+  if (first == 'C' && second == 'A' && in_calcium) {
+    return kBondiCalcium;
   }
+  const auto* const row = std::find_if(std::begin(kBondiRadii), std::end(kBondiRadii), [&](const BondiRadius& bondi) {
+    return bondi.first == first && (bondi.second == '\0' || bondi.second == second);
+  });
+  return row != std::end(kBondiRadii) ? row->radius : kOtherRadius;
 }
 
 float bondi_radius_of_type(int type) {
@@ -167,97 +146,6 @@ float bondi_radius_of_type(int type) {
     default:
       return kOtherRadius;
   }
-}
-
-// Elements of two letters that an element code can stand for. One named like its residue is an ion; `where` says when
-// the name alone is enough.
-enum class TwoLetters { as_ion, alone, before_no_letter, always };
-struct TwoLetterElement {
-  char symbol[3];
-  char code;
-  TwoLetters where;
-};
-constexpr TwoLetterElement kTwoLetterElements[] = {
-    {"LI", 'T', TwoLetters::as_ion},
-    {"NA", 'D', TwoLetters::as_ion},
-    {"MG", 'M', TwoLetters::always},
-    {"AL", 'G', TwoLetters::as_ion},
-    {"CL", 'L', TwoLetters::before_no_letter},
-    {"MN", 'A', TwoLetters::always},
-    {"FE", 'U', TwoLetters::alone},
-    {"SE", 'E', TwoLetters::alone},
-    {"BR", 'R', TwoLetters::before_no_letter},
-    // Lone pairs, and ions that no code stands for: without them their first letter would decide.
-    {"LP", 'Z', TwoLetters::always},
-    {"CA", 'Z', TwoLetters::as_ion},
-    {"CU", 'Z', TwoLetters::as_ion},
-    {"CO", 'Z', TwoLetters::as_ion},
-    {"CD", 'Z', TwoLetters::as_ion},
-    {"CS", 'Z', TwoLetters::as_ion},
-    {"NI", 'Z', TwoLetters::as_ion},
-    {"HG", 'Z', TwoLetters::as_ion},
-    {"PB", 'Z', TwoLetters::as_ion},
-    {"PT", 'Z', TwoLetters::as_ion},
-    {"SR", 'Z', TwoLetters::as_ion},
-    {"BA", 'Z', TwoLetters::as_ion},
-    {"SI", 'Z', TwoLetters::alone},
-    {"DU", 'Z', TwoLetters::alone},
-};
-
-bool is_letter(char c) { return std::isalpha(index_of(c)) != 0; }
-
-bool equal_letters(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) {
-    return false;
-  }
-  for (std::size_t k = 0; k < a.size(); ++k) {
-    if (std::toupper(index_of(a[k])) != std::toupper(index_of(b[k]))) {
-      return false;
-    }
-  }
-  return true;
-}
-
-bool applies(const TwoLetterElement& element, std::string_view name, std::string_view residue) {
-  if (name.size() < 2 || !equal_letters(name.substr(0, 2), element.symbol)) {
-    return false;
-  }
-  const bool alone = name.size() == 2;
-  switch (element.where) {
-    case TwoLetters::always:
-      return true;
-    case TwoLetters::before_no_letter:
-      return alone || !is_letter(name[2]);
-    case TwoLetters::alone:
-      return alone;
-    case TwoLetters::as_ion:
-      break;
-  }
-  return alone && equal_letters(residue, element.symbol);
-}
-
-std::string_view trimmed(std::string_view text, std::string_view drop_in_front) {
-  text.remove_prefix(std::min(text.find_first_not_of(drop_in_front), text.size()));
-  while (!text.empty() && text.back() == ' ') {
-    text.remove_suffix(1);
-  }
-  return text;
-}
-
-char element_code_of_name(std::string_view whole_name, std::string_view whole_residue) {
-  const std::string_view name = trimmed(whole_name, " 0123456789");
-  const std::string_view residue = trimmed(whole_residue, " ");
-  for (const TwoLetterElement& element : kTwoLetterElements) {
-    if (applies(element, name, residue)) {
-      return element.code;
-    }
-  }
-  const char first = name.empty() ? '\0' : static_cast<char>(std::toupper(index_of(name[0])));
-  if (first == 'D') {
-    return 'H';
-  }
-  const bool known = first != '\0' && std::strchr("BCNOFPSKIH", first) != nullptr;
-  return known ? first : 'Z';
 }
 
 }  // namespace
@@ -330,7 +218,7 @@ int nx_make_element_list(int mol) {
   AtomLabel label;
   for (int atom = 0; atom < length; ++atom) {
     if (label.read(atom, mol)) {
-      nx_set_molecule_element_element(element_code_of_name(label.name, label.residue), atom, mol);
+      nx_set_molecule_element_element(briochem::element_code_of_name(label.name, label.residue), atom, mol);
     }
   }
   return 1;

@@ -8,7 +8,7 @@
 
 #include <nxbriochem/geometry/matrix.h>
 #include <nxbriochem/geometry/r_eig_pairs_internal.h>
-#include <nxbriochem/geometry/work_array_internal.h>
+#include <nxbriochem/util/work_array_internal.h>
 
 int DebugFlag = 0;
 

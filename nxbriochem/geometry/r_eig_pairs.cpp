@@ -18,7 +18,7 @@
 #include <utility>
 
 #include <nxbriochem/geometry/r_eig.h>
-#include <nxbriochem/geometry/work_array_internal.h>
+#include <nxbriochem/util/work_array_internal.h>
 
 namespace {
 

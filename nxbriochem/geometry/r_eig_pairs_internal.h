@@ -4,7 +4,7 @@
 #define NXBRIOCHEM_GEOMETRY_R_EIG_PAIRS_INTERNAL_H
 
 #include <nxbriochem/export.h>
-#include <nxbriochem/geometry/work_array_internal.h>
+#include <nxbriochem/util/work_array_internal.h>
 
 namespace r_eig {
 

@@ -1,7 +1,7 @@
 // With C the sum of x y^T over the pairs, less their centres, the rotation R that maximises trace(R^T C) is wanted
 // (W. Kabsch, Acta Cryst. A 32 (1976) 922 and 34 (1978) 827). The textbook takes it from all three singular pairs of C
-// and turns the third round where C has a negative determinant, which loses its footing on flat and straight sets,
-// where the determinant is rounding. Here only the first pair (u, v) is taken from the eigenvectors of C^T C, in
+// and turns the third round where C has a negative determinant, which fails on flat and straight sets, where the
+// determinant is rounding. Here only the first pair (u, v) is taken from the eigenvectors of C^T C, in
 // double: it is the one that squaring C does not harm, and the best proper rotation always takes v to u. What is left
 // is a rotation by one angle in the plane across, whose best value has a closed form that knows handedness by itself:
 // with N the 2 x 2 matrix of C between right-handed frames around u and v, the most that the plane adds to the trace is
@@ -122,7 +122,7 @@ double trace_by_newton(const Matrix& c, double bound) {
     return 0.0;
   }
   const double products = (g[0] * g[4] - g[1] * g[1]) + (g[0] * g[8] - g[2] * g[2]) + (g[4] * g[8] - g[5] * g[5]);
-  const double linear = -8.0 * dot(row(c, 0), cross(row(c, 1), row(c, 2)));
+  const double linear = -8.0 * vector3::determinant(c);
   const double constant = sum * sum - 4.0 * products;
   double x = std::min(bound, std::sqrt(3.0 * sum));
   for (int step = 0; step < kMaxSteps; ++step) {

@@ -1,6 +1,6 @@
-// Vector versions of the sums over pairs, one text for every width. Lanes are pairs of points. 256-bit vectors take four
-// at a time; 128-bit ones take lanes 0 and 1 of all pairs first, then lanes 2 and 3, so that most sums stay in registers.
-// The plain version adds the last pairs, up to three, to their lanes.
+// Vector versions of the sums over pairs, one text for every width. Lanes are pairs of points. 256-bit vectors take
+// four at a time; 128-bit ones take lanes 0 and 1 of all pairs first, then lanes 2 and 3, so that most sums stay in
+// registers. The plain version adds the last pairs, up to three, to their lanes.
 #include <nxbriochem/geometry/superposition_kernels_internal.h>
 
 #include <cstddef>

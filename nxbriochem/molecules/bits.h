@@ -13,11 +13,11 @@
 NX_BEGIN_DECLS
 
 // Entry v is the number of set bits of the 16-bit value v, once nx_make_short_nob_table has run; all zero before.
-// Counts are sums of the entries as they stand, so every count is 0 until then, and a program that writes its own
-// entries gets counts by them. Vector instructions count while the table is the one that was made.
+// Counts are sums of the entries, so every count is 0 until then, and a program that changes entries changes the
+// counts. While the table is as it was made, vector instructions count instead, with the same result.
 extern NX_API uint16_t nx_short_nob[65536];
 
-// Fills nx_short_nob. To be called once before counting; nothing in the library calls it.
+// Fills nx_short_nob. The program calls it once before it counts; the library never does.
 NX_API void nx_make_short_nob_table(void);
 
 // Set bits over n words, in 32-bit arithmetic; 0 for an n below 1.
@@ -26,12 +26,12 @@ NX_API unsigned nx_bits_on(const uint32_t* words, int n);
 NX_API void nx_count_bits(const uint32_t* words, uint32_t* counts, int n);
 
 // Writes the low `width` bits of value at bit `position` of a bitstring, by OR into the word where the field starts;
-// the bits that do not fit there replace the whole next word. Kept: programs rely on
-// both, and write fields into zeroed words in increasing order of position. A width of 0 writes what fits of the whole
-// value. 1; 0, nothing changed, for a width above 32.
+// the bits that do not fit there replace the whole next word. Kept: programs rely on both, and write fields into zeroed
+// words in increasing order of position. A width of 0 ORs the whole value, shifted, into the first word. 1; 0, nothing
+// changed, for a width above 32.
 NX_API int nx_put_bits_in_bitstring(uint32_t value, uint32_t* bits, unsigned position, unsigned width);
-// Reads a field of `width` bits at bit `position`. A width of 0 reads 32 bits shifted as the formula of other widths
-// has it, and is of no use. 1; 0, nothing stored, for a width above 32.
+// Reads a field of `width` bits at bit `position`. What a width of 0 reads is of no use. 1; 0, nothing stored, for a
+// width above 32.
 NX_API int nx_extract_int_from_bitstring(uint32_t* out, const uint32_t* bits, unsigned position, unsigned width);
 
 // ---- For the library's modules ----

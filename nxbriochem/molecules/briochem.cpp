@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 #include <nxbriochem/molecules/memmgr_internal.h>
 
 namespace briochem {

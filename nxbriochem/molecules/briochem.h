@@ -52,7 +52,7 @@ NX_API int nx_get_molecule_file_name_length(int mol);
 // 1 when a file name was set, an empty one too.
 NX_API int nx_is_molecule_file_name_set(int mol);
 
-// Makes the molecule have n atoms. Missing ones are added with atomic number 0; surplus ones are deleted, with their
+// Sets the number of atoms to n. Missing ones are added with atomic number 0; surplus ones are deleted, with their
 // bonds, from the front. Kept: programs rely on the last atoms being the ones that remain, under the indices they had.
 // 0 for a negative n and for atoms that memory has no room for.
 NX_API int nx_set_molecule_atom_number(int n, int mol);
@@ -61,7 +61,7 @@ NX_API int nx_get_molecule_atom_number(int mol);
 // 1 when there are atoms.
 NX_API int nx_is_molecule_atom_number_set(int mol);
 
-// Makes the molecule have n bonds. Missing ones are added without ends and with order 0, to be wired by
+// Sets the number of bonds to n. Missing ones are added without ends and with order 0, to be wired by
 // nx_set_molecule_bonds; surplus ones are deleted from the front. 0 for a negative n and for bonds that memory has no
 // room for.
 NX_API int nx_set_molecule_bond_number(int n, int mol);
@@ -117,7 +117,7 @@ NX_API int nx_get_molecule_radii_element(float* out, int atom, int mol);
 NX_API int nx_set_molecule_radii_element(float value, int atom, int mol);
 // 1 when some atom's radius is not zero.
 NX_API int nx_are_molecule_radii_non_zero(int mol);
-// The opposite.
+// 1 when every atom's radius is zero.
 NX_API int nx_are_molecule_radii_all_zero(int mol);
 
 // ---- Partial charges: 1 float per atom, elementary charges ----
@@ -138,7 +138,7 @@ NX_API int nx_get_molecule_charges_element(float* out, int atom, int mol);
 NX_API int nx_set_molecule_charges_element(float value, int atom, int mol);
 // 1 when some atom's partial charge is not zero.
 NX_API int nx_are_molecule_charges_non_zero(int mol);
-// The opposite.
+// 1 when every atom's partial charge is zero.
 NX_API int nx_are_molecule_charges_all_zero(int mol);
 
 // ---- Atom types: 1 int per atom, the caller's numbers ----
@@ -267,7 +267,8 @@ NX_API int nx_get_molecule_residue_names_index(int* index, int mol);
 
 // ---- Chain names: one character per atom in atom order, without separators; a blank for none ----
 
-// Gives each atom's residue the next character. 0 when the text ends before the atoms do; those left keep their chain.
+// Sets the chain of each atom's residue, one character per atom in atom order. 0 when the text is shorter than the atom
+// count; the remaining atoms keep their chains.
 NX_API int nx_set_molecule_chain_names(const char* chains, int mol);
 // Writes the characters and a NUL into a buffer of `length` bytes; 0, with those that fit written, when it is too
 // short.
@@ -385,7 +386,7 @@ NX_API int nx_increment_molecule_conformer(int mol);
 NX_API int nx_decrement_molecule_conformer(int mol);
 // The number of conformers.
 NX_API int nx_get_molecule_conformer_number(int mol);
-// Makes the molecule have n conformers. Missing ones are added with the coordinates of the active one; surplus ones are
+// Sets the number of conformers to n. Missing ones are added with the coordinates of the active one; surplus ones are
 // deleted from the front, and if the active one is among them, the first that is left becomes active. 0 for an n below
 // 1 and for conformers that memory has no room for.
 NX_API int nx_set_molecule_conformer_number(int n, int mol);

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_elements.h>
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_elements_internal.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 
 namespace briochem {
 namespace {

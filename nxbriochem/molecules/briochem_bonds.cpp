@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 
 namespace briochem {
 namespace {

@@ -1,6 +1,6 @@
 // Conformers: which one is active, and how many there are.
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 
 namespace briochem {
 namespace {

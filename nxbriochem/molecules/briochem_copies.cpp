@@ -4,7 +4,7 @@
 #include <vector>
 
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 
 namespace briochem {
 namespace {
@@ -37,7 +37,7 @@ std::vector<int> selected_entries(const NxMolBase& molecule, const int* mask) {
 // Gives a part of a molecule the mask's entries of its atoms and takes away what belongs to the whole. Its handle.
 template <class Molecule>
 int finish_part(std::unique_ptr<Molecule> part, const NxMolBase& whole, const int* mask) {
-  drop_caches(*part);
+  drop_internal_arrays(*part);
   if (mask != nullptr) {
     const std::vector<int> entries = selected_entries(whole, mask);
     part->SetData(mask_tag(), entries.data(), entries.size());

@@ -1,4 +1,4 @@
-#include <nxbriochem/molecules/briochem_elements.h>
+#include <nxbriochem/molecules/briochem_elements_internal.h>
 
 #include <nxbriochem/molecules/briochem.h>
 

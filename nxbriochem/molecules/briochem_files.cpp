@@ -1,5 +1,5 @@
 // Molecules as structure files, and the bonds that such files seldom tell.
-#include <nxbriochem/molecules/briochem_files.h>
+#include <nxbriochem/molecules/briochem_files_internal.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,8 +10,8 @@
 #include <cstring>
 
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_model.h>
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/molecules/briochem_internal.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/list_obj.h>
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/toolkit/nxmolostream.h>

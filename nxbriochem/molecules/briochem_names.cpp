@@ -5,7 +5,7 @@
 #include <limits>
 
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 #include <nxbriochem/toolkit/nxelements.h>
 
 namespace briochem {

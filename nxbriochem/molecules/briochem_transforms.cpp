@@ -10,7 +10,7 @@
 #include <vector>
 
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 #include <nxbriochem/util/vector3_internal.h>
 
 namespace briochem {

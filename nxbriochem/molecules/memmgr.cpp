@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <memory>
 
-#include <nxbriochem/molecules/guarded.h>
+#include <nxbriochem/molecules/guarded_internal.h>
 #include <nxbriochem/molecules/memmgr_state.h>
-#include <nxbriochem/objects/codes.h>
-#include <nxbriochem/util/never_destroyed.h>
-#include <nxbriochem/util/slot_index.h>
+#include <nxbriochem/objects/codes_internal.h>
+#include <nxbriochem/util/never_destroyed_internal.h>
+#include <nxbriochem/util/slot_index_internal.h>
 
 namespace memmgr {
 

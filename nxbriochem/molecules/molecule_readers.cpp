@@ -6,9 +6,9 @@
 #include <vector>
 
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_files.h>
-#include <nxbriochem/molecules/briochem_model.h>
-#include <nxbriochem/molecules/pdb_records.h>
+#include <nxbriochem/molecules/briochem_files_internal.h>
+#include <nxbriochem/molecules/briochem_internal.h>
+#include <nxbriochem/molecules/pdb_struct_internal.h>
 #include <nxbriochem/objects/list_obj.h>
 #include <nxbriochem/toolkit/nxmolostream.h>
 

@@ -8,13 +8,15 @@
 #include <string>
 #include <vector>
 
+#include <nxbriochem/molecules/atom_names_internal.h>
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_files.h>
-#include <nxbriochem/molecules/briochem_model.h>
-#include <nxbriochem/molecules/pdb_records.h>
+#include <nxbriochem/molecules/briochem_files_internal.h>
+#include <nxbriochem/molecules/briochem_internal.h>
+#include <nxbriochem/molecules/pdb_struct_internal.h>
 #include <nxbriochem/objects/list_obj.h>
 #include <nxbriochem/toolkit/nxelements.h>
 #include <nxbriochem/toolkit/nxmolostream.h>
+#include <nxbriochem/util/text_internal.h>
 
 namespace briochem {
 namespace {
@@ -22,6 +24,7 @@ namespace {
 using NxChem::NxAtomBase;
 using NxChem::NxMolBase;
 using NxChem::NxResidue;
+using text::trimmed;
 
 // A record's text, which may fill its field without a NUL.
 template <std::size_t kSize>
@@ -34,21 +37,7 @@ void put_text(char (&field)[kSize], std::string_view text) {
   text.copy(field, kSize - 1);
 }
 
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(' ');
-  return first == std::string_view::npos ? std::string_view()
-                                         : text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
 char character_of(char c) { return c == '\0' ? ' ' : c; }
-
-bool is_letter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
-
-// Characters of an atom's name in a PDB file.
-constexpr std::size_t kColumns = 4;
-
-// Elements of two letters that the names of amino acids' and nucleotides' atoms do not start with.
-constexpr std::array<std::string_view, 6> kUnmistakable = {"BR", "CL", "CU", "FE", "SE", "SI"};
 
 NxResidue residue_of(const PdbStruct& record) {
   NxResidue residue;
@@ -63,7 +52,7 @@ NxResidue residue_of(const PdbStruct& record) {
   return residue;
 }
 
-// A dummy atom keeps its name as it stands: files show the blanks of its columns.
+// Names lose their blanks, except that of a dummy atom: without an element, the blanks tell files its columns.
 void add_record(NxMolBase& mol, const PdbStruct& record, float radius, float charge) {
   const std::string_view name = text_of(record.atom_name);
   const std::string_view symbol = trimmed(text_of(record.element));
@@ -111,25 +100,6 @@ bool write_pdb(const char* filename, int type, const NxMolBase& mol) {
 }
 
 }  // namespace
-
-unsigned element_of_name(std::string_view name, std::string_view residue_name) {
-  while (name.size() > kColumns && name.back() == ' ') {
-    name.remove_suffix(1);
-  }
-  const auto* const begin = std::find_if(name.begin(), name.end(), is_letter);
-  std::string letters(begin, std::find_if_not(begin, name.end(), is_letter));
-  std::transform(letters.begin(), letters.end(), letters.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  const std::string_view start = std::string_view(letters).substr(0, 2);
-  const unsigned one = NxChem::NxGetAtomicNum(start.substr(0, 1));
-  const unsigned two = start.size() == 2 ? NxChem::NxGetAtomicNum(start) : 0;
-
-  const bool is_aligned = name.size() == kColumns && name.find(' ') != std::string_view::npos;
-  const bool is_ion = trimmed(name) == trimmed(residue_name) && letters.size() == 2;
-  const bool is_unmistakable = std::find(kUnmistakable.begin(), kUnmistakable.end(), start) != kUnmistakable.end();
-  const bool has_two_letters = is_aligned ? begin == name.begin() : is_ion || is_unmistakable;
-  return two != 0 && (has_two_letters || one == 0) ? two : one;
-}
 
 void add_records(NxMolBase& mol, const PdbStruct* atoms, int natoms, const float* radii, const float* charges) {
   mol.Reserve(mol.GetMaxAtomIdx() + static_cast<unsigned>(natoms), mol.GetMaxBondIdx());

@@ -15,10 +15,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error_state.h>
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
 
 namespace error {
 
@@ -84,7 +84,7 @@ Queue error_queue{
     err_num,
     err_new,
     err_last_print,
-    "zero length warning sent to error queue",  // kept: programs rely on "warning" here
+    "zero length warning sent to error queue",  // Kept: programs rely on "warning" here
     "had to truncate an error message",
     "ERROR: ",
     "No error messages",

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/files.h>
 #include <nxbriochem/objects/obj_man.h>

@@ -10,12 +10,12 @@
 
 #include <nxbriochem/objects/files_state.h>
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/objects/memory_owners.h>
-#include <nxbriochem/objects/plain_heap.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
+#include <nxbriochem/objects/plain_heap_internal.h>
 #include <nxbriochem/objects/print.h>
-#include <nxbriochem/util/never_destroyed.h>
-#include <nxbriochem/util/slot_index.h>
-#include <nxbriochem/util/text_hash.h>
+#include <nxbriochem/util/never_destroyed_internal.h>
+#include <nxbriochem/util/slot_index_internal.h>
+#include <nxbriochem/util/text_hash_internal.h>
 
 namespace files {
 

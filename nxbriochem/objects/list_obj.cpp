@@ -11,16 +11,16 @@
 #include <span>
 #include <vector>
 
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/list_obj_state.h>
 #include <nxbriochem/objects/obj_man.h>
-#include <nxbriochem/objects/obj_man_tables.h>
+#include <nxbriochem/objects/obj_man_tables_internal.h>
 #include <nxbriochem/objects/object_memory.h>
-#include <nxbriochem/objects/plain_heap.h>
+#include <nxbriochem/objects/plain_heap_internal.h>
 #include <nxbriochem/objects/print.h>
-#include <nxbriochem/util/never_destroyed.h>
-#include <nxbriochem/util/slot_index.h>
+#include <nxbriochem/util/never_destroyed_internal.h>
+#include <nxbriochem/util/slot_index_internal.h>
 
 namespace list_obj {
 

@@ -51,11 +51,11 @@ NX_API int nx_is_handle_in_list_recurse(int handle, int list);
 // and a line through the printing function tells the result. When it contains `list`, another line follows and the
 // result is 0. Kept: programs rely on being able to add a list to itself once; only what it contains is searched.
 NX_API int nx_add_to_list(int member, int list);
-// Removes the last position that holds the member; the last member of all takes its place, so order is not kept. The
-// cursor stays where it is. 0 when the member is absent.
+// Removes a member; of several equal ones, the last. The list's last member moves into its place, so order is not kept.
+// The cursor stays at its position. 0 when the member is absent.
 NX_API int nx_delete_from_list(int member, int list);
-// Removes the member at the cursor in the same way. The cursor stays where it is, behind the end when it stood on the
-// last member. 0 for an empty list and for a cursor behind the end.
+// Removes the member at the cursor; the list's last member moves into its place. The cursor stays at its position,
+// which is behind the end when it was on the last member. 0 for an empty list and for a cursor behind the end.
 NX_API int nx_delete_current_from_list(int list);
 
 // Writes the member at the cursor. 0 for an empty list and for a cursor behind the end.

@@ -22,10 +22,10 @@
 #include <cstdlib>
 #include <iterator>
 
-#include <nxbriochem/objects/block_index.h>
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/block_index_internal.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error.h>
-#include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
 #include <nxbriochem/objects/memory_state.h>
 #include <nxbriochem/objects/object_memory.h>
 
@@ -65,7 +65,7 @@ struct Exhaustion {
 Exhaustion exhaustion{};
 
 // The library's modules that keep state in tracked blocks, and the texts that outlive a release of all memory; see
-// memory_owners.h. There is room for each of them.
+// memory_owners_internal.h. There is room for each of them.
 void (*forgetters[16])() = {};
 char* const* kept_texts[4] = {};
 
@@ -446,7 +446,8 @@ void clear_memory_system(void) {
   known = {nullptr, 0};
 }
 
-void nx_set_strict_memory_off(void) { nx_strict_memory = 1; }  // kept: the names are crossed, see the header
+// Kept: programs rely on the crossed names, see the header.
+void nx_set_strict_memory_off(void) { nx_strict_memory = 1; }
 
 void nx_set_strict_memory_on(void) { nx_strict_memory = 0; }
 

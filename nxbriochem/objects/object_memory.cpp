@@ -3,11 +3,11 @@
 
 #include <cstdio>
 
-#include <nxbriochem/objects/codes.h>
-#include <nxbriochem/objects/handle_sequence.h>
+#include <nxbriochem/objects/codes_internal.h>
+#include <nxbriochem/objects/handle_sequence_internal.h>
 #include <nxbriochem/objects/obj_man.h>
-#include <nxbriochem/objects/object_memory_store.h>
-#include <nxbriochem/objects/object_memory_tables.h>
+#include <nxbriochem/objects/object_memory_store_internal.h>
+#include <nxbriochem/objects/object_memory_tables_internal.h>
 
 namespace object_memory {
 

@@ -8,11 +8,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/object_memory.h>
-#include <nxbriochem/objects/object_memory_store.h>
-#include <nxbriochem/objects/object_memory_tables.h>
+#include <nxbriochem/objects/object_memory_store_internal.h>
+#include <nxbriochem/objects/object_memory_tables_internal.h>
 
 namespace object_memory {
 namespace {

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include <nxbriochem/objects/object_memory.h>
-#include <nxbriochem/objects/object_memory_store.h>
-#include <nxbriochem/objects/object_memory_tables.h>
+#include <nxbriochem/objects/object_memory_store_internal.h>
+#include <nxbriochem/objects/object_memory_tables_internal.h>
 #include <nxbriochem/objects/print.h>
 
 namespace object_memory {

@@ -3,10 +3,10 @@
 #include <cstdio>
 
 #include <nxbriochem/objects/obj_man.h>
-#include <nxbriochem/objects/obj_man_tables.h>
+#include <nxbriochem/objects/obj_man_tables_internal.h>
 #include <nxbriochem/objects/object_memory.h>
-#include <nxbriochem/objects/object_memory_store.h>
-#include <nxbriochem/objects/object_memory_tables.h>
+#include <nxbriochem/objects/object_memory_store_internal.h>
+#include <nxbriochem/objects/object_memory_tables_internal.h>
 
 namespace object_memory {
 namespace {

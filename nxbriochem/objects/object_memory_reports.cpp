@@ -6,9 +6,9 @@
 
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/objects/object_memory.h>
-#include <nxbriochem/objects/object_memory_store.h>
-#include <nxbriochem/objects/object_memory_tables.h>
-#include <nxbriochem/objects/plain_heap.h>
+#include <nxbriochem/objects/object_memory_store_internal.h>
+#include <nxbriochem/objects/object_memory_tables_internal.h>
+#include <nxbriochem/objects/plain_heap_internal.h>
 
 namespace object_memory {
 namespace {

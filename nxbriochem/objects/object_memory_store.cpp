@@ -4,7 +4,7 @@
 // A removed entry leaves a gap in its table's array, and the gaps are closed when they are the greater part: taking any
 // of n blocks out costs no move of the others. A table of few entries has no index. That of a larger one is made at its
 // first look-up and dropped when gaps are closed.
-#include <nxbriochem/objects/object_memory_store.h>
+#include <nxbriochem/objects/object_memory_store_internal.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -15,11 +15,11 @@
 #include <unordered_map>
 #include <vector>
 
-#include <nxbriochem/objects/codes.h>
-#include <nxbriochem/objects/memory_owners.h>
-#include <nxbriochem/objects/plain_heap.h>
-#include <nxbriochem/util/never_destroyed.h>
-#include <nxbriochem/util/slot_index.h>
+#include <nxbriochem/objects/codes_internal.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
+#include <nxbriochem/objects/plain_heap_internal.h>
+#include <nxbriochem/util/never_destroyed_internal.h>
+#include <nxbriochem/util/slot_index_internal.h>
 
 namespace object_memory {
 

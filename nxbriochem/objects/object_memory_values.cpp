@@ -5,8 +5,8 @@
 
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/object_memory.h>
-#include <nxbriochem/objects/object_memory_store.h>
-#include <nxbriochem/objects/object_memory_tables.h>
+#include <nxbriochem/objects/object_memory_store_internal.h>
+#include <nxbriochem/objects/object_memory_tables_internal.h>
 
 namespace object_memory {
 namespace {

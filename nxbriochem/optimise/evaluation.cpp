@@ -6,12 +6,12 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <memory>
 
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
 #include <nxbriochem/optimise/opt_internal.h>
 #include <nxbriochem/optimise/vectors_internal.h>
+#include <nxbriochem/util/work_array_internal.h>
 
 namespace opt {
 namespace {
@@ -86,9 +86,8 @@ double value_at(int32_t slot, double* x) {
   if (!has_gradient(opt)) {
     return kNaN;
   }
-  const std::unique_ptr<void, decltype(&nx_free)> gradient(
-      nx_malloc(bytes_of(std::max<uint64_t>(static_cast<uint64_t>(opt.size), 1))), nx_free);
-  return call_gradient(slot, x, static_cast<double*>(gradient.get()));
+  const work_array::Work<double> gradient(static_cast<std::size_t>(opt.size));
+  return call_gradient(slot, x, gradient.data());
 }
 
 double value_and_gradient_at(int32_t slot, double* x, double* gradient) {

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
 #include <nxbriochem/optimise/func_list_internal.h>
 #include <nxbriochem/optimise/slot_table_internal.h>
 

@@ -45,7 +45,7 @@ NX_API int nx_protect_function_list_gradient(int list);
 // From now on gradients are added to what the caller's array holds, instead of to zeros; 1.
 NX_API int nx_no_zero_function_list_gradient(int list);
 
-// The functions that add a term give 1. The argument `ignored` is what it says.
+// The functions that add a term give 1. The argument `ignored` is not used.
 // Adds a plain float value term.
 NX_API int nx_add_energy_function_to_list(nx_energy_term term, int ignored, int list);
 // Adds a plain double value term.

@@ -17,7 +17,7 @@ constexpr double kLeastMove = 1e-8;  // against the largest variable, so that va
 constexpr double kShorten = 0.01;
 constexpr double kRounding = 8 * std::numeric_limits<double>::epsilon();
 constexpr double kRoundingOfX = 64 * std::numeric_limits<double>::epsilon();
-constexpr double kProbe = 1e-8;  // the move of the largest variable in play
+constexpr double kProbe = 1e-8;  // the move of confirmed_by_probe, against the largest variable
 
 double largest(const double* a, int32_t n) {
   double found = 0;
@@ -27,8 +27,8 @@ double largest(const double* a, int32_t n) {
   return found;
 }
 
-// Of the variables that play a part, which are those with a derivative that is not 0.
-double largest_in_play(const double* x, const double* gradient, int32_t n) {
+// The largest of the variables whose derivative is not 0.
+double largest_active(const double* x, const double* gradient, int32_t n) {
   double found = 0;
   for (int32_t i = 0; i < n; ++i) {
     if (gradient[i] != 0) {
@@ -51,8 +51,8 @@ LineMethod::LineMethod(int32_t slot, double* x, double& value, double& step)
       value_(value),
       step_(step) {}
 
-// The lowest point that the search has seen is taken, if it is below x: also when the search failed. When it was not
-// the last one tried, it is evaluated again, so that it is in `trial` and its gradient in g.
+// Takes the lowest point tried if it is below x, even when the search failed. If it was not the last one tried it is
+// evaluated again, so that `trial` and g hold it and its gradient.
 LineMethod::Found LineMethod::search() {
   line_ = line_from(slot_, n_, x_, d_, g_, value_, slope());
   step_ = next_step_;
@@ -63,7 +63,7 @@ LineMethod::Found LineMethod::search() {
     return Found::nothing;
   }
   if (lowest.value < line_.last.value && !(try_step(line_, lowest.step).value < value_)) {
-    return Found::nothing;  // a callback that does not give the same value twice
+    return Found::nothing;  // the callback gave another value this time
   }
   value_ = line_.last.value;
   step_ = line_.last.step;
@@ -71,8 +71,8 @@ LineMethod::Found LineMethod::search() {
   return met ? Found::step : Found::lower;
 }
 
-// Whether the search was still on its way down a line of constant steepness when its tries ran out: it lacks nothing
-// but tries. With a beta of 0 no number of them would do.
+// Whether the slope had not flattened when the tries ran out: only more tries were missing. With a beta of 0 no number
+// of tries suffices.
 bool LineMethod::ran_out_descending(const Trial& start) const {
   const Trial& end = line_.last;
   const Optimiser& record = Opt[slot_];
@@ -86,8 +86,8 @@ void LineMethod::shorten() {
   }
 }
 
-// The second search starts from the lower point that the first one saw, along a direction that knows of it; or, when
-// there was none, from x with a step much smaller than any that was tried.
+// The second search starts from the lower point that the first one found, along an updated direction. If there was none
+// it starts from x with a step much smaller than any that was tried.
 LineMethod::Moved LineMethod::move() {
   accepted_ = false;
   const Found first = search();
@@ -112,7 +112,8 @@ LineMethod::Moved LineMethod::move() {
   return first == Found::lower ? Moved::lower : Moved::nothing;
 }
 
-// The room is cleared for a callback that leaves it alone, as that of a deleted function list does: a flat start.
+// g0 is cleared first: a callback may leave it alone, as that of a deleted function list does, and then the gradient is
+// 0.
 bool LineMethod::evaluate_start() {
   std::fill(g0_, g0_ + n_, 0.0);
   value_ = value_and_gradient_at(slot_, x_, g0_);
@@ -130,20 +131,20 @@ double LineMethod::given_step(double otherwise) const {
 double LineMethod::first_step() const {
   const double steepest = largest(g0_, n_);
   const double usual = std::min(1.0, kFirstMove / steepest);
-  const double least = kLeastMove * largest_in_play(x_, g0_, n_) / steepest;
+  const double least = kLeastMove * largest_active(x_, g0_, n_) / steepest;
   return given_step(std::isfinite(least) ? std::max(usual, least) : usual);
 }
 
 bool LineMethod::at_working_precision() const {
   const double decrease = -0.5 * slope();  // of a quadratic function, by a step of 1
-  return decrease <= kRounding * std::abs(value_) || largest(d_, n_) <= kRounding * largest_in_play(x_, g0_, n_);
+  return decrease <= kRounding * std::abs(value_) || largest(d_, n_) <= kRounding * largest_active(x_, g0_, n_);
 }
 
-// The step to the minimum along d is that of a quadratic function through the two gradients. At a kink it is of the
-// order of the probe, far above rounding; with a gradient that is wrong or jumps it may be anything.
+// The step to the minimum along d is where the slope, interpolated linearly between the two points, is 0. At a kink it
+// is of the order of the probe, far above rounding; with a wrong or discontinuous gradient it may be anything.
 bool LineMethod::confirmed_by_probe() {
-  const double in_play = largest_in_play(x_, g0_, n_);
-  const double size = in_play > 0 ? in_play : 1;
+  const double largest_x = largest_active(x_, g0_, n_);
+  const double size = largest_x > 0 ? largest_x : 1;
   const double length = largest(d_, n_);
   const double slope_here = slope();
   const double step = kProbe * size / length;
@@ -152,7 +153,7 @@ bool LineMethod::confirmed_by_probe() {
   const double decrease = -0.5 * slope_here * to_minimum;
   const bool lost = decrease <= kRounding * std::abs(value_) || to_minimum * length <= kRoundingOfX * size;
   const bool confirmed = std::isfinite(trial.value) && std::isfinite(to_minimum) && to_minimum > 0 && lost;
-  if (trial.value < value_ && trial.square != 0) {  // the best point seen is what a run ends with
+  if (trial.value < value_ && trial.square != 0) {  // a run ends with the best point that it evaluated
     value_ = trial.value;
     step_ = trial.step;
     take_step();
@@ -166,13 +167,14 @@ LineMethod::Block LineMethod::joined(int first) const {
   return {.gain = a.gain + b.gain, .steps = a.steps + b.steps, .stiffest = std::max(a.stiffest, b.stiffest)};
 }
 
-// Near a singular minimum, one where the second derivatives vanish along some direction, the minimisers creep: each
-// iteration leaves a part of the distance, and the curvature along the steps falls with their squares, without end. A
-// run is taken to creep when its last ten iterations gained less than a tenth of what the ten before gained, along less
-// than half the curvature, and that curvature is below 1e-7 of the stiffest one that they met. It is at rest when they
-// gained less than a part of the rounding of the stiffest form at the size of x. The bounds are by trial, over the
-// problems of bench/minimise_bench.cpp from near and far starts. Far from any minimum runs look alike, but the stiffest
-// curvature falls as well.
+// At a singular minimum the second derivatives vanish along some direction. The minimisers then converge only linearly,
+// and the curvature along the steps falls with the square of the steps. A run is taken to be near such a minimum when
+//   - its last ten iterations gained less than a tenth of what the ten before them gained,
+//   - their mean curvature is less than half of that of the ten before,
+//   - and below 1e-7 of the largest curvature among them.
+// It has converged when they gained less than kLost times that curvature times the square of the largest variable:
+// below the rounding of the value. The bounds were found by trial over the problems of bench/minimise_bench.cpp, from
+// near and far starts. Far from a minimum the first two can hold, but there the largest curvature falls as well.
 bool LineMethod::creeps() const {
   constexpr double kSingular = 1e-7;
   constexpr double kLost = 0.03 * std::numeric_limits<double>::epsilon();
@@ -201,7 +203,7 @@ void LineMethod::note_curvature(double ss, double yy, double sy) {
   value_noted_ = value_;
   ++noted_;
   if (noted_ % kBlockSize == 0) {
-    size_ = std::max(size_, largest_in_play(x_, g0_, n_));
+    size_ = std::max(size_, largest_active(x_, g0_, n_));
     settled_ = noted_ >= kBlocks * kBlockSize && creeps();
   }
 }

@@ -21,46 +21,46 @@ class LineMethod {
  protected:
   ~LineMethod() = default;
 
-  // What an iteration came to. `step`: x moved to a lower point, and update() has yet to take in what that tells.
-  // `lower`: x moved to a lower point, and d and g0 are as the next search needs them. `nothing`: no lower point was
-  // found. With the last two, the next search starts with a small step.
+  // The result of an iteration. `step`: x moved to a lower point, and update() is still to be called. `lower`: x moved
+  // to a lower point, and d and g0 are ready for the next search. `nothing`: no lower point was found. After the last
+  // two, the next search starts with a small step.
   enum class Moved { step, lower, nothing };
   // Searches along d, and once more when that fails.
   Moved move();
-  // Whether a search of the last move() accepted its step, or ran out of tries on its way down. A failed one may have
-  // found a lower point all the same.
+  // Whether a search of the last move() accepted its step, or ran out of tries while still descending. A search that
+  // failed may have found a lower point nevertheless.
   bool accepted() const { return accepted_; }
 
-  // Moves x to the trial point, and keeps what update() needs.
+  // Moves x to the trial point and stores what update() needs.
   virtual void take_step() = 0;
-  // Takes in what the last step tells of the curvature: new d, g0 and next_step_.
+  // Updates the model with the curvature along the last step, and sets d, g0 and next_step_.
   virtual void update() = 0;
 
-  // The value and the gradient at x: whether they are finite.
+  // Computes the value and the gradient at x. True when they are finite.
   bool evaluate_start();
   bool start_is_flat() const;
-  // The step along -g with which a run starts: the caller's, or one that moves no variable by more than a half, nor by
-  // more than its derivative unless that is next to nothing.
+  // The first step of a run along -g: the caller's, or else the largest that is at most 1 and moves no variable by more
+  // than a half. A step too small to change the values is made larger.
   double first_step() const;
-  // The first try of the next search where the last step told of no positive curvature, so that the model is as it was:
-  // twice the last step. Where a step of 1 led far over a wall, beyond which the slope is negative again, all that the
-  // search can find is a tiny step this side of it; with 1 again, the next search would find the same. On a plateau the
-  // steps grow, up to ten times what the model says.
+  // The first try of the next search when the last step had no positive curvature and the model was not updated: twice
+  // the last step, at most 10. Where a step of 1 crosses a barrier to a region where the slope is negative again, the
+  // search finds only a tiny step before the barrier; starting with 1 again would repeat that. On a plateau the steps
+  // grow.
   double step_without_update() const { return std::min(10.0, 2 * step_); }
   // The caller's first step, if there is one.
   double given_step(double otherwise) const;
-  // Whether what the model promises along d is below what doubles resolve: the decrease is lost in the rounding of the
-  // value, or the step in that of x. A search that fails there has not failed for a bad model.
+  // Whether the decrease that the model predicts along d is below the rounding of the value, or the step below the
+  // rounding of x. A search that fails there does not show that the model is bad.
   bool at_working_precision() const;
-  // Asks the function whether x is a minimum to working precision, by one evaluation a little further along the
-  // steepest descent d that has just failed. It is when the step to the minimum there, or what it gains, is lost in the
-  // rounding. The model cannot be asked alone: kinks, walls and wrong gradients shrink it to nothing. Takes the point
-  // if it is lower.
+  // Whether x is a minimum to working precision, by one evaluation a little further along the steepest descent d that
+  // has just failed: the step to the minimum along d, or its decrease, must be below rounding. The model alone does not
+  // show it, because kinks, barriers and wrong gradients make its steps arbitrarily small. Moves x to the point if it
+  // is lower.
   bool confirmed_by_probe();
 
-  // Takes in the last step s and the change y of the gradient by it, for settled().
+  // Records the last step s and the change y of the gradient along it, for settled().
   void note_curvature(double ss, double yy, double sy);
-  // Whether the run creeps towards a singular minimum and what is left to gain is below rounding.
+  // Whether the run converges slowly to a singular minimum and the remaining decrease is below rounding.
   bool settled() const { return settled_; }
 
   double slope() const;
@@ -83,7 +83,7 @@ class LineMethod {
   double square_ = 0;     // of the gradient at x: the gradient measure
 
  private:
-  // Some iterations in a row: what they gained, the squares of their steps, and the largest curvature that they met.
+  // Consecutive iterations: their decrease of the value, the sum of their squared steps, their largest curvature.
   struct Block {
     double gain = 0;
     double steps = 0;
@@ -105,7 +105,7 @@ class LineMethod {
   std::array<Block, kBlocks> blocks_ = {};  // the newest last
   int noted_ = 0;
   double value_noted_ = 0;
-  double size_ = 0;  // the largest variable in play that the run has seen
+  double size_ = 0;  // the largest variable with a derivative other than 0, over the run
   bool settled_ = false;
 };
 

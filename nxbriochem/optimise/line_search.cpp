@@ -1,9 +1,9 @@
-// Each search gives the trial that it settles on: a step along the line, with what was found there.
+// Each search returns the trial that it accepts: a step along the line, with the value and slope there.
 //
 // The golden section: J. Kiefer, Proc. Amer. Math. Soc. 4 (1953) 502. The acceptance test of backtracking: L. Armijo,
 // Pacific J. Math. 16 (1966) 1. nx_LineMinimize2 keeps a bracket after the rules of Nocedal and Wright, Numerical
-// Optimization, algorithm 3.6, and steps to the minimum, within it, of Hermite's polynomial through all its trials,
-// where the rules would have a cubic through two.
+// Optimization, algorithm 3.6, and steps to the minimum of Hermite's polynomial through all trials within the bracket,
+// where those rules use a cubic through two.
 #include <nxbriochem/optimise/line_search.h>
 
 #include <algorithm>
@@ -113,9 +113,9 @@ int search(int n, double* x, double* d, const double* g0, double* g, double* val
   return line.evaluations();
 }
 
-// Halves the interval from `left` to `right` on the sign of the slope, `most` times at most. The function descends from
-// left towards right, and lies below `ceiling` where it goes on descending; right is beyond a minimum of it. The first
-// trial below the ceiling with so small a slope, or the last left end.
+// Bisection on the sign of the slope between `left` and `right`, at most `most` times. The function descends from left
+// towards right, and a minimum lies between them. Trials at or above `ceiling` count as beyond it. Returns the first
+// trial below the ceiling whose slope is at most `small_slope`, else the last left end.
 template <class At>
 Trial halve(Trial left, double right, double ceiling, double small_slope, int most, At at) {
   const double forward = right > left.step ? 1 : -1;
@@ -137,7 +137,7 @@ Trial halve(Trial left, double right, double ceiling, double small_slope, int mo
   return left;
 }
 
-// Tolerance a: the width of the interval, relative to its upper end, at which the section ends.
+// Golden section. Ends when the interval is narrower than tolerance a times its upper end.
 Trial golden_section(Search& line, double step) {
   constexpr double kMinor = 0.38196601125010515;  // (3 - sqrt 5) / 2
   double low = 0;
@@ -183,7 +183,7 @@ Trial golden_section(Search& line, double step) {
   return with_value(best, best_value);
 }
 
-// Tolerance c: the slope, relative to that at the start, at which bisection ends.
+// Ends when the slope is at most tolerance c times that at the start.
 Trial bisection(Search& line, double step) {
   const Trial& start = line.start();
   const double small_slope = line.settings().tolerance_c * std::fabs(start.slope);
@@ -203,7 +203,7 @@ Trial bisection(Search& line, double step) {
   return left;
 }
 
-// Tolerance b: the part of what the slope promises by which the value must go down at least.
+// Armijo's rule: the value must fall by at least tolerance b times the step times the slope.
 Trial backtracking(Search& line, double step) {
   const Trial& start = line.start();
   for (; line.may_try(step); step *= 0.5) {
@@ -257,7 +257,7 @@ class Interpolation {
     if (open) {
       const Trial at = polynomial(end);
       if (at.value < low_.value && at.slope < 0) {
-        return end;  // it goes down all the way
+        return end;  // the polynomial descends up to the end
       }
     }
     const double width = end - low_.step;
@@ -283,7 +283,7 @@ class Interpolation {
   bool high_is_known_ = true;  // else the function is not finite there
 };
 
-// Count b: the most points of interpolation, x among them.
+// Count b is the largest number of points of interpolation, x among them.
 Trial interpolation(Search& line, double step) {
   const Trial& start = line.start();
   const Optimiser& settings = line.settings();
@@ -370,8 +370,8 @@ int nx_LineMinimize2(int n, double* x, double* d, double* g0, double* g, double*
 }
 
 // With Lagrange's basis l_j, the polynomial is the sum of ((1 - 2 l_j'(x_j) (x - x_j)) y_j + (x - x_j) y_j') l_j(x)^2.
-// Values are taken relative to that of the nearest point, so that one that they all share costs no digits, and the
-// points themselves come out exactly.
+// Values are taken relative to the nearest point's, so that a large common value costs no digits, and the result at a
+// point is exactly its value.
 int nx_lagrange_interpolate_with_gradients(const double* points, const double* values, const double* slopes, int count,
                                            double at, double* value, double* slope) {
   if (count < 1 || points == nullptr || values == nullptr || slopes == nullptr) {

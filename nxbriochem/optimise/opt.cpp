@@ -5,7 +5,7 @@
 #include <functional>
 
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
 #include <nxbriochem/optimise/evaluation_internal.h>
 #include <nxbriochem/optimise/func_list.h>
 #include <nxbriochem/optimise/opt_internal.h>

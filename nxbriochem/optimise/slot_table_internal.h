@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
 
 namespace slot_table {
 

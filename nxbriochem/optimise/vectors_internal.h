@@ -1,7 +1,8 @@
 // Sums over vectors. Private to this directory; C++ only.
 //
-// Each sum runs in four lanes, element i in lane i mod 4 and the last few on their own, added up in a fixed order at
-// the end: the same bits at every vector width, without each addition waiting for the one before.
+// Each sum runs in four lanes: element i goes to lane i mod 4, and up to three last elements to a sum of their own. The
+// lanes are added in a fixed order at the end. So the bits do not depend on the vector width, and four additions are in
+// flight at a time.
 #ifndef NXBRIOCHEM_OPTIMISE_VECTORS_INTERNAL_H
 #define NXBRIOCHEM_OPTIMISE_VECTORS_INTERNAL_H
 
@@ -23,7 +24,7 @@ inline void add_lanes(double* lanes, int32_t i, Term term) {
   }
 }
 
-// The sums of term(i) for i from 0 up to n, of several terms in one pass.
+// The sums of term(i) for i from 0 to n - 1, for several terms in one pass.
 template <class... Term>
 inline std::array<double, sizeof...(Term)> sums(int32_t n, Term... term) {
   double lanes[sizeof...(Term)][kLanes] = {};
@@ -43,7 +44,7 @@ inline std::array<double, sizeof...(Term)> sums(int32_t n, Term... term) {
   return totals;
 }
 
-// Floats are widened first.
+// The terms of a scalar product, in double.
 template <class A, class B>
 auto product_of(const A* a, const B* b) {
   return [=](int32_t i) { return static_cast<double>(a[i]) * static_cast<double>(b[i]); };
@@ -59,7 +60,7 @@ double square(const A* a, int32_t n) {
   return dot(a, a, n);
 }
 
-// Not by the sum of squares: that of small elements may come out as 0.
+// Element by element: squares of small elements underflow to 0.
 inline bool all_zero(const double* a, int32_t n) {
   return std::all_of(a, a + n, [](double element) { return element == 0; });
 }

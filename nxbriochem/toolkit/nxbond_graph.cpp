@@ -7,11 +7,15 @@
 
 #include <nxbriochem/toolkit/nxelements.h>
 #include <nxbriochem/toolkit/nxvalence_internal.h>
+#include <nxbriochem/util/vector3_internal.h>
 
 namespace NxChem {
 namespace {
 
-using Vector = std::array<double, 3>;
+using vector3::cross;
+using vector3::dot;
+using vector3::minus;
+using vector3::Vector;
 
 constexpr unsigned kNone = std::numeric_limits<unsigned>::max();
 constexpr double kDegrees = 180.0 / std::numbers::pi;
@@ -19,22 +23,14 @@ constexpr std::size_t kLargestFlatRing = 6;
 // Ring search stops at atoms with more ring bonds than any organic ring atom has.
 constexpr std::size_t kMostRingBonds = 4;
 
-Vector Minus(const Vector& a, const Vector& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
-
-double Dot(const Vector& a, const Vector& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
-
-Vector Cross(const Vector& a, const Vector& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-
 double AngleBetween(const Vector& a, const Vector& b) {
-  const Vector normal = Cross(a, b);
-  return std::atan2(std::sqrt(Dot(normal, normal)), Dot(a, b)) * kDegrees;
+  const Vector normal = cross(a, b);
+  return std::atan2(std::sqrt(dot(normal, normal)), dot(a, b)) * kDegrees;
 }
 
 double Distance(const Vector& a, const Vector& b) {
-  const Vector d = Minus(a, b);
-  return std::sqrt(Dot(d, d));
+  const Vector d = minus(a, b);
+  return std::sqrt(dot(d, d));
 }
 
 // A bond that only leans on the nonmetal's lone pair. Carbon and hydrogen bond to a metal as to anything else, and so
@@ -111,7 +107,7 @@ double NxBondGraph::Angles(unsigned atom) const {
     if (!std::isfinite(bonds[center.bonds[k]].length)) {
       return std::numeric_limits<double>::quiet_NaN();
     }
-    to[k] = Minus(atoms[Other(center.bonds[k], atom)].xyz, center.xyz);
+    to[k] = minus(atoms[Other(center.bonds[k], atom)].xyz, center.xyz);
   }
   const double first = AngleBetween(to[0], to[1]);
   return center.bonds.size() == 2 ? first : first + AngleBetween(to[1], to[2]) + AngleBetween(to[2], to[0]);
@@ -219,8 +215,8 @@ bool NxBondGraph::IsFlatRing(const std::vector<unsigned>& ring, const std::vecto
     const Vector& p1 = atoms[ring[(k + 1) % n]].xyz;
     const Vector& p2 = atoms[ring[(k + 2) % n]].xyz;
     const Vector& p3 = atoms[ring[(k + 3) % n]].xyz;
-    const Vector middle = Minus(p2, p1);
-    const double torsion = AngleBetween(Cross(Minus(p1, p0), middle), Cross(middle, Minus(p3, p2)));
+    const Vector middle = minus(p2, p1);
+    const double torsion = AngleBetween(cross(minus(p1, p0), middle), cross(middle, minus(p3, p2)));
     if (!(torsion < 15.0)) {
       return false;
     }

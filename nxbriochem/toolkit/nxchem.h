@@ -64,7 +64,7 @@ class NX_API NxAtomBonds {
     }
     // Whether both stand at the same bond of one atom.
     bool operator==(const Iterator& other) const { return link_ == other.link_; }
-    // The opposite.
+    // Whether the two differ.
     bool operator!=(const Iterator& other) const { return !(*this == other); }
 
    private:
@@ -292,7 +292,7 @@ class NxIter {
   }
   // Whether both stand at the same index. Only iterators of one molecule can be compared.
   bool operator==(const NxIter& other) const { return at_ == other.at_; }
-  // The opposite.
+  // Whether the two stand at different places.
   bool operator!=(const NxIter& other) const { return !(*this == other); }
 
   // The start of a range-based for: this iterator.
@@ -563,11 +563,11 @@ class NX_API NxMCMolBase : public NxMolBase {
   // Forgets the saved conformers; the active one stays.
   void ClearActiveStack() { saved_active_.clear(); }
 
-  // Makes a new last conformer, which the molecule owns, with the coordinates of the active one, all zero when there is
-  // none; the first becomes active.
+  // Appends a conformer, which the molecule owns, and returns it. It gets the coordinates of the active one, or zeros
+  // when there is none. A molecule's first conformer becomes active.
   NxConfBase* NewConf();
-  // Deletes the conformer; when it was the active one the first that remains becomes it. False, with nothing changed,
-  // for null and for a conformer of another molecule.
+  // Deletes the conformer. When it was active, the first that remains becomes active. False, with nothing changed, for
+  // null and for a conformer of another molecule.
   bool DeleteConf(NxConfBase* conf);
 
   // Gives back storage of the conformers, too.

@@ -5,7 +5,7 @@
 // at the token behind for what comes next. What waits is in a frame; parentheses and '=' open another one on top, whose
 // value becomes the factor of the frame below. The frames are on the heap: a text may nest as deep as memory goes,
 // which the machine's own stack, with a function for each level calling the next, would not survive.
-#include <nxbriochem/util/never_destroyed.h>
+#include <nxbriochem/util/never_destroyed_internal.h>
 #include <nxbriochem/util/parser.h>
 
 #include <array>
@@ -17,11 +17,11 @@
 #include <vector>
 
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/objects/memory_owners.h>
-#include <nxbriochem/objects/plain_heap.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
+#include <nxbriochem/objects/plain_heap_internal.h>
 #include <nxbriochem/util/parser_state.h>
-#include <nxbriochem/util/slot_index.h>
-#include <nxbriochem/util/text_hash.h>
+#include <nxbriochem/util/slot_index_internal.h>
+#include <nxbriochem/util/text_hash_internal.h>
 
 namespace parser {
 

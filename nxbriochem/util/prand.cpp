@@ -18,8 +18,8 @@
 #include <numeric>
 
 #include <nxbriochem/objects/memory.h>
-#include <nxbriochem/objects/memory_owners.h>
-#include <nxbriochem/util/prand_keep.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
+#include <nxbriochem/util/prand_keep_internal.h>
 #include <nxbriochem/util/prand_state.h>
 
 namespace prand {
@@ -242,7 +242,7 @@ int nx_rand_range(int handle, int low, int high) {
   const int64_t n = sequence.range;
   const int64_t rest = n % span;
   if (rest == 0) {
-    return 0;  // nothing is drawn: kept deliberately
+    return 0;  // Kept: programs rely on nothing being drawn
   }
   if (rest == n) {
     // The span exceeds N, and only the value 0 is small enough. Drawing until it comes would end here as well.

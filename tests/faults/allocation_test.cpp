@@ -15,7 +15,7 @@
 #include <vector>
 
 #include <nxbriochem/nxbriochem.h>
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/codes_internal.h>
 
 #include "tests/faults/failing_heap.h"
 #include "tests/faults/scenarios.h"
@@ -119,13 +119,16 @@ class FailingHeap : public testing::Test {
     const bool reported =
         ended.printed.ends_with("*******\n") && says("\n*******\nTotal nx_memory currently allocated= ");
     const std::string size = std::to_string(heap_->failed_size);
-    if (ended.status == objects::kMemoryExhausted && reported && says("Out of memory trying to allocate " + size + " bytes of memory\n")) {
+    if (ended.status == objects::kMemoryExhausted && reported &&
+        says("Out of memory trying to allocate " + size + " bytes of memory\n")) {
       return faults::kBlock;
     }
-    if (ended.status == objects::kBooksExhausted && ended.printed.ends_with("Out of memory trying to allocate for the nx_memory system\n")) {
+    if (ended.status == objects::kBooksExhausted &&
+        ended.printed.ends_with("Out of memory trying to allocate for the nx_memory system\n")) {
       return faults::kBooks;
     }
-    if (ended.status == objects::kObjectMemoryExhausted && reported && says("out of memory mallocing ") && says("!\n")) {
+    if (ended.status == objects::kObjectMemoryExhausted && reported && says("out of memory mallocing ") &&
+        says("!\n")) {
       return faults::kTable;
     }
     if (ended.status == 1 && ended.printed.ends_with("Fatal: Out of memory in the molecule layer\n")) {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error_state.h>
 #include <nxbriochem/objects/memory.h>
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/list_obj_state.h>
 #include <nxbriochem/objects/memory.h>

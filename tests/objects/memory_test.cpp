@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/memory_state.h>
 

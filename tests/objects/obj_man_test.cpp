@@ -11,7 +11,7 @@
 #include <set>
 #include <vector>
 
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/obj_man_state.h>

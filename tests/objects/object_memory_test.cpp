@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include <nxbriochem/objects/codes.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/obj_man.h>
 #include <nxbriochem/objects/object_memory_state.h>

@@ -1,4 +1,4 @@
-#include <nxbriochem/util/slot_index.h>
+#include <nxbriochem/util/slot_index_internal.h>
 
 #include <gtest/gtest.h>
 

@@ -3,14 +3,14 @@
 #include <vector>
 
 #include <nxbriochem/molecules/briochem.h>
-#include <nxbriochem/molecules/briochem_model.h>
+#include <nxbriochem/molecules/briochem_internal.h>
 
 namespace briochem {
 namespace {
 
 using NxChem::NxMolBase;
 
-enum Cache { kCoords, kRadii, kCharges, kAtomType, kAtomNames, kResidueNames };
+enum Array { kCoords, kRadii, kCharges, kAtomType, kAtomNames, kResidueNames };
 
 // Looked up once.
 const std::array<int, 6>& tags() {
@@ -22,31 +22,31 @@ const std::array<int, 6>& tags() {
 
 // Keeps the values of the atoms, `width` for each, packed in atom order.
 template <class T>
-T* cache_values(NxMolBase& molecule, Cache cache, const T* values, std::size_t width) {
+T* keep_values(NxMolBase& molecule, Array array, const T* values, std::size_t width) {
   return guarded([&] {
     if (molecule.NumAtoms() == molecule.GetMaxAtomIdx()) {
-      return molecule.SetData(tags()[cache], values, width * molecule.NumAtoms());
+      return molecule.SetData(tags()[array], values, width * molecule.NumAtoms());
     }
     std::vector<T> packed;
     packed.reserve(width * molecule.NumAtoms());
     visit_stretches(molecule, [&](unsigned begin, unsigned end) {
       packed.insert(packed.end(), values + width * begin, values + width * end);
     });
-    return molecule.SetData(tags()[cache], packed.data(), packed.size());
+    return molecule.SetData(tags()[array], packed.data(), packed.size());
   });
 }
 
-char* cache_names(NxMolBase& molecule, Cache cache, const NamePacking& packing) {
+char* keep_names(NxMolBase& molecule, Array array, const NamePacking& packing) {
   return guarded([&] {
     std::vector<char> names(packing.total_size(molecule));
     packing.pack(molecule, names.data(), names.size());
-    return molecule.SetData(tags()[cache], names.data(), names.size());
+    return molecule.SetData(tags()[array], names.data(), names.size());
   });
 }
 
 }  // namespace
 
-void drop_caches(NxMolBase& mol) {
+void drop_internal_arrays(NxMolBase& mol) {
   for (const int tag : tags()) {
     mol.DeleteData(tag);
   }
@@ -59,7 +59,7 @@ using namespace briochem;
 float* nxi_molecule_coordinates(int mol) {
   NxMolBase& molecule = model(mol);  // its coordinates are those of its active conformer
   if (const float* stored = molecule.CoordData()) {
-    return cache_values(molecule, kCoords, stored, 3);
+    return keep_values(molecule, kCoords, stored, 3);
   }
   return guarded([&] {
     const std::vector<float> zero(std::size_t{3} * molecule.NumAtoms());
@@ -69,19 +69,19 @@ float* nxi_molecule_coordinates(int mol) {
 
 float* nxi_molecule_radii(int mol) {
   NxMolBase& molecule = model(mol);
-  return cache_values(molecule, kRadii, store_of(molecule).Radii(), 1);
+  return keep_values(molecule, kRadii, store_of(molecule).Radii(), 1);
 }
 
 float* nxi_molecule_charges(int mol) {
   NxMolBase& molecule = model(mol);
-  return cache_values(molecule, kCharges, store_of(molecule).PartialCharges(), 1);
+  return keep_values(molecule, kCharges, store_of(molecule).PartialCharges(), 1);
 }
 
 int* nxi_molecule_atom_type(int mol) {
   NxMolBase& molecule = model(mol);
-  return cache_values(molecule, kAtomType, store_of(molecule).IntTypes(), 1);
+  return keep_values(molecule, kAtomType, store_of(molecule).IntTypes(), 1);
 }
 
-char* nxi_molecule_atom_names(int mol) { return cache_names(model(mol), kAtomNames, atom_name_packing); }
+char* nxi_molecule_atom_names(int mol) { return keep_names(model(mol), kAtomNames, atom_name_packing); }
 
-char* nxi_molecule_residue_names(int mol) { return cache_names(model(mol), kResidueNames, residue_name_packing); }
+char* nxi_molecule_residue_names(int mol) { return keep_names(model(mol), kResidueNames, residue_name_packing); }

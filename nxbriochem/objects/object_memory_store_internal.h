@@ -1,8 +1,8 @@
 // The store of the memory tables: their records, entries and indexes. It answers with pointers and codes and prints
 // nothing; what is said about a table or a block is said by the sources above it. Only exhausted memory ends the
 // process from here. Not exported.
-#ifndef NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_STORE_H
-#define NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_STORE_H
+#ifndef NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_STORE_INTERNAL_H
+#define NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_STORE_INTERNAL_H
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 // What the orientation and the superposition of molecules share: work arrays in a molecule's object memory, and which
 // atoms take part. Private to the module; C++ only.
-#ifndef NXBRIOCHEM_GEOMETRY_MOL_FUNC1_ATOMS_H
-#define NXBRIOCHEM_GEOMETRY_MOL_FUNC1_ATOMS_H
+#ifndef NXBRIOCHEM_GEOMETRY_MOL_FUNC1_ATOMS_INTERNAL_H
+#define NXBRIOCHEM_GEOMETRY_MOL_FUNC1_ATOMS_INTERNAL_H
 
 #include <algorithm>
 #include <cstddef>

@@ -1,6 +1,6 @@
 // Sequences that the library keeps for itself. Not exported.
-#ifndef NXBRIOCHEM_UTIL_PRAND_KEEP_H
-#define NXBRIOCHEM_UTIL_PRAND_KEEP_H
+#ifndef NXBRIOCHEM_UTIL_PRAND_KEEP_INTERNAL_H
+#define NXBRIOCHEM_UTIL_PRAND_KEEP_INTERNAL_H
 
 namespace prand {
 

@@ -1,6 +1,6 @@
 // The one-letter element codes. The two tables are not inverse to each other; see briochem.h. Not exported.
-#ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_ELEMENTS_H
-#define NXBRIOCHEM_MOLECULES_BRIOCHEM_ELEMENTS_H
+#ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_ELEMENTS_INTERNAL_H
+#define NXBRIOCHEM_MOLECULES_BRIOCHEM_ELEMENTS_INTERNAL_H
 
 #include <array>
 #include <cstddef>

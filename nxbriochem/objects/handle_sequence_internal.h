@@ -1,15 +1,15 @@
 // Source of handle values for the registry and for the memory tables. Each has its own pseudo-random sequence over the
 // same range and notices when it has wrapped. Not exported.
-#ifndef NXBRIOCHEM_OBJECTS_HANDLE_SEQUENCE_H
-#define NXBRIOCHEM_OBJECTS_HANDLE_SEQUENCE_H
+#ifndef NXBRIOCHEM_OBJECTS_HANDLE_SEQUENCE_INTERNAL_H
+#define NXBRIOCHEM_OBJECTS_HANDLE_SEQUENCE_INTERNAL_H
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
-#include <nxbriochem/objects/memory_owners.h>
+#include <nxbriochem/objects/memory_owners_internal.h>
 #include <nxbriochem/util/prand.h>
-#include <nxbriochem/util/prand_keep.h>
+#include <nxbriochem/util/prand_keep_internal.h>
 
 namespace objects {
 

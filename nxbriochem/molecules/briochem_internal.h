@@ -1,11 +1,11 @@
 // What the sources of briochem share: from a handle to the model, and what the model says of an atom. Not exported.
-#ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_MODEL_H
-#define NXBRIOCHEM_MOLECULES_BRIOCHEM_MODEL_H
+#ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_INTERNAL_H
+#define NXBRIOCHEM_MOLECULES_BRIOCHEM_INTERNAL_H
 
 #include <cstddef>
 #include <string_view>
 
-#include <nxbriochem/molecules/guarded.h>
+#include <nxbriochem/molecules/guarded_internal.h>
 #include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/toolkit/nxchem.h>
 #include <nxbriochem/toolkit/nxchem_internal.h>
@@ -52,7 +52,7 @@ bool there_is_room(std::size_t n, std::size_t size);
 int mask_tag();
 
 // Takes away the arrays that the nxi_molecule_* functions keep with the molecule for their callers.
-void drop_caches(NxChem::NxMolBase& mol);
+void drop_internal_arrays(NxChem::NxMolBase& mol);
 
 // The own name of the atom of an index, else its element symbol, "Du" for atomic number 0.
 std::string_view name_of(const NxAtomStore& store, unsigned idx);

@@ -1,7 +1,7 @@
 // For modules of the library that keep state in tracked blocks. A program may free every tracked block at once, and the
 // lenient path of nx_realloc may drop any block from the books. Not exported.
-#ifndef NXBRIOCHEM_OBJECTS_MEMORY_OWNERS_H
-#define NXBRIOCHEM_OBJECTS_MEMORY_OWNERS_H
+#ifndef NXBRIOCHEM_OBJECTS_MEMORY_OWNERS_INTERNAL_H
+#define NXBRIOCHEM_OBJECTS_MEMORY_OWNERS_INTERNAL_H
 
 #include <cstdint>
 

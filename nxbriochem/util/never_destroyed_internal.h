@@ -1,6 +1,6 @@
 // Storage for a module's variable that lives as long as the process. Not exported.
-#ifndef NXBRIOCHEM_UTIL_NEVER_DESTROYED_H
-#define NXBRIOCHEM_UTIL_NEVER_DESTROYED_H
+#ifndef NXBRIOCHEM_UTIL_NEVER_DESTROYED_INTERNAL_H
+#define NXBRIOCHEM_UTIL_NEVER_DESTROYED_INTERNAL_H
 
 namespace util {
 

@@ -1,7 +1,7 @@
 // What other modules of this directory need of the registry: the memory tables, one of which holds its arrays, and the
 // modules that own an object type. Not exported.
-#ifndef NXBRIOCHEM_OBJECTS_OBJ_MAN_TABLES_H
-#define NXBRIOCHEM_OBJECTS_OBJ_MAN_TABLES_H
+#ifndef NXBRIOCHEM_OBJECTS_OBJ_MAN_TABLES_INTERNAL_H
+#define NXBRIOCHEM_OBJECTS_OBJ_MAN_TABLES_INTERNAL_H
 
 namespace obj_man {
 

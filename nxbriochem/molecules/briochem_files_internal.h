@@ -1,6 +1,6 @@
 // What the functions for structure files share: their checks, and the molecules of a list. Not exported.
-#ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_FILES_H
-#define NXBRIOCHEM_MOLECULES_BRIOCHEM_FILES_H
+#ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_FILES_INTERNAL_H
+#define NXBRIOCHEM_MOLECULES_BRIOCHEM_FILES_INTERNAL_H
 
 #include <cstring>
 #include <vector>

@@ -1,6 +1,6 @@
 // How the molecule layer ends when memory runs out: nothing is thrown to a caller. Not exported.
-#ifndef NXBRIOCHEM_MOLECULES_GUARDED_H
-#define NXBRIOCHEM_MOLECULES_GUARDED_H
+#ifndef NXBRIOCHEM_MOLECULES_GUARDED_INTERNAL_H
+#define NXBRIOCHEM_MOLECULES_GUARDED_INTERNAL_H
 
 #include <new>
 #include <stdexcept>

@@ -3,8 +3,8 @@
 // Open addressing with linear probing; removal shifts later cells back, so there are no tombstones. A cell has 32 hash
 // bits of the address and the slot, not the address itself: whether a slot holds the address is for the caller's table
 // to say, so a look-up asks a predicate.
-#ifndef NXBRIOCHEM_OBJECTS_BLOCK_INDEX_H
-#define NXBRIOCHEM_OBJECTS_BLOCK_INDEX_H
+#ifndef NXBRIOCHEM_OBJECTS_BLOCK_INDEX_INTERNAL_H
+#define NXBRIOCHEM_OBJECTS_BLOCK_INDEX_INTERNAL_H
 
 #include <cstddef>
 #include <cstdint>

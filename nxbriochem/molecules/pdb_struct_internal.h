@@ -2,23 +2,15 @@
 //
 // A record tells of an atom what a PDB file does, its radius and its partial charge. What it does not tell is lost on
 // the way: formal charge, integer type, sequence number, and what exceeds seven characters of a name.
-#ifndef NXBRIOCHEM_MOLECULES_PDB_RECORDS_H
-#define NXBRIOCHEM_MOLECULES_PDB_RECORDS_H
+#ifndef NXBRIOCHEM_MOLECULES_PDB_STRUCT_INTERNAL_H
+#define NXBRIOCHEM_MOLECULES_PDB_STRUCT_INTERNAL_H
 
-#include <string_view>
 #include <vector>
 
 #include <nxbriochem/molecules/pdb_struct.h>
 #include <nxbriochem/toolkit/nxchem.h>
 
 namespace briochem {
-
-// The atomic number that an atom's name means by the custom of PDB files, 0 for none. A name of four columns, blanks
-// included, has the element symbol right-aligned in the first two: " CA " is carbon and "CA  " calcium. Any other name
-// means the element of its first letter, digits passed over ("HG11", "1HB"), except for the name of an ion, which is
-// its residue's ("ZN"), the start of an element that no other name starts with ("FE1", "CL2"), and a first letter that
-// is no element's ("MG").
-unsigned element_of_name(std::string_view name, std::string_view residue_name);
 
 // Adds an atom per record to a molecule. `radii` and `charges`, one float per record, replace the records' own; either
 // may be null.

@@ -1,7 +1,7 @@
 // Object type codes with their names, the ranges of handles, and the statuses that the library ends the process with.
 // Not exported.
-#ifndef NXBRIOCHEM_OBJECTS_CODES_H
-#define NXBRIOCHEM_OBJECTS_CODES_H
+#ifndef NXBRIOCHEM_OBJECTS_CODES_INTERNAL_H
+#define NXBRIOCHEM_OBJECTS_CODES_INTERNAL_H
 
 #include <array>
 #include <cstddef>
@@ -31,7 +31,7 @@ inline constexpr int32_t kLastMolecule = -999999999;
 inline constexpr int32_t kFirstGrid = -1000000001;
 
 enum ExitStatus : int {
-  kBooksExhausted = 0,         // no memory for the books of the tracked allocator; kept: programs rely on 0
+  kBooksExhausted = 0,         // no memory for the allocator's records. Kept: programs rely on 0
   kMemoryExhausted = 1,        // no memory for a tracked block or an index
   kEnded = 1,                  // nx_exit, the signal handler
   kDuplicatePointer = 3,       // a pointer stands twice in a memory table

@@ -1,6 +1,6 @@
 // Hash of a text, for indexes by name. Not exported.
-#ifndef NXBRIOCHEM_UTIL_TEXT_HASH_H
-#define NXBRIOCHEM_UTIL_TEXT_HASH_H
+#ifndef NXBRIOCHEM_UTIL_TEXT_HASH_INTERNAL_H
+#define NXBRIOCHEM_UTIL_TEXT_HASH_INTERNAL_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,8 @@
-// Tracked blocks of numbers that live as long as their scope, and what goes with arrays whose sizes are ints. Private
-// to the sources of this directory; C++ only.
-#ifndef NXBRIOCHEM_GEOMETRY_WORK_ARRAY_INTERNAL_H
-#define NXBRIOCHEM_GEOMETRY_WORK_ARRAY_INTERNAL_H
+// Scratch memory: tracked blocks that live as long as their scope, and what goes with arrays whose sizes are ints.
+// Private to the library; C++ only. Scratch memory in the table of a molecule is WorkArray in
+// mol_func1_atoms_internal.h.
+#ifndef NXBRIOCHEM_UTIL_WORK_ARRAY_INTERNAL_H
+#define NXBRIOCHEM_UTIL_WORK_ARRAY_INTERNAL_H
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 // Allocator of the indexes of this directory: plain heap memory, not tracked. Exhausted memory is not thrown; it ends
 // the process through out_of_memory. Not exported.
-#ifndef NXBRIOCHEM_OBJECTS_PLAIN_HEAP_H
-#define NXBRIOCHEM_OBJECTS_PLAIN_HEAP_H
+#ifndef NXBRIOCHEM_OBJECTS_PLAIN_HEAP_INTERNAL_H
+#define NXBRIOCHEM_OBJECTS_PLAIN_HEAP_INTERNAL_H
 
 #include <cstddef>
 #include <cstdint>

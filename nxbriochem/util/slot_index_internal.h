@@ -3,8 +3,8 @@
 // one, which `find_highest` gives. Open addressing with linear probing and removal by shifting back, so no tombstones.
 //
 // Not exported; `Heap` is the standard allocator or one in its place.
-#ifndef NXBRIOCHEM_UTIL_SLOT_INDEX_H
-#define NXBRIOCHEM_UTIL_SLOT_INDEX_H
+#ifndef NXBRIOCHEM_UTIL_SLOT_INDEX_INTERNAL_H
+#define NXBRIOCHEM_UTIL_SLOT_INDEX_INTERNAL_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // What the sources above the store of memory tables share. Not exported.
-#ifndef NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_TABLES_H
-#define NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_TABLES_H
+#ifndef NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_TABLES_INTERNAL_H
+#define NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_TABLES_INTERNAL_H
 
 #include <cstdint>
 
