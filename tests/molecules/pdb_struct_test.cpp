@@ -14,6 +14,7 @@
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/molecules/memmgr_state.h>
+#include <nxbriochem/molecules/atom_names_internal.h>
 #include <nxbriochem/molecules/pdb_struct_internal.h>
 #include <nxbriochem/objects/list_obj.h>
 #include <nxbriochem/toolkit/nxelements.h>
