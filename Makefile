@@ -34,6 +34,7 @@ check-guard: bootstrap all
 # Where to; DESTDIR goes before it.
 PREFIX ?= /usr/local
 install: program
+	cmake --build --preset release --target python_package
 	cmake --install build/release --prefix "$$(realpath -m "$(PREFIX)")"
 
 # Debian packages in build/package/packages, looked over by lintian and tried in a scratch root.

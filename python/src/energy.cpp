@@ -1,0 +1,302 @@
+// Coulombic energies of two molecules, and the energy of a rigid ligand at a target with its refinement.
+#include <nxbriodock/nxbriodock.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <set>
+
+#include "core.h"
+
+namespace nxpy {
+namespace {
+
+using Place = std::array<float, 3>;
+
+const Place* places_of(const Molecule& molecule) {
+  return reinterpret_cast<const Place*>(molecule.model().CoordData());
+}
+
+// Pairs of charged atoms at the very same place, which the library leaves out of its sum.
+long coincident_pairs(const Molecule& one, const Molecule& other) {
+  const Molecule& large = one.size() < other.size() ? other : one;
+  const Molecule& small = one.size() < other.size() ? one : other;
+  if (small.size() == 0) {
+    return 0;
+  }
+  const Place* const few = places_of(small);
+  Place low = few[0];
+  Place high = few[0];
+  for (int i = 1; i < small.size(); ++i) {
+    for (std::size_t k = 0; k < 3; ++k) {
+      low[k] = std::min(low[k], few[i][k]);
+      high[k] = std::max(high[k], few[i][k]);
+    }
+  }
+  // Only what is in the box of the smaller one is looked at.
+  const Place* const many = places_of(large);
+  std::multiset<Place> charged;
+  long pairs = 0;
+  for (int i = 0, n = large.size(); i < n; ++i) {
+    const Place& at = many[i];
+    if (at[0] < low[0] || at[0] > high[0] || at[1] < low[1] || at[1] > high[1] || at[2] < low[2] || at[2] > high[2] ||
+        large.model().GetAtom(i)->GetPartialCharge() == 0.0F) {
+      continue;
+    }
+    if (charged.empty()) {
+      for (int j = 0; j < small.size(); ++j) {
+        if (small.model().GetAtom(j)->GetPartialCharge() != 0.0F) {
+          charged.insert(few[j]);
+        }
+      }
+    }
+    pairs += static_cast<long>(charged.count(at));
+  }
+  return pairs;
+}
+
+void warn_of_coincident(long pairs) {
+  if (pairs > 0) {
+    warn(std::to_string(pairs) + " pairs of charged atoms at the very same place are left out of the energy");
+  }
+}
+
+// In the library's unit.
+double coulomb(const Molecule& target, const Molecule& ligand, double dielectric) {
+  Session session;
+  float energy = 0.0F;
+  const int first = target.handle();
+  const int second = ligand.handle();
+  const auto eps = static_cast<float>(dielectric);
+  constexpr double kManyPairs = 1e6;
+  if (static_cast<double>(target.size()) * ligand.size() < kManyPairs) {
+    nx_calculate_coulombic_binding(first, second, &energy, eps);
+  } else {
+    const py::gil_scoped_release others_run;
+    nx_calculate_coulombic_binding(first, second, &energy, eps);
+  }
+  const long pairs = coincident_pairs(target, ligand);
+  session.end();
+  warn_of_coincident(pairs);
+  return static_cast<double>(energy);
+}
+
+// Atoms as the library's sums take them.
+struct Records {
+  explicit Records(const Molecule& molecule) {
+    const Place* const places = places_of(molecule);
+    const int n = molecule.size();
+    values.resize(static_cast<std::size_t>(n) * NX_RECORD_FLOATS);
+    charges.resize(static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i) {
+      std::copy_n(places[i].begin(), 3, values.begin() + std::ptrdiff_t{NX_RECORD_FLOATS} * i);
+    }
+    nx_get_molecule_charges(charges.data(), molecule.handle());
+  }
+  std::vector<float> values;
+  std::vector<float> charges;
+};
+
+// The energy of each run of the target's atoms, given by where runs begin, with the whole ligand.
+py::array_t<double> coulomb_of_runs(const Molecule& target, const Molecule& ligand, double dielectric,
+                                    const py::array_t<int>& begins) {
+  Session session;
+  const Records from(target);
+  const Records to(ligand);
+  const py::ssize_t runs = begins.size();
+  py::array_t<double> energies(runs);
+  for (py::ssize_t k = 0; k < runs; ++k) {
+    const int begin = begins.data()[k];
+    const int end = k + 1 < runs ? begins.data()[k + 1] : target.size();
+    energies.mutable_data()[k] = static_cast<double>(
+        nxi_c_bind(from.values.data() + std::ptrdiff_t{NX_RECORD_FLOATS} * begin, from.charges.data() + begin, end - begin,
+                   to.values.data(), to.charges.data(), ligand.size(), static_cast<float>(dielectric)));
+  }
+  const long pairs = coincident_pairs(target, ligand);
+  session.end();
+  warn_of_coincident(pairs);
+  return energies;
+}
+
+// ---- Rigid ligands
+
+using Pose = std::array<double, NXD_POSE>;
+constexpr Pose kStart{1, 0, 0, 0, 0, 0, 0};
+
+// The first atom without 12-6 parameters is named.
+void require_parameters(const Molecule& molecule, const char* argument) {
+  for (const NxChem::NxAtomBase& atom : molecule.model().GetAtoms()) {
+    if (nxd_get_uff_parameters(static_cast<int>(atom.GetAtomicNum()), nullptr, nullptr) == 0) {
+      throw Failure(std::string(argument) + ": there are no 12-6 parameters for the element of atom " +
+                    std::to_string(atom.GetIdx()) + ", '" + atom.GetName() + "'");
+    }
+  }
+}
+
+// An energy object of nxbriodock. It belongs to one thread at a time, which need not hold the libraries.
+class Energy {
+ public:
+  Energy(const Molecule& target, double dielectric, int most_iterations) {
+    const Session session;
+    require_parameters(target, "target");
+    handle_ = nxd_make_energy();
+    if (handle_ == 0) {
+      session.fail("there is no energy object left");
+    }
+    try {
+      session.require(nxd_set_target(target.handle(), handle_), "the target is refused");
+      session.require(nxd_set_uniform_dielectric(dielectric, handle_), "the dielectric is refused");
+      session.require(nxd_set_refine_iterations(most_iterations, handle_), "the number of iterations is refused");
+    } catch (...) {
+      nxd_delete_energy(handle_);
+      throw;
+    }
+  }
+  Energy(const Energy&) = delete;
+  Energy& operator=(const Energy&) = delete;
+  ~Energy() { nxd_delete_energy(handle_); }
+
+  // Both terms of the ligand as it stands.
+  py::tuple at(const Molecule& ligand) const {
+    const Use use(*this, ligand, 1);
+    return at_pose(use.handle(), kStart);
+  }
+
+  py::dict refine(const Molecule& ligand, int threads) const {
+    const Use use(*this, ligand, threads);
+    const int energy = use.handle();
+    Pose pose = kStart;
+    nxd_refinement run{};
+    Watch watch;
+    nxd_set_iteration_callback(
+        [](int, const double*, double, int, void* data) { return static_cast<Watch*>(data)->interrupted() ? 1 : 0; },
+        &watch, energy);
+    int status = 0;
+    {
+      const py::gil_scoped_release others_run;
+      status = nxd_refine_pose(pose.data(), &run, energy);
+    }
+    watch.rethrow();
+    if (status != 1) {
+      throw Failure("the ligand cannot be refined");
+    }
+    if (run.ended == NXD_NOT_FINITE) {
+      throw Failure("the energy of the ligand with the target is too large to be told");
+    }
+    return result(ligand, energy, pose, run);
+  }
+
+ private:
+  // Looks now and then whether the user asked for an end.
+  class Watch {
+   public:
+    bool interrupted() {
+      const py::gil_scoped_acquire attended;
+      if (PyErr_CheckSignals() == 0) {
+        return false;
+      }
+      error_ = std::make_unique<py::error_already_set>();
+      return true;
+    }
+    void rethrow() {
+      if (error_) {
+        throw py::error_already_set(*error_);
+      }
+    }
+
+   private:
+    std::unique_ptr<py::error_already_set> error_;
+  };
+
+  // A copy with the ligand in it, which shares the prepared target: several threads may use one Energy.
+  class Use {
+   public:
+    Use(const Energy& energy, const Molecule& ligand, int threads) {
+      const Session session;
+      require_parameters(ligand, "ligand");
+      handle_ = nxd_copy_energy(energy.handle_);
+      if (handle_ == 0) {
+        session.fail("there is no energy object left");
+      }
+      try {
+        session.require(nxd_set_ligand(ligand.handle(), handle_), "the ligand is refused");
+        session.require(nxd_set_threads(threads, handle_), "the number of threads is refused");
+      } catch (...) {
+        nxd_delete_energy(handle_);
+        throw;
+      }
+    }
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+    ~Use() { nxd_delete_energy(handle_); }
+    int handle() const { return handle_; }
+
+   private:
+    int handle_ = 0;
+  };
+
+  static py::tuple at_pose(int energy, const Pose& pose) {
+    double coulomb = 0.0;
+    double twelve_six = 0.0;
+    nxd_get_energy_at_pose(pose.data(), &coulomb, &twelve_six, nullptr, energy);
+    return py::make_tuple(coulomb, twelve_six);
+  }
+
+  static py::dict result(const Molecule& ligand, int energy, const Pose& pose, const nxd_refinement& run) {
+    py::array_t<double> rotation({3, 3});
+    py::array_t<double> translation(3);
+    nxd_get_pose_matrix(pose.data(), rotation.mutable_data(), translation.mutable_data());
+    double rms = 0.0;
+    nxd_get_pose_rms(kStart.data(), pose.data(), &rms, energy);
+    py::dict found;
+    const py::tuple terms = at_pose(energy, pose);
+    found["coulomb"] = terms[0];
+    found["twelve_six"] = terms[1];
+    found["start_coulomb"] = run.start_coulomb;
+    found["start_twelve_six"] = run.start_twelve_six;
+    found["pose"] = py::array_t<double>(NXD_POSE, pose.data());
+    found["rotation"] = rotation;
+    found["translation"] = translation;
+    found["rmsd"] = rms;
+    found["reason"] = nxd_get_ending_name(run.ended);
+    found["iterations"] = run.iterations;
+    found["started_inside"] = run.started_inside != 0;
+    found["overlaps"] = run.overlaps != 0;
+    found["molecule"] = moved(ligand, rotation.data(), translation.data());
+    return found;
+  }
+
+  // A copy of the ligand at the pose, in double and rounded once, as the command-line program has it.
+  static Molecule moved(const Molecule& ligand, const double* rotation, const double* translation) {
+    const Session session;
+    Molecule copy(nx_copy_molecule(ligand.handle()));
+    auto* const places = const_cast<float*>(copy.model().CoordData());
+    for (int i = 0; i < copy.size(); ++i) {
+      float* const at = places + std::ptrdiff_t{3} * i;
+      const std::array<double, 3> p{at[0], at[1], at[2]};
+      for (int k = 0; k < 3; ++k) {
+        const double* const row = rotation + std::ptrdiff_t{3} * k;
+        at[k] = static_cast<float>(translation[k] + (row[0] * p[0] + row[1] * p[1] + row[2] * p[2]));
+      }
+    }
+    return copy;
+  }
+
+  int handle_ = 0;
+};
+
+}  // namespace
+
+void bind_energy(py::module_& module) {
+  module.def("coulomb", &coulomb);
+  module.def("coulomb_of_runs", &coulomb_of_runs);
+  module.def("coulomb_factor", [] { return static_cast<double>(DFactor2); });
+  py::class_<Energy>(module, "Energy")
+      .def(py::init<const Molecule&, double, int>())
+      .def("at", &Energy::at)
+      .def("refine", &Energy::refine);
+}
+
+}  // namespace nxpy

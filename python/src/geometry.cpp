@@ -1,0 +1,8 @@
+// Principal frames, superposition and eigenvalues.
+#include "core.h"
+
+namespace nxpy {
+
+void bind_geometry(py::module_&) {}
+
+}  // namespace nxpy

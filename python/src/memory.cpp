@@ -1,0 +1,8 @@
+// What the libraries hold.
+#include "core.h"
+
+namespace nxpy {
+
+void bind_memory(py::module_&) {}
+
+}  // namespace nxpy
