@@ -115,18 +115,25 @@ NxMolBase& model(int mol) { return *NxBrioChem::NxDerefMolHandle(mol); }
 
 int make_molecule(Structure structure, const std::string& path) {
   complete(structure);
+  const bool titled = has_names(structure) && !structure.title.empty();
+  const int handle = build_molecule(structure, titled ? structure.title : file_stem(path), path);
+  if (!structure.radii_given && nx_assign_bondi_radii(handle) != 1) {
+    nx_delete_molecule(handle);
+    throw Failure(path, "the library refused to assign radii");
+  }
+  return handle;
+}
+
+int build_molecule(const Structure& structure, const std::string& name, const std::string& path) {
   const int handle = nx_make_molecule();
   if (handle == 0) {
     throw Failure(path, "there is no molecule handle left");
   }
   try {
     NxMolBase& mol = model(handle);
-    mol.SetTitle(has_names(structure) && !structure.title.empty() ? structure.title : file_stem(path));
+    mol.SetTitle(name);
     add_atoms(structure, mol);
     nx_set_molecule_file_name(path.c_str(), handle);
-    if (!structure.radii_given && nx_assign_bondi_radii(handle) != 1) {
-      throw Failure(path, "the library refused to assign radii");
-    }
     keep_words(structure, mol);
   } catch (...) {
     nx_delete_molecule(handle);

@@ -17,6 +17,8 @@ namespace nxbrio::files {
 // Gives the structure the charges and elements that its file lacks, and makes it a molecule. The handle; `path` becomes
 // the molecule's file name and, where the record has no title that is a name, its stem the molecule's. Throws Failure.
 int make_molecule(Structure structure, const std::string& path);
+// Makes a molecule of this name of a structure that lacks nothing. Throws Failure.
+int build_molecule(const Structure& structure, const std::string& name, const std::string& path);
 
 NxChem::NxMolBase& model(int mol);
 

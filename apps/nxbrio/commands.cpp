@@ -53,8 +53,8 @@ BindReport bind_molecules(const BindOptions& options) {
   const std::vector<float> dielectrics = parse_dielectrics(options);
   BindReport report;
   report.written = check_outputs(options);
-  Structure target = read_structure(options.target);
-  Structure ligand = read_structure(options.ligand);
+  Structure target = read_structure(options.target, {"--target-select", options.target_select});
+  Structure ligand = read_structure(options.ligand, {"--ligand-select", options.ligand_select});
   const Molecule target_molecule(target);
   const Molecule ligand_molecule(ligand);
   if (options.orient) {
@@ -88,7 +88,7 @@ void bind(const BindOptions& options) { print_report(bind_molecules(options), op
 void info(const InfoOptions& options) {
   Summary summary;
   {
-    Structure structure = read_structure(options.file);
+    Structure structure = read_structure(options.file, {"--select", options.select});
     const Molecule molecule(structure);
     summary = summarise(structure, molecule);
   }

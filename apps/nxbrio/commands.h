@@ -15,6 +15,9 @@ namespace nxbrio {
 struct BindOptions {
   std::string target;
   std::string ligand;
+  // Which atoms of them are read (nxf_select); none means all. So it is in all commands.
+  std::optional<std::string> target_select;
+  std::optional<std::string> ligand_select;
   // As given, numbers and formulas; none means 1, 4 and 80.
   std::vector<std::string> dielectrics;
   // Files of variables.
@@ -27,11 +30,13 @@ struct BindOptions {
 
 struct InfoOptions {
   std::string file;
+  std::optional<std::string> select;
   bool json = false;
 };
 
 struct ConvertOptions {
   std::string input;
+  std::optional<std::string> select;
   std::string output;
   // A format word; none means by the output's ending.
   std::optional<std::string> format;
@@ -46,6 +51,7 @@ struct ConvertOptions {
 
 struct OrientOptions {
   std::string input;
+  std::optional<std::string> select;
   std::string output;
   std::optional<std::string> format;
   FrameChoice choice;
@@ -56,6 +62,7 @@ struct OrientOptions {
 
 struct MomentsOptions {
   std::string file;
+  std::optional<std::string> select;
   // The fraction within which moments count as equal, as given; none means 0.01.
   std::optional<std::string> tolerance;
   bool json = false;
@@ -85,6 +92,8 @@ struct SuperposeOptions {
 struct RefineOptions {
   std::string target;
   std::string ligand;
+  std::optional<std::string> target_select;
+  std::optional<std::string> ligand_select;
   std::string output;
   std::optional<std::string> format;
   // As given, a number or a formula; none means 4.

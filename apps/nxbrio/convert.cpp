@@ -45,7 +45,7 @@ WrittenFile check_output(const ConvertOptions& options) {
 
 // Reads all models, or the one that --model names.
 std::vector<Structure> read_wanted(const ConvertOptions& options, ConvertReport& report) {
-  std::vector<Structure> models = read_models(options.input);
+  std::vector<Structure> models = read_models(options.input, {"--select", options.select});
   report.models_in_file = models.size();
   if (options.model) {
     const auto at = std::find_if(models.begin(), models.end(),

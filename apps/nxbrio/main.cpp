@@ -29,6 +29,13 @@ constexpr const char* kFormats =
 charges. Other files, and a PQR file without any radius above 0, get Bondi radii; other files get formal charges: their
 own and those of charged side chains, chain ends, phosphates of nucleotides and ions.)";
 
+constexpr const char* kSelecting =
+    R"(Selections are gemmi's, '/model/chains/residues/atoms' with parts left out: 'A', 'A,B/10-20', '(ALA,GLY)',
+'CA[C]', '/2'; and the words protein, nucleic, water, hetero and all, joined by not, and, or and ( ) between blanks:
+'protein and not B'. Chains go by their names in the file. Charges are those that the atoms have in the whole file.
+
+)";
+
 constexpr const char* kFormulas =
     R"(Formulas are made of numbers, names, + - * / ^ and parentheses, with blanks where one likes. 'name = formula'
 defines a variable, once. '^' binds before '*' and '/', a sign before '^', and a^b^c is (a^b)^c; a^b is
@@ -117,10 +124,21 @@ void add_hydrogens(CLI::App& command, bool& hydrogens) {
   command.add_flag("--hydrogens", hydrogens, "hydrogens take part");
 }
 
+void add_select(CLI::App& command, const char* option, const char* of, std::optional<std::string>& selection) {
+  command.add_option(option, selection, "read only these atoms of " + std::string(of) + ": a chain as 'A', 'protein', ...")
+      ->type_name("TEXT");
+}
+
+void add_selects(CLI::App& command, std::optional<std::string>& target, std::optional<std::string>& ligand) {
+  add_select(command, "--target-select", "TARGET", target);
+  add_select(command, "--ligand-select", "LIGAND", ligand);
+}
+
 void set_up_bind(CLI::App& app, nxbrio::BindOptions& options) {
   CLI::App* bind = app.add_subcommand("bind", "Coulombic binding energy of a target and a ligand");
   bind->add_option("TARGET", options.target, "structure file of the target")->required();
   bind->add_option("LIGAND", options.ligand, "structure file of the ligand")->required();
+  add_selects(*bind, options.target_select, options.ligand_select);
   bind->add_option("-e,--dielectric", options.dielectrics,
                    "uniform dielectric constant, a number or a formula; may be repeated [1, 4 and 80]")
       ->type_name("E")
@@ -133,15 +151,16 @@ void set_up_bind(CLI::App& app, nxbrio::BindOptions& options) {
   bind->add_flag("--orient", options.orient,
                  "first turn the complex into the principal frame of the target's atoms but hydrogens");
   add_json(*bind, options.json);
-  bind->footer(kFormulas + std::string(kFormats));
+  bind->footer(kFormulas + std::string(kSelecting) + kFormats);
   bind->callback([&options] { nxbrio::bind(options); });
 }
 
 void set_up_info(CLI::App& app, nxbrio::InfoOptions& options) {
   CLI::App* info = app.add_subcommand("info", "what a structure file holds");
   info->add_option("FILE", options.file, "structure file")->required();
+  add_select(*info, "--select", "FILE", options.select);
   add_json(*info, options.json);
-  info->footer(kFormats);
+  info->footer(kSelecting + std::string(kFormats));
   info->callback([&options] { nxbrio::info(options); });
 }
 
@@ -152,6 +171,7 @@ void set_up_convert(CLI::App& app, nxbrio::ConvertOptions& options) {
   CLI::App* convert = app.add_subcommand("convert", "writes a structure file in another format");
   convert->add_option("IN", options.input, "structure file that is read")->required();
   convert->add_option("OUT", options.output, "structure file that is written")->required();
+  add_select(*convert, "--select", "IN", options.select);
   add_format(*convert, options.format);
   convert->add_option("-t,--transform", options.transform, "moves and turns every model: 'a b c d tx ty tz'")
       ->type_name("VALUES");
@@ -161,7 +181,7 @@ void set_up_convert(CLI::App& app, nxbrio::ConvertOptions& options) {
       ->type_name("WORD")
       ->transform(CLI::CheckedTransformer(sources).description(""));
   add_json(*convert, options.json);
-  convert->footer(kConverting + std::string(kFormulas) + kFormats);
+  convert->footer(kConverting + std::string(kFormulas) + kSelecting + kFormats);
   convert->callback([&options] { nxbrio::convert(options); });
 }
 
@@ -169,6 +189,7 @@ void set_up_orient(CLI::App& app, nxbrio::OrientOptions& options) {
   CLI::App* orient = app.add_subcommand("orient", "turns a structure into its principal frame");
   orient->add_option("IN", options.input, "structure file that is read")->required();
   orient->add_option("OUT", options.output, "structure file that is written")->required();
+  add_select(*orient, "--select", "IN", options.select);
   add_hydrogens(*orient, options.choice.hydrogens);
   orient->add_flag("--weighted", options.choice.weighted, "each atom counts by its radius cubed");
   orient->add_option("-w,--with", options.with, "moves another structure, say a ligand, along with IN; may be repeated")
@@ -176,17 +197,18 @@ void set_up_orient(CLI::App& app, nxbrio::OrientOptions& options) {
       ->allow_extra_args(false);
   add_format(*orient, options.format);
   add_json(*orient, options.json);
-  orient->footer(kOrienting + std::string(kFrames) + kFormats);
+  orient->footer(kOrienting + std::string(kFrames) + kSelecting + kFormats);
   orient->callback([&options] { nxbrio::orient(options); });
 }
 
 void set_up_moments(CLI::App& app, nxbrio::MomentsOptions& options) {
   CLI::App* moments = app.add_subcommand("moments", "extents along the principal axes, and top symmetry");
   moments->add_option("FILE", options.file, "structure file")->required();
+  add_select(*moments, "--select", "FILE", options.select);
   moments->add_option("-t,--tolerance", options.tolerance, "fraction within which moments count as equal [0.01]")
       ->type_name("T");
   add_json(*moments, options.json);
-  moments->footer(kFrames + std::string(kFormats));
+  moments->footer(kFrames + std::string(kSelecting) + kFormats);
   moments->callback([&options] { nxbrio::moments(options); });
 }
 
@@ -234,6 +256,7 @@ void set_up_refine(CLI::App& app, nxbrio::RefineOptions& options) {
   refine->add_option("TARGET", options.target, "structure file of the target")->required();
   refine->add_option("LIGAND", options.ligand, "structure file of the ligand")->required();
   refine->add_option("OUT", options.output, "structure file that is written: the ligand, moved")->required();
+  add_selects(*refine, options.target_select, options.ligand_select);
   add_format(*refine, options.format);
   refine->add_option("-e,--dielectric", options.dielectric, "uniform dielectric constant, a number or a formula [4]")
       ->type_name("E");
@@ -248,7 +271,7 @@ void set_up_refine(CLI::App& app, nxbrio::RefineOptions& options) {
   refine->add_option("--complex", options.complex, "write target and ligand, as .pdb, .pqr, .mol2, .sdf or .xyz")
       ->type_name("FILE");
   add_json(*refine, options.json);
-  refine->footer(kRefining + std::string(kFormulas) + kFormats);
+  refine->footer(kRefining + std::string(kFormulas) + kSelecting + kFormats);
   refine->callback([&options] { nxbrio::refine(options); });
 }
 

@@ -44,7 +44,7 @@ OrientReport orient_file(const OrientOptions& options) {
   report.file = options.input;
   report.choice = options.choice;
   const std::vector<WrittenFile> outputs = check_outputs(options);
-  std::vector<Structure> structures = read_models(options.input);
+  std::vector<Structure> structures = read_models(options.input, {"--select", options.select});
   report.notes = notes_of(structures);
   std::vector<std::vector<Structure>> followers;
   for (const auto& [in, out] : options.with) {
@@ -88,7 +88,7 @@ MomentsReport find_moments(const MomentsOptions& options) {
   MomentsReport report;
   report.tolerance = parse_tolerance(options);
   report.file = options.file;
-  Structure structure = read_structure(options.file);
+  Structure structure = read_structure(options.file, {"--select", options.select});
   report.notes = structure.notes;
   const Molecule molecule(structure);
   for (const FrameChoice choice :

@@ -297,8 +297,8 @@ RefineReport refine_files(const RefineOptions& options) {
   report.dielectric = parse_dielectric(options);
   report.most_iterations = options.iterations;
   const Outputs outputs = check_outputs(options);
-  Structure target = read_structure(options.target);
-  Structure ligand = read_structure(options.ligand);
+  Structure target = read_structure(options.target, {"--target-select", options.target_select});
+  Structure ligand = read_structure(options.ligand, {"--ligand-select", options.ligand_select});
   const Energy energy;
   {
     // The molecules find the charges that the files do not give.

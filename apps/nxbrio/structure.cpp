@@ -4,9 +4,12 @@
 #include <nxbriochem/toolkit/nxelements.h>
 #include <nxbriofiles/nxbriofiles.h>
 
-#include <cstring>
+#include <algorithm>
+#include <set>
+#include <utility>
 
 #include "failure.h"
+#include "nxbriofiles/text.h"
 
 namespace nxbrio {
 namespace {
@@ -94,13 +97,60 @@ void read_atoms(Structure& structure, int mol) {
   }
 }
 
-// Takes over the molecule.
-Structure structure_of(const std::string& path, int mol) {
+// A molecule that is deleted with its last owner.
+std::shared_ptr<const int> owned(int mol) {
+  return {new int(mol), [](const int* handle) {
+            nx_delete_molecule(*handle);
+            delete handle;
+          }};
+}
+
+// One entry per atom. Throws Failure for a text that is no selection.
+std::vector<int> selected(const std::string& text, int mol) {
+  std::vector<int> mask(static_cast<std::size_t>(nx_get_molecule_atom_number(mol)));
+  if (nxf_select(mask.data(), text.c_str(), mol) != 1) {
+    fail();
+  }
+  return mask;
+}
+
+// The selected atoms as a molecule of their own; 0 when none is.
+int extracted(const Selection& selection, int mol) {
+  std::vector<int> mask;
+  try {
+    mask = selected(*selection.text, mol);
+  } catch (const Failure& failure) {
+    throw UsageError(selection.option + ": " + failure.what());
+  }
+  if (std::find(mask.begin(), mask.end(), 1) == mask.end()) {
+    return 0;
+  }
+  const int part = nxf_extract_atoms(mask.data(), mol);
+  if (part == 0) {
+    fail();
+  }
+  return part;
+}
+
+// Tells of waters, which files often hold and nobody means.
+void note_waters(Structure& structure, int mol) {
+  const std::vector<int> mask = selected("water", mol);
+  std::set<std::pair<char, int>> waters;
+  for (std::size_t i = 0; i < mask.size(); ++i) {
+    if (mask[i] != 0) {
+      waters.emplace(structure.atoms[i].chain, structure.atoms[i].sequence_number);
+    }
+  }
+  if (!waters.empty()) {
+    structure.notes.push_back(formatted("%zu water%s among the atoms; the selection 'not water' leaves waters out",
+                                        waters.size(), waters.size() == 1 ? " is" : "s are"));
+  }
+}
+
+Structure structure_of(const std::string& path, std::shared_ptr<const int> molecule) {
+  const int mol = *molecule;
   Structure structure;
-  structure.molecule = std::shared_ptr<const int>(new int(mol), [](const int* handle) {
-    nx_delete_molecule(*handle);
-    delete handle;
-  });
+  structure.molecule = std::move(molecule);
   structure.path = structure.label = path;
   structure.name = text_of(nx_get_molecule_name, nx_get_molecule_name_length(mol), mol);
   structure.format = format_name(nxf_molecule_format(mol));
@@ -115,33 +165,9 @@ Structure structure_of(const std::string& path, int mol) {
     structure.notes.emplace_back(nxf_note(k, mol));
   }
   read_atoms(structure, mol);
+  note_waters(structure, mol);
   return structure;
 }
-
-// A reader that is closed with its owner.
-class Reader {
- public:
-  explicit Reader(const std::string& path) : reader_(nxf_open_reader(path.c_str(), nullptr)) {
-    if (reader_ == 0) {
-      fail();
-    }
-  }
-  Reader(const Reader&) = delete;
-  Reader& operator=(const Reader&) = delete;
-  ~Reader() { nxf_close_reader(reader_); }
-
-  // 0 at the end.
-  int next() const {
-    int mol = 0;
-    if (nxf_read_record(&mol, reader_) == 1 && mol == 0) {
-      fail();
-    }
-    return mol;
-  }
-
- private:
-  int reader_;
-};
 
 }  // namespace
 
@@ -157,14 +183,50 @@ std::string element_symbol(int atomic_number) {
   return symbol != nullptr && *symbol != '\0' ? symbol : "X";
 }
 
-std::vector<Structure> read_models(const std::string& path) {
-  const Reader reader(path);
-  std::vector<Structure> models;
-  while (const int mol = reader.next()) {
-    models.push_back(structure_of(path, mol));
+ModelReader::ModelReader(std::string path, Selection selection)
+    : path_(std::move(path)), selection_(std::move(selection)), reader_(nxf_open_reader(path_.c_str(), nullptr)) {
+  if (reader_ == 0) {
+    fail();
   }
-  if (models.empty()) {
-    throw Failure(path, "no atoms");
+}
+
+ModelReader::~ModelReader() { nxf_close_reader(reader_); }
+
+std::optional<Structure> ModelReader::next() {
+  int mol = 0;
+  while (nxf_read_record(&mol, reader_) == 1) {
+    ++records_;
+    if (mol == 0) {
+      ++given_;
+      fail();
+    }
+    std::shared_ptr<const int> molecule = owned(mol);
+    if (selection_.text) {
+      const int part = extracted(selection_, mol);
+      if (part == 0) {
+        continue;
+      }
+      molecule = owned(part);
+    }
+    ++given_;
+    return structure_of(path_, std::move(molecule));
+  }
+  if (records_ == 0) {
+    ++records_;
+    throw Failure(path_, "no atoms");
+  }
+  if (given_ == 0) {
+    ++given_;
+    throw Failure(path_, selection_.option + ": " + in_quotes(*selection_.text) + " means no atom of it");
+  }
+  return std::nullopt;
+}
+
+std::vector<Structure> read_models(const std::string& path, const Selection& selection) {
+  ModelReader reader(path, selection);
+  std::vector<Structure> models;
+  while (std::optional<Structure> model = reader.next()) {
+    models.push_back(std::move(*model));
   }
   for (Structure& model : models) {
     model.label = models.size() > 1 ? path + " model " + std::to_string(model.model) : path;
@@ -172,12 +234,15 @@ std::vector<Structure> read_models(const std::string& path) {
   return models;
 }
 
-Structure read_structure(const std::string& path) {
+Structure read_structure(const std::string& path, const Selection& selection) {
+  if (selection.text) {
+    return std::move(*ModelReader(path, selection).next());
+  }
   const int mol = nxf_read_molecule(path.c_str(), nullptr);
   if (mol == 0) {
     fail();
   }
-  return structure_of(path, mol);
+  return structure_of(path, owned(mol));
 }
 
 }  // namespace nxbrio

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -69,10 +70,39 @@ char free_chain_letter(std::string_view used);
 // The symbol of an atomic number; "X" for 0.
 std::string element_symbol(int atomic_number);
 
-// Reads all models of a structure file, in any format that libnxbriofiles reads; there is at least one. Throws Failure.
-std::vector<Structure> read_models(const std::string& path);
+// Which atoms of a file are read, in the language of nxf_select; without a text, all.
+struct Selection {
+  // What the text is given as, for messages.
+  std::string option;
+  std::optional<std::string> text;
+};
+
+// The models of a structure file, in any format that libnxbriofiles reads, one after the other.
+class ModelReader {
+ public:
+  // Throws Failure when the file cannot be opened or is of no known format.
+  ModelReader(std::string path, Selection selection);
+  ModelReader(const ModelReader&) = delete;
+  ModelReader& operator=(const ModelReader&) = delete;
+  ~ModelReader();
+
+  // The next model of which atoms are selected; none at the end. Throws Failure for a faulty record, after which the
+  // next one can be read, and at the end of a file that had none to give. Throws UsageError for a selection that is
+  // none.
+  std::optional<Structure> next();
+
+ private:
+  std::string path_;
+  Selection selection_;
+  int reader_;
+  std::size_t records_ = 0;
+  std::size_t given_ = 0;
+};
+
+// Reads all models of a structure file; there is at least one. Throws as ModelReader does.
+std::vector<Structure> read_models(const std::string& path, const Selection& selection = {});
 // The first of them, with a note when there are more.
-Structure read_structure(const std::string& path);
+Structure read_structure(const std::string& path, const Selection& selection = {});
 
 }  // namespace nxbrio
 

@@ -283,6 +283,43 @@ TEST_F(Reading, SelectionsKnowKindsOfResiduesAndGemmisLanguage) {
   EXPECT_EQ(nxf_select(nullptr, "all", mol_), 0);
 }
 
+TEST_F(Reading, ChosenAtomsBecomeAMolecule) {
+  read(pdb("ATOM", 1, " N  ", "LYS", 'A', 7) + pdb("ATOM", 2, " NZ ", "LYS", 'A', 7) +
+           pdb("HETATM", 3, "ZN  ", " ZN", 'B', 1) + pdb("HETATM", 4, " O  ", "HOH", 'C', 2) + "CONECT    2    3\n",
+       "a.pdb");
+  ASSERT_EQ(nxf_set_field("score", "-1", mol_), 1);
+  const int all[] = {1, 1, 1, 1};
+  const int same = nxf_extract_atoms(all, mol_);
+  std::size_t size = 0;
+  const std::string text = nxf_molecule_text(&size, "pdb", mol_);
+  EXPECT_EQ(text, nxf_molecule_text(&size, "pdb", same));
+  nx_delete_molecule(same);
+  const int mask[] = {0, 1, 1, 0};
+  const int part = nxf_extract_atoms(mask, mol_);
+  ASSERT_NE(part, 0) << nxf_last_error();
+  float charges[2] = {};
+  int numbers[2] = {};
+  int bonds[3] = {};
+  nx_get_molecule_charges(charges, part);
+  nxf_get_atomic_numbers(numbers, part);
+  EXPECT_EQ(charges[0], 1.0F);
+  EXPECT_EQ(charges[1], 2.0F);
+  EXPECT_EQ(numbers[1], 30);
+  ASSERT_EQ(nx_get_molecule_bond_number(part), 1);
+  nx_get_molecule_bonds(bonds, part);
+  EXPECT_EQ(bonds[0] + bonds[1], 1);
+  EXPECT_EQ(nxf_number_of_residues(part), 2);
+  EXPECT_EQ(nxf_number_of_chains(part), 2);
+  EXPECT_EQ(nxf_chain_letter(1, part), 'B');
+  EXPECT_STREQ(nxf_charge_source(part), nxf_charge_source(mol_));
+  EXPECT_EQ(nxf_number_of_notes(part), nxf_number_of_notes(mol_));
+  EXPECT_STREQ(nxf_field("score", part), "-1");
+  nx_delete_molecule(part);
+  const int none[] = {0, 0, 0, 0};
+  EXPECT_EQ(nxf_extract_atoms(none, mol_), 0);
+  EXPECT_EQ(nxf_extract_atoms(nullptr, mol_), 0);
+}
+
 // More chains than there are letters and digits keep their names through mmCIF.
 TEST_F(Reading, EightyChainsSurviveInMmcif) {
   std::string cif = std::string(kCif).substr(0, std::string(kCif).find("CA CA"));
