@@ -10,6 +10,7 @@
 // costs.
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <tuple>
 #include <vector>
 
@@ -25,6 +26,7 @@ constexpr unsigned kBoron = 5;
 constexpr unsigned kCarbon = 6;
 constexpr unsigned kNitrogen = 7;
 constexpr unsigned kOxygen = 8;
+constexpr unsigned kFluorine = 9;
 constexpr unsigned kSilicon = 14;
 constexpr unsigned kPhosphorus = 15;
 constexpr unsigned kSulfur = 16;
@@ -70,6 +72,80 @@ struct Wish {
   int extra = 0;
 };
 
+// Wishes by valence, of atoms whose hydrogens are all present. Elements without a row have none.
+struct ValenceRule {
+  unsigned element;
+  int unmet;
+  int cation_degree;  // bonds of an atom that may become a cation; 0: none
+  int extra;
+};
+constexpr ValenceRule kValenceRules[] = {
+    {kCarbon, kCarbonUnmet, 0, 0},
+    {kNitrogen, kNitrogenUnmet, 3, kNitrogenCation},
+    {kOxygen, kOxygenUnmet, 2, kChalcogenCation},
+    {kPhosphorus, kPhosphorusUnmet, 0, 0},
+    {kSulfur, kSulfurUnmet, 2, kChalcogenCation},
+};
+
+// Wishes of nitrogen by geometry; the first row that fits counts.
+struct NitrogenRule {
+  unsigned degree;
+  unsigned flat_ring;  // its size; 0: any or none
+  Wish wish;
+};
+constexpr NitrogenRule kNitrogenRules[] = {
+    {1, 0, {1, kTerminalUnmet, 0}},        {2, 6, {1, kPyridineNitrogenUnmet, 0}},  // pyridine's
+    {2, 5, {1, kPyrroleNitrogenUnmet, 0}},                                          // pyrrole's or imidazole's
+    {2, 0, {1, kOpenNitrogenUnmet, 0}},                                             // an imine or an amine
+    {3, 0, {0, 0, kNitrogenCation}},                                                // an iminium ion or an amine
+};
+
+// Wishes of a terminal atom beside a linear N+, by what is on its other side; the first row that fits counts.
+enum class Beyond { aryl, carbon, any };
+struct LinearNitrogenRule {
+  unsigned terminal;
+  Beyond beyond;
+  Wish wish;
+};
+constexpr LinearNitrogenRule kLinearNitrogenRules[] = {
+    {kNitrogen, Beyond::aryl, {2, kNitrogenUnmet, 0}},  // diazonium
+    {kNitrogen, Beyond::any, {1, kNitrogenUnmet, 0}},   // azide, diazo compound, nitrous oxide
+    {kCarbon, Beyond::carbon, {2, kCarbonUnmet, 0}},    // isonitrile
+};
+
+// Formal charges by valence; 0 where no row fits.
+struct ChargeRule {
+  unsigned element;
+  int valence;
+  unsigned degree;   // 0: any
+  bool if_complete;  // only where all hydrogens are present; else the structure may break off at the atom
+  int charge;
+};
+constexpr ChargeRule kChargeRules[] = {
+    {kBoron, 4, 0, false, -1},       // borate
+    {kCarbon, 3, 1, true, -1},       // isonitrile
+    {kNitrogen, 4, 0, false, 1},     // ammonium, iminium
+    {kNitrogen, 2, 0, true, -1},     // amide anion
+    {kPhosphorus, 4, 0, false, 1},   // phosphonium
+    {kPhosphorus, 6, 0, false, -1},  // hexafluorophosphate
+    {kPhosphorus, 2, 0, true, -1},   // phosphide
+    {kSulfur, 3, 0, false, 1},       // sulfonium, oxonium
+    {kSulfur, 1, 0, true, -1},       // thiolate, alkoxide
+    {kFluorine, 2, 2, false, 1},     // halonium
+};
+
+// The element whose rules an element follows: phosphorus for arsenic, sulfur for chalcogens (oxygen has a valence rule
+// of its own), fluorine for halogens.
+unsigned ElementOfRules(unsigned z) {
+  if (z == kArsenic) {
+    return kPhosphorus;
+  }
+  if (NxIsChalcogen(z)) {
+    return kSulfur;
+  }
+  return NxIsHalogen(z) ? kFluorine : z;
+}
+
 class OrderPerception {
  public:
   explicit OrderPerception(const NxMolBase& mol) : s_(mol), wishes_(s_.atoms.size()) {}
@@ -103,6 +179,7 @@ class OrderPerception {
   // The neighbour of a terminal atom.
   unsigned OnlyNeighbour(unsigned atom) const { return s_.Other(s_.atoms[atom].bonds[0], atom); }
 
+  bool Is(Beyond kind, unsigned atom) const;
   void SettleLinearNitrogen(unsigned atom);
   void SettleNitrogenOxide(unsigned atom);
   void SettleHypervalent(unsigned atom);
@@ -120,20 +197,13 @@ class OrderPerception {
 Wish OrderPerception::WishByValence(unsigned atom) const {
   const unsigned z = s_.AtomicNum(atom);
   const int degree = static_cast<int>(s_.Degree(atom));
-  const int need = std::max(0, NxNormalValence(z) - degree);
-  switch (z) {
-    case kCarbon:
-      return {need, kCarbonUnmet, 0};
-    case kNitrogen:
-      return {need, kNitrogenUnmet, degree == 3 ? kNitrogenCation : 0};
-    case kOxygen:
-      return {need, kOxygenUnmet, degree == 2 ? kChalcogenCation : 0};
-    case kPhosphorus:
-    case kArsenic:
-      return {need, kPhosphorusUnmet, 0};
-    default:
-      return NxIsChalcogen(z) ? Wish{need, kSulfurUnmet, degree == 2 ? kChalcogenCation : 0} : Wish{};
+  const unsigned element = z == kOxygen ? kOxygen : ElementOfRules(z);
+  for (const ValenceRule& rule : kValenceRules) {
+    if (rule.element == element) {
+      return {std::max(0, NxNormalValence(z) - degree), rule.unmet, degree == rule.cation_degree ? rule.extra : 0};
+    }
   }
+  return {};
 }
 
 Wish OrderPerception::WishByGeometry(unsigned atom) {
@@ -172,18 +242,12 @@ Wish OrderPerception::NitrogenByGeometry(unsigned atom) const {
                            (s_.AtomicNum(OnlyNeighbour(atom)) == kCarbon && s_.IsLinear(OnlyNeighbour(atom))))) {
     return {2, kNitrogenUnmet, 0};
   }
-  switch (s_.Degree(atom)) {
-    case 1:
-      return {1, kTerminalUnmet, 0};
-    case 2: {
-      const unsigned ring = s_.atoms[atom].flat_ring;
-      return {1, ring == 6 ? kPyridineNitrogenUnmet : ring == 5 ? kPyrroleNitrogenUnmet : kOpenNitrogenUnmet, 0};
+  for (const NitrogenRule& rule : kNitrogenRules) {
+    if (rule.degree == s_.Degree(atom) && (rule.flat_ring == 0 || rule.flat_ring == s_.atoms[atom].flat_ring)) {
+      return rule.wish;
     }
-    case 3:
-      return {0, 0, kNitrogenCation};
-    default:
-      return {};
   }
+  return {};
 }
 
 // A short terminal bond shows that the oxygen carries no hydrogen: it is double bonded or an anion.
@@ -209,6 +273,17 @@ bool OrderPerception::HasTripleBondLength(unsigned atom) const {
     const unsigned z = s_.AtomicNum(s_.Other(bond, atom));
     return (z == kCarbon || z == kNitrogen) && s_.bonds[bond].excess <= kTripleExcess;
   });
+}
+
+bool OrderPerception::Is(Beyond kind, unsigned atom) const {
+  switch (kind) {
+    case Beyond::aryl:
+      return s_.AtomicNum(atom) == kCarbon && s_.Degree(atom) == 3 && s_.atoms[atom].atom->GetSmallestRingSize() == 6;
+    case Beyond::carbon:
+      return s_.AtomicNum(atom) == kCarbon;
+    default:
+      return true;
+  }
 }
 
 // N+ between two multiple bonds or beside a triple one: azides, diazo compounds and diazonium ions, isonitriles,
@@ -237,17 +312,12 @@ void OrderPerception::SettleLinearNitrogen(unsigned atom) {
   for (const unsigned bond : s_.atoms[atom].bonds) {
     const unsigned nbr = s_.Other(bond, atom);
     const unsigned beyond = s_.Other(s_.atoms[atom].bonds[s_.atoms[atom].bonds[0] == bond ? 1 : 0], atom);
-    if (!IsTerminal(nbr)) {
-      continue;
-    }
-    if (s_.AtomicNum(nbr) == kNitrogen) {
+    const auto* const rule = std::find_if(
+        std::begin(kLinearNitrogenRules), std::end(kLinearNitrogenRules),
+        [&](const auto& candidate) { return candidate.terminal == s_.AtomicNum(nbr) && Is(candidate.beyond, beyond); });
+    if (IsTerminal(nbr) && rule != std::end(kLinearNitrogenRules)) {
       s_.atoms[nbr].is_complete = true;
-      const bool is_diazonium = s_.AtomicNum(beyond) == kCarbon && s_.Degree(beyond) == 3 &&
-                                s_.atoms[beyond].atom->GetSmallestRingSize() == 6;
-      wishes_[nbr] = {is_diazonium ? 2 : 1, kNitrogenUnmet, 0};
-    } else if (s_.AtomicNum(nbr) == kCarbon && s_.AtomicNum(beyond) == kCarbon) {
-      s_.atoms[nbr].is_complete = true;
-      wishes_[nbr] = {2, kCarbonUnmet, 0};
+      wishes_[nbr] = rule->wish;
     }
   }
 }
@@ -416,27 +486,16 @@ void OrderPerception::Store() const {
 int OrderPerception::FormalCharge(unsigned atom) const {
   const unsigned z = s_.AtomicNum(atom);
   const int valence = s_.Valence(atom);
-  const bool is_complete = s_.atoms[atom].is_complete;
-  switch (z) {
-    case kBoron:
-      return valence == 4 ? -1 : 0;
-    case kCarbon:
-      // The carbon of an isonitrile.
-      return is_complete && s_.Degree(atom) == 1 && valence == 3 ? -1 : 0;
-    case kNitrogen:
-      // One bond short is an anion; two short is where the structure breaks off.
-      return valence == 4 ? 1 : is_complete && valence == 2 ? -1 : 0;
-    case kSilicon:
-      return valence > 4 ? 4 - valence : 0;
-    case kPhosphorus:
-    case kArsenic:
-      return valence == 4 ? 1 : valence == 6 ? -1 : is_complete && valence == 2 ? -1 : 0;
-    default:
-      if (NxIsChalcogen(z)) {
-        return valence == 3 ? 1 : is_complete && valence == 1 ? -1 : 0;
-      }
-      return NxIsHalogen(z) && s_.Degree(atom) == 2 && valence == 2 ? 1 : 0;
+  if (z == kSilicon && valence > 4) {
+    return 4 - valence;
   }
+  const auto* const rule =
+      std::find_if(std::begin(kChargeRules), std::end(kChargeRules), [&](const ChargeRule& candidate) {
+        return candidate.element == ElementOfRules(z) && candidate.valence == valence &&
+               (candidate.degree == 0 || candidate.degree == s_.Degree(atom)) &&
+               (!candidate.if_complete || s_.atoms[atom].is_complete);
+      });
+  return rule != std::end(kChargeRules) ? rule->charge : 0;
 }
 
 }  // namespace
