@@ -94,10 +94,11 @@ struct NitrogenRule {
   Wish wish;
 };
 constexpr NitrogenRule kNitrogenRules[] = {
-    {1, 0, {1, kTerminalUnmet, 0}},        {2, 6, {1, kPyridineNitrogenUnmet, 0}},  // pyridine's
-    {2, 5, {1, kPyrroleNitrogenUnmet, 0}},                                          // pyrrole's or imidazole's
-    {2, 0, {1, kOpenNitrogenUnmet, 0}},                                             // an imine or an amine
-    {3, 0, {0, 0, kNitrogenCation}},                                                // an iminium ion or an amine
+    {1, 0, {1, kTerminalUnmet, 0}},          // terminal
+    {2, 6, {1, kPyridineNitrogenUnmet, 0}},  // pyridine's
+    {2, 5, {1, kPyrroleNitrogenUnmet, 0}},   // pyrrole's or imidazole's
+    {2, 0, {1, kOpenNitrogenUnmet, 0}},      // an imine or an amine
+    {3, 0, {0, 0, kNitrogenCation}},         // an iminium ion or an amine
 };
 
 // Wishes of a terminal atom beside a linear N+, by what is on its other side; the first row that fits counts.

@@ -347,21 +347,6 @@ TEST(ObjMan, SequencesOfHandlesAreNotDeletedByMistake) {
   EXPECT_NE(make(50, 0), make(50, 0));
 }
 
-TEST(ObjManDeathTest, FatalConditionsHaveTheirStatuses) {
-  make(50, 0);
-  expect_exit(objects::kHashLimit, "Hash Tables cant be resized past 2\\*\\*30!\nSorry\n", [] {
-    obj_man::HashBitNum = 29;
-    obj_man::HashBlank = 1;
-    make(50, 0);
-  });
-  expect_exit(objects::kNoUniqueHandle, "1000 attempts to find unique handle failed\n", [] {
-    obj_man::random_sequence_handle = 4711;  // an unknown sequence, which gives 0 over and over
-    obj_man::handle_overflow = 1;
-    make(50, 0);
-    make(50, 0);
-  });
-}
-
 TEST(ObjManDeathTest, SignalHandlerReportsAndExits) {
   const int handle = make(50, 0);
   nxi_set_memory_padding(handle, 2);

@@ -278,12 +278,6 @@ TEST(ObjectMemoryDeathTest, FatalConditionsHaveTheirStatuses) {
               [&] { nx_object_calloc_new(handle, 1 << 30, 4, "c"); });
   expect_exit(objects::kObjectMemoryExhausted, text + " -2 for r!\n",
               [&] { nx_object_realloc(handle, INT32_MAX, 2, "r", nullptr); });
-  object_memory::handle_overflow = 1;
-  expect_exit(objects::kNoUniqueTableHandle, "1001 attempts to find unique handle failed\n", [] {
-    object_memory::random_sequence_handle = 4711;  // an unknown sequence, which gives 0 over and over
-    nxi_add_memory_table(1);
-    nxi_add_memory_table(2);
-  });
 }
 
 // ---- Bounds ----

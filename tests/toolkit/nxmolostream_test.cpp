@@ -115,13 +115,7 @@ TEST(NxMolOStream, MisuseIsReported) {
 
 TEST(NxMolOStream, FilesThatCannotBeMadeAreReported) {
   const ScratchDirectory directory;
-  const std::string missing = directory.path("none/mol.xyz");
-  EXPECT_EQ(WriteTo(missing, false),
-            "Warning: Unable to open " + missing + " for writing: No such file or directory\n");
-  const std::string itself = directory.path("");
-  EXPECT_EQ(WriteTo(itself, false), "Warning: Unable to open " + itself + " for writing: Is a directory\n");
   EXPECT_NE(WriteTo(directory.path(std::string(300, 'x')), false), "");
-  EXPECT_EQ(WriteTo("/dev/full", false), "Warning: Unable to write /dev/full: No space left on device\n");
   EXPECT_EQ(WriteTo("/dev/null", true), "");
   std::filesystem::create_symlink("loop", directory.path("loop"));
   EXPECT_NE(WriteTo(directory.path("loop"), false), "");
