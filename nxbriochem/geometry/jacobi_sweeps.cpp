@@ -1,12 +1,12 @@
-// The sweeps are written once, over a matrix that knows how to rotate itself. In place, half of what a rotation touches
-// lies in columns, an element per cache line. The mirrored matrix therefore holds a full symmetric copy, and the
-// eigenvectors as rows: a rotation then takes rows p and q as they lie, and vectors can do it.
+// The sweeps are written once, over a matrix class with its own rotate(). The plain class rotates the caller's arrays
+// in place; half of the elements that a rotation touches then lie in columns, one per cache line. The mirrored class
+// keeps a full symmetric copy and the eigenvectors as rows, so that a rotation takes whole rows p and q, in vectors.
 //
-// Keeping both mirror images of each element up to date would cost more than it saves, so they may lag until somebody
-// reads them. While p runs, rotations (p, q) read row p, and of row q all that later rotations of the sweep read too:
-//   - column q below row p, which is copied from row q after each rotation;
-//   - column p below row p, which is copied when p is done;
-//   - the upper images of what lies above row p are read in the next sweep only, and copied at the end of this one.
+// Updating both mirror images of every element in each rotation would cost more than it saves. An image is copied
+// before it is next read. Rotations (p, q) read row p, and of row q what later rotations of the sweep read:
+//   - column q below row p is copied from row q after each rotation;
+//   - column p below row p is copied when p is done;
+//   - images above row p are read only in the next sweep, and copied at the end of this one.
 #include <nxbriochem/geometry/jacobi_sweeps_internal.h>
 
 #include <cmath>
@@ -227,7 +227,7 @@ void sweep_once(Matrix& matrix, Spectrum<T>& spectrum, int sweep, T threshold) {
   matrix.finish_sweep();
 }
 
-// The sums b of the diagonal and of what a whole sweep took off it lose less than d, which every rotation changes.
+// b sums the changes of the diagonal once per sweep. That loses less to rounding than d, which every rotation changes.
 template <class T, class Matrix>
 bool sweep_until_diagonal(Matrix& matrix, Spectrum<T>& spectrum, T* b) {
   const int n = spectrum.n;
@@ -247,7 +247,7 @@ bool sweep_until_diagonal(Matrix& matrix, Spectrum<T>& spectrum, T* b) {
   return false;
 }
 
-// The versions differ in nothing but the width. Inlined, the loop takes on the instruction set of its caller.
+// The versions differ only in width. The loop is inlined and takes on the instruction set of its caller.
 template <class Vector, class T>
 __attribute__((always_inline)) inline void turn_rows(T* p, T* q, std::size_t count, Rotation<T> rotation) {
   constexpr std::size_t lanes = sizeof(Vector) / sizeof(T);

@@ -1,9 +1,8 @@
 // Principal axes of symmetric 3 x 3 matrices. The statuses, the order of the tests, their fixed 1e-6 and the signs (the
-// component that belongs to the diagonal element nearest the eigenvalue is positive) are those of the textbook's way
-// through the characteristic cubic and a 2 x 2 system. The numbers are not: the cubic keeps half of the digits of
-// eigenvalues that are close, and the 2 x 2 systems fail for equal ones, so that the decomposition itself is
-// symmetric3's. Three eigenvalues that share a nearest diagonal element (all three being equal) get their true axes
-// too.
+// component that belongs to the diagonal element nearest the eigenvalue is positive) are those of the textbook method:
+// the characteristic cubic and a 2 x 2 system per eigenvector. The decomposition itself is symmetric3's, because the
+// cubic loses half of the digits of close eigenvalues and the 2 x 2 systems fail for equal ones. Three eigenvalues that
+// share a nearest diagonal element, such as three equal ones, get true axes too.
 #include <nxbriochem/geometry/matrix.h>
 
 #include <algorithm>

@@ -1,11 +1,11 @@
 // Eigenpairs one after the other.
 //
-// find_eigenpairs brings the matrix to tridiagonal form T (Householder) and takes each eigenpair by Rayleigh
-// quotient iteration from a random start: the shift follows the vector, which converges cubically from nearly every
-// start, whatever the signs and multiplicities of the eigenvalues (Parlett, The Symmetric Eigenvalue Problem, ch. 4).
-// What was found is deflated out by keeping every iterate orthogonal to it, so that T itself stays as it is and errors
-// do not add up from one eigenpair to the next. Power iteration would not do: it stands still between eigenvalues of
-// equal magnitude. Weak spot: which eigenpair comes next is up to the start; the order is made at the end.
+// find_eigenpairs reduces the matrix to tridiagonal form T (Householder) and finds each eigenpair by Rayleigh quotient
+// iteration from a random start, which converges cubically from nearly every start, whatever the signs and
+// multiplicities of the eigenvalues (Parlett, The Symmetric Eigenvalue Problem, ch. 4). Deflation keeps every iterate
+// orthogonal to the eigenvectors found before. T itself is not changed, so errors do not accumulate from one eigenpair
+// to the next. Power iteration would not converge between eigenvalues of equal magnitude. Known weakness: the start
+// decides which eigenpair is found next; they are sorted at the end.
 #include <nxbriochem/geometry/r_eig_pairs_internal.h>
 
 #include <algorithm>

@@ -1,7 +1,8 @@
-// Linear, quadratic and cubic: closed forms with constants of ten or sixteen decimals. Kept: programs rely on the very
-// numbers, branches that look wrong included (Vieta's cosine formula). Of the quartic they rely on the branches, their
-// constants and the slots. Its roots, which Euler's resolvent cubic gives through the squared sums of pairs of them,
-// are made as good as the coefficients determine them: scaled, polished, and a root far from the others apart.
+// Linear, quadratic and cubic equations: closed forms with constants of ten or sixteen decimals. Kept: programs rely on
+// the exact numbers, branches that look wrong included (Vieta's cosine formula). For the quartic they rely on the
+// branches, the constants and the slots. Its roots come from Euler's resolvent cubic, whose roots are the squared sums
+// of pairs of them. They are then polished to what the coefficients determine: the polynomial is scaled, Newton's
+// method applied, and a root far from the others is found separately.
 #include <nxbriochem/geometry/roots.h>
 
 #include <algorithm>

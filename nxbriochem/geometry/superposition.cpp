@@ -1,21 +1,21 @@
-// With C the sum of x y^T over the pairs, less their centres, the rotation R that maximises trace(R^T C) is wanted
-// (W. Kabsch, Acta Cryst. A 32 (1976) 922 and 34 (1978) 827). The textbook takes it from all three singular pairs of C
-// and turns the third round where C has a negative determinant, which fails on flat and straight sets, where the
-// determinant is rounding. Here only the first pair (u, v) is taken from the eigenvectors of C^T C, in
-// double: it is the one that squaring C does not harm, and the best proper rotation always takes v to u. What is left
-// is a rotation by one angle in the plane across, whose best value has a closed form that knows handedness by itself:
-// with N the 2 x 2 matrix of C between right-handed frames around u and v, the most that the plane adds to the trace is
-// the length of (N00 + N11, N10 - N01). An error e in v costs e^2.
+// Let C be the sum of x y^T over the pairs, relative to their centres. The best rotation R maximises trace(R^T C)
+// (W. Kabsch, Acta Cryst. A 32 (1976) 922 and 34 (1978) 827).
 //
-// That is the way for flat and straight sets. For most others there is a shorter one: the best trace is the largest
-// eigenvalue of a symmetric 4 x 4 matrix, and its eigenvector the quaternion of the rotation (B. K. P. Horn, J. Opt.
-// Soc. Am. A 4 (1987) 629). Newton's method finds the eigenvalue as the largest root of the characteristic quartic
-// (D. L. Theobald, Acta Cryst. A 61 (2005) 478; the coefficients are written with the invariants of C^T C here), and
-// where that root stands well apart from the others, a column of the adjugate is the eigenvector (P. Liu, D. K.
-// Agrafiotis & D. L. Theobald, J. Comput. Chem. 31 (2010) 1561).
+// Most sets: the best trace is the largest eigenvalue of a symmetric 4 x 4 matrix, and its eigenvector the quaternion
+// of the rotation (B. K. P. Horn, J. Opt. Soc. Am. A 4 (1987) 629). Newton's method finds the eigenvalue as the largest
+// root of the characteristic quartic (D. L. Theobald, Acta Cryst. A 61 (2005) 478; the coefficients are written with
+// the invariants of C^T C here). Where that root is well separated from the others, a column of the adjugate is the
+// eigenvector (P. Liu, D. K. Agrafiotis & D. L. Theobald, J. Comput. Chem. 31 (2010) 1561).
 //
-// The sum of squares after the fit is what there was less twice the trace. Where what is left is near to rounding, it
-// is taken from the residuals, which a second pass over the points computes without cancellation.
+// Flat and straight sets: the textbook method uses all three singular pairs of C and turns the third round when C has a
+// negative determinant. It fails where the determinant is rounding. Here only the first pair (u, v) comes from the
+// eigenvectors of C^T C, in double: squaring C does not harm that one, and the best proper rotation always takes v to
+// u. What remains is a rotation by one angle in the plane perpendicular to u, with a closed form: with N the 2 x 2
+// matrix of C between right-handed frames around u and v, the plane's best contribution to the trace is the length of
+// (N00 + N11, N10 - N01). An error e in v costs e^2.
+//
+// The sum of squares after the fit is the sum before it less twice the trace. Where the difference is close to
+// rounding, a second pass over the points computes it from the residuals, without cancellation.
 #include <nxbriochem/geometry/superposition_internal.h>
 
 #include <algorithm>
@@ -55,8 +55,7 @@ constexpr double kLargest = 1e90;
 
 Vector row(const Matrix& m, std::size_t i) { return {m[3 * i], m[3 * i + 1], m[3 * i + 2]}; }
 
-// What is left of a unit vector when its part along another one is taken off, made a unit vector. They must not be
-// parallel.
+// The part of a unit vector perpendicular to another one, normalised. They must not be parallel.
 Vector perpendicular_part(const Vector& a, const Vector& along) { return unit(minus(a, times(dot(a, along), along))); }
 
 // The direction in which C takes the unit vector v, and how far: 0 only where C is zero.
@@ -177,7 +176,7 @@ Matrix turn_by_quaternion(const Matrix& c, double trace) {
        {q01, a00 * lower23 - a02 * lower03 + a03 * lower02, q12, q13},
        {q02, q12, a03 * upper13 - a13 * upper03 + a33 * upper01, q23},
        {q03, q13, q23, a02 * upper12 - a12 * upper02 + a22 * upper01}}};
-  // Chosen without a jump, since no processor foresees which it will be.
+  // Without branches, since they would be mispredicted.
   const auto longer = [&columns](std::size_t i, std::size_t j) {
     return std::fabs(columns[i][i]) < std::fabs(columns[j][j]) ? j : i;
   };
@@ -188,8 +187,8 @@ Matrix turn_by_quaternion(const Matrix& c, double trace) {
           s * (x * z - w * y),       s * (y * z + w * x),       1.0 - s * (x * x + y * y)};
 }
 
-// Whether no rotation at all is as good. That is asked only of a C that is symmetric to the last digit, as that of a
-// set and its copy is: where the points are on a line or in one place, rounding would turn them about it.
+// Whether the identity is as good as the best rotation. It is considered only where C is exactly symmetric, as for a
+// set and its copy: if the points lie on a line or in one place, rounding would turn the copy about it.
 bool is_best_unturned(const Matrix& c, double trace) {
   return c[1] == c[3] && c[2] == c[6] && c[5] == c[7] && c[0] + c[4] + c[8] >= trace * (1.0 - kRounding);
 }

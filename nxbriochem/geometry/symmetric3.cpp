@@ -1,13 +1,14 @@
-// A closed form that loses no digits, and Jacobi rotations for what it cannot do.
+// A closed form that loses no digits, and Jacobi rotations for the matrices that it cannot do.
 //
-// With the mean of the diagonal taken off and the rest scaled, the eigenvalues are the roots of x^3 - 3 x - 2 r, |r| at
-// most 1. The usual way takes all three from acos(r), which keeps half of the digits where two roots are close. Here
-// only the root that stands apart is taken, which is a smooth function of r: its eigenvector is a cross product of rows
-// without cancellation, and what is left in the plane across it is a 2 x 2 problem, which one rotation solves exactly.
-// Errors are some roundings of the scaled matrix, so clustered eigenvalues keep their directions. Where a diagonal
-// element is far below the largest element, the eigenvalue that it determines would drown in the mean that was taken
-// off: such matrices go to Jacobi's method, which keeps it (Demmel & Veselic, SIAM J. Matrix Anal. Appl. 13 (1992)
-// 1204).
+// After subtraction of the diagonal's mean and scaling, the eigenvalues are the roots of x^3 - 3 x - 2 r with |r| <= 1.
+// The usual method takes all three from acos(r), which keeps half of the digits where two roots are close. Here only
+// the root that is farthest from the others is taken; it is a smooth function of r. Its eigenvector is a cross product
+// of rows, without cancellation, and the plane perpendicular to it is a 2 x 2 problem that one rotation solves. Errors
+// are some roundings of the scaled matrix, so clustered eigenvalues keep their directions.
+//
+// Where a diagonal element is far below the largest element, subtracting the mean would destroy the small eigenvalue
+// that it determines. Such matrices go to Jacobi's method, which keeps it (Demmel & Veselic, SIAM J. Matrix Anal. Appl.
+// 13 (1992) 1204).
 #include <nxbriochem/geometry/symmetric3_internal.h>
 
 #include <algorithm>

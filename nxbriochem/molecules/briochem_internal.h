@@ -40,11 +40,11 @@ inline int tag_of(const char* name) {
   return guarded([name] { return NxSystem::NxGetTag(name); });
 }
 
-// What becomes of a whole array that is null: there is nothing to be done for a molecule without atoms.
+// The result of a whole-array function for a null array: 1 for a molecule without atoms, which has nothing to copy.
 inline int is_empty(const NxChem::NxMolBase& mol) { return static_cast<int>(mol.NumAtoms() == 0); }
 
-// Whether memory has room for n objects of this size with what goes with each: its place in tables, its coordinates,
-// the heap's own bookkeeping. It is asked and given back, so that a number that cannot be had fails before anything is
+// Whether memory has room for n objects of this size with their places in tables, their coordinates and the heap's
+// bookkeeping. A block of that size is allocated and freed, so that too large a number fails before anything is
 // changed.
 bool there_is_room(std::size_t n, std::size_t size);
 

@@ -1,5 +1,5 @@
-// The entry points go all the way: what they would do with what the low-level readers behind them hand over stands
-// here, though none of those readers returns.
+// The entry points are complete: they contain the code that uses the low-level readers' results, although none of those
+// readers returns.
 #include <nxbriochem/molecules/molecule_readers.h>
 
 #include <string>

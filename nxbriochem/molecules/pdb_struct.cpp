@@ -66,7 +66,7 @@ void add_record(NxMolBase& mol, const PdbStruct& record, float radius, float cha
   mol.SetCoords(atom, record.coordinates);
 }
 
-// A molecule with a handle while it lives; the handle is 0 when none was to be had.
+// A molecule with a handle for as long as it lives; 0 when no handle is free.
 class TemporaryMolecule {
  public:
   TemporaryMolecule() : handle_(NxBrioChem::NxAcquireHandle(mol_)) {}

@@ -1,9 +1,8 @@
 // The books are three parallel arrays with a stack of freed slots. A look-up is defined as a scan from the newest slot
 // down that takes the first slot with the block's address. The same answer comes without scanning, in this order:
 //
-// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the answer.
-// Blocks
-//   that are freed newest first are found there.
+// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the answer. It is
+//   for blocks that are freed newest first.
 // - `known` is the last answer of the index. Its pair stays in the index when the block is freed, until another answer
 //   takes its place: a block that is freed and comes back to its slot costs the index nothing.
 // - An index from addresses to slots has the rest. It holds the blocks of all slots below `indexed_end`; those from

@@ -7,8 +7,8 @@
 // change of the gradient comes for free: w = H g - H g0, and d is -H g0.
 //
 // Before the first update, H is the unit matrix times s.y / y.y (6.20), the second derivatives along the step; or the
-// inverse of what the hessian callback gives at the start. A step is skipped whose s.y is too small against |s| |y|,
-// the record's small threshold being the ratio: it tells of no positive curvature, and H has to stay positive definite.
+// inverse of what the hessian callback gives at the start. An update is skipped when s.y is not above the record's
+// small threshold times |s| |y|: without positive curvature H would not stay positive definite.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>

@@ -1,8 +1,9 @@
-// Method 1: steepest descent with a step that grows by a fifth when it lowers the value and is halved when it does not.
+// Method 1: steepest descent. The step grows by a fifth when it lowers the value and is halved when it does not.
 //
-// A halved step is accepted when the value stays the same, and values that have come to rest are convergence. They come
-// to rest at a minimum, where steps are lost in the rounding of the value. They also do so at a wall or with a wrong
-// gradient, once the step has been halved to next to nothing: the method looks at values alone and cannot tell.
+// A halved step is accepted when the value stays the same, and values that no longer change are convergence. That
+// happens at a minimum, where steps are lost in the rounding of the value. It also happens at a barrier or with a wrong
+// gradient, once the step has been halved often enough: the method looks at values alone and cannot tell the
+// difference.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>

@@ -1,20 +1,19 @@
 // Method 2, for problems of many variables: a limited memory of three steps (Nocedal, Mathematics of Computation 35
 // (1980) 773; Nocedal and Wright, Numerical Optimization, 7.2), in six arrays of n doubles.
 //
-// Four of them are the line search's: trial point, direction, gradient at x, gradient at the trial point. The newest
-// step and change of the gradient need no room: they are formed where the direction and the old gradient were, which
-// have served by then. The two steps before are kept in the other two arrays, as floats, which is what makes them
-// three in all. Rounded to floats they are as good as any: they only shape the direction, any pair of which s.y > 0
-// keeps the matrix positive definite, and the newest, which decides, is in double. A common power of two brings a pair
-// into the range of floats; that changes nothing in what it says.
+// Four arrays are the line search's: trial point, direction, gradient at x, gradient at the trial point. The newest
+// step and change of the gradient overwrite the direction and the old gradient, which are no longer needed. The two
+// other arrays hold the two steps before, as floats, so that two pairs fit. Rounding them does no harm: older pairs
+// only shape the direction, and any pair with s.y > 0 keeps the matrix positive definite. A common power of two scales
+// a pair into the range of floats without changing its meaning.
 //
-// The scale of the matrix to which they are applied lies between the two step lengths of Barzilai and Borwein (IMA
-// Journal of Numerical Analysis 8 (1988) 141), y.s / y.y and s.s / s.y, a quarter of the way by ratio. The first alone,
-// which is customary, makes steps that are too short where the curvatures differ much; half the way takes two
-// evaluations for most steps.
+// The initial matrix of the recursion is a multiple of the unit matrix, between the two step lengths of Barzilai and
+// Borwein (IMA Journal of Numerical Analysis 8 (1988) 141), y.s / y.y and s.s / s.y, a quarter of the way by ratio. The
+// first alone, which is customary, makes steps too short where the curvatures differ much; with half of the way most
+// steps take two evaluations.
 //
-// Three steps were chosen by trial, over the problems of bench/minimise_bench.cpp: two, in double, need a quarter more
-// evaluations in the median, and one, which with exact line searches gives conjugate directions, half as many again.
+// Three steps were chosen by trial, over the problems of bench/minimise_bench.cpp. Two, in double, need a quarter more
+// evaluations in the median. One, which gives conjugate directions with exact line searches, needs half as many again.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -101,7 +100,7 @@ void VectorOnly::take_step() {
   square_ = line().last.square;
 }
 
-// As in the dense method, a step that tells of no positive curvature is left out.
+// As in the dense method, a step without positive curvature is left out.
 void VectorOnly::update() {
   const auto [ss, yy, sy] = vectors::sums(n_, product_of(d_, d_), product_of(g0_, g0_), product_of(d_, g0_));
   note_curvature(ss, yy, sy);

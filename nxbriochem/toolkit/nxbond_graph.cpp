@@ -33,8 +33,8 @@ double Distance(const Vector& a, const Vector& b) {
   return std::sqrt(dot(d, d));
 }
 
-// A bond that only leans on the nonmetal's lone pair. Carbon and hydrogen bond to a metal as to anything else, and so
-// do halogens when the metal's charge is not known beforehand.
+// A dative bond, of a nonmetal's lone pair to a metal. Carbon and hydrogen form ordinary bonds to metals, and so do
+// halogens to metals without a known charge.
 bool IsDative(unsigned z1, unsigned z2) {
   const unsigned metal = NxIsMetal(z1) ? z1 : z2;
   const unsigned other = NxIsMetal(z1) ? z2 : z1;

@@ -32,8 +32,8 @@ constexpr unsigned kPhosphorus = 15;
 constexpr unsigned kSulfur = 16;
 constexpr unsigned kArsenic = 33;
 
-// Costs of a wish that stays unmet: carbon cannot bear it, nitrogen and oxygen become anions. Atoms whose hydrogens are
-// not known carry a hydrogen instead, for less.
+// Costs of a missing bond order: highest for carbon; nitrogen and oxygen become anions. An atom whose hydrogens are not
+// known may carry one instead, which costs less.
 constexpr int kCarbonUnmet = 1000;
 constexpr int kNitrogenUnmet = 300;
 constexpr int kSulfurUnmet = 120;
@@ -65,7 +65,7 @@ constexpr double kCostPerAngstrom = 600.0;
 constexpr int kMaxEdgeCost = 120;
 
 struct Wish {
-  // Bond orders that the atom lacks, and what each costs when it stays so.
+  // Bond orders that the atom lacks, and the cost of each that it does not get.
   int need = 0;
   int unmet = 0;
   // What one order beyond the need costs; 0 when there can be none.
@@ -422,8 +422,8 @@ bool OrderPerception::CanRaise(const NxGraphBond& bond) const {
   if (bond.in_flat_ring) {
     return bond.excess <= (has_carbon ? kConjugatedExcess : kHeteroExcess);
   }
-  // An atom that is certain to need a double bond takes it where it can; one that may as well carry hydrogens must show
-  // by the bond that it is unsaturated.
+  // An atom that certainly needs a double bond may take it along a longer bond. For one that may carry hydrogens
+  // instead the bond must be short.
   const auto is_open_carbon = [this](unsigned atom) {
     return s_.AtomicNum(atom) == kCarbon && wishes_[atom].unmet < kSureUnmet;
   };

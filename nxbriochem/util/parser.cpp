@@ -1,10 +1,10 @@
 // Lines, tokens, variables and expressions.
 //
-// An expression is evaluated by one small machine for all four levels of the grammar. It alternates between two steps:
-// `read_factor` takes what may stand as a factor, `completes` joins the factor's value to what waits for it and looks
-// at the token behind for what comes next. What waits is in a frame; parentheses and '=' open another one on top, whose
-// value becomes the factor of the frame below. The frames are on the heap: a text may nest as deep as memory goes,
-// which the machine's own stack, with a function for each level calling the next, would not survive.
+// One small machine evaluates all four levels of the grammar. It alternates between two steps: `read_factor` takes a
+// factor, and `completes` combines the factor's value with the operators that wait for it and looks at the next token.
+// Waiting operators are kept in a frame. A parenthesis or '=' opens another frame on top, whose value becomes the
+// factor of the frame below. The frames are on the heap, so that nesting is limited by memory and not by the process's
+// stack.
 #include <nxbriochem/util/never_destroyed_internal.h>
 #include <nxbriochem/util/parser.h>
 

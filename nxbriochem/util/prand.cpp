@@ -2,13 +2,15 @@
 // Computer Programming 2, 3.2.1.2, theorem A): c is prime to m, a - 1 is a multiple of every prime factor of m, and of
 // 4 if m is.
 //
-// Values of N and above are passed over, so m may exceed N: it is taken as the next j * 7^s from N up, with 7^s near
-// the 2/3 power of N and j prime to 6. The power of 7 gives the multipliers room (a - 1 must hold each prime only once)
-// and potency s, without which neighbouring values lie on few planes; an odd base and cofactor keep the low bits, by
-// which the registry spreads its handles, from running through short cycles as they do for a power of 2. The overshoot
-// is at most 3 * 7^s, so that nearly every step gives a value. Near 2^32, where no such m is left below it, s shrinks;
-// in the end m = N, and for an N without a square factor the only multiplier with the full period is 1: a sequence of
-// equal steps. So it is for N below 343. It is a generator for handles and light use, not for simulation.
+// m may exceed N, because values of N and above are skipped. It is the next j * 7^s from N up, with 7^s near the 2/3
+// power of N and j prime to 6. The power of 7 leaves many multipliers to choose from (a - 1 must contain each prime
+// only once) and gives potency s, which keeps neighbouring values from lying on few planes. An odd base and cofactor
+// avoid the short cycles that the low bits have for a power of 2; the registry spreads its handles by those bits. m
+// exceeds N by at most 3 * 7^s, so nearly every step gives a value.
+//
+// Near 2^32 no such m may lie below 2^32; s is then made smaller. In the end, and for N below 343, m = N. For an N
+// without a square factor the only multiplier with the full period is then 1: a sequence of equal steps. The generator
+// is for handles and light use, not for simulation.
 #include <nxbriochem/util/prand.h>
 
 #include <algorithm>

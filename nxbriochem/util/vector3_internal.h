@@ -51,9 +51,9 @@ inline double symmetric_determinant(const Matrix& m) {
   return determinant<double>({m[0], m[1], m[2], m[1], m[4], m[5], m[2], m[5], m[8]});
 }
 
-// The longest of the cross products of pairs of rows of the symmetric b - x 1 (upper triangle read), which lies along
-// the eigenvector of x; as good as that eigenvalue stands apart from the others. Chosen without a jump, since no
-// processor foresees which it will be.
+// The longest of the cross products of pairs of rows of the symmetric b - x 1 (upper triangle read). It lies along the
+// eigenvector of x, the more accurately the farther that eigenvalue is from the others. The choice has no branches,
+// since they would be mispredicted.
 inline Vector along_null_vector(const Matrix& b, double x) {
   const Vector row0 = {b[0] - x, b[1], b[2]};
   const Vector row1 = {b[1], b[4] - x, b[5]};
