@@ -72,7 +72,8 @@ std::size_t pivot_of(const Matrix& m, double value) {
   return off[2] < off[pivot] ? 2 : pivot;
 }
 
-// Turns round the rows whose pivot component is negative. Multiplied, since no processor foresees which.
+// Reverses the rows whose pivot component is negative. Multiplied instead of branched, since branches would be
+// mispredicted.
 void turn_to_pivots(const Matrix& m, PrincipalAxes& result) {
   for (std::size_t row = 0; row < 3; ++row) {
     double* axis = result.axes.data() + 3 * row;
@@ -83,7 +84,7 @@ void turn_to_pivots(const Matrix& m, PrincipalAxes& result) {
   }
 }
 
-// What all decompositions do, by either method; roots and r as in make_rmat.
+// The decomposition, by either method; roots and r as in make_rmat.
 int decompose(const Matrix& m, Method method, bool roots_only, double* roots, float* r) {
   const bool diagonal = is_diagonal(m);
   PrincipalAxes result = diagonal ? sorted_diagonal(m) : method(m);
@@ -113,7 +114,7 @@ int decompose_checked(const Real* m, Method method, bool roots_only, double* roo
   return decompose(to_matrix(m), method, roots_only, roots, r);
 }
 
-// Orthonormal axes near those of the characteristic cubic's roots; the identity where these do not tell them apart.
+// Orthonormal axes near those of the characteristic cubic's roots; the identity where the roots are not distinct.
 Matrix axes_from_cubic(const Matrix& m) {
   const double minors = m[0] * m[4] - m[1] * m[1] + m[0] * m[8] - m[2] * m[2] + m[4] * m[8] - m[5] * m[5];
   if (nx_SolveCubic(1.0, -(m[0] + m[4] + m[8]), minors, -vector3::symmetric_determinant(m)) == 0) {
@@ -218,7 +219,7 @@ int make_rmat_2d(const float* m, float* r) {
   const double a = m[0];
   const double b = m[1];
   const double c = m[3];
-  // Twice the angle of the first axis is that of (a - c, 2 b); halved without a loss of digits near either axis.
+  // Twice the angle of the first axis is that of (a - c, 2 b). It is halved without loss of digits near either axis.
   const double difference = a - c;
   const double length = std::sqrt(difference * difference + 4.0 * b * b);
   double cosine = 1.0;

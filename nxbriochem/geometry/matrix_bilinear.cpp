@@ -1,5 +1,5 @@
-// Symmetric systems of equations through the eigenvectors. It stands apart from matrix.cpp, on which the eigenvectors
-// rest.
+// Symmetric systems of equations through the eigenvectors. Not in matrix.cpp, because the eigenvectors are computed
+// with functions of that file.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -43,7 +43,7 @@ int nx_solve_bilinear_equation_f(const float* a, const float* b, float* x, int n
   }
   nx_copy_matrix(vectors.data(), n, n, columns.data());
   nx_transpose_matrix(columns.data(), n);
-  // The eigenvectors are the rows: b as they see it, divided by the eigenvalues, and back.
+  // The eigenvectors are the rows: b in their basis, divided by the eigenvalues, and transformed back.
   nx_multiply_matrices(vectors.data(), n, n, right.data(), n, 1, seen.data());
   for (std::size_t k = 0; k < size; ++k) {
     seen[k] = std::fabs(values[k]) < kSingular ? 0.0 : seen[k] / values[k];

@@ -27,7 +27,7 @@ using Point = std::array<double, Dimensions>;
 template <std::size_t Dimensions>
 using SquareMatrix = std::array<float, Dimensions * Dimensions>;
 
-// What a selector asks for.
+// What a selector stands for.
 enum class Action { orient, moments, matrix };
 struct Selection {
   Action action;
@@ -111,7 +111,7 @@ SquareMatrix<Dimensions> sum_second_moments(const WeightedPoints<Dimensions>& se
   return s;
 }
 
-// What the principal axes of points come from. Not usable when something in it is not finite.
+// The centre and second moments of points. Not usable when something in it is not finite.
 template <std::size_t Dimensions>
 struct Inertia {
   Point<Dimensions> centre;
@@ -125,7 +125,7 @@ struct Inertia {
   }
 };
 
-// Turns the last row round where the rows are left-handed, so that nothing is mirrored.
+// Reverses the last row where the rows are left-handed, so that nothing is mirrored.
 void make_proper(SquareMatrix<3>& r) {
   if (vector3::determinant(r) < 0) {
     std::transform(r.begin() + 6, r.end(), r.begin() + 6, [](float x) { return x == 0 ? 0 : -x; });

@@ -27,8 +27,8 @@ Action action_of(int mode) { return static_cast<Action>(mode / 2); }
 
 float rms_of(double sum_of_squares, int count) { return static_cast<float>(std::sqrt(sum_of_squares / count)); }
 
-// Copies the points of the atoms that are no hydrogens, in their order, where `to` may be `from`. Their number. Without
-// a branch, since no processor foresees which atoms are hydrogens.
+// Copies the points of the atoms that are no hydrogens, in order, and returns their number. `to` may be `from`. Without
+// a branch, which would be mispredicted.
 int gather(const float* from, const unsigned char* hydrogens, int natoms, float* to) {
   const float* start = to;
   for (const float* end = from + std::ptrdiff_t{3} * natoms; from != end; from += 3) {

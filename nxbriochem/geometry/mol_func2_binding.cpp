@@ -87,8 +87,8 @@ struct MoleculeSites {
   int count;
 };
 
-// Asks for large pages. The C library gives a block of this size back to the system each time it is freed, and to get
-// the next one page by page takes as long as the sum with a small ligand. Does without where the system says no.
+// Asks for large pages; a refusal does no harm. The C library returns a block of this size to the system each time it
+// is freed, and getting the next one page by page takes as long as the sum with a small ligand.
 void use_large_pages(void* block, std::size_t bytes) {
   constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;
   const auto begin = (reinterpret_cast<std::uintptr_t>(block) + kLargePage - 1) / kLargePage * kLargePage;

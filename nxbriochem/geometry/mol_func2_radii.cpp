@@ -27,7 +27,7 @@ using mol_func2::element_radius_set;
 
 namespace {
 
-// Kept: programs rely on the odd last digits, which tell a radius of this table from one that was read.
+// Kept: programs rely on the odd last digits, which distinguish a radius of this table from one that was read.
 constexpr float kFluorineRadius = 1.2001F;
 constexpr float kBondiPhosphorus = 1.8001F;
 constexpr float kBondiLithium = 1.8002F;

@@ -1,4 +1,4 @@
-// The flat interface over the eigenpair search, and what rests on it.
+// The flat interface over the eigenpair search, and the functions that use it.
 #include <nxbriochem/geometry/r_eig.h>
 
 #include <algorithm>

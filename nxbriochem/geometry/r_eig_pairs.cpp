@@ -120,9 +120,8 @@ struct Tridiagonal {
     }
   }
 
-  // Solves (T - shift) x = x by elimination with row exchanges. A pivot that vanishes, as it does when the shift is an
-  // eigenvalue, counts as one that is next to nothing: x then grows along the eigenvector, which is what is wanted.
-  // `work` has 3 n elements.
+  // Solves (T - shift) x = x by elimination with row exchanges. A pivot of 0, as for a shift that is an eigenvalue, is
+  // replaced by a tiny one: x then grows along the eigenvector, as wanted. `work` has 3 n elements.
   void solve_shifted(double shift, double* x, double* work) const {
     const double tiny = kEpsilon * size;
     double* pivots = work;
@@ -199,8 +198,8 @@ class EigenpairSearch {
     }
   }
 
-  // Makes x orthogonal to the first k vectors found, and of length 1. As long as a pass takes away most of x there is
-  // another, since what it leaves is then the less orthogonal. Lost: nothing but rounding errors would be left.
+  // Makes x orthogonal to the first k vectors found, and of length 1. A pass that removes most of x is followed by
+  // another, since what it leaves is less orthogonal. Lost: only rounding errors would remain.
   Projection deflate(double* x, int k) const {
     const double largest = largest_magnitude(x, size_of(n_));
     if (largest == 0) {
@@ -238,15 +237,16 @@ class EigenpairSearch {
     return value;
   }
 
-  // A rounding error of T's size or a few, once the residual shrinks no more; many, rather than fail, late on.
+  // The residual that is accepted: some rounding errors of T's size once it no longer shrinks, and more in late
+  // iterations, where the alternative is failure.
   bool is_converged(double residual, double last_residual, bool late) const {
     const double small = kEpsilon * t_.size;
     return residual <= small || (residual <= 8 * small && residual > 0.5 * last_residual) ||
            (late && residual <= n_ * small);
   }
 
-  // Puts the next iterate in x's place. The shift is kept off the Rayleigh quotient by a few rounding errors, different
-  // ones each time: on an eigenvalue that was found before, the solution would be that one's vector and nothing else.
+  // Replaces x by the next iterate. The shift differs from the Rayleigh quotient by a few rounding errors, chosen anew
+  // each time: exactly on an eigenvalue found before, the solution would be that one's vector.
   void advance(double* x, double value, int iteration) const {
     const double off = (1 + iteration % 8) * kEpsilon * t_.size;
     t_.solve_shifted(iteration % 2 == 0 ? value - off : value + off, x, solver_.data());

@@ -28,10 +28,10 @@ constexpr double kPi = 3.1415926536;
 // A root of the resolvent of at least 0 comes out no lower than this part of the others below it: the constants above
 // end at ten decimals.
 constexpr double kResolventError = 3e-11;
-// What a coefficient may be off by, as a part of it.
+// The relative error of a coefficient.
 constexpr double kRounding = 2.0 * std::numeric_limits<double>::epsilon();
 constexpr int kPolishSteps = 8;
-// A root this many times as large as the others stands apart from them.
+// A root this many times as large as the others is found separately.
 constexpr double kFar = 64.0;
 
 bool is_missing(double a) { return std::fabs(a) < kMissing; }
@@ -202,7 +202,7 @@ struct Quartic {
     r = e + shift * (d + shift * (c - 3.0 * square));
   }
 
-  // What p, q and r may be off by.
+  // Bounds of the errors of p, q and r.
   struct Errors {
     double p, q, r;
   };
@@ -224,8 +224,8 @@ struct Quartic {
   double value(double x) const { return (((x + b) * x + c) * x + d) * x + e; }
   double slope(double x) const { return ((4.0 * x + 3.0 * b) * x + 2.0 * c) * x + d; }
 
-  // Newton's steps, for as long as they bring the value down: the square roots of a resolvent's roots near 0 keep half
-  // of their decimals.
+  // Newton's steps, as long as they lower the value. They are needed because square roots of resolvent roots near 0
+  // keep only half of their digits.
   double polished(double x) const {
     double at = std::fabs(value(x));
     for (int step = 0; step < kPolishSteps; ++step) {

@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned kWordBits = 32;
 constexpr int kIntBits = 32;
 
-// From this many words on, comparing the table with what it was made as pays.
+// From this many words on, it pays to check whether the table is still as it was made.
 constexpr int kManyWords = 8192;
 
 uint32_t table_count(uint32_t word) {

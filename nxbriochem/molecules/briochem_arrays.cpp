@@ -17,7 +17,7 @@ using NxChem::NxResidue;
 constexpr const char* kPerAtom = "atom_number";
 constexpr const char* kPerCoordinate = "atom_number*3";
 
-// Neither below nor above zero is zero; so is what cannot be compared.
+// Zero means neither below nor above zero, so a NaN counts as zero.
 template <class T>
 bool is_non_zero(T value) {
   return value < T{} || value > T{};

@@ -29,7 +29,7 @@ int* find_mask(NxMolBase& molecule) {
   return molecule.SetData(mask_tag(), entries.data(), bound);
 }
 
-// The mask to be changed; when none is set, one of this entry everywhere is.
+// The mask to be changed. When none is set, one with this entry for every atom is set first.
 int* find_or_make_mask(NxMolBase& molecule, int entry) {
   if (int* mask = find_mask(molecule)) {
     return mask;

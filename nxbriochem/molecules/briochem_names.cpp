@@ -64,7 +64,7 @@ int get_starts(int* index, int mol, Size size) {
   return 1;
 }
 
-// Whether the residue record of any atom is so. Neighbours share one, which is asked once for all of them.
+// Whether any atom's residue record meets the condition. Neighbouring atoms share a record, which is tested once.
 template <class Predicate>
 int any_residue(int mol, Predicate predicate) {
   const NxAtomStore& store = store_of(model(mol));

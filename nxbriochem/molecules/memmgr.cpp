@@ -28,7 +28,7 @@ namespace {
 constexpr int kIncrement = 100;
 constexpr int kNoHandle = 0;
 
-// The line is the caller's, as an assertion's is.
+// The report names the caller's line, as an assertion does.
 void require(bool condition, int line = __builtin_LINE()) {
   if (!condition) {
     NxSystem::NxAssertionFailed(line, "memmgr");

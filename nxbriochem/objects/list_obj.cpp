@@ -114,7 +114,7 @@ void prune_nested_handles() {
     looked_at += static_cast<std::size_t>(holder->length);
   }
   nested_handles = held;
-  // The next time comes after as many additions as this one took steps.
+  // The next time is after as many additions as this one took steps, so that each addition costs O(1).
   most_nested_handles = std::max(most_nested_handles, 2 * held.size() + looked_at);
 }
 
@@ -127,11 +127,11 @@ void remember_nested(int member) {
   }
 }
 
-// Which lists a walk passes over: those that it is within, or all that it has seen.
+// Which lists a walk skips: those that it is within, or all that it has visited.
 enum class PassOver { open, seen };
 
-// Calls visit(member, whether it is a list) for the members at any depth, in order, depth first, until one call
-// answers true; whether one did.
+// Calls visit(member, whether it is a list) for the members at any depth, in order, depth first, until a call returns
+// true. Whether one did.
 template <class Visit>
 bool walk(const List& top, PassOver pass_over, Visit visit) {
   struct Level {

@@ -110,7 +110,7 @@ void complete_index() {
 
 bool known_is_live() { return pnt_list[known.slot] == known.block && known.slot <= top; }
 
-// Takes the place of the last answer. The pair of one that was freed leaves the index.
+// Replaces the last answer. If the old one was freed in the meantime, its pair leaves the index now.
 void set_known(Known answer) {
   if (known.block != nullptr && !known_is_live()) {
     block_index.erase(known.block, known.slot);

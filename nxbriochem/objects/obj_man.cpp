@@ -119,7 +119,7 @@ void rehash_handles() {
   }
 }
 
-// Slots of the index that are gone over in the time of one record's look-up.
+// Slots of the index that can be scanned in the time of one record's look-up.
 constexpr std::size_t kSweptPerRecord = 16;
 
 // The positions behind one that was removed become one less, in every slot.

@@ -50,7 +50,7 @@ void* plain_allocation(Mode mode, int element_size, void* old, int count) {
   exit_out_of_memory(text);
 }
 
-// What is asked for, and what it is called in the report when it cannot be had.
+// A request for a block, and its name in the report of exhausted memory.
 struct Request {
   Mode mode;
   int32_t element_size;

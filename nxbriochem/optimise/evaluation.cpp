@@ -57,7 +57,7 @@ class Restored {
   double value_;
 };
 
-// With steps of the size that balances their own error, which goes with its square, against the rounding of the value.
+// Central differences; h = eps^(1/3) max(|x_i|, 1) balances truncation (h^2) and rounding (eps/h).
 double difference(int32_t slot, double* x, double* gradient) {
   static const double relative = std::cbrt(std::numeric_limits<double>::epsilon());
   const int32_t n = Opt[slot].size;

@@ -111,8 +111,8 @@ int set_flag(int list, int32_t List::*flag, int32_t value) {
   return 1;
 }
 
-// One evaluation of a list at x. The scratch buffer is on loan to it: terms that delete the list, or evaluate it in
-// turn, neither free nor share what another term works on.
+// One evaluation of a list at x. It owns the scratch buffer meanwhile, so that a term that deletes the list or
+// evaluates it in turn neither frees nor shares what another term works on.
 template <class Real>
 class Evaluation {
  public:

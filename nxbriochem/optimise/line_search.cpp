@@ -63,7 +63,7 @@ class Search {
   // As the first trial of LineMinimize: guarded against zero gradients.
   bool first_trial_at(double step, Trial& trial) { return opt::try_first_step(line_, step, trial); }
 
-  // Whether a further trial, at this step, makes sense: it is one, moves x, and the count has not run out (count a).
+  // Whether there may be a trial at this step: finite, not below the smallest step, moving x, and within count a.
   bool may_try(double step) const {
     if (evaluations() >= settings_.count_a || !std::isfinite(step) || step < settings_.zero) {
       return false;
@@ -91,8 +91,8 @@ bool can_search(int n, const double* x, const double* d, const double* g0, const
          opt::running < 0 && opt::in_use(slot) && n > 0 && n == opt::Opt[slot].size;
 }
 
-// What the sections and nx_LineMinimize2 do before and after. `find` gives the trial that it settles on for a search
-// and a first step.
+// The frame of the sections and nx_LineMinimize2: checks before, results after. `find` returns the accepted trial for a
+// search and a first step.
 template <class Find>
 int search(int n, double* x, double* d, const double* g0, double* g, double* value, double* step, int slot, Find find) {
   if (!can_search(n, x, d, g0, g, value, step, slot)) {

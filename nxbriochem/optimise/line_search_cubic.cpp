@@ -181,8 +181,7 @@ double CubicSearch::minimum_of(const Cubic& cubic, double h) const {
   return a_.step + s;
 }
 
-// Where the formula loses the minimum by cancellation, as it does when b is very much higher than a, another form of it
-// does not.
+// When b is much higher than a, cancellation loses the minimum; this form of the formula does not cancel.
 double CubicSearch::interpolate(const Cubic& cubic, double h) const {
   const auto inside = [this](double step) { return step > a_.step && step < b_.step; };
   double step = minimum_of(cubic, h);
@@ -228,8 +227,8 @@ double CubicSearch::extrapolate(const Cubic& cubic, double h) {
   return step;
 }
 
-// Tries the step, and the alternative to it if there is one, and keeps the better of the two. There is no room for a
-// second gradient: where the step itself was the better, it is evaluated again.
+// Tries the step and the alternative to it, if there is one, and keeps the better of the two. Only one gradient is
+// stored, so if the step itself was better it is evaluated again.
 void CubicSearch::evaluate(double step) {
   try_step(line_, step);
   if (alternative_ != 0) {

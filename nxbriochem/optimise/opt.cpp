@@ -63,13 +63,13 @@ void free_workspace(Optimiser& record) {
   record.workspace_allocated = 0;
 }
 
-// The record of a handle, for the functions that put an end to what it is: null when it is not in use or running.
+// The record of a handle, for the functions that clear or delete it: null when it is not in use or is running.
 Optimiser* find_idle(int handle) {
   const int32_t slot = slot_of(handle);
   return in_use(slot) && slot != running ? &Opt[slot] : nullptr;
 }
 
-// What all setters and getters do: change(record), if the handle is in use.
+// The frame of all setters and getters: change(record), if the handle is in use.
 template <class Change>
 int with_record(int handle, Change change) {
   const int32_t slot = slot_of(handle);

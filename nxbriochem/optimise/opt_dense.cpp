@@ -191,7 +191,7 @@ void Dense::add_update(double sy, double growth) {
   pending_ = true;
 }
 
-// Back to the unit matrix, in the scale that was found last.
+// Resets H to the unit matrix times the latest scale.
 void Dense::reset() {
   unit_ = true;
   set_steepest(scale_);

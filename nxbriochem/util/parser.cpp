@@ -250,7 +250,7 @@ double variable_value(const char* name) {
   return VarTab.entries[index].value;
 }
 
-// What follows a name and '=': defines the name if it is not known yet, and leaves it alone if it is. Meant.
+// What follows a name and '='. Defines the name if it is new. Kept: programs rely on a known name keeping its value.
 void define_if_unknown(const char* name, double value) {
   const uint64_t hash = util::text_hash(name);
   if (find_variable(name, hash) < 0) {
@@ -260,7 +260,7 @@ void define_if_unknown(const char* name, double value) {
 
 // ---- Expressions
 
-// What of the grammar a frame evaluates.
+// The part of the grammar that a frame evaluates.
 enum class Part : unsigned char { kFactor, kSignedFactor, kSimpleExpression, kExpression };
 
 enum class OpenedBy : unsigned char { kCaller, kParenthesis, kAssignment };
@@ -347,8 +347,8 @@ bool joined_and_waits(Frame& frame, Rank rank, double& value) {
   return waits;
 }
 
-// Reads the signed factor at the current token as far as it goes without another frame. False when it opens one. What
-// is no factor counts as 0 and stays.
+// Reads the signed factor at the current token. False when it needs another frame, which is then opened. A token that
+// is no factor counts as 0 and is not consumed.
 bool read_factor(double& value) {
   Frame& frame = frames.back();
   if (frame.part != Part::kFactor && token[0] == '-') {  // Kept: programs rely on a string's text counting too
