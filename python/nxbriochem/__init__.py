@@ -2,16 +2,21 @@
 
 >>> import nxbriochem as nx
 >>> water = nx.Molecule(elements=["O", "H", "H"], coordinates=[[0, 0, 0], [0.757, 0.586, 0], [-0.757, 0.586, 0]])
->>> len(water)
-3
+>>> nx.moments(water, hydrogens=True).top
+'asymmetric'
 """
 
 from ._core import NxError, NxWarning
 from .energy import Energy, Refinement, coulomb, refine
+from .formula import evaluate
+from .geometry import Frame, Superposition, eigh, moments, orient, rmsd, superpose
 from .io import Record, iter_records, read, read_all, read_bytes, write, write_bytes
+from .memory import memory_report
 from .molecule import Molecule
+from .optimize import OptimizeResult, minimize, scipy_method
 
 __all__ = [
-    "Energy", "Molecule", "NxError", "NxWarning", "Record", "Refinement", "coulomb", "iter_records", "read",
-    "read_all", "read_bytes", "refine", "write", "write_bytes",
+    "Energy", "Frame", "Molecule", "NxError", "NxWarning", "OptimizeResult", "Record", "Refinement", "Superposition",
+    "coulomb", "eigh", "evaluate", "iter_records", "memory_report", "minimize", "moments", "orient", "read",
+    "read_all", "read_bytes", "refine", "rmsd", "scipy_method", "superpose", "write", "write_bytes",
 ]

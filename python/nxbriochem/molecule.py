@@ -121,6 +121,8 @@ class Molecule:
         self._core = core
         if len(elements):
             core._set_elements(elements)
+            if names is None:
+                core._set_names(core._get_elements())
         if coordinates is not None:
             core.coordinates = coordinates
         for key, values in (("names", names), ("residue_names", residue_names), ("residue_numbers", residue_numbers),

@@ -9,8 +9,8 @@
 namespace nxpy {
 namespace {
 
-// The lock around the libraries. A fork gives the child a lock that nobody holds.
-class LibraryLock {
+// A lock that a thread may take more than once. Waiting for it, a thread lets the interpreter go.
+class Lock {
  public:
   void lock() {
     if (mine()) {
@@ -41,6 +41,7 @@ class LibraryLock {
       mutex_.unlock();
     }
   }
+  bool mine() const { return owner_ == std::this_thread::get_id(); }
   int give_up() {
     const int depth = depth_;
     depth_ = 1;
@@ -53,7 +54,6 @@ class LibraryLock {
   }
 
  private:
-  bool mine() const { return owner_ == std::this_thread::get_id(); }
   void take() {
     owner_ = std::this_thread::get_id();
     depth_ = 1;
@@ -65,8 +65,12 @@ class LibraryLock {
 };
 
 // Never destroyed: threads may outlive static objects.
-LibraryLock& library_lock() {
-  static auto* const lock = new LibraryLock;
+Lock& library_lock() {
+  static auto* const lock = new Lock;
+  return *lock;
+}
+Lock& minimiser_lock() {
+  static auto* const lock = new Lock;
   return *lock;
 }
 
@@ -113,13 +117,20 @@ std::string without_line_end(std::string text) {
 }
 
 PyObject* warning_class = nullptr;
+std::atomic<int> bodies = 0;
 
-// A fork waits until nobody else is in the libraries.
+// A fork waits until no other thread is in the libraries, so that the child finds them free.
 void register_at_fork() {
-  const py::object register_hook = py::module_::import("os").attr("register_at_fork");
-  register_hook(py::arg("before") = py::cpp_function([] { library_lock().lock(); }),
-                py::arg("after_in_parent") = py::cpp_function([] { library_lock().unlock(); }),
-                py::arg("after_in_child") = py::cpp_function([] { library_lock().unlock(); }));
+  const py::cpp_function before([] {
+    minimiser_lock().lock();
+    library_lock().lock();
+  });
+  const py::cpp_function after([] {
+    library_lock().unlock();
+    minimiser_lock().unlock();
+  });
+  py::module_::import("os").attr("register_at_fork")(py::arg("before") = before, py::arg("after_in_parent") = after,
+                                                     py::arg("after_in_child") = after);
 }
 
 }  // namespace
@@ -166,7 +177,21 @@ void warn(const std::string& text) {
   }
 }
 
+MinimiserTurn::MinimiserTurn() {
+  if (minimiser_lock().mine()) {
+    throw Failure("minimize cannot be called by its own callbacks");
+  }
+  minimiser_lock().lock();
+}
+
+MinimiserTurn::~MinimiserTurn() { minimiser_lock().unlock(); }
+
+Body::Body(int own_handle) : handle(own_handle) { ++bodies; }
+
+int Body::count() { return bodies; }
+
 Body::~Body() {
+  --bodies;
   if (library_lock().try_lock()) {
     nx_delete_molecule(handle);
     library_lock().unlock();

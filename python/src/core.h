@@ -63,15 +63,27 @@ class Respite {
   int depth_;
 };
 
+// Has the libraries' minimiser, of which one runs at a time. Throws Failure in a thread that has it already.
+class MinimiserTurn {
+ public:
+  MinimiserTurn();
+  MinimiserTurn(const MinimiserTurn&) = delete;
+  MinimiserTurn& operator=(const MinimiserTurn&) = delete;
+  ~MinimiserTurn();
+};
+
 // Gives a warning of the package, at the line that called it. Throws where warnings are errors.
 void warn(const std::string& text);
 
 // A molecule of the library, deleted with the last who holds it: the Python object and the views of its arrays.
 struct Body {
-  explicit Body(int own_handle) : handle(own_handle) {}
+  explicit Body(int own_handle);
   Body(const Body&) = delete;
   Body& operator=(const Body&) = delete;
   ~Body();
+
+  // How many live.
+  static int count();
 
   const int handle;
   // Views of coordinates that live.

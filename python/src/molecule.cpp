@@ -447,23 +447,34 @@ void transform(const Molecule& molecule, const py::object& rotation, const py::o
   session.end();
 }
 
+// Whether atoms are called by their elements, as they are where nobody has named them.
+bool are_named_by_elements(NxMCMolBase& mol) {
+  for (const NxAtomBase& atom : mol.GetAtoms()) {
+    const std::string_view symbol = NxChem::NxGetAtomicSymbol(atom.GetAtomicNum());
+    if (name_of(atom) != symbol && !(atom.GetAtomicNum() == 0 && name_of(atom) == "X")) {
+      return false;
+    }
+  }
+  return true;
+}
+
 void assign_radii(const Molecule& molecule) {
   Session session;
   const int mol = molecule.handle();
   if (molecule.size() == 0) {
     return;
   }
-  if (nx_is_molecule_atom_names_set(mol) == 1) {
+  if (!are_named_by_elements(molecule.model())) {
     session.require(nx_assign_bondi_radii(mol), "no radii: no atom has a name");
     return session.end();
   }
-  // Without names the library takes the callers' atom types for atomic numbers.
-  NxAtomStore& store = store_of(molecule.model());
-  const std::vector<int> types(store.IntTypes(), store.IntTypes() + store.Size());
+  // Of a molecule without names the library takes the callers' atom types for atomic numbers.
+  const Molecule nameless(nx_copy_molecule(mol));
+  nxi_unset_molecule_atom_names(nameless.handle());
+  NxAtomStore& store = store_of(nameless.model());
   std::copy_n(store.AtomicNums(), store.Size(), store.IntTypes());
-  const int status = nx_assign_bondi_radii(mol);
-  std::copy(types.begin(), types.end(), store.IntTypes());
-  session.require(status, "no radii: no atom has a name or an element");
+  session.require(nx_assign_bondi_radii(nameless.handle()), "no radii: no atom has a name or an element");
+  std::copy_n(store.Radii(), store.Size(), store_of(molecule.model()).Radii());
   session.end();
 }
 
