@@ -7,6 +7,7 @@
 """
 
 from ._core import NxError, NxWarning
+from .adapters import from_gemmi, from_mdanalysis, from_rdkit
 from .energy import Energy, Refinement, coulomb, refine
 from .formula import evaluate
 from .geometry import Frame, Superposition, eigh, moments, orient, rmsd, superpose
@@ -17,6 +18,6 @@ from .optimize import OptimizeResult, minimize, scipy_method
 
 __all__ = [
     "Energy", "Frame", "Molecule", "NxError", "NxWarning", "OptimizeResult", "Record", "Refinement", "Superposition",
-    "coulomb", "eigh", "evaluate", "iter_records", "memory_report", "minimize", "moments", "orient", "read",
-    "read_all", "read_bytes", "refine", "rmsd", "scipy_method", "superpose", "write", "write_bytes",
+    "coulomb", "eigh", "evaluate", "from_gemmi", "from_mdanalysis", "from_rdkit", "iter_records", "memory_report", "minimize",
+    "moments", "orient", "read", "read_all", "read_bytes", "refine", "rmsd", "scipy_method", "superpose", "write", "write_bytes",
 ]

@@ -237,6 +237,18 @@ py::array_t<T> atom_values(const Molecule& molecule) {
   return values;
 }
 
+// There is no such function in nxbriofiles; the toolkit keeps them with the residue record.
+void set_b_factors(const Molecule& molecule, const py::object& values) {
+  const py::array_t<float> factors = float_array(values, "b_factors", molecule.size(), 0);
+  const Session session;
+  const float* factor = factors.data();
+  for (NxChem::NxAtomBase& atom : molecule.model().GetAtoms()) {
+    NxChem::NxResidue residue = NxChem::NxAtomGetResidue(atom);
+    residue.SetBFactor(*factor++);
+    NxChem::NxAtomSetResidue(atom, residue);
+  }
+}
+
 }  // namespace
 
 void bind_files(py::module_& module) {
@@ -259,6 +271,7 @@ void bind_files(py::module_& module) {
   });
   module.def("occupancies", &atom_values<float, &nxf_get_occupancies>);
   module.def("b_factors", &atom_values<float, &nxf_get_b_factors>);
+  module.def("set_b_factors", &set_b_factors);
   module.def("hetero_flags", &atom_values<int, &nxf_get_hetero_flags>);
   py::class_<Reader>(module, "Reader")
       .def(py::init<const std::string&, const std::optional<std::string>&>())

@@ -473,7 +473,10 @@ void assign_radii(const Molecule& molecule) {
   nxi_unset_molecule_atom_names(nameless.handle());
   NxAtomStore& store = store_of(nameless.model());
   std::copy_n(store.AtomicNums(), store.Size(), store.IntTypes());
-  session.require(nx_assign_bondi_radii(nameless.handle()), "no radii: no atom has a name or an element");
+  // It refuses a molecule of nothing but unknown elements, which have no radius.
+  if (nx_assign_bondi_radii(nameless.handle()) != 1) {
+    std::fill_n(store.Radii(), store.Size(), 0.0F);
+  }
   std::copy_n(store.Radii(), store.Size(), store_of(molecule.model()).Radii());
   session.end();
 }
