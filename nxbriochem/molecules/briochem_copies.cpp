@@ -13,14 +13,11 @@ using NxChem::NxAtomBase;
 using NxChem::NxMol;
 using NxChem::NxMolBase;
 
-// Gives a new molecule a handle, whose user owns it from then on. Without one, the molecule goes and the result is 0.
+// Gives a new molecule a handle, whose user owns it from then on. Kept: programs rely on the molecule's not being freed
+// when no handle is left, as with nx_make_molecule; the result is 0 then.
 template <class Molecule>
 int hand_over(std::unique_ptr<Molecule> molecule) {
-  const int handle = NxBrioChem::NxAcquireHandle(*molecule);
-  if (handle != 0) {
-    static_cast<void>(molecule.release());
-  }
-  return handle;
+  return NxBrioChem::NxAcquireHandle(*molecule.release());
 }
 
 // The mask's entries of the atoms that it selects.

@@ -23,12 +23,15 @@ struct HandleSequence {
   void (*forget)();   // calls forget_record; registered with the tracked allocator
   uint32_t last = 0;  // the last value drawn, which is the sequence's whole state
 
+  // A program may take the sequence for one of its own and reseed it or draw from it. Each draw therefore goes on from
+  // the last value: values that come back too early would be handles of live objects.
   uint32_t draw() {
     if (handle == 0) {
       handle = nx_make_rseq_with_prime_and_seed(kRange, last);
       prand::keep(handle);
       memory::when_all_freed(forget);
     }
+    nx_set_seed(handle, last);
     if (first == 0) {
       first = nx_rand(handle);
     }

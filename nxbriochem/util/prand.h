@@ -16,7 +16,8 @@ NX_API int nx_make_rseq_with_prime(uint32_t n);
 // As nx_make_rseq_with_prime_and_seed, with n = 70092 and seed 0.
 NX_API int nx_make_rseq(void);
 
-// Restarts the sequence from the seed, reduced modulo N when it exceeds N. 1; 0 for an unknown handle.
+// Restarts the sequence from the seed, reduced modulo N when it exceeds N. 1; 0 for an unknown handle. Handles of the
+// library's objects do not depend on it.
 NX_API int nx_set_seed(int handle, uint32_t seed);
 // 1; 0 for an unknown handle, and for the sequences that the library draws its own handles from. The handle may be
 // given to the next sequence made.

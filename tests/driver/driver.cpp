@@ -93,10 +93,6 @@ bool changes_owners(const Entry& entry) {
   return names.count(entry.name) != 0;
 }
 
-// The call that may restart the sequence of the registry's handles: with more than 1000 of them live, that ends the
-// process.
-bool restarts_handles(const Entry& entry) { return std::string_view(entry.name) == "nx_set_seed"; }
-
 bool takes_away(const Entry& entry) {
   const std::string_view name = entry.name;
   return name.find("delete") != name.npos || name.find("clear") != name.npos || name.find("free") != name.npos ||
@@ -145,8 +141,7 @@ void make_calls(unsigned seed, unsigned long calls, const std::string& directory
     std::snprintf(progress.name, sizeof progress.name, "%s", entry.name);
     // A child each is slow.
     if ((entry.in_child && !arguments.one_in(8)) || (!change_owners && changes_owners(entry)) ||
-        (grows && takes_away(entry) && !arguments.one_in(16)) ||
-        (restarts_handles(entry) && nxi_get_number_of_objects_of_type(2) > 800)) {
+        (grows && takes_away(entry) && !arguments.one_in(16))) {
       continue;
     }
     make_queues();

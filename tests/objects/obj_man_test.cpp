@@ -9,6 +9,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include <nxbriochem/objects/codes_internal.h>
@@ -16,6 +17,7 @@
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/obj_man_state.h>
 #include <nxbriochem/objects/object_memory.h>
+#include <nxbriochem/objects/object_memory_state.h>
 #include <nxbriochem/objects/print.h>
 #include <nxbriochem/util/prand.h>
 
@@ -339,12 +341,26 @@ TEST(ObjMan, MakingIsMonitoredAndListed) {
   EXPECT_EQ(printed(print_handle_list), "handle 0 is " + shown + "\n");
 }
 
-TEST(ObjMan, SequencesOfHandlesAreNotDeletedByMistake) {
-  make(50, 0);
+// A program takes them for its own: handles and tables are new ones all the same.
+TEST(ObjMan, SequencesOfHandlesAreNotDisturbedByMistake) {
+  std::set<int> handles = {make(50, 0)};
   const int own = nx_make_rseq();
-  EXPECT_EQ(nx_delete_rseq(obj_man::random_sequence_handle), 0);
+  for (const auto& [sequence, start] :
+       {std::pair(obj_man::random_sequence_handle, obj_man::random_sequence_handle_set),
+        std::pair(object_memory::random_sequence_handle, object_memory::random_sequence_handle_set)}) {
+    EXPECT_EQ(nx_delete_rseq(sequence), 0);
+    EXPECT_EQ(nx_set_seed(sequence, start), 1);
+    for (int i = 0; i < 3; ++i) {
+      const int handle = make(50, 0);
+      EXPECT_TRUE(handles.insert(handle).second);
+      EXPECT_EQ(object_memory::memtab[nxi_get_memory_table(handle)]->owner, handle);
+      nx_rand(sequence);
+    }
+  }
+  for (int handle : handles) {
+    EXPECT_EQ(nx_delete(&handle), 1);
+  }
   EXPECT_EQ(nx_delete_rseq(own), 1);
-  EXPECT_NE(make(50, 0), make(50, 0));
 }
 
 TEST(ObjManDeathTest, SignalHandlerReportsAndExits) {
