@@ -1,5 +1,5 @@
-// A directory for the files of one benchmark: in memory where the system has a file system there, since a disk's waits
-// say nothing about the writers. (On ext4, a file that replaces another is sent to disk at once, whoever writes it.)
+// A directory for the files of one benchmark: in memory where possible, since waiting for a disk says nothing about the
+// writers. (On ext4, a file that replaces another is sent to disk at once.)
 #ifndef NXBRIOCHEM_BENCH_DIRECTORY_H
 #define NXBRIOCHEM_BENCH_DIRECTORY_H
 

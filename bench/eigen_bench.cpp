@@ -1,6 +1,6 @@
-// Jacobi's method against the plain sweep at -O2 (paired.h's counters: below 1 is faster than the yardstick), whole
-// calls with their work vectors on both sides, and per instruction set; against Eigen's solver, which is of another
-// kind and not bound to the sweep's bits; and the eigenvector iteration by size.
+// Jacobi's method against the plain sweep at -O2 (paired.h's counters: below 1 is faster than the yardstick): whole
+// calls, with their work vectors on both sides, and each instruction set. Then against Eigen's solver, which uses
+// another method and need not reproduce the sweep's bits; and the eigenvector iteration by size.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/geometry/eigen_jag.h>
 #include <nxbriochem/geometry/jacobi_sweeps_internal.h>

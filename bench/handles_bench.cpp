@@ -1,8 +1,8 @@
-// Handles against the least that could do their work, at growing numbers of live ones: making one against entering a
-// number in a hash map, translating one against a mask and two loads, making and deleting one against the hash map,
-// acquiring and releasing a molecule's handle by object against counts in a hash map. And translating with 16,000 live
-// objects, after many were deleted: handles that are alone in their slot, and all, of which a fifth share slots. And
-// deleting the oldest of many lists, against the move of the others' bytes.
+// Handles, at growing numbers of live ones. Making one is compared with an insertion into a hash map, translating one
+// with a mask and two loads, making and deleting one with the hash map, and acquiring and releasing a molecule's handle
+// by object with counts in a hash map. Then translation with 16,000 live objects after many were deleted: of handles
+// that are alone in their slot, and of all handles, a fifth of which share slots. Last, deleting the oldest of many
+// lists is compared with moving the other lists' bytes.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/objects/list_obj.h>

@@ -1,5 +1,5 @@
-// What the books of an object's blocks cost as they grow: replacing any one of n blocks, making and deleting an object
-// with n blocks, and reading one of n named values. And opening and closing a file after n were opened.
+// The cost of an object's memory table as it grows: replacing any one of n blocks, making and deleting an object with n
+// blocks, and reading one of n named values. Then opening and closing a file after n were opened.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/objects/files.h>
 #include <nxbriochem/objects/obj_man.h>

@@ -1,6 +1,6 @@
-// Orienting a molecule by its principal axes through its handle, against the same by Eigen on bare arrays: centroid,
-// second moments, closed-form axes, all in double, and the turn. Both start from a copy of the same coordinates, which
-// is part of the time.
+// Orienting a molecule by its principal axes through its handle, against Eigen on bare arrays: centroid, second
+// moments, closed-form axes and rotation, all in double. Both start from a copy of the same coordinates; the copy is
+// part of the time.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/nxbriochem.h>
 

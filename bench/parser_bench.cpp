@@ -1,5 +1,5 @@
-// Evaluating short expressions, one value after another from lines of ten, against strtod over the numbers that stand
-// in them; and looking names up among many.
+// Evaluating short expressions, ten to a line, against strtod over the numbers in them; and looking up one of many
+// names.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/util/parser.h>
 

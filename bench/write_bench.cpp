@@ -1,6 +1,6 @@
 // Writing the actin dimer as a PDB file: nx_write_molecule, gemmi's writer and an fprintf loop, each making the whole
-// file on the same file system. The loop writes the very lines that nx_write_molecule writes. And the same with the
-// dimer's atoms, as often as it takes, up to the largest number that plain serial numbers go to.
+// file on the same file system. The loop writes the same lines as nx_write_molecule. Then copies of the dimer's atoms,
+// up to the largest plain serial number.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/nxbriochem.h>
 

@@ -1,5 +1,6 @@
-// Bit fields within exactly the words that there are. The input's first byte gives the number of words, every six bytes
-// after it a field: position, width and value. What each bit becomes is the unit tests' matter.
+// Bit fields in a heap block of exactly the words needed, so that a sanitizer sees every access beyond them. The
+// input's first byte gives the number of words, every six bytes after it a field: position, width and value. Unit tests
+// check the values.
 #include <nxbriochem/molecules/bits.h>
 
 #include <algorithm>

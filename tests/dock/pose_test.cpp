@@ -1,4 +1,4 @@
-// Poses: how they place atoms, and how far they are from one another.
+// Poses: the places of atoms, and the distances of poses from one another.
 #include <nxbriochem/nxbriochem.h>
 
 #include <algorithm>

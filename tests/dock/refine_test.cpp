@@ -1,4 +1,5 @@
-// Refinement: where it comes to, what it says of it, and that threads and interruptions change nothing else.
+// Refinement: the minima that it finds, the results that it reports, and that neither threads nor interruptions change
+// other results.
 #include <nxbriochem/nxbriochem.h>
 
 #include <algorithm>

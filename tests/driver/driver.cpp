@@ -1,11 +1,11 @@
-// The random-call driver: long random sequences of calls to everything that the libraries export, with hostile
-// arguments among them, after which everything must be gone again.
+// The random-call driver: long random sequences of calls to everything that the libraries export, hostile arguments
+// included. In the end everything is deleted, and nothing may be left.
 //
 // usage: call_driver SEED [CALLS]      so many calls (20000), the same ones for the same seed; 0: for ever
 //        call_driver --check EXPORTS...   whether the tables and the lists of exported symbols agree
 //
-// Phases in which making outweighs deleting, each begun with one of the growing calls, and phases in which it is the
-// other way round take turns, so that every table grows beyond what it has at first, and shrinks again.
+// Phases with more making than deleting alternate with phases of the opposite kind, so that every table grows beyond
+// its first size and shrinks again. Each of the former begins with one of the growing calls.
 //
 // A failure names seed, call and function; the same seed fails again.
 #include <nxbriochem/molecules/memmgr_state.h>
@@ -85,8 +85,8 @@ void make_queues() {
   nxi_warn("a warning\n");
 }
 
-// Calls after which a table's owner or handle is another, or gone, so that it outlives its object until all are
-// deleted: that is meant, and every other seed goes without.
+// Calls that change or delete a table's owner or handle, so that the table outlives its object until all tables are
+// deleted. Only seeds of even number make them.
 bool changes_owners(const Entry& entry) {
   static const std::set<std::string> names = {"nxi_read_memory_table", "nxi_copy_memory_table", "nxi_add_memory_table",
                                               "nxi_delete_memory_table", "nxi_delete_all_memory_tables"};

@@ -1,4 +1,4 @@
-// Calls that need arguments that fit one another, or values that no letter stands for.
+// Calls whose arguments depend on one another or need values that no letter stands for.
 #include <nxbriochem/nxbriochem.h>
 
 #include <array>

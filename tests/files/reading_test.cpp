@@ -1,4 +1,4 @@
-// What files say and leave unsaid, and what becomes of those that are faulty.
+// Reading: what files say, what they leave out, and faulty files.
 #include <gtest/gtest.h>
 #include <malloc.h>
 

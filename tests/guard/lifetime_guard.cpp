@@ -1,5 +1,5 @@
-// Uses the library before main, at exit and in static destructors, whether it is linked as shared or static library.
-// Prints a line for each, and one for what went wrong.
+// Uses the library before main, at exit and in static destructors, linked as a shared and as a static library. Prints a
+// line for each use, and one for each failure.
 #include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/nxbriochem.h>
 

@@ -1,4 +1,4 @@
-// The installed tree, as a stranger finds it: everything here is built and run from a scratch prefix alone.
+// The installed tree: everything here is built and run from a scratch prefix alone.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

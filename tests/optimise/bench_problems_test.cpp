@@ -1,4 +1,4 @@
-// The test problems themselves, which tests and benchmarks measure the minimisers with.
+// The test problems of minimisation that tests and benchmarks use: their gradients, starts and minima.
 #include <gtest/gtest.h>
 
 #include <algorithm>
