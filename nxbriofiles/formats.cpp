@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "element.h"
 #include "text.h"
 
 namespace nxbrio::files {
@@ -116,16 +117,27 @@ std::optional<Format> format_of_content(std::string_view text) {
 }
 
 bool has_pdb_columns(std::string_view text) {
+  constexpr float kLargestRadius = 5.0F;
   bool any = false;
+  bool all_zero = true;
+  bool all_with_elements = true;
+  float largest = 0.0F;
   for (Lines lines(text); lines.next();) {
-    if (is_atom_record(lines.line()) && !(lines.rest().empty() && any)) {
-      if (!has_pdb_numbers(lines.line())) {
+    const std::string_view line = lines.line();
+    if (is_atom_record(line) && !(lines.rest().empty() && any)) {
+      if (!has_pdb_numbers(line)) {
         return false;
       }
       any = true;
+      std::string fault;
+      const float factor = parse_real(columns(line, 60, 66), fault).value_or(0.0F);
+      largest = std::max(largest, factor);
+      all_zero = all_zero && factor == 0.0F;
+      all_with_elements = all_with_elements && atomic_number(columns(line, 76, 78)) != 0;
     }
   }
-  return any;
+  // An ion's charge and radius may stand in the same columns.
+  return any && (all_zero || all_with_elements || largest > kLargestRadius);
 }
 
 std::string file_stem(std::string_view path) {

@@ -25,7 +25,7 @@ const char* whole_text(const char* tag, int mol) {
 
 int count_texts(const char* tag, int mol) {
   const NxMolBase& molecule = model(mol);
-  return reported("memory", 0, [&] { return static_cast<int>(texts_of(molecule, tag).size()); });
+  return reported("memory", 0, [&] { return number_of_texts(molecule, tag); });
 }
 
 const char* kth_text(const char* tag, int k, int mol) {
@@ -79,8 +79,11 @@ using namespace nxbrio::files;
 const char* nxf_molecule_format(int mol) { return whole_text(kFormatTag, mol); }
 
 int nxf_molecule_model(int mol) {
-  const int* const number = model(mol).GetData<int>(NxSystem::NxGetTag(kModelTag));
-  return number != nullptr ? *number : 0;
+  const NxMolBase& molecule = model(mol);
+  return reported("memory", 0, [&] {
+    const int* const number = molecule.GetData<int>(NxSystem::NxGetTag(kModelTag));
+    return number != nullptr ? *number : 0;
+  });
 }
 
 const char* nxf_molecule_title(int mol) { return whole_text(kTitleTag, mol); }
@@ -92,20 +95,17 @@ const char* nxf_note(int k, int mol) { return kth_text(kNotesTag, k, mol); }
 
 int nxf_number_of_residues(int mol) {
   int residues = 0;
-  const NxMolBase& molecule = model(mol);
-  return reported("memory", 0, [&] {
-    const NxChem::NxResidue* last[256] = {};
-    for (const NxAtomBase& atom : molecule.GetAtoms()) {
-      const NxChem::NxResidue& residue = residue_of(atom);
-      const NxChem::NxResidue*& before = last[static_cast<unsigned char>(residue.GetChainID())];
-      residues += before == nullptr || before->GetResidueNumber() != residue.GetResidueNumber() ||
-                          before->GetInsertCode() != residue.GetInsertCode() || before->GetName() != residue.GetName()
-                      ? 1
-                      : 0;
-      before = &residue;
-    }
-    return residues;
-  });
+  const NxChem::NxResidue* last[256] = {};
+  for (const NxAtomBase& atom : model(mol).GetAtoms()) {
+    const NxChem::NxResidue& residue = residue_of(atom);
+    const NxChem::NxResidue*& before = last[static_cast<unsigned char>(residue.GetChainID())];
+    residues += before == nullptr || before->GetResidueNumber() != residue.GetResidueNumber() ||
+                        before->GetInsertCode() != residue.GetInsertCode() || before->GetName() != residue.GetName()
+                    ? 1
+                    : 0;
+    before = &residue;
+  }
+  return residues;
 }
 
 int nxf_number_of_chains(int mol) { return static_cast<int>(std::strlen(whole_text(kChainsTag, mol))); }

@@ -186,6 +186,12 @@ std::vector<std::string> texts_of(const NxMolBase& mol, const char* tag) {
   return texts;
 }
 
+int number_of_texts(const NxMolBase& mol, const char* tag) {
+  std::size_t size = 0;
+  const char* const packed = mol.GetData<char>(NxSystem::NxGetTag(tag), &size);
+  return packed != nullptr ? static_cast<int>(std::count(packed, packed + size, '\0')) : 0;
+}
+
 void set_texts(NxMolBase& mol, const char* tag, const std::vector<std::string>& texts) {
   std::string packed;
   for (const std::string& text : texts) {

@@ -27,6 +27,7 @@ Structure structure_of(const NxChem::NxMolBase& mol);
 
 // Texts under a tag, one after the other.
 std::vector<std::string> texts_of(const NxChem::NxMolBase& mol, const char* tag);
+int number_of_texts(const NxChem::NxMolBase& mol, const char* tag);
 void set_texts(NxChem::NxMolBase& mol, const char* tag, const std::vector<std::string>& texts);
 // The k-th of them, kept with the molecule; null when there is none.
 const char* text_of(const NxChem::NxMolBase& mol, const char* tag, int k);

@@ -5,7 +5,8 @@
 // pointer that cannot be given is null, nothing is thrown, the library is used from one thread at a time. A handle that
 // names no molecule ends the process with a fatal report, as in the molecule layer. A failure queues one error message,
 // "FILE: what is wrong" or "FILE:LINE: what is wrong" (error.h cuts it at 200 characters; nxf_last_error has it whole),
-// and changes nothing.
+// and changes nothing. Memory that runs out is a failure too; within functions of libnxbriochem, which make molecules
+// and write most formats, it ends the process as it does there.
 //
 // A format is a word: "pqr", "pdb", "mmcif", "sdf", "mol2" or "xyz", in writing also "delphi_pdb" (radius and charge in
 // PDB's columns of occupancy and temperature factor, which reading finds out by itself). Null and "" mean by the file's
@@ -53,7 +54,8 @@ NX_API int nxf_open_memory_reader(const void* bytes, size_t size, const char* na
 // or 0 when the record is faulty, of which an error message tells; the next call goes on behind it. Null is refused.
 NX_API int nxf_read_record(int* mol, int reader);
 // Passes over the next record without looking into it, apart from where it ends; nxf_record_text has it then. 1 when
-// there was one, 0 at the end of the file.
+// there was one, 0 at the end of the file. A record that cannot be read to its end, the last of a damaged file, counts:
+// an error message tells of it, and it has no text.
 NX_API int nxf_skip_record(int reader);
 // The text of the record last read or skipped, with LF as line ends, NUL-terminated, and through `size`, unless that is
 // null, its length. A PDB record is given what bonds need, LINK, SSBOND and CONECT, from all of the file; so the text

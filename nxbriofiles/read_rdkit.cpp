@@ -42,6 +42,7 @@ template <class Parse>
 std::unique_ptr<RDKit::RWMol> parse(const RecordText& record, Parse parse_stream) {
   static const QuietLog quiet;
   std::istringstream stream{std::string(record.text)};
+  stream.exceptions(std::ios::badbit);  // memory that runs out is no end of the record
   unsigned line = 0;
   const auto fail = [&](const char* what) -> Failure {
     const std::size_t lines = static_cast<std::size_t>(std::count(record.text.begin(), record.text.end(), '\n'));

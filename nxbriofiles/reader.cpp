@@ -1,5 +1,6 @@
 // Reading: readers and their handles, and files read at once.
 #include <nxbriochem/nxbriochem.h>
+#include <nxbriochem/util/never_destroyed_internal.h>
 
 #include <map>
 #include <memory>
@@ -65,6 +66,7 @@ int read_first(const Place& place, const char* format) {
     Structure structure = records->structure();
     std::size_t more = 1;
     while (records->next()) {
+      records->check();
       ++more;
     }
     if (more > 1) {
@@ -118,10 +120,9 @@ int read_all(const Place& place, const char* format, int list) {
 
 // ---- Record by record ----
 
-// Never destroyed: programs may read until they end.
 std::map<int, std::unique_ptr<Records>>& readers() {
-  static auto& table = *new std::map<int, std::unique_ptr<Records>>;
-  return table;
+  static util::NeverDestroyed<std::map<int, std::unique_ptr<Records>>> table;
+  return *table;
 }
 
 int open_reader(const Place& place, const char* format) {
@@ -198,12 +199,24 @@ int nxf_read_record(int* mol, int reader) {
 
 int nxf_skip_record(int reader) {
   Records* const records = find_reader(reader);
-  return records == nullptr ? 0 : reported(records->name().c_str(), 0, [&] { return records->next() ? 1 : 0; });
+  if (records == nullptr) {
+    return 0;
+  }
+  return reported(records->name().c_str(), 0, [&] {
+    const int found = records->next() ? 1 : 0;
+    if (records->failed()) {
+      reported(records->name().c_str(), 0, [&] {
+        records->check();
+        return 0;
+      });
+    }
+    return found;
+  });
 }
 
 const char* nxf_record_text(size_t* size, int reader) {
   const Records* const records = find_reader(reader);
-  const bool any = records != nullptr && records->number() > 0;
+  const bool any = records != nullptr && records->number() > 0 && !records->failed();
   if (size != nullptr) {
     *size = any ? records->text().size() : 0;
   }

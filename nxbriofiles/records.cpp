@@ -83,7 +83,7 @@ bool Records::next() {
   bool found = false;
   try {
     found = next_text();
-  } catch (const Failure&) {
+  } catch (...) {
     failure_ = std::current_exception();
     ended_ = true;
     first_line_ = first_line_ > 0 ? first_line_ : 1;
@@ -220,10 +220,14 @@ bool Records::next_mmcif() {
   return !models_.empty();
 }
 
-Structure Records::structure() {
+void Records::check() const {
   if (failure_) {
     std::rethrow_exception(failure_);
   }
+}
+
+Structure Records::structure() {
+  check();
   Structure structure;
   if (format_ == Format::Mmcif) {
     structure = models_.front();

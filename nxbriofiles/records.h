@@ -22,10 +22,13 @@ class Records {
   // Throws Failure when the format cannot be told, or the input not be read.
   Records(std::unique_ptr<Input> input, std::optional<Format> format);
 
-  // Moves on to the next record; false at the end. A failure of the input counts as a record, of which structure()
-  // tells, and ends the file.
+  // Moves on to the next record; false at the end. A record that cannot be read to its end, for damage or memory, is
+  // one that has failed, and ends the file.
   bool next();
-  // What the record says, its charges and radii not yet completed. Throws Failure.
+  bool failed() const { return failure_ != nullptr; }
+  // Throws what made the record fail.
+  void check() const;
+  // What the record says, its charges and radii not yet completed. Throws Failure, and what made the record fail.
   Structure structure();
 
   const std::string& name() const { return input_->name(); }

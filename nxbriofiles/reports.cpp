@@ -1,6 +1,7 @@
 #include "reports.h"
 
 #include <nxbriochem/nxbriochem.h>
+#include <nxbriochem/util/never_destroyed_internal.h>
 
 #include <cstdio>
 #include <string>
@@ -12,25 +13,18 @@
 namespace nxbrio::files {
 namespace {
 
-// Kept in one place that needs no memory when it runs out.
-struct LastError {
-  std::string text;
-  const char* shown = "";
-};
-LastError& last_error() {
-  static LastError& last = *new LastError;  // lives as long as the process
-  return last;
-}
+// The last message, and what is shown of it, which needs no memory when that has run out.
+constinit util::NeverDestroyed<std::string> last_text;
+constinit const char* last_shown = "";
 
 }  // namespace
 
 void report(std::string_view text) noexcept {
   try {
-    LastError& last = last_error();
-    last.shown = "out of memory";
-    last.text = on_one_line(text);
-    last.shown = last.text.c_str();
-    nxi_err(last.shown);
+    last_shown = "out of memory";
+    *last_text = on_one_line(text);
+    last_shown = (*last_text).c_str();
+    nxi_err(last_shown);
   } catch (...) {
     nxi_err("out of memory");
   }
@@ -51,4 +45,4 @@ void report(const char* about, const std::exception& error) noexcept {
 
 }  // namespace nxbrio::files
 
-const char* nxf_last_error(void) { return nxbrio::files::last_error().shown; }
+const char* nxf_last_error(void) { return nxbrio::files::last_shown; }

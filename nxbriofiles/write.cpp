@@ -7,6 +7,7 @@
 #include <zlib.h>
 
 #include <nxbriochem/nxbriochem.h>
+#include <nxbriochem/util/never_destroyed_internal.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -209,18 +210,15 @@ int write_file(const char* path, const char* format, const std::vector<int>& mol
   return 1;
 }
 
-// Never destroyed: what it holds is the caller's to read until the end.
-std::string& kept_text() {
-  static std::string& text = *new std::string;
-  return text;
-}
+// The caller's to read.
+constinit util::NeverDestroyed<std::string> kept_text;
 
 const char* keep(size_t* size, std::string bytes) {
-  kept_text() = std::move(bytes);
+  *kept_text = std::move(bytes);
   if (size != nullptr) {
-    *size = kept_text().size();
+    *size = (*kept_text).size();
   }
-  return kept_text().c_str();
+  return (*kept_text).c_str();
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <gemmi/polyheur.hpp>
 #include <gemmi/to_cif.hpp>
 #include <gemmi/to_mmcif.hpp>
+#include <new>
 #include <sstream>
 
 #include "gemmi_model.h"
@@ -18,19 +19,22 @@ namespace {
 // gemmi prints numbers by the C library: with a point, whatever the program's locale.
 class PlainNumbers {
  public:
-  PlainNumbers() : plain_(newlocale(LC_ALL_MASK, "C", nullptr)), before_(uselocale(plain_)) {}
+  PlainNumbers() : plain_(newlocale(LC_ALL_MASK, "C", nullptr)) {
+    if (plain_ == nullptr) {
+      throw std::bad_alloc();
+    }
+    before_ = uselocale(plain_);
+  }
   PlainNumbers(const PlainNumbers&) = delete;
   PlainNumbers& operator=(const PlainNumbers&) = delete;
   ~PlainNumbers() {
     uselocale(before_);
-    if (plain_ != nullptr) {
-      freelocale(plain_);
-    }
+    freelocale(plain_);
   }
 
  private:
   locale_t plain_;
-  locale_t before_;
+  locale_t before_ = nullptr;
 };
 
 }  // namespace
@@ -64,6 +68,7 @@ std::string mmcif_text(const std::vector<Structure>& models) {
     structure.name = "structure";
   }
   std::ostringstream stream;
+  stream.exceptions(std::ios::badbit);  // a stream that has no room is no shorter file
   gemmi::cif::write_cif_block_to_stream(stream, gemmi::make_mmcif_block(structure, groups), gemmi::cif::Style::Pdbx);
   return stream.str();
 }

@@ -2,6 +2,7 @@
 
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriodock/nxbriodock.h>
+#include <nxbriofiles/nxbriofiles.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -129,6 +130,8 @@ int Arguments::integer(char kind) {
       return one_of(sequences_);
     case 'e':
       return one_of(energies_);
+    case 'a':
+      return one_of(readers_);
     case 'g': {
       // Not the registry's own table, nor one that is not there: negative handles stand for the plain heap.
       const int handle = one_of(one_in(2) ? lists_ : objects_);
@@ -346,13 +349,14 @@ void Arguments::run(const std::function<void()>& call) {
   }
 }
 
-std::array<Arguments::Pool, 7> Arguments::pools() {
+std::array<Arguments::Pool, 8> Arguments::pools() {
   return {Pool{'m', molecules_, [](int mol) { nx_delete_molecule(mol); }},
           Pool{'l', lists_, [](int list) { nx_delete_list(list); }},
           Pool{'f', function_lists_, [](int list) { nx_delete_function_list(list); }},
           Pool{'o', optimisers_, [](int opt) { nx_delete_opt(opt); }},
           Pool{'r', sequences_, [](int sequence) { nx_delete_rseq(sequence); }},
           Pool{'e', energies_, [](int energy) { nxd_delete_energy(energy); }},
+          Pool{'a', readers_, [](int reader) { nxf_close_reader(reader); }},
           Pool{'g', objects_, [](int object) {
                  nxi_delete_object(object);
                  nxi_delete_memory_table(object);

@@ -3,7 +3,7 @@
 // Letters of the argument kinds:
 //   m  molecule                        q  the same, where one without atoms may end the process
 //   x  molecule that will be deleted   l  list            f  function list     o  optimiser     S  optimiser's slot
-//   e  energy of a rigid ligand
+//   e  energy of a rigid ligand           a  reader of structure files
 //   r  pseudo-random sequence          g  registry object or memory table      h  any handle
 //   n  count or dimension: small, 0 or negative           u  small count, not negative
 //   b  as n, at times so huge that memory has no room for it
@@ -84,7 +84,7 @@ class Arguments {
   // Makes the call, in a child if it must be. A child that is ended by a signal ends the driver.
   void run(const std::function<void()>& call);
 
-  // Remembers a handle (m, l, f, o, r, e or g).
+  // Remembers a handle (m, l, f, o, r, e, a or g).
   void keep(char kind, int handle);
   // Deletes some of whatever there are many of.
   void thin_out();
@@ -151,7 +151,7 @@ class Arguments {
   void* exact(std::size_t bytes);
   std::size_t size_of(std::string_view text);
   std::size_t getter(char letter);
-  std::array<Pool, 7> pools();
+  std::array<Pool, 8> pools();
   void* tracked();
   std::FILE* stream(char kind);
   int molecule(char kind);
@@ -177,6 +177,7 @@ class Arguments {
   std::vector<int> optimisers_;
   std::vector<int> sequences_;
   std::vector<int> energies_;
+  std::vector<int> readers_;
   std::vector<int> objects_;
   std::vector<Block> blocks_;
   std::vector<std::FILE*> streams_;

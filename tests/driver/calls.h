@@ -27,7 +27,8 @@ struct Entry {
 // Those of calls.def, and those whose call is written out.
 std::vector<Entry> table_calls();
 std::vector<Entry> special_calls();
-// Those of libnxbriodock.
+// Those of libnxbriofiles and libnxbriodock.
+std::vector<Entry> files_calls();
 std::vector<Entry> dock_calls();
 // Calls made so often that what holds their results must grow, beyond the first time.
 std::vector<Entry> growing_calls();

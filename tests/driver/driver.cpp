@@ -38,7 +38,7 @@ struct Progress {
 
 std::vector<Entry> all_calls() {
   std::vector<Entry> all = table_calls();
-  for (const std::vector<Entry>& more : {special_calls(), dock_calls()}) {
+  for (const std::vector<Entry>& more : {special_calls(), files_calls(), dock_calls()}) {
     all.insert(all.end(), more.begin(), more.end());
   }
   return all;

@@ -154,6 +154,7 @@ class FailingHeap : public testing::Test {
 std::vector<faults::Family> families() {
   std::vector<faults::Family> all = faults::flat_families();
   all.push_back({"toolkit", faults::toolkit_scenarios()});
+  all.push_back({"structure_files", faults::files_scenarios()});
   all.push_back({"dock", faults::dock_scenarios()});
   return all;
 }

@@ -41,7 +41,8 @@ inline std::ostream& operator<<(std::ostream& stream, const Family& family) { re
 std::vector<Family> flat_families();
 // Of the exported C++.
 std::vector<Scenario> toolkit_scenarios();
-// Of libnxbriodock.
+// Of libnxbriofiles and libnxbriodock.
+std::vector<Scenario> files_scenarios();
 std::vector<Scenario> dock_scenarios();
 
 // For the sources of scenarios.

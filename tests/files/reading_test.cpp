@@ -154,6 +154,10 @@ TEST_F(Reading, APdbFileNamedPqrDoesNotTakeOccupanciesForCharges) {
   read(pdb("ATOM", 1, " OD1", "ASP", 'A', 2, "  1.00 22.50           O"), "a.pqr");
   EXPECT_EQ(charges(), "OD1 -0.5, ");
   EXPECT_NE(notes().find("read as a PDB file"), std::string::npos) << notes();
+  // An ion's charge and radius in the same columns.
+  nx_delete_molecule(mol_);
+  read(pdb("HETATM", 1, "NA  ", " NA", 'A', 2, "  3.00  1.87"), "a.pqr");
+  EXPECT_EQ(charges(), "NA +3, ");
 }
 
 TEST_F(Reading, RefusalsNameFileAndPlace) {
@@ -214,6 +218,31 @@ TEST_F(Reading, AFaultyRecordIsToldAndPassedOver) {
   EXPECT_EQ(nxf_add_molecules_to_list_from_memory(text.data(), text.size(), "a.sdf", nullptr, list), 0);
   EXPECT_EQ(std::string(nxf_last_error()).substr(0, 9), "a.sdf:15:") << nxf_last_error();
   EXPECT_EQ(nx_get_list_length(list), 0);
+}
+
+// What is there of a damaged file is read; the rest is a fault, and no end.
+TEST_F(Reading, AFileThatBreaksOffIsAFaultyRecord) {
+  std::string text;
+  for (int i = 0; i < 4000; ++i) {
+    text += sdf("record " + std::to_string(i), "0.0000");
+  }
+  const int list = nx_make_list();
+  ASSERT_EQ(nxf_add_molecules_to_list_from_memory(text.data(), text.size(), "a.sdf", nullptr, list), 1);
+  std::size_t size = 0;
+  const char* const packed = nxf_list_text(&size, "sdf.gz", list);
+  const std::string cut(packed, size - 9);
+  const int reader = nxf_open_memory_reader(cut.data(), cut.size(), "a.sdf.gz", nullptr);
+  ASSERT_GT(reader, 0);
+  std::vector<bool> whole;
+  while (nxf_skip_record(reader) == 1) {
+    whole.push_back(nxf_record_text(nullptr, reader) != nullptr);
+  }
+  EXPECT_GT(whole.size(), 2000U);
+  EXPECT_EQ(std::find(whole.begin(), whole.end(), false), whole.end() - 1);
+  EXPECT_STREQ(nxf_last_error(), "a.sdf.gz: gzipped file is cut short");
+  EXPECT_EQ(nxf_close_reader(reader), 1);
+  EXPECT_NE(refusal(cut, "a.sdf.gz"), "");
+  nx_delete_list(list);
 }
 
 // Connections behind the models belong to each of them, in the text of a record too.

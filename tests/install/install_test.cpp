@@ -148,6 +148,58 @@ TEST_F(Install, CxxProgramIsBuiltThroughFindPackage) {
             std::string::npos);
 }
 
+// Programs in C of the libraries beside it, by the words of their pages.
+TEST_F(Install, CProgramsTakeTheOtherLibraries) {
+  const struct {
+    const char* library;
+    const char* program;
+    const char* source;
+  } cases[] = {
+      {"nxbriofiles", "structures", ""},
+      {"nxbriodock", "score",
+       "#include <nxbriodock/nxbriodock.h>\n#include <stdio.h>\nint main(void) {\n"
+       "  const double at[3] = {0, 0, 0}, away[3] = {4, 0, 0}, charge = 1.0, pose[NXD_POSE] = {1};\n"
+       "  const int element = 11;\n  double energy = 0;\n  const int score = nxd_make_energy();\n"
+       "  nxd_set_target_arrays(at, &charge, &element, 1, score);\n"
+       "  nxd_set_ligand_arrays(away, &charge, &element, 1, score);\n"
+       "  if (nxd_get_energy_at_pose(pose, &energy, NULL, NULL, score) != 1) return 1;\n"
+       "  printf(\"%s\\n\", energy > 0 ? \"apart\" : \"together\");\n  return nxd_delete_energy(score) != 1;\n}\n"}};
+  std::string project;
+  std::string components;
+  fs::create_directory(scratch_.path("c"));
+  for (const auto& [library, program, source] : cases) {
+    const std::string file = std::string(program) + ".c";
+    scratch_.write("c/" + file, *source == '\0' ? read_file(kSource + "/examples/" + file) : source);
+    const RunResult built = shell(NXBRIO_CC " " + kSanitize + " c/" + file + " $(pkg-config --cflags --libs " +
+                                  library + ") -o by_pkg_config_" + program);
+    ASSERT_EQ(built.status, 0) << built.err;
+    project.append("add_executable(")
+        .append(program)
+        .append(" ")
+        .append(file)
+        .append(")\ntarget_link_libraries(")
+        .append(program)
+        .append(" nxbriochem::")
+        .append(library)
+        .append(")\n");
+    components.append(" ").append(library);
+  }
+  RunResult result = configure_c("COMPONENTS" + components, project);
+  ASSERT_EQ(result.status, 0) << result.err;
+  result = shell("'" NXBRIO_CMAKE "' --build c/build");
+  ASSERT_EQ(result.status, 0) << result.out << result.err;
+  for (const auto& one : cases) {
+    const RunResult by_cmake = shell(std::string("c/build/") + one.program);
+    const RunResult by_pkg_config =
+        shell("LD_LIBRARY_PATH='" + library_dir().string() + "' ./by_pkg_config_" + one.program);
+    EXPECT_EQ(by_cmake.status, 0) << by_cmake.out << by_cmake.err;
+    EXPECT_EQ(by_pkg_config.status, 0) << by_pkg_config.err;
+    EXPECT_EQ(by_cmake.out, by_pkg_config.out);
+    EXPECT_NE(by_cmake.out.find(one.program == std::string("score") ? "apart" : "charges formal"), std::string::npos)
+        << by_cmake.out;
+  }
+}
+
 // The static library brings along what C does not.
 TEST_F(Install, CProjectTakesTheStaticLibrary) {
   fs::create_directory(scratch_.path("c"));
