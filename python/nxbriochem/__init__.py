@@ -21,3 +21,11 @@ __all__ = [
     "coulomb", "eigh", "evaluate", "from_gemmi", "from_mdanalysis", "from_rdkit", "iter_records", "memory_report", "minimize",
     "moments", "orient", "read", "read_all", "read_bytes", "refine", "rmsd", "scipy_method", "superpose", "write", "write_bytes",
 ]
+
+
+def __getattr__(name):
+    # Dask takes half a second to import, which is for those who screen.
+    if name == "screen":
+        from .screening import screen
+        return screen
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")

@@ -170,7 +170,7 @@ def iter_records(source, format=None, *, molecules=True, text=False, name="memor
                     else:
                         molecule = Molecule._of(found)
                 else:
-                    reader.skip()
+                    error = reader.skip()
             except StopIteration:
                 return
             yield Record(reader.number, reader.line, reader.text if text or not molecules else b"", reader.format,

@@ -242,4 +242,5 @@ PYBIND11_MODULE(_core, module) {
   bind_geometry(module);
   bind_optimize(module);
   bind_memory(module);
+  bind_screening(module);
 }

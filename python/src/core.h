@@ -138,6 +138,7 @@ void bind_energy(py::module_& module);
 void bind_geometry(py::module_& module);
 void bind_optimize(py::module_& module);
 void bind_memory(py::module_& module);
+void bind_screening(py::module_& module);
 
 }  // namespace nxpy
 

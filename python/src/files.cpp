@@ -91,12 +91,15 @@ class Reader {
     }
     return mol != 0 ? py::cast(Molecule(mol)) : py::object(as_str(nxf_last_error()));
   }
-  void skip() {
+  // Passes over a record; what is wrong with the file where it ends for that, else None.
+  py::object skip() {
     const Session session;
+    const int errors = nx_number_of_errors();
     if (unattended([&] { return nxf_skip_record(handle()); }) != 1) {
       close();
       throw py::stop_iteration();
     }
+    return nx_number_of_errors() > errors ? py::object(as_str(nxf_last_error())) : py::none();
   }
   py::bytes text() const {
     const Session session;

@@ -1,0 +1,105 @@
+"""Ligands and targets as texts, record by record, with their places."""
+
+from __future__ import annotations
+
+import hashlib
+import os
+import pickle
+from collections.abc import Iterable, Iterator
+from typing import NamedTuple
+
+from .. import _core
+from ..io import iter_records
+from ..molecule import Molecule, core_of
+
+# The format word of a molecule that was given as an object: its text is the pickled object.
+PICKLED = "molecule"
+
+
+class Record(NamedTuple):
+    """One molecule as text."""
+
+    source: str
+    number: int
+    line: int
+    format: str
+    text: bytes
+    # What is wrong with it, when that shows already in reading.
+    error: str = ""
+
+    def digest(self) -> bytes:
+        """The record's content, in 16 bytes."""
+        content = hashlib.blake2b(self.text, digest_size=16)
+        content.update(self.format.encode())
+        if self.error:
+            content.update(f"{self.source} {self.number} {self.error}".encode())
+        return content.digest()
+
+
+def file_records(path: str | os.PathLike) -> Iterator[Record]:
+    """The records of one structure file, one at a time; `NxError` when it cannot be read at all."""
+    source = os.fspath(path)
+    for record in iter_records(source, molecules=False):
+        error = record.error or ""
+        if record.format == "mmcif" and record.number > 1:
+            error = f"{source}: model {record.number} of an mmCIF file has no text of its own; convert the file to PDB"
+        yield Record(source, record.number, record.line, record.format, record.text, error)
+
+
+def records_of(molecules) -> Iterator[Record]:
+    """The records of structure files and molecules, in order.
+
+    Parameters
+    ----------
+    molecules : path, Molecule, or iterable of them
+    """
+    for number, item in enumerate(each(molecules), 1):
+        if isinstance(item, Molecule):
+            yield Record(item.name or "molecule", number, 0, PICKLED, pickle.dumps(item, protocol=4))
+            continue
+        try:
+            yield from file_records(item)
+        except _core.NxError as error:
+            # The first is most likely a mistake of the command; behind it a bad file is as a bad record.
+            if number == 1:
+                raise
+            yield Record(os.fspath(item), 0, 0, "", b"", str(error))
+
+
+def each(molecules) -> Iterable:
+    """Paths and molecules, one by one."""
+    return [molecules] if isinstance(molecules, (str, os.PathLike, Molecule)) else molecules
+
+
+def core_molecule(source: str, format: str, text: bytes, selection: str):
+    """The molecule of a record's text, as the extension knows it, or the atoms of it that are selected."""
+    if format == PICKLED:
+        molecule = core_of(pickle.loads(text), "text")
+    else:
+        molecule = _core.read_bytes(text, source, format)
+    if not selection:
+        return molecule
+    mask = _core.select(molecule, selection)
+    if not mask.any():
+        raise _core.NxError(f"{source}: the selection '{selection}' means no atom")
+    return molecule._part(mask)
+
+
+def count_records(paths: Iterable[str], stopped) -> int | None:
+    """How many records the files have; None when ``stopped()`` says so before they are counted."""
+    total = 0
+    for path in paths:
+        try:
+            reader = _core.Reader(os.fsencode(path), None)
+        except _core.NxError:
+            continue
+        try:
+            while not stopped():
+                reader.skip()
+                total += 1
+            return None
+        except StopIteration:
+            pass
+        finally:
+            reader.close()
+    return total
