@@ -58,6 +58,7 @@ bench:
 	cmake --preset bench
 	cmake --build --preset bench
 	scripts/bench build/bench/bin
+	PYTHONPATH=build/bench/python /usr/bin/python3 bench/python_bench.py bench/PYTHON.md
 
 # The reference and the guide, in build/docs/html.
 docs:

@@ -1,6 +1,10 @@
 // Coulombic energies of two molecules, and the energy of a rigid ligand at a target with its refinement.
 #include <nxbriodock/nxbriodock.h>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -17,6 +21,48 @@ using Place = std::array<float, 3>;
 
 const Place* places_of(const Molecule& molecule) {
   return reinterpret_cast<const Place*>(molecule.model().CoordData());
+}
+
+// Calls visit(i) for every place in a box.
+template <class Visit>
+void visit_box(const Place* places, int n, const Place& low, const Place& high, Visit visit) {
+  int i = 0;
+#ifdef __SSE2__
+  // Four places at a time: 12 floats against the bounds of their axes, a bit for each.
+  __m128 lows[3];
+  __m128 highs[3];
+  for (std::size_t v = 0; v < 3; ++v) {
+    const auto of = [v](const Place& bound) {
+      return _mm_setr_ps(bound[4 * v % 3], bound[(4 * v + 1) % 3], bound[(4 * v + 2) % 3], bound[4 * v % 3]);
+    };
+    lows[v] = of(low);
+    highs[v] = of(high);
+  }
+  for (; i + 4 <= n; i += 4) {
+    const float* const at = places[i].data();
+    unsigned inside = 0;
+    for (std::size_t v = 0; v < 3; ++v) {
+      const __m128 values = _mm_loadu_ps(at + 4 * v);
+      const __m128 is_inside = _mm_and_ps(_mm_cmpge_ps(values, lows[v]), _mm_cmple_ps(values, highs[v]));
+      inside |= static_cast<unsigned>(_mm_movemask_ps(is_inside)) << (4 * v);
+    }
+    inside &= inside >> 1 & inside >> 2;
+    for (int k = 0; (inside & 0x249U) != 0 && k < 4; ++k) {
+      if ((inside >> (3 * k) & 1U) != 0) {
+        visit(i + k);
+      }
+    }
+  }
+#endif
+  for (; i < n; ++i) {
+    bool inside = true;
+    for (std::size_t k = 0; k < 3; ++k) {
+      inside = inside && places[i][k] >= low[k] && places[i][k] <= high[k];
+    }
+    if (inside) {
+      visit(i);
+    }
+  }
 }
 
 // Pairs of charged atoms at the very same place, which the library leaves out of its sum.
@@ -39,11 +85,9 @@ long coincident_pairs(const Molecule& one, const Molecule& other) {
   const Place* const many = places_of(large);
   std::multiset<Place> charged;
   long pairs = 0;
-  for (int i = 0, n = large.size(); i < n; ++i) {
-    const Place& at = many[i];
-    if (at[0] < low[0] || at[0] > high[0] || at[1] < low[1] || at[1] > high[1] || at[2] < low[2] || at[2] > high[2] ||
-        large.model().GetAtom(i)->GetPartialCharge() == 0.0F) {
-      continue;
+  visit_box(many, large.size(), low, high, [&](int i) {
+    if (large.model().GetAtom(i)->GetPartialCharge() == 0.0F) {
+      return;
     }
     if (charged.empty()) {
       for (int j = 0; j < small.size(); ++j) {
@@ -52,8 +96,8 @@ long coincident_pairs(const Molecule& one, const Molecule& other) {
         }
       }
     }
-    pairs += static_cast<long>(charged.count(at));
-  }
+    pairs += static_cast<long>(charged.count(many[i]));
+  });
   return pairs;
 }
 
