@@ -122,6 +122,12 @@ Queue warning_queue{
     "LAST WARNING MESSAGE (#%d): %s\n",
 };
 
+void save_blocks() {
+  memory::take_off_record(error_queue.text);
+  memory::take_off_record(warning_queue.text);
+  memory::take_off_record(error_file);
+}
+
 // Makes room once per message, which suffices: a message is at most 200 bytes and the first buffer 1000.
 void make_room(Queue& queue, int32_t length) {
   if (queue.text != nullptr && queue.position + length <= queue.capacity) {
@@ -130,7 +136,7 @@ void make_room(Queue& queue, int32_t length) {
   const int32_t capacity = queue.capacity == 0 ? kFirstCapacity : queue.capacity * 2;
   queue.text = static_cast<char*>(memory::grow_own(queue.text, capacity + kSpareBytes));
   queue.capacity = capacity;
-  memory::keep_text(&queue.text);
+  memory::before_all_freed(save_blocks);
 }
 
 void write_to_log(const Queue& queue, const char* text) {
@@ -384,7 +390,7 @@ int nx_write_errors_to_file(const char* path) {
   error_file = name;
   std::memcpy(error_file, path, static_cast<std::size_t>(size));
   error_write += 1;
-  memory::keep_text(&error_file);
+  memory::before_all_freed(save_blocks);
   return 1;
 }
 

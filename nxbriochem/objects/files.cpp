@@ -37,18 +37,19 @@ constinit auto& open_streams = *open_streams_storage;
 
 int64_t bytes_for(uint32_t entries) { return static_cast<int64_t>(entries) * static_cast<int64_t>(sizeof(Entry)); }
 
-void forget_files() {
-  filelist = {0, 0, 0, nullptr};
-  file_list_init = 0;
-  open_names.clear();
-  open_streams.clear();
+// The list outlives a release of all tracked memory: its files stay open, and nxi_fclose_all has to find them.
+void save_list() {
+  for (uint32_t i = 0; i < filelist.count; ++i) {
+    memory::take_off_record(filelist.entries[i].name);
+  }
+  memory::take_off_record(filelist.entries);
 }
 
 void set_up() {
   if (file_list_init == 0) {
     filelist = {0, 0, kIncrement, static_cast<Entry*>(nx_malloc(bytes_for(kIncrement)))};
     file_list_init = 1;
-    memory::when_all_freed(forget_files);
+    memory::before_all_freed(save_list);
   }
 }
 
@@ -145,7 +146,7 @@ int nxi_fclose(FILE* stream) {
   Entry& entry = filelist.entries[found];
   char* tracked = entry.name;
   entry.name = kept_copy(tracked);
-  nx_free(tracked);
+  memory::free_own(tracked);
   return 1;
 }
 

@@ -63,10 +63,10 @@ struct Exhaustion {
 };
 Exhaustion exhaustion{};
 
-// The library's modules that keep state in tracked blocks, and the texts that outlive a release of all memory; see
-// memory_owners_internal.h. There is room for each of them.
+// Functions of the library's modules that keep state in tracked blocks, for a release of all memory: called before it
+// and after it; see memory_owners_internal.h. There is room for each of them.
+void (*savers[4])() = {};
 void (*forgetters[16])() = {};
-char* const* kept_texts[4] = {};
 
 // Enters an item in the first empty place, unless it is there.
 template <class Item, std::size_t kSize>
@@ -77,9 +77,13 @@ void enter_once(Item (&list)[kSize], Item item) {
   *place = item;
 }
 
-bool is_kept(const void* block) {
-  return std::any_of(std::begin(kept_texts), std::end(kept_texts),
-                     [block](char* const* text) { return text != nullptr && *text == block; });
+template <std::size_t kSize>
+void call_all(void (*const (&functions)[kSize])()) {
+  for (void (*function)() : functions) {
+    if (function != nullptr) {
+      function();
+    }
+  }
 }
 
 template <class T>
@@ -308,7 +312,19 @@ void* grow_own(void* block, int64_t size) {
 
 void when_all_freed(void (*forget)()) { enter_once(forgetters, forget); }
 
-void keep_text(char* const* text) { enter_once(kept_texts, text); }
+void before_all_freed(void (*save)()) { enter_once(savers, save); }
+
+void take_off_record(void* block) {
+  const int32_t slot = block == nullptr ? -1 : find_slot(block);
+  if (slot >= 0) {
+    clear_slot(slot);
+  }
+}
+
+void free_own(void* block) {
+  take_off_record(block);
+  std::free(block);
+}
 
 void free_if_untracked(void* block) {
   if (block != nullptr && find_slot(block) < 0) {
@@ -412,20 +428,15 @@ int nx_print_pointers_and_memory(void) {
 }
 
 void nx_free_all_memory(void) {
+  call_all(savers);
   for (int32_t slot = 0; slot < pnt_num; ++slot) {
     void* block = pnt_list[slot];
     if (block != nullptr) {
       clear_slot(find_slot(block));
-      if (!is_kept(block)) {
-        std::free(block);
-      }
+      std::free(block);
     }
   }
-  for (void (*forget)() : forgetters) {
-    if (forget != nullptr) {
-      forget();
-    }
-  }
+  call_all(forgetters);
 }
 
 void clear_memory_system(void) {

@@ -41,9 +41,8 @@ NX_API int nx_total_number_of_active_pointers(void);
 NX_API int nx_print_pointers_and_memory(void);
 
 // Frees every block on record, the library's own included: pseudo-random sequences, formula variables, optimisers and
-// function lists, the list of open files (the files stay open). Registry objects stay. Queued messages and the log file
-// stay too, but their blocks are off record. Handles of deleted objects are not given out again. Totals are 0
-// afterwards.
+// function lists. Registry objects stay. Queued messages, the log file and the list of files stay too, but their blocks
+// are off record. Handles of deleted objects are not given out again. Totals are 0 afterwards.
 NX_API void nx_free_all_memory(void);
 
 // As nx_free_all_memory, and frees the records themselves: the allocator is as new.

@@ -11,15 +11,19 @@ namespace memory {
 // starts over at its next use. Registering a function twice changes nothing.
 void when_all_freed(void (*forget)());
 
-// Keeps the text that `*text` points to when all tracked memory is freed: the block leaves the books, but lives on.
-// Registering a variable twice changes nothing.
-void keep_text(char* const* text);
-// Frees a kept text that was taken off the books; one that is on them stays.
-void free_if_untracked(void* block);
+// Registers a function that is called before nx_free_all_memory frees all blocks. With take_off_record it saves the
+// module's blocks that are to live on. Registering a function twice changes nothing.
+void before_all_freed(void (*save)());
+// Removes a block from the records and does not free it. Nothing for null and for a block that is not on record.
+void take_off_record(void* block);
 
-// As nx_realloc, for a module's own block: a block that dropped from the books is grown without a warning and goes back
-// on them. The message queues need this: a warning of an unknown block needs room in them.
+// As nx_realloc, for a module's own block: a block that is off record is grown without a warning and goes back on
+// record. The message queues need this: a warning of an unknown block needs room in them.
 __attribute__((returns_nonnull)) void* grow_own(void* block, int64_t size);
+// As nx_free, for a module's own block, which may be off record.
+void free_own(void* block);
+// Frees a module's own block if it is off record; one that is on record stays.
+void free_if_untracked(void* block);
 
 // Queues and prints a text, prints the memory report with this last line (null: no report), and ends the process with
 // the status. When the report itself runs out of memory, the first call's text and status decide.
