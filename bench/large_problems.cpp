@@ -60,7 +60,7 @@ double chain_gradient(double* x, double* gradient, int n, int) {
 template <double (*gradient)(double*, double*, int, int)>
 Problem problem_of(const char* name, int n) {
   Problem problem;
-  problem.name = std::string(name) + " " + std::to_string(n);
+  problem.name.append(name).append(" ").append(std::to_string(n));
   problem.gradient = gradient;
   problem.value = value_by<gradient>;
   return problem;
