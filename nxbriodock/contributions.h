@@ -15,7 +15,7 @@ enum { NXD_TARGET = 0, NXD_LIGAND = 1 };
 
 // Writes both terms of each atom of a side, kcal/mol, each times its weight; either may be null.
 NX_API int nxd_get_atom_energies(const double* pose, int side, double* coulomb, double* twelve_six, int energy);
-// Writes both terms of each residue of a side likewise.
+// As nxd_get_atom_energies, for each residue.
 NX_API int nxd_get_residue_energies(const double* pose, int side, double* coulomb, double* twelve_six, int energy);
 // The residues of a side; 0 when it is not set.
 NX_API int nxd_get_residue_number(int side, int energy);

@@ -119,7 +119,7 @@ int change_target(Energy& energy, Change change) {
   return 1;
 }
 
-// Replaces the terms, once they are known to be good.
+// Replaces the terms after checking them.
 int set_dielectric(Coulomb coulomb, double dielectric, double kappa, int handle) {
   const auto energy = energy_of(handle);
   require_positive(dielectric, "the dielectric");

@@ -35,7 +35,7 @@ NX_API int nxd_delete_energy(int energy);
 
 // ---- Target and ligand ----
 //
-// Coordinates, charges and elements are copied: what becomes of the molecule or the arrays later does not matter.
+// Coordinates, charges and elements are copied, so that later changes of the molecule or the arrays have no effect.
 // Either side may be set again at any time, the other one and all settings staying; the target's data are prepared
 // once, for any number of ligands. Coordinates of a molecule are those of its active conformer as they stand; a
 // transform that it has set is not looked at. Its atoms are counted from 0 in the order of their indices, without the
@@ -44,13 +44,13 @@ NX_API int nxd_delete_energy(int energy);
 
 // Sets the target from a molecule.
 NX_API int nxd_set_target(int mol, int energy);
-// Sets the ligand from a molecule, and the base pose to that in which it stands.
+// Sets the ligand from a molecule; its place becomes the base pose.
 NX_API int nxd_set_ligand(int mol, int energy);
 // Sets the target from n atoms: 3n coordinates, n charges and n atomic numbers. Null charges are none; with null
 // elements the atoms take no part in the 12-6 term until nxd_set_target_parameters is called. All are one residue.
 NX_API int nxd_set_target_arrays(const double* coordinates, const double* charges, const int* elements, int n,
                                  int energy);
-// Sets the ligand likewise, and the base pose to that in which it stands.
+// As nxd_set_target_arrays, for the ligand; its place becomes the base pose.
 NX_API int nxd_set_ligand_arrays(const double* coordinates, const double* charges, const int* elements, int n,
                                  int energy);
 // Replaces the 12-6 parameters of the target's atoms by n distances x_i (angstrom) and n well depths D_i (kcal/mol),
@@ -84,7 +84,7 @@ NX_API int nxd_set_weights(double coulomb, double twelve_six, int energy);
 // The rule of the 12-6 distances: 0, at first, the geometric mean, which is UFF's; 1 the arithmetic one (Lorentz).
 NX_API int nxd_set_distance_rule(int arithmetic, int energy);
 // Where the walls are: Coulomb's in angstrom, the 12-6 term's as a fraction of x, from above 0 to 1; 0.1 both at first.
-// A high wall makes for a soft term, which lets atoms pass out of one another.
+// A higher wall makes a softer term, in which overlapping atoms can move apart.
 NX_API int nxd_set_walls(double coulomb, double twelve_six, int energy);
 // A restraint for minimisers that do not limit their steps: where |x| > length, the callbacks below add
 // strength (|x|^2 - length^2)^2, kcal/mol, which keeps the ligand near the base pose. A strength of 0, the default,
@@ -108,8 +108,8 @@ NX_API double nxd_add_energy_gradient(double* x, double* gradient, int n, int en
 // Writes both terms at a pose (pose.h), each times its weight, and the 6 derivatives there; each may be null.
 NX_API int nxd_get_energy_at_pose(const double* pose, double* coulomb, double* twelve_six, double* gradient,
                                   int energy);
-// Writes which atoms stand closest at a pose, by index, how far from one another, and what fraction of x that is, by
-// which they are chosen; each may be null. Atoms without extent, whose x is 0, count by their distance.
+// Writes the closest contact at a pose, which is the least distance as a fraction of x: the indices of its two atoms,
+// their distance and the fraction; each may be null. Atoms without extent, whose x is 0, count by their distance.
 NX_API int nxd_get_closest_contact(const double* pose, int* target_atom, int* ligand_atom, double* distance,
                                    double* fraction, int energy);
 

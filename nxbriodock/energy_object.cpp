@@ -77,7 +77,7 @@ Packed::Packed(const Atoms& atoms, bool arithmetic) {
   const std::size_t n = (atoms.size() + kLanes - 1) / kLanes * kLanes;
   count_ = static_cast<int>(n);
   values_.assign(6 * n, 0.0);
-  // What fills it up stands far off and takes no part.
+  // The filling atoms are far away and contribute nothing.
   std::fill_n(values_.begin(), 3 * n, 1e6);
   for (std::size_t j = 0; j < atoms.size(); ++j) {
     for (std::size_t k = 0; k < 3; ++k) {
@@ -210,7 +210,7 @@ Value Energy::evaluate(const Terms& which, const Placement& placement, Derivativ
       by_move += own;
       mixed -= turned;
       by_turn -= w * turned;
-      // What bends the path of an atom that turns.
+      // The curvature of the path of an atom that turns.
       by_turn += 0.5 * (g * a.transpose() + a * g.transpose());
       by_turn.diagonal().array() -= g.dot(a);
     }

@@ -87,7 +87,7 @@ inline Real decay(Real y) {
   const Real shifted = x * kLog2E + kShift;
   const Real k = shifted - kShift;
   const Real rest = (x - k * kLn2High) - k * kLn2Low;
-  // Two halves side by side: a single chain would wait for itself.
+  // Two halves side by side, so that one need not wait for the other's result.
   const Real square = rest * rest;
   Real even = spread(1.0 / 479001600);
   even = even * square + 1.0 / 3628800;

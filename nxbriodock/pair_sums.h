@@ -44,7 +44,7 @@ struct TargetArrays {
   int count;
 };
 
-// An atom of the ligand, likewise. No pair with an s of `near` or more touches a wall.
+// An atom of the ligand, in the same form. No pair with an s of `near` or more touches a wall.
 struct LigandAtom {
   double x, y, z;
   double charge;
@@ -53,8 +53,8 @@ struct LigandAtom {
   double near;
 };
 
-// What an atom of the ligand has with the whole target: both terms, the derivative by its place, and the second
-// derivatives xx xy xz yy yz zz.
+// The energy of an atom of the ligand with the whole target: both terms, the derivatives by its coordinates, and the
+// second derivatives xx xy xz yy yz zz.
 struct AtomSums {
   double coulomb, twelve_six;
   double gradient[3];

@@ -54,7 +54,7 @@ void in_parallel(int parts, int threads, const std::function<void(int)>& part) {
       others.emplace_back([&work] { work.take_part(); });
     }
   } catch (const std::system_error&) {
-    // Those that are there do it all.
+    // The threads that could be started do all the work.
   } catch (const std::bad_alloc&) {
   }
   work.take_part();

@@ -1,4 +1,4 @@
-// Poses, and how far they are from one another.
+// Poses and distances between them.
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriodock/pose.h>
 

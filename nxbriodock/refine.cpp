@@ -51,7 +51,7 @@ class Poses {
           workers.emplace_back([this] { work(false); });
         }
       } catch (const std::system_error&) {
-        // Those that are there do it all.
+        // The threads that could be started do all the work.
       }
     }
     if (workers.empty()) {

@@ -1,11 +1,12 @@
-// Refinement: a rigid ligand goes downhill from a pose to a minimum of its energy.
+// Refinement: minimises the energy of a rigid ligand from a pose.
 //
 // Newton's method in the six variables, with exact second derivatives and steps within a trust region (More and
 // Sorensen, SIAM J. Sci. Stat. Comput. 4 (1983) 553; Nocedal and Wright, Numerical Optimization, 2nd ed., chapter 4):
-// where the energy curves down, as midway between two wells, a step goes to the lower side. No step is longer than the
-// largest step, which is that of the nearest well; from farther than 5 angstrom off, half of the way to the target. So
-// no ligand leaps out of its valley, and one that goes away says so. A ligand that starts inside the target is pushed
-// out first, by a soft 12-6 term alone; a run that finds nothing lower than its start keeps the start.
+// where the curvature is negative, as midway between two minima, a step goes to the lower side. No step is longer than
+// the largest step (nxd_set_refine_step); at more than 5 angstrom from the target, half of the distance to it. So a
+// ligand does not jump out of its minimum's basin, and a run that leads away from the target is reported as such. A
+// ligand that starts inside the target is pushed out first, by a soft 12-6 term alone. A run that finds no lower energy
+// keeps its start.
 //
 // The terms, the threads and all else are those of the energy object (energy.h).
 #ifndef NXBRIODOCK_REFINE_H
@@ -21,23 +22,23 @@ enum {
   NXD_NOT_STARTED = 0,
   // At a minimum: the gradient is below the tolerance, and the energy curves down in no direction.
   NXD_CONVERGED = 1,
-  // At a minimum, but atoms are pressed together, and nothing that draws makes up for it.
+  // At a minimum, but atoms overlap and no attraction compensates for it.
   NXD_JAMMED = 2,
   // At a place that is a minimum only because the energy is flat there: the nearest atoms are over 8 angstrom apart.
   NXD_FLAT = 3,
-  // It goes away without end: the nearest atoms are over 1000 angstrom apart, and farther than at the start.
+  // The ligand moves away without limit: the nearest atoms are over 1000 angstrom apart, and farther than at the start.
   NXD_LET_GO = 4,
   // No lower energy is to be found, though the gradient is not below the tolerance: rounding is all that is left.
   NXD_NO_PROGRESS = 5,
-  // The most iterations were made.
+  // The largest number of iterations was reached.
   NXD_OUT_OF_ITERATIONS = 6,
-  // A callback or the flag asked for an end.
+  // Stopped by a callback or by the flag.
   NXD_INTERRUPTED = 7,
   // The energy at the start, or its derivatives, are too large to be told; the pose is that of the start.
   NXD_NOT_FINITE = 8
 };
 
-// What a run gives, at the pose that it gives.
+// The result of a run, at its final pose.
 typedef struct nxd_refinement {
   // Both terms, each times its weight, and the length of the gradient in the six variables, kcal/mol/angstrom.
   double coulomb;
@@ -91,7 +92,7 @@ typedef int (*nxd_iteration_callback)(int iteration, const double* pose, double 
 typedef int (*nxd_poses_callback)(int done, int n, void* data);
 // Sets the first callback; null for none. `data` is handed on.
 NX_API int nxd_set_iteration_callback(nxd_iteration_callback callback, void* data, int energy);
-// Sets the second likewise.
+// As nxd_set_iteration_callback, for the callback of nxd_refine_poses.
 NX_API int nxd_set_poses_callback(nxd_poses_callback callback, void* data, int energy);
 // Sets a flag of the caller's that ends a run, in nxd_refine_pose and nxd_refine_poses, from when on it is not 0; a
 // signal handler may set it. Null for none. It must stay valid.

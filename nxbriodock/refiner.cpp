@@ -1,5 +1,5 @@
-// Newton's method within a trust region, taken up from each pose anew: the six variables of a step are about the pose
-// that it starts from, so that derivatives hold as they are, and whole turns are nothing special.
+// Newton's method within a trust region. The six variables of a step are relative to the pose that it starts from, so
+// that the derivatives need no correction and rotations by whole turns are no special case.
 #include "refiner.h"
 
 #include <algorithm>
@@ -35,7 +35,7 @@ constexpr double kLeastCurvatureOfLargest = 1e-6;
 // A run from where the gradient is below the tolerance but the energy curves down goes on until the gradient is this
 // part of what it becomes.
 constexpr double kTolerancePart = 1e-2;
-// What rounding may be of the terms' sizes.
+// The rounding error of the energy, relative to the sizes of its terms.
 constexpr double kRounding = 1e-14;
 // Angstrom: shorter steps change nothing.
 constexpr double kShortest = 1e-10;
@@ -98,7 +98,7 @@ class Descent {
       const double rounding = kRounding * (std::abs(value.coulomb) + std::abs(value.twelve_six));
       const double fall = value.total() - there.total();
       const bool good = is_finite(there);
-      // Where the energy cannot tell any more, the gradient does.
+      // Where differences of the energy are rounding, the gradient decides.
       const bool blind = gain <= rounding;
       const bool accepted = good && (blind ? there.gradient.norm() < value.gradient.norm() : fall > 1e-4 * gain);
       if (accepted) {

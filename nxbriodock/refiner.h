@@ -1,4 +1,4 @@
-// One ligand's way down. Private to the library.
+// The refinement of one ligand. Private to the library.
 #ifndef NXBRIODOCK_REFINER_H
 #define NXBRIODOCK_REFINER_H
 

@@ -48,7 +48,7 @@ Vector6 QuadraticModel::lowest_within(double radius, double& gain) const {
     }
     steps = steps_at(high);
   } else if (curvatures_[0] < 0.0) {
-    // No slope along the axis that curves down most: either way is as good.
+    // No slope along the axis of most negative curvature: both directions are equal.
     steps[0] += std::sqrt(std::max(0.0, radius * radius - steps.squaredNorm()));
   }
   gain = -(slopes_.dot(steps) + 0.5 * steps.dot(curvatures_.cwiseProduct(steps)));

@@ -1,4 +1,4 @@
-// What a molecule knows of its atoms, as flat arrays by atom index. C++17; for the toolkit and the library's modules.
+// The properties of a molecule's atoms, as flat arrays by atom index. C++17; for the toolkit and the library's modules.
 //
 // One block holds a column for each property, so that the values of all atoms lie one behind the other. Places of
 // deleted atoms hold zero. Texts are kept once: names in a pool, each different one once, and residue records in a pool
@@ -82,7 +82,7 @@ class NxResiduePool {
   unsigned Spare();
   // Takes the number that Spare gave for one atom.
   void Take();
-  // An atom has the record no more; the last one frees it.
+  // An atom gives the record up; the last one frees it.
   void Release(unsigned id);
   // Whether the records are equal to the last bit.
   static bool AreSame(const NxResidue& a, const NxResidue& b);
@@ -119,7 +119,7 @@ class NxAtomStore {
   void Extend(unsigned n, unsigned atomic_num);
   // Zeroes the place of a deleted atom.
   void Erase(unsigned idx);
-  // Gives back room, where more than half of it is idle.
+  // Frees unused room where more than half is unused.
   void Sweep();
   // No places.
   void Clear();

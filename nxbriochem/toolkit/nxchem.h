@@ -40,10 +40,10 @@ class NxMCMolBase;
 // Valid until the atom's bonds change.
 class NX_API NxAtomBonds {
  public:
-  // Goes through the bonds; its value is a bond, never null.
+  // Iterates over the bonds; its value points to a bond and is never null.
   class Iterator {
    public:
-    // What the standard asks for.
+    // The types that standard algorithms need.
     using iterator_category = std::forward_iterator_tag;
     using value_type = NxBondBase*;
     using difference_type = std::ptrdiff_t;
@@ -52,11 +52,11 @@ class NX_API NxAtomBonds {
 
     // Behind the last bond.
     Iterator() = default;
-    // The bond that it stands at.
+    // The current bond.
     NxBondBase* operator*() const;
-    // Moves on.
+    // Moves to the next bond.
     Iterator& operator++();
-    // Moves on and gives where it stood.
+    // Moves to the next bond and returns the former position.
     Iterator operator++(int) {
       Iterator before = *this;
       ++*this;
@@ -75,7 +75,7 @@ class NX_API NxAtomBonds {
     unsigned link_ = 0;
     unsigned last_ = 0;
   };
-  // Under its standard name.
+  // The iterator under its standard name.
   using const_iterator = Iterator;
   // What it holds.
   using value_type = NxBondBase*;
@@ -86,13 +86,13 @@ class NX_API NxAtomBonds {
   Iterator end() const { return {}; }
   // Whether there are none.
   bool empty() const { return last_ == 0; }
-  // How many there are; they are counted.
+  // The number of bonds, counted at each call.
   std::size_t size() const { return static_cast<std::size_t>(std::distance(begin(), end())); }
-  // The first one, which must be there.
+  // The first bond; the list must not be empty.
   NxBondBase* front() const { return *begin(); }
-  // The last one, which must be there.
+  // The last bond; the list must not be empty.
   NxBondBase* back() const { return *Iterator(mol_, last_, last_); }
-  // The one at a place below the size, to which it is counted.
+  // Bond number i, below size(), counted from the first at each call.
   NxBondBase* operator[](std::size_t at) const { return *std::next(begin(), static_cast<std::ptrdiff_t>(at)); }
   // A copy of the list.
   operator std::vector<NxBondBase*>() const { return {begin(), end()}; }
@@ -268,10 +268,10 @@ inline NxChunk<NxBondBase>::NxChunk() {
 template <class T>
 class NxIter {
  public:
-  // What is walked. The molecule owns it; an iterator is good as long as the molecule.
+  // The items belong to the molecule; an iterator is valid as long as the molecule.
   using Table = NxTable<T>;
 
-  // Stands at the first item that is there, or at the end.
+  // Starts at the first item, or at the end when there is none.
   explicit NxIter(const Table& table) : NxIter(table, table.Next(0)) {}
 
   // False at the end.
@@ -284,7 +284,7 @@ class NxIter {
   }
   // A member of the item.
   T* operator->() const { return &**this; }
-  // Moves on to the next item that is there, or to the end.
+  // Moves to the next item, or to the end.
   NxIter& operator++() {
     Require(at_ < table_->Bound());
     at_ = table_->Next(at_ + 1);
@@ -325,7 +325,7 @@ class NX_API NxMolBase : public NxSystem::NxBase {
   // are left out. Title and generic data are copied whole.
   NxMolBase(const NxMolBase& other, const int* mask);
   NxMolBase& operator=(const NxMolBase& other) = delete;
-  // Destroys its atoms, bonds and data. Handles are not looked after: release them first (memmgr.h).
+  // Destroys its atoms, bonds and data. Its handles are not released; release them first (memmgr.h).
   ~NxMolBase() override;
 
   // The title, as files show it; empty when not set. The string is the molecule's.
@@ -365,7 +365,7 @@ class NX_API NxMolBase : public NxSystem::NxBase {
 
   // All coordinates in index order: 3 * GetMaxAtomIdx() floats, angstrom, of the active conformer where there are
   // conformers; a multi-conformer molecule that has none reads as zero and keeps nothing. The places of deleted atoms
-  // are neither written nor read. A null array is passed over.
+  // are neither written nor read. A null array is ignored.
   void GetCoords(float* xyz) const;
   void SetCoords(const float* xyz);
   // One atom's coordinates, 3 floats. An atom of another molecule is refused with a warning and reads as zero.
@@ -554,9 +554,9 @@ class NX_API NxMCMolBase : public NxMolBase {
   // The conformer of this index, which the molecule owns; null when there is none.
   NxConfBase* GetConf(int idx) const;
 
-  // Saves the active conformer on a stack and makes another active, for code that works on one for a while. False, with
-  // nothing changed, for null and when the conformer is not one of this molecule's. SetActive leaves the stack alone;
-  // a conformer that is deleted is taken off it.
+  // Saves the active conformer on a stack and makes another one active, for code that needs another one temporarily.
+  // False, with nothing changed, for null and for a conformer of another molecule. SetActive does not change the stack;
+  // a deleted conformer is removed from it.
   bool PushActive(NxConfBase* conf);
   // Makes the conformer that was saved last active again. False, with nothing changed, when none is saved.
   bool PopActive();
