@@ -84,6 +84,7 @@ def parser() -> argparse.ArgumentParser:
         help="the N best poses as an SD file, with their energies as data fields",
     )
     what.add_argument("--csv", metavar="FILE", help="all rows, the best first")
+    what.add_argument("--report", metavar="FILE", help="one HTML file: table, distribution, contributions, poses in 3D")
     parser.add_argument("--quiet", "-q", action="store_true", help="no progress line and no table")
     parser.add_argument("--version", action="version", version=f"nxbrio-screen {VERSION}")
     return parser
@@ -108,7 +109,8 @@ class _Top(argparse.Action):
 def check_outputs(options: argparse.Namespace) -> None:
     """Refuses outputs that are inputs or one another, or cannot be written, before any work is done."""
     taken = {os.path.realpath(path): path for path in (options.target, *options.more_targets, *options.ligands)}
-    outputs = [("--out", options.out), ("--csv", options.csv), ("--top", options.top and options.top[1])]
+    outputs = [("--out", options.out), ("--csv", options.csv), ("--top", options.top and options.top[1]),
+               ("--report", options.report)]
     for option, path in outputs:
         if path is None:
             continue
@@ -193,6 +195,8 @@ def run(options: argparse.Namespace, command: str) -> int:
         results.to_csv(options.csv)
     if options.top:
         results.write_poses(*options.top)
+    if options.report:
+        results.report(options.report)
     if not options.quiet:
         print(summary(results, options.out), flush=True)
     return DONE

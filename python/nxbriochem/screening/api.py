@@ -54,6 +54,13 @@ class Results:
         with Reader(self.path) as reader:
             return write_poses(reader, self.protocol, n, path)
 
+    def report(self, path: str | os.PathLike) -> None:
+        """Writes one HTML file that needs no network: settings, a table, the energies' distribution, poses in 3D."""
+        from .report import write_report
+
+        with Reader(self.path) as reader:
+            write_report(reader, self.protocol, path)
+
 
 def screen(
     targets,
