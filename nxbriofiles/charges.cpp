@@ -19,13 +19,19 @@ struct SideChainAtom {
   std::string_view name;
   float charge;
 };
-constexpr std::array<SideChainAtom, 7> kSideChains{{{"LYS", "NZ", 1.0F},
-                                                    {"ARG", "NH1", 0.5F},
-                                                    {"ARG", "NH2", 0.5F},
-                                                    {"ASP", "OD1", -0.5F},
-                                                    {"ASP", "OD2", -0.5F},
-                                                    {"GLU", "OE1", -0.5F},
-                                                    {"GLU", "OE2", -0.5F}}};
+constexpr std::array<SideChainAtom, 12> kSideChains{{{"LYS", "NZ", 1.0F},
+                                                     {"ARG", "NH1", 0.5F},
+                                                     {"ARG", "NH2", 0.5F},
+                                                     {"ASP", "OD1", -0.5F},
+                                                     {"ASP", "OD2", -0.5F},
+                                                     {"GLU", "OE1", -0.5F},
+                                                     {"GLU", "OE2", -0.5F},
+                                                     // Names of force fields.
+                                                     {"HIP", "ND1", 0.5F},
+                                                     {"HIP", "NE2", 0.5F},
+                                                     {"HSP", "ND1", 0.5F},
+                                                     {"HSP", "NE2", 0.5F},
+                                                     {"CYM", "SG", -1.0F}}};
 
 // Ions of one atom, by the names that the Chemical Component Dictionary and force fields give their residues, with
 // the dictionary's charges.
@@ -39,6 +45,8 @@ constexpr std::array<Ion, 32> kIons{
      {"SR", 2.0F},   {"BA", 2.0F},   {"MN", 2.0F},  {"FE2", 2.0F}, {"CO", 2.0F}, {"NI", 2.0F}, {"CU", 2.0F},
      {"ZN", 2.0F},   {"CD", 2.0F},   {"HG", 2.0F},  {"AL", 3.0F},  {"FE", 3.0F}, {"F", -1.0F}, {"CL", -1.0F},
      {"CL-", -1.0F}, {"CLA", -1.0F}, {"BR", -1.0F}, {"IOD", -1.0F}}};
+
+constexpr int kPhosphorus = 15;
 
 // The atoms of one residue, which stand together.
 class Residue {
@@ -65,9 +73,11 @@ class Residue {
     return static_cast<int>(
         std::count_if(names.begin(), names.end(), [&](std::string_view name) { return find(name); }));
   }
-  bool has_hydrogens() const {
-    return std::any_of(begin_, end_, [](const Atom& atom) { return atom.element == 1; });
+  int count(int element) const {
+    return static_cast<int>(
+        std::count_if(begin_, end_, [element](const Atom& atom) { return atom.element == element; }));
   }
+  bool has_hydrogens() const { return count(1) > 0; }
 
  private:
   Atom* begin_;
@@ -111,18 +121,31 @@ class Charging {
     if (given || is_water(residue.kind())) {
       return;
     }
-    if (is_amino_acid(residue.kind())) {
+    const bool amino_acid = is_amino_acid(residue.kind());
+    if (residue.find("P") != nullptr && (amino_acid || residue.find("O5'", "O5*") != nullptr)) {
+      phosphates_ += residue.count(kPhosphorus) - charge_phosphate(residue);
+    } else if (amino_acid) {
       charge_side_chain(residue);
-    } else if (residue.find("P") != nullptr && residue.find("O5'", "O5*") != nullptr) {
-      charge_phosphate(residue);
+      // Selenomethionine is as neutral as methionine.
+      modified_ += !info.is_standard() && info.found() && residue.kind() != "MSE" ? 1 : 0;
     } else if (residue.size() == 1 && is_ion_element(residue.begin()->element)) {
       charge_ion(*residue.begin());
     } else if (!info.is_nucleic_acid() && (residue.begin()->het || !info.found())) {
       ++ligands_;
+    } else {
+      phosphates_ += residue.count(kPhosphorus);
     }
   }
 
+  // Hydrogens of an acid, or of both nitrogens of a histidine, are heeded where they are.
   static void charge_side_chain(const Residue& residue) {
+    if (residue.kind() == "HIS" && residue.hydrogens_named({"HD1", "HE2"}) == 2) {
+      residue.find("ND1", "NE2")->charge = residue.find("NE2", "ND1")->charge = 0.5F;
+    }
+    if ((residue.kind() == "ASP" && residue.hydrogens_named({"HD1", "HD2"}) > 0) ||
+        (residue.kind() == "GLU" && residue.hydrogens_named({"HE1", "HE2"}) > 0)) {
+      return;
+    }
     for (const SideChainAtom& side_chain : kSideChains) {
       if (side_chain.residue == residue.kind()) {
         if (Atom* const atom = residue.find(side_chain.name)) {
@@ -132,8 +155,8 @@ class Charging {
     }
   }
 
-  // -1 in a chain, -2 where it ends one; a hydrogen on an oxygen takes one back.
-  void charge_phosphate(const Residue& residue) {
+  // -1 between two others, -2 at an end or a side chain; a hydrogen on an oxygen takes one back. How many are charged.
+  static int charge_phosphate(const Residue& residue) {
     std::vector<Atom*> oxygens;
     for (const auto& [name, other] : {std::pair{"OP1", "O1P"}, {"OP2", "O2P"}, {"OP3", "O3P"}}) {
       if (Atom* const atom = residue.find(name, other)) {
@@ -142,12 +165,12 @@ class Charging {
     }
     const int charge = 1 - static_cast<int>(oxygens.size()) + residue.hydrogens_named({"HOP2", "HOP3", "HO2P", "HO3P"});
     if (oxygens.size() < 2) {
-      ++phosphates_;
-      return;
+      return 0;
     }
     for (Atom* const oxygen : oxygens) {
       oxygen->charge = static_cast<float>(charge) / static_cast<float>(oxygens.size());
     }
+    return 1;
   }
 
   // Metals and halogens.
@@ -243,6 +266,7 @@ class Charging {
     count(phosphates_, "phosphate", "phosphates");
     count(ions_, "ion", "ions");
     count(ligands_, "ligand", "ligands");
+    count(modified_, "modified residue", "modified residues");
     count(ends_, "chain end", "chain ends");
     if (!ions_charged_.empty()) {
       std::string ions;
@@ -265,6 +289,7 @@ class Charging {
   int phosphates_ = 0;
   int ions_ = 0;
   int ligands_ = 0;
+  int modified_ = 0;
   int ends_ = 0;
   std::set<std::string> ions_charged_;
 };

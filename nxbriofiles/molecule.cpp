@@ -41,7 +41,9 @@ void complete(Structure& structure) {
   number_residues(structure);
   if (structure.guessed_elements > 0) {
     structure.notes.push_back(
-        formatted("the elements of %d atoms are guessed from their names", structure.guessed_elements));
+        structure.guessed_elements == 1
+            ? "the element of 1 atom is guessed from its name"
+            : formatted("the elements of %d atoms are guessed from their names", structure.guessed_elements));
   }
   if (structure.charges != Charges::File) {
     assign_formal_charges(structure);

@@ -86,9 +86,11 @@ NX_API int nxf_molecule_model(int mol);
 NX_API const char* nxf_molecule_title(int mol);
 // Where the charges come from: "file" for partial charges in the file (PQR, mol2, delphi_pdb); "formal" for formal
 // ones: those in the file, and in residues that have none there +1 on LYS NZ and +1/2 on ARG NH1 and NH2, -1/2 on ASP
-// OD1 and OD2 and GLU OE1 and OE2 (nx_charge_protein), +1 on the N of a protein chain's first residue, -1/2 on O and
-// OXT, -1 shared by the outer oxygens of a nucleotide's phosphate (-2 by those of one at a chain's end) and an ion's by
-// its residue's name; "none" when all that leaves every atom neutral. Notes count what was left neutral.
+// OD1 and OD2 and GLU OE1 and OE2 (nx_charge_protein), none on an acid with its hydrogen, +1/2 on ND1 and NE2 of HIP and
+// HSP and of a HIS with both hydrogens, -1 on CYM SG, +1 on the N of a protein chain's first residue, -1/2 on O and OXT,
+// -1 shared by the outer oxygens of a nucleotide's phosphate (-2 by those of one at a chain's end or on a side chain)
+// and an ion's by its residue's name; "none" when all that leaves every atom neutral. Notes count what was left neutral:
+// phosphates, ions, ligands, modified residues and chain ends.
 NX_API const char* nxf_charge_source(int mol);
 // Where the radii come from: "file", or "Bondi" (nx_assign_bondi_radii).
 NX_API const char* nxf_radius_source(int mol);

@@ -27,11 +27,30 @@ char ChainLetters::letter(std::string_view chain_name) {
 }
 
 void ChainLetters::tell(Structure& structure) const {
+  constexpr std::size_t kMostShown = 4;
+  int without_letter = 0;
   for (const auto& [name, letter] : letters_) {
-    if (!name.empty() && (name.size() > 1 || name[0] != letter)) {
-      structure.notes.push_back("chain " + in_quotes(name) + " is called '" + letter + "' here");
+    if (!name.empty() && letter == ' ') {
+      ++without_letter;
+    } else if (name.size() > 1 || (name.size() == 1 && name[0] != letter)) {
       structure.chain_names.emplace(letter, name);
     }
+  }
+  std::string shown;
+  std::size_t count = 0;
+  for (const char letter : used_) {
+    const auto at = structure.chain_names.find(letter);
+    if (at != structure.chain_names.end() && ++count <= kMostShown) {
+      shown.append(shown.empty() ? "" : ", ").append(in_quotes(at->second)).append(" as ") += letter;
+    }
+  }
+  if (count > 0) {
+    structure.notes.push_back("chains under letters of their own: " + shown +
+                              (count > kMostShown ? formatted(" and %zu more", count - kMostShown) : ""));
+  }
+  if (without_letter > 0) {
+    structure.notes.push_back(
+        formatted("%d chains have no letter and no name any more: there are too many", without_letter));
   }
 }
 

@@ -99,6 +99,30 @@ TEST_F(Reading, SideChainsChainEndsPhosphatesAndIonsAreCharged) {
   EXPECT_NE(notes().find("left neutral: 1 ion, 1 ligand, 1 chain end\n"), std::string::npos) << notes();
 }
 
+TEST_F(Reading, HydrogensAndPhosphatesOfSideChainsAreHeeded) {
+  std::string text;
+  int serial = 0;
+  const auto residue = [&](const char* name, std::initializer_list<const char*> atoms) {
+    const int number = serial + 1;
+    for (const char* atom : atoms) {
+      text += pdb("ATOM", ++serial, atom, name, 'A', number);
+    }
+  };
+  residue("ASP", {" OD1", " OD2", " HD2"});
+  residue("GLU", {" OE1", " OE2"});
+  residue("HIS", {" ND1", " NE2", " HD1", " HE2"});
+  residue("HIS", {" ND1", " NE2", " HE2"});
+  residue("HIP", {" ND1", " NE2"});
+  residue("TPO", {" P  ", " O1P", " O2P", " O3P"});
+  residue("KCX", {" NZ ", " CX "});
+  residue("ADP", {" PA ", " PB "});
+  read(text, "a.pdb");
+  EXPECT_EQ(charges(),
+            "OE1 -0.5, OE2 -0.5, ND1 +0.5, NE2 +0.5, ND1 +0.5, NE2 +0.5, O1P -0.666667, O2P -0.666667, "
+            "O3P -0.666667, ");
+  EXPECT_NE(notes().find("left neutral: 2 phosphates, 1 modified residue\n"), std::string::npos) << notes();
+}
+
 // A file's own formal charges hold in their residue, and the rest stays by rule.
 TEST_F(Reading, FormalChargesOfTheFileComeFirst) {
   read(pdb("ATOM", 1, " OD1", "ASP", 'A', 2, "  1.00  0.00           O  ") +
@@ -361,6 +385,7 @@ TEST_F(Reading, EightyChainsSurviveInMmcif) {
   nx_delete_molecule(mol_);
   read(text, "b.cif");
   ASSERT_EQ(nxf_number_of_chains(mol_), 80);
+  EXPECT_NE(notes().find("'Ch0' as A"), std::string::npos) << notes();
   EXPECT_STREQ(nxf_chain_name(79, mol_), "Ch79");
   int mask[80] = {};
   EXPECT_EQ(nxf_select(mask, "Ch41", mol_), 1);
