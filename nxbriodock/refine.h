@@ -40,17 +40,23 @@ enum {
 
 // The result of a run, at its final pose.
 typedef struct nxd_refinement {
-  // Both terms, each times its weight, and the length of the gradient in the six variables, kcal/mol/angstrom.
+  // The Coulomb term times its weight, kcal/mol.
   double coulomb;
+  // The 12-6 term times its weight, kcal/mol.
   double twelve_six;
+  // The length of the gradient in the six variables, kcal/mol/angstrom.
   double gradient;
-  // Of the start: both terms.
+  // The Coulomb term at the start.
   double start_coulomb;
+  // The 12-6 term at the start.
   double start_twelve_six;
-  // The closest contact, as nxd_get_closest_contact has it.
+  // The closest contact's distance, angstrom, as nxd_get_closest_contact has it.
   double distance;
+  // That distance as a fraction of the pair's 12-6 distance.
   double fraction;
+  // Iterations made.
   int iterations;
+  // Values and gradients computed.
   int evaluations;
   // One of the codes above.
   int ended;

@@ -45,10 +45,10 @@ class NX_API NxAtomBonds {
    public:
     // The types that standard algorithms need.
     using iterator_category = std::forward_iterator_tag;
-    using value_type = NxBondBase*;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const value_type*;
-    using reference = value_type;
+    using value_type = NxBondBase*;          // what it gives
+    using difference_type = std::ptrdiff_t;  // a standard name
+    using pointer = const value_type*;       // a standard name
+    using reference = value_type;            // a standard name
 
     // Behind the last bond.
     Iterator() = default;
@@ -221,8 +221,8 @@ struct NxChunk<NxAtomBase> {
   // Nothing has to be done for a handle that ends.
   void Drop(unsigned) {}
 
-  NxChunkHead head;
-  NxAtomBase atoms[kSize];
+  NxChunkHead head;         // the chunk's place
+  NxAtomBase atoms[kSize];  // by place
 };
 
 inline NxChunk<NxAtomBase>::NxChunk() {
@@ -249,11 +249,11 @@ struct NxChunk<NxBondBase> {
   // Nothing has to be done for a handle that ends.
   void Drop(unsigned) {}
 
-  NxChunkHead head;
-  NxBondBase bonds[kSize];
-  std::int8_t orders[kSize];
-  unsigned ends[2][kSize];
-  unsigned next[2][kSize];
+  NxChunkHead head;           // the chunk's place
+  NxBondBase bonds[kSize];    // by place
+  std::int8_t orders[kSize];  // by place
+  unsigned ends[2][kSize];    // indices of the first and the second atoms
+  unsigned next[2][kSize];    // links
 };
 
 inline NxChunk<NxBondBase>::NxChunk() {
@@ -523,8 +523,8 @@ struct NxChunk<NxConfBase> {
   // Ends the conformer of a place.
   void Drop(unsigned place) { confs[place].reset(); }
 
-  NxChunkHead head;
-  std::unique_ptr<NxConfBase> confs[kSize];
+  NxChunkHead head;                          // the chunk's place
+  std::unique_ptr<NxConfBase> confs[kSize];  // by place; null where one was deleted
 };
 
 // A molecule with an ordered list of conformers, one of them active; the molecule's coordinates are the active
