@@ -100,8 +100,8 @@ typedef int (*nxd_poses_callback)(int done, int n, void* data);
 NX_API int nxd_set_iteration_callback(nxd_iteration_callback callback, void* data, int energy);
 // As nxd_set_iteration_callback, for the callback of nxd_refine_poses.
 NX_API int nxd_set_poses_callback(nxd_poses_callback callback, void* data, int energy);
-// Sets a flag of the caller's that ends a run, in nxd_refine_pose and nxd_refine_poses, from when on it is not 0; a
-// signal handler may set it. Null for none. It must stay valid.
+// Sets a flag of the caller's: nxd_refine_pose and nxd_refine_poses end when it is not 0. A signal handler may set it.
+// Null for none. The flag must stay valid.
 NX_API int nxd_set_interrupt_flag(const volatile int* flag, int energy);
 
 NX_END_DECLS

@@ -23,7 +23,8 @@ struct Placement {
 Matrix3 cross_matrix(const Vector3& v);
 // The rotation by a vector: about its direction, by its length.
 Matrix3 rotation_by(const Vector3& vector);
-// The derivative by the rotation vector from that by a small turn of the turned body, which is the torque.
+// Converts the derivative by a small rotation of the rotated body, the torque, into the derivative by the rotation
+// vector.
 Vector3 by_rotation_vector(const Vector3& vector, const Vector3& torque);
 
 // Between placements and poses (pose.h). False for a quaternion of length 0 and for what is not finite.

@@ -22,12 +22,12 @@ NX_API void eigsrt(float* d, float** v, int n);
 // As eigsrt, in double.
 NX_API void eigsrt_double_precision(double* d, double** v, int n);
 
-// vf_jacobi, after which a is whole again; no sorting.
+// As vf_jacobi, and restores a. Not sorted.
 NX_API void eigen_solve(float** a, int n, float* d, float** v);
 // As eigen_solve, in double, and sorted.
 NX_API void eigen_solve_double_precision(double** a, int n, double* d, double** v);
-// vf_jacobi of a 3 x 3 matrix, which stays whole; sorted, the third column turned round where needed so that det(v)
-// = 1.
+// As vf_jacobi, for a 3 x 3 matrix, which is restored. Eigenvalues are sorted, and the third column is reversed if
+// needed so that det(v) = 1.
 NX_API void eigen_solve_3_by_3(float** a, float* d, float** v);
 
 NX_END_DECLS

@@ -62,8 +62,8 @@ NX_API int nx_orient_m_i_base(int mol, int flag, float* out);
 // take part for flag 0. A proper rotation by make_rmat. 1.
 NX_API int nx_orient_m_i_base2(int mol, int flag);
 
-// Moves n + m points (3 floats each) into the principal frame of the first n, by a proper rotation; a negative m is as
-// 0. 0, nothing moved, for a null array, an n of 0 or below, and second moments that are not finite; else 1.
+// Moves n + m points (3 floats each) into the principal frame of the first n, by a proper rotation; a negative m counts
+// as 0. 1; 0, with nothing moved, for a null array, an n below 1, and second moments that are not finite.
 NX_API int nx_orient_coordinates_to_inertial_frame(float* coordinates, int n, int m);
 // As nx_orient_coordinates_to_inertial_frame, in the plane: points are pairs x, y.
 NX_API int nx_orient_2d_coordinates_to_inertial_frame(float* coordinates, int n, int m);

@@ -14,7 +14,7 @@ namespace mol_func1 {
 enum class Contents { zero, undefined };
 
 // A work array of `count` times `width` elements in the object memory of a molecule, released at the end of its scope.
-// False when it could not be had. A molecule without atoms has its work arrays too.
+// False when memory ran out. It has room for one atom at least.
 template <class T>
 class WorkArray {
  public:

@@ -127,7 +127,7 @@ NX_API int nx_charge_protein(int mol);
 
 // ---- For the library's modules ----
 
-// Writes every atom's default Gaussian width in angstrom at its index into an array of bound entries (as long as
+// Writes every atom's default Gaussian width in angstrom at its index into an array with an entry per index (as long as
 // nx_get_molecule_radii_length says). The width w makes the density 2 sqrt(2) exp(-(r / w)^2) as large as the sphere of
 // the element's Bondi radius R: w = R / sqrt(2.41799) (Grant and Pickup, J. Phys. Chem. 1995, 99, 3503). Elements H C N
 // O F Si P S Cl Br I have one; any other atom is reported by index and gets 0. A molecule without elements gets them

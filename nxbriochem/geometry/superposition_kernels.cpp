@@ -90,7 +90,8 @@ __attribute__((always_inline)) inline void load(const float* at, Doubles<2>* out
   out[2] = _mm_cvtps_pd(_mm_movehl_ps(yz, yz));
 }
 
-// g++ 12 makes one instruction of the lanes, as long as it does not see the shuffles behind them and take those apart.
+// g++ 12 makes one instruction of the four lanes. The asm hides where the floats come from: otherwise it splits the
+// shuffles that made them.
 __attribute__((always_inline)) inline void widen(__m128 floats, Doubles<4>& out) {
   asm("" : "+x"(floats));
   for (int lane = 0; lane < 4; ++lane) {

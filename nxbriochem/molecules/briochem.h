@@ -83,13 +83,13 @@ NX_API int nx_is_bond_a_rotor(int bond, int mol);
 
 // ---- Coordinates: 3 floats x, y, z per atom, angstrom, of the active conformer ----
 
-// Sets all coordinates from 3 * bound floats.
+// Sets all coordinates from 3 floats per index.
 NX_API int nx_set_molecule_coordinates(const float* coordinates, int mol);
-// Writes 3 * bound floats.
+// Writes 3 floats per index.
 NX_API int nx_get_molecule_coordinates(float* coordinates, int mol);
 // 1 when some atom has a component that is not zero.
 NX_API int nx_is_molecule_coordinates_set(int mol);
-// 3 * bound.
+// 3 * index bound.
 NX_API int nx_get_molecule_coordinates_length(int mol);
 // Copies "atom_number*3" when coordinates are set; 0 when not or for a null buffer.
 NX_API int nx_get_molecule_coordinates_length_string(char* out, int mol);
@@ -101,9 +101,9 @@ NX_API int nx_set_molecule_coordinates_element(float value, int i, int mol);
 
 // ---- Radii: 1 float per atom, angstrom ----
 
-// Sets every atom's radius from an array of bound entries.
+// Sets every atom's radius from an array with an entry per index.
 NX_API int nx_set_molecule_radii(const float* radii, int mol);
-// Writes every atom's radius into an array of bound entries.
+// Writes every atom's radius into an array with an entry per index.
 NX_API int nx_get_molecule_radii(float* radii, int mol);
 // 1 when some atom's radius is not zero.
 NX_API int nx_is_molecule_radii_set(int mol);
@@ -122,9 +122,9 @@ NX_API int nx_are_molecule_radii_all_zero(int mol);
 
 // ---- Partial charges: 1 float per atom, elementary charges ----
 
-// Sets every atom's partial charge from an array of bound entries.
+// Sets every atom's partial charge from an array with an entry per index.
 NX_API int nx_set_molecule_charges(const float* charges, int mol);
-// Writes every atom's partial charge into an array of bound entries.
+// Writes every atom's partial charge into an array with an entry per index.
 NX_API int nx_get_molecule_charges(float* charges, int mol);
 // 1 when some atom's partial charge is not zero.
 NX_API int nx_is_molecule_charges_set(int mol);
@@ -143,9 +143,9 @@ NX_API int nx_are_molecule_charges_all_zero(int mol);
 
 // ---- Atom types: 1 int per atom, the caller's numbers ----
 
-// Sets every atom's integer type from an array of bound entries.
+// Sets every atom's integer type from an array with an entry per index.
 NX_API int nx_set_molecule_atom_type(const int* atom_type, int mol);
-// Writes every atom's integer type into an array of bound entries.
+// Writes every atom's integer type into an array with an entry per index.
 NX_API int nx_get_molecule_atom_type(int* atom_type, int mol);
 // 1 when some atom's integer type is not zero.
 NX_API int nx_is_molecule_atom_type_set(int mol);
@@ -160,9 +160,9 @@ NX_API int nx_set_molecule_atom_type_element(int value, int atom, int mol);
 
 // ---- Elements: 1 character per atom, one-letter codes ----
 
-// Sets every atom's element from an array of bound entries.
+// Sets every atom's element from an array with an entry per index.
 NX_API int nx_set_molecule_element(const char* element, int mol);
-// Writes every atom's element into an array of bound entries.
+// Writes every atom's element into an array with an entry per index.
 NX_API int nx_get_molecule_element(char* element, int mol);
 // 1 when some atom's element is not 0 (a dummy atom).
 NX_API int nx_is_molecule_element_set(int mol);
@@ -186,9 +186,9 @@ NX_API int nx_convert_one_letter_symbol_to_element_number(int symbol);
 //
 // Setting one gives an atom without residue the residue "UNL".
 
-// Sets every atom's residue number from an array of bound entries.
+// Sets every atom's residue number from an array with an entry per index.
 NX_API int nx_set_molecule_residue_number(const int* residue_number, int mol);
-// Writes every atom's residue number into an array of bound entries.
+// Writes every atom's residue number into an array with an entry per index.
 NX_API int nx_get_molecule_residue_number(int* residue_number, int mol);
 // 1 when some atom's residue number is not zero.
 NX_API int nx_is_molecule_residue_number_set(int mol);
@@ -205,9 +205,9 @@ NX_API int nx_set_molecule_residue_number_element(int value, int atom, int mol);
 //
 // Files do not show them. Setting one gives an atom without residue the residue "UNL".
 
-// Sets every atom's sequence number from an array of bound entries.
+// Sets every atom's sequence number from an array with an entry per index.
 NX_API int nx_set_molecule_sequence_number(const int* sequence_number, int mol);
-// Writes every atom's sequence number into an array of bound entries.
+// Writes every atom's sequence number into an array with an entry per index.
 NX_API int nx_get_molecule_sequence_number(int* sequence_number, int mol);
 // 1 when some atom's sequence number is not zero.
 NX_API int nx_is_molecule_sequence_number_set(int mol);
@@ -313,9 +313,9 @@ NX_API int nx_set_molecule_bonds_element(const int* bond_in, int bond, int mol);
 // entries are 0. Data of another type than int under the mask's tag gives the toolkit's warning and counts as no mask,
 // but for nx_is_molecule_atom_mask_set, which only asks whether there is data. The same holds for transforms.
 
-// Sets the mask from an array of bound entries.
+// Sets the mask from an array with an entry per index.
 NX_API int nx_set_molecule_atom_mask(const int* mask, int mol);
-// Writes bound entries; 0 when no mask is set.
+// Writes an entry per index; 0 when no mask is set.
 NX_API int nx_get_molecule_atom_mask(int* mask, int mol);
 // 1 when a mask is set.
 NX_API int nx_is_molecule_atom_mask_set(int mol);
@@ -323,7 +323,7 @@ NX_API int nx_is_molecule_atom_mask_set(int mol);
 NX_API int nx_get_molecule_atom_mask_element(int* value, int atom, int mol);
 // Sets one atom's entry; 0 when no atom has the index; 1 and nothing set when the index bound is 0.
 NX_API int nx_set_molecule_atom_mask_element(int value, int atom, int mol);
-// The combining functions take bound entries and give 1, with no mask set, when the index bound is 0.
+// The combining functions take an entry per index and give 1, with no mask set, when the index bound is 0.
 //
 // Sets to 0 every entry whose entry in `mask` is not 0. So this is "and not": it never selects an atom.
 NX_API int nx_not_molecule_atom_mask(const int* mask, int mol);

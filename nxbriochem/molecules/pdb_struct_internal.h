@@ -1,7 +1,7 @@
 // From records of atoms to molecules and back. Not exported.
 //
-// A record tells of an atom what a PDB file does, its radius and its partial charge. What it does not tell is lost on
-// the way: formal charge, integer type, sequence number, and what exceeds seven characters of a name.
+// A record has what a PDB file says of an atom, and its radius and partial charge. Formal charge, integer type,
+// sequence number and the characters of a name beyond seven are lost.
 #ifndef NXBRIOCHEM_MOLECULES_PDB_STRUCT_INTERNAL_H
 #define NXBRIOCHEM_MOLECULES_PDB_STRUCT_INTERNAL_H
 

@@ -183,8 +183,8 @@ bool make_room_for_member(List& list) {
   return true;
 }
 
-// The last member takes the removed one's place. Kept: programs rely on the cursor's staying where it is. One that
-// removes while it steps meets the moved member next.
+// The last member takes the removed one's place. Kept: programs rely on the cursor's staying where it is. A program
+// that removes members while it steps meets the moved member next.
 void remove_at(List& list, int32_t position) {
   list.members[position] = list.members[list.length - 1];
   list.length -= 1;

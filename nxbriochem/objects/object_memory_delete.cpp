@@ -1,4 +1,4 @@
-// Deleting and purging tables: a release of one block after another, with all that is printed and checked by each.
+// Deleting and purging tables: blocks are released one by one, with the checks and printed lines of a single release.
 #include <algorithm>
 #include <cstdio>
 

@@ -50,8 +50,8 @@ inline Line line_from(int32_t slot, int32_t n, double* x, double* d, double* g, 
 // Evaluates the point at a step: line.last.
 const Trial& try_step(Line& line, double step);
 
-// Tries a step and, as long as the gradient there is zero, a tenth of it, up to five times in all: whether a gradient
-// was found that is not. The trial is line.last. Points with a zero gradient are rejected: line.lowest is none of them.
+// Tries a step and, while the gradient there is zero, a tenth of it, at most five times. True when a gradient other
+// than zero was found. The trial is line.last. Points with a zero gradient are rejected and never become line.lowest.
 bool try_first_step(Line& line, double step, Trial& trial);
 
 }  // namespace opt

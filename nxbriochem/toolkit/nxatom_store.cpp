@@ -189,7 +189,7 @@ NxAtomStore::NxAtomStore(const NxAtomStore& other)
   std::copy_n(other.Bytes(), size_, Bytes());
 }
 
-// Into a block of this capacity.
+// Moves the columns into a new block of this capacity.
 void NxAtomStore::Move(unsigned capacity) {
   std::unique_ptr<std::byte[]> grown(capacity != 0 ? new std::byte[capacity * kBytes] : nullptr);
   for (std::size_t k = 0; k < kWords && size_ != 0; ++k) {

@@ -137,7 +137,7 @@ class NX_API NxAtomBase {
   int GetIntType() const;
   void SetIntType(int type);
 
-  // Whether the atom is in a ring; perceived when asked and kept until the molecule's atoms or bonds change.
+  // Whether the atom is in a ring. Computed at the first call and kept until the molecule's atoms or bonds change.
   bool IsInRing() const;
   // Size of the smallest ring through the atom, 0 outside rings.
   unsigned GetSmallestRingSize() const;
@@ -282,7 +282,7 @@ class NxIter {
     Require(item != nullptr);
     return *item;
   }
-  // A member of the item.
+  // Access to the item's members.
   T* operator->() const { return &**this; }
   // Moves to the next item, or to the end.
   NxIter& operator++() {
