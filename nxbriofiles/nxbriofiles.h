@@ -159,9 +159,9 @@ NX_API int nxf_get_b_factors(float* factors, int mol);
 // for a text that is no selection.
 NX_API int nxf_select(int* mask, const char* selection, int mol);
 
-// A new molecule of the atoms whose mask is not 0, in their order, with the bonds between them and all that is kept with
-// the molecule: charges and radii as they are, notes and fields; residues and chains are counted anew. The mask has an
-// entry per atom index. Coordinates are those of the active conformer. Its handle; the caller deletes it with
+// A new molecule of the atoms whose mask is not 0, in their order, with the bonds between them and all that is kept
+// with the molecule: charges and radii as they are, notes and fields; residues and chains are counted anew. The mask
+// has an entry per atom index. Coordinates are those of the active conformer. Its handle; the caller deletes it with
 // nx_delete_molecule. 0, with an error message, for null and when no atom is chosen.
 NX_API int nxf_extract_atoms(const int* mask, int mol);
 

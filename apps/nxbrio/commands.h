@@ -8,30 +8,36 @@
 #include <vector>
 
 #include "geometry.h"
+#include "ligands.h"
+#include "medium.h"
 #include "models.h"
+#include "printing.h"
 
 namespace nxbrio {
 
 struct BindOptions {
-  std::string target;
-  std::string ligand;
-  // Which atoms of them are read (nxf_select); none means all. So it is in all commands.
-  std::optional<std::string> target_select;
-  std::optional<std::string> ligand_select;
+  Sides sides;
   // As given, numbers and formulas; none means 1, 4 and 80.
   std::vector<std::string> dielectrics;
+  MediumOptions medium;
   // Files of variables.
   std::vector<std::string> parameters;
   std::vector<std::string> outputs;
+  std::optional<std::string> csv;
+  // The most residues that are told, and a table of all.
+  int residues = 0;
+  std::optional<std::string> residue_csv;
   // Whether the complex is turned into the target's principal frame first.
   bool orient = false;
-  bool json = false;
+  bool library_unit = false;
+  Printing print;
 };
 
 struct InfoOptions {
   std::string file;
+  // Which atoms are read (nxf_select); none means all. So it is in all commands.
   std::optional<std::string> select;
-  bool json = false;
+  Printing print;
 };
 
 struct ConvertOptions {
@@ -46,7 +52,7 @@ struct ConvertOptions {
   // The number of the only model wanted.
   std::optional<int> model;
   BondSource bonds = BondSource::Auto;
-  bool json = false;
+  Printing print;
 };
 
 struct OrientOptions {
@@ -57,7 +63,7 @@ struct OrientOptions {
   FrameChoice choice;
   // What is moved along with the input, and where it is written.
   std::vector<std::pair<std::string, std::string>> with;
-  bool json = false;
+  Printing print;
 };
 
 struct MomentsOptions {
@@ -65,7 +71,7 @@ struct MomentsOptions {
   std::optional<std::string> select;
   // The fraction within which moments count as equal, as given; none means 0.01.
   std::optional<std::string> tolerance;
-  bool json = false;
+  Printing print;
 };
 
 struct RmsOptions {
@@ -75,7 +81,7 @@ struct RmsOptions {
   // Compare all models of all files, the reference's too, with one another.
   bool all = false;
   bool hydrogens = false;
-  bool json = false;
+  Printing print;
 };
 
 struct SuperposeOptions {
@@ -86,24 +92,30 @@ struct SuperposeOptions {
   bool hydrogens = false;
   // Whether the motions are told.
   bool matrix = false;
-  bool json = false;
+  Printing print;
 };
 
 struct RefineOptions {
-  std::string target;
-  std::string ligand;
-  std::optional<std::string> target_select;
-  std::optional<std::string> ligand_select;
+  Sides sides;
   std::string output;
   std::optional<std::string> format;
   // As given, a number or a formula; none means 4.
   std::optional<std::string> dielectric;
+  MediumOptions medium;
   std::vector<std::string> parameters;
   int iterations = 500;
+  // How many of several ligands are kept; none means all.
+  std::optional<int> best;
+  // Of each cluster only the lowest is kept: as given, angstrom.
+  std::optional<std::string> cluster;
+  // None means as many as there are processors.
+  int threads = 0;
+  std::optional<std::string> csv;
   // The ligand on its way, and target and ligand at its end.
   std::optional<std::string> trajectory;
   std::optional<std::string> complex;
-  bool json = false;
+  bool library_unit = false;
+  Printing print;
 };
 
 void bind(const BindOptions& options);

@@ -96,7 +96,7 @@ ConvertReport convert_file(const ConvertOptions& options) {
 }  // namespace
 
 void convert(const ConvertOptions& options) {
-  print_report(convert_file(options), options.json, convert_text, convert_json);
+  print_report(convert_file(options), options.print, convert_text, convert_json);
 }
 
 }  // namespace nxbrio

@@ -99,7 +99,7 @@ std::string orient_text(const OrientReport& report) {
   for (const auto& [from, written] : report.along) {
     text += written_text(from, written);
   }
-  return text + notes_text("", report.notes) + "\n";
+  return text + notes_text("", report.notes);
 }
 
 ordered_json orient_json(const OrientReport& report) {
@@ -137,7 +137,7 @@ std::string moments_text(const MomentsReport& report) {
              "  prolate: the two small ones, as in a rod; spherical: all three; asymmetric: none. Linear: m2 below m1 "
              "/ 1000.\n",
              decimal(report.tolerance)) +
-         notes_text("", report.notes) + "\n";
+         notes_text("", report.notes);
 }
 
 ordered_json moments_json(const MomentsReport& report) {
@@ -175,7 +175,7 @@ std::string fit_text(const FitReport& report) {
   if (report.written) {
     text += "\n" + written_text("moved", *report.written);
   }
-  return text + notes_text("", report.notes) + "\n";
+  return text + notes_text("", report.notes);
 }
 
 ordered_json fit_json(const FitReport& report) {
@@ -208,7 +208,7 @@ std::string pairs_text(const PairsReport& report) {
     rows.emplace_back(std::to_string(i + 1) + "  " + report.molecules[i], std::move(cells));
   }
   return "All pairs, in angstrom: " + fitted_text(report.hydrogens, report.fitted_atoms, report.atoms) + "\n\n" +
-         table(rows) + notes_text("", report.notes) + "\n";
+         table(rows) + notes_text("", report.notes);
 }
 
 ordered_json pairs_json(const PairsReport& report) {

@@ -22,6 +22,8 @@ namespace {
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
+// As shells have it for the signal INT.
+constexpr int kInterrupted = 130;
 
 constexpr const char* kFormats =
     R"(Structure files are PQR, PDB, mmCIF, SDF, mol2 or XYZ, plain or gzipped, known by their ending (.pqr; .pdb, .ent;
@@ -33,6 +35,13 @@ constexpr const char* kSelecting =
     R"(Selections are gemmi's, '/model/chains/residues/atoms' with parts left out: 'A', 'A,B/10-20', '(ALA,GLY)',
 'CA[C]', '/2'; and the words protein, nucleic, water, hetero and all, joined by not, and, or and ( ) between blanks:
 'protein and not B'. Chains go by their names in the file. Charges are those that the atoms have in the whole file.
+
+)";
+
+constexpr const char* kLigands =
+    R"(All models of all ligand files are read. Of several ligands each has a row of its own, sorted by energy, at the first
+dielectric; its energies are those that it has alone. A record that cannot be used is told on standard error and passed
+over, and the exit status is 1.
 
 )";
 
@@ -89,6 +98,9 @@ gives it, and 12-6, D ((x/r)^12 - 2 (x/r)^6), with the distances x and well dept
 gives elements (Rappe et al., J. Am. Chem. Soc. 114 (1992) 10024, table 1), their geometric means for a pair. Hydrogens
 take part where there are any. The dielectric is 4 unless told otherwise, as inside a protein.
 
+Several ligands are refined on several threads; the numbers are the same for any number of them. An SD file has the
+energies as data fields. Ctrl-C ends the work: what is refined by then is written and told, and the exit status is 130.
+
 A minimum is reached where the gradient is below 0.001 kcal/mol/A and the energy curves down nowhere. A ligand that
 starts inside the target is pushed out first by the 12-6 term alone, made soft, and may get jammed. One that goes away
 is let go at 1000 A. How it ended is told; that it did not converge is no failure. The energy never rises: where nothing
@@ -111,7 +123,27 @@ void add_parameters(CLI::App& command, std::vector<std::string>& files) {
       ->allow_extra_args(false);
 }
 
-void add_json(CLI::App& command, bool& json) { command.add_flag("--json", json, "print one JSON object"); }
+void add_printing(CLI::App& command, nxbrio::Printing& print) {
+  command.add_flag("--json", print.json, "print one JSON object");
+  command.add_flag("-v,--verbose", print.verbose, "tell how many messages the library has, and the memory it holds");
+}
+
+void add_medium(CLI::App& command, nxbrio::MediumOptions& medium) {
+  command
+      .add_option("--ionic-strength", medium.ionic_strength,
+                  "salt that screens the charges, mol/l, at 298 K: a number or a formula")
+      ->type_name("I");
+  command.add_flag("--distance-dependent", medium.distance_dependent,
+                   "the dielectric constant is E times the distance");
+}
+
+void add_library_unit(CLI::App& command, bool& library_unit) {
+  command.add_flag("--library-unit", library_unit, "tell energies in the library's unit too");
+}
+
+void add_csv(CLI::App& command, std::optional<std::string>& csv) {
+  command.add_option("--csv", csv, "write a table, a row for each ligand")->type_name("FILE");
+}
 
 void add_format(CLI::App& command, std::optional<std::string>& format) {
   command
@@ -125,33 +157,43 @@ void add_hydrogens(CLI::App& command, bool& hydrogens) {
 }
 
 void add_select(CLI::App& command, const char* option, const char* of, std::optional<std::string>& selection) {
-  command.add_option(option, selection, "read only these atoms of " + std::string(of) + ": a chain as 'A', 'protein', ...")
+  command
+      .add_option(option, selection, "read only these atoms of " + std::string(of) + ": a chain as 'A', 'protein', ...")
       ->type_name("TEXT");
 }
 
-void add_selects(CLI::App& command, std::optional<std::string>& target, std::optional<std::string>& ligand) {
-  add_select(command, "--target-select", "TARGET", target);
-  add_select(command, "--ligand-select", "LIGAND", ligand);
+void add_selects(CLI::App& command, nxbrio::Sides& sides) {
+  add_select(command, "--target-select", "TARGET", sides.target_select);
+  add_select(command, "--ligand-select", "LIGAND", sides.ligand_select);
 }
 
 void set_up_bind(CLI::App& app, nxbrio::BindOptions& options) {
-  CLI::App* bind = app.add_subcommand("bind", "Coulombic binding energy of a target and a ligand");
-  bind->add_option("TARGET", options.target, "structure file of the target")->required();
-  bind->add_option("LIGAND", options.ligand, "structure file of the ligand")->required();
-  add_selects(*bind, options.target_select, options.ligand_select);
+  CLI::App* bind = app.add_subcommand("bind", "Coulombic binding energy of a target and ligands");
+  bind->add_option("TARGET", options.sides.target, "structure file of the target")->required();
+  bind->add_option("LIGAND", options.sides.ligands,
+                   "structure files of ligands, of which all models are read; none: TARGET holds the ligand");
+  add_selects(*bind, options.sides);
   bind->add_option("-e,--dielectric", options.dielectrics,
-                   "uniform dielectric constant, a number or a formula; may be repeated [1, 4 and 80]")
+                   "dielectric constant, a number or a formula; may be repeated [1, 4 and 80]")
       ->type_name("E")
       ->allow_extra_args(false);
+  add_medium(*bind, options.medium);
   add_parameters(*bind, options.parameters);
+  bind->add_option("-r,--residues", options.residues, "tell the N residues of each side with the strongest energies")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1000000).description(""));
+  bind->add_option("--residue-csv", options.residue_csv, "write the energies of all residues as a table")
+      ->type_name("FILE");
+  add_csv(*bind, options.csv);
   bind->add_option("-w,--write", options.outputs,
-                   "write the complex, as .pdb, .pqr, .mol2, .sdf or .xyz; may be repeated")
+                   "write the complex, of several ligands that with the lowest, as .pdb, .pqr, ...; may be repeated")
       ->type_name("OUT")
       ->allow_extra_args(false);
   bind->add_flag("--orient", options.orient,
                  "first turn the complex into the principal frame of the target's atoms but hydrogens");
-  add_json(*bind, options.json);
-  bind->footer(kFormulas + std::string(kSelecting) + kFormats);
+  add_library_unit(*bind, options.library_unit);
+  add_printing(*bind, options.print);
+  bind->footer(kLigands + std::string(kFormulas) + kSelecting + kFormats);
   bind->callback([&options] { nxbrio::bind(options); });
 }
 
@@ -159,7 +201,7 @@ void set_up_info(CLI::App& app, nxbrio::InfoOptions& options) {
   CLI::App* info = app.add_subcommand("info", "what a structure file holds");
   info->add_option("FILE", options.file, "structure file")->required();
   add_select(*info, "--select", "FILE", options.select);
-  add_json(*info, options.json);
+  add_printing(*info, options.print);
   info->footer(kSelecting + std::string(kFormats));
   info->callback([&options] { nxbrio::info(options); });
 }
@@ -180,7 +222,7 @@ void set_up_convert(CLI::App& app, nxbrio::ConvertOptions& options) {
   convert->add_option("-b,--bonds", options.bonds, "where bonds come from: auto, file or distance [auto]")
       ->type_name("WORD")
       ->transform(CLI::CheckedTransformer(sources).description(""));
-  add_json(*convert, options.json);
+  add_printing(*convert, options.print);
   convert->footer(kConverting + std::string(kFormulas) + kSelecting + kFormats);
   convert->callback([&options] { nxbrio::convert(options); });
 }
@@ -196,7 +238,7 @@ void set_up_orient(CLI::App& app, nxbrio::OrientOptions& options) {
       ->type_name("FILE OUT")
       ->allow_extra_args(false);
   add_format(*orient, options.format);
-  add_json(*orient, options.json);
+  add_printing(*orient, options.print);
   orient->footer(kOrienting + std::string(kFrames) + kSelecting + kFormats);
   orient->callback([&options] { nxbrio::orient(options); });
 }
@@ -207,7 +249,7 @@ void set_up_moments(CLI::App& app, nxbrio::MomentsOptions& options) {
   add_select(*moments, "--select", "FILE", options.select);
   moments->add_option("-t,--tolerance", options.tolerance, "fraction within which moments count as equal [0.01]")
       ->type_name("T");
-  add_json(*moments, options.json);
+  add_printing(*moments, options.print);
   moments->footer(kFrames + std::string(kSelecting) + kFormats);
   moments->callback([&options] { nxbrio::moments(options); });
 }
@@ -218,17 +260,21 @@ void set_up_rms(CLI::App& app, nxbrio::RmsOptions& options) {
   rms->add_option("FILE", options.files, "structure files that are compared with it");
   rms->add_flag("--all", options.all, "compares all models of all files with one another");
   add_hydrogens(*rms, options.hydrogens);
-  add_json(*rms, options.json);
+  add_printing(*rms, options.print);
   rms->footer(kFitting + std::string(kFormats));
   rms->callback([&options] { nxbrio::rms(options); });
 }
 
-// CLI11 has one positional argument for MOVING and OUT. The usage line shows both.
-class SuperposeHelp : public CLI::Formatter {
+// CLI11 has one positional argument for files that are read and OUT behind them. The usage line shows both.
+class UsageLine : public CLI::Formatter {
  public:
+  explicit UsageLine(std::string files) : files_(std::move(files)) {}
   std::string make_usage(const CLI::App* /*app*/, std::string name) const override {
-    return "Usage: " + name + " [OPTIONS] REF MOVING... OUT\n";
+    return "Usage: " + name + " [OPTIONS] " + files_ + "\n";
   }
+
+ private:
+  std::string files_;
 };
 
 void set_up_superpose(CLI::App& app, nxbrio::SuperposeOptions& options) {
@@ -238,11 +284,11 @@ void set_up_superpose(CLI::App& app, nxbrio::SuperposeOptions& options) {
       ->add_option("MOVING", options.moving, "structure files that are moved; the last one is OUT, which is written")
       ->required()
       ->expected(2, CLI::detail::expected_max_vector_size);
-  superpose->formatter(std::make_shared<SuperposeHelp>());
+  superpose->formatter(std::make_shared<UsageLine>("REF MOVING... OUT"));
   superpose->add_flag("--matrix", options.matrix, "tell the rotations and translations");
   add_hydrogens(*superpose, options.hydrogens);
   add_format(*superpose, options.format);
-  add_json(*superpose, options.json);
+  add_printing(*superpose, options.print);
   superpose->footer(kFitting + std::string(kFormats));
   superpose->callback([&options] {
     options.output = std::move(options.moving.back());
@@ -252,27 +298,48 @@ void set_up_superpose(CLI::App& app, nxbrio::SuperposeOptions& options) {
 }
 
 void set_up_refine(CLI::App& app, nxbrio::RefineOptions& options) {
-  CLI::App* refine = app.add_subcommand("refine", "moves a rigid ligand to the nearest minimum of its energy");
-  refine->add_option("TARGET", options.target, "structure file of the target")->required();
-  refine->add_option("LIGAND", options.ligand, "structure file of the ligand")->required();
-  refine->add_option("OUT", options.output, "structure file that is written: the ligand, moved")->required();
-  add_selects(*refine, options.target_select, options.ligand_select);
+  CLI::App* refine = app.add_subcommand("refine", "moves rigid ligands to the nearest minima of their energies");
+  refine->add_option("TARGET", options.sides.target, "structure file of the target")->required();
+  refine
+      ->add_option("LIGAND", options.sides.ligands,
+                   "structure files of ligands, of which all models are read; the last one is OUT, which is written")
+      ->required()
+      ->expected(1, CLI::detail::expected_max_vector_size);
+  refine->formatter(std::make_shared<UsageLine>("TARGET LIGAND... OUT"));
+  add_selects(*refine, options.sides);
   add_format(*refine, options.format);
-  refine->add_option("-e,--dielectric", options.dielectric, "uniform dielectric constant, a number or a formula [4]")
+  refine->add_option("-e,--dielectric", options.dielectric, "dielectric constant, a number or a formula [4]")
       ->type_name("E");
+  add_medium(*refine, options.medium);
   add_parameters(*refine, options.parameters);
   refine->add_option("-n,--iterations", options.iterations, "the most iterations [500]; 0 gives energies only")
       ->type_name("N")
       ->check(CLI::Range(0, 1000000).description(""));
+  refine->add_option("--best", options.best, "keep the N ligands of lowest energy")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1000000000).description(""));
+  refine
+      ->add_option("--cluster", options.cluster,
+                   "keep the lowest of those that stand within so many angstrom (RMS) of one another")
+      ->type_name("A");
+  refine->add_option("--threads", options.threads, "threads that work at once [as many as there are processors]")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024).description(""));
+  add_csv(*refine, options.csv);
   refine
       ->add_option("--trajectory", options.trajectory,
-                   "write the ligand on its way downhill, a model per pose, as .pdb or .ent")
+                   "write the only ligand on its way downhill, a model per pose, as .pdb or .ent")
       ->type_name("FILE");
-  refine->add_option("--complex", options.complex, "write target and ligand, as .pdb, .pqr, .mol2, .sdf or .xyz")
+  refine->add_option("--complex", options.complex, "write target and lowest ligand, as .pdb, .pqr, .mol2, .sdf or .xyz")
       ->type_name("FILE");
-  add_json(*refine, options.json);
-  refine->footer(kRefining + std::string(kFormulas) + kSelecting + kFormats);
-  refine->callback([&options] { nxbrio::refine(options); });
+  add_library_unit(*refine, options.library_unit);
+  add_printing(*refine, options.print);
+  refine->footer(kRefining + std::string(kLigands) + kFormulas + kSelecting + kFormats);
+  refine->callback([&options] {
+    options.output = std::move(options.sides.ligands.back());
+    options.sides.ligands.pop_back();
+    nxbrio::refine(options);
+  });
 }
 
 // Failed writes return errors instead of raising signals, so that they are reported like every failure.
@@ -343,6 +410,8 @@ int run_reported(int argc, char** argv) {
     return run(argc, argv);
   } catch (const nxbrio::UsageError& error) {
     return report(kWrongUsage, error.what());
+  } catch (const nxbrio::Interrupted& interrupted) {
+    return report(kInterrupted, interrupted.what());
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {

@@ -16,6 +16,11 @@ bool needs_distances(BondSource source, const std::string& format, const std::ve
   return format_needs_bonds(format) && !std::all_of(structures.begin(), structures.end(), bonds_are_complete);
 }
 
+// Entries of small molecules bear names; models of the others all have the file's.
+bool records_have_names(const Structure& structure) {
+  return structure.format == "SDF" || structure.format == "mol2" || structure.format == "XYZ";
+}
+
 const char* bond_source(BondSource source, bool distances, const std::vector<Structure>& structures) {
   const bool given = std::any_of(structures.begin(), structures.end(),
                                  [](const Structure& structure) { return !structure.bonds.empty(); });
@@ -59,7 +64,7 @@ Ensemble make_written_models(const WrittenFile& file, BondSource source, std::ve
   written.bond_source = held ? bond_source(source, distances, structures) : "not in this format";
   for (Structure& structure : structures) {
     written.atoms += static_cast<long long>(structure.atoms.size());
-    if (written.models > 1) {
+    if (written.models > 1 && !records_have_names(structure)) {
       structure.name += formatted(" model %d", structure.model);
     }
     if (source == BondSource::Distance) {

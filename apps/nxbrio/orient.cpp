@@ -108,11 +108,11 @@ MomentsReport find_moments(const MomentsOptions& options) {
 }  // namespace
 
 void orient(const OrientOptions& options) {
-  print_report(orient_file(options), options.json, orient_text, orient_json);
+  print_report(orient_file(options), options.print, orient_text, orient_json);
 }
 
 void moments(const MomentsOptions& options) {
-  print_report(find_moments(options), options.json, moments_text, moments_json);
+  print_report(find_moments(options), options.print, moments_text, moments_json);
 }
 
 }  // namespace nxbrio

@@ -148,6 +148,21 @@ void refuse_written(const std::string& given_as, const std::string& path, const 
   }
 }
 
+void add_table(const std::string& given_as, const std::optional<std::string>& path,
+               const std::vector<std::string>& inputs, std::vector<WrittenFile>& written) {
+  if (path) {
+    refuse_inputs(given_as, *path, inputs);
+    refuse_written(given_as, *path, written);
+    written.push_back({*path, "csv"});
+  }
+}
+
+void write_text(StagedFiles& files, const std::string& path, const std::string& text) {
+  if (!write_all(files.stage(path), text)) {
+    throw Failure(path, std::strerror(errno));
+  }
+}
+
 void check_writable(const std::string& path) { const OutputPlace place(path); }
 
 void write_molecule(StagedFiles& files, const WrittenFile& file, int molecule) {

@@ -30,6 +30,12 @@ void refuse_written(const std::string& given_as, const std::string& path, const 
 // Throws Failure when the file cannot be made or written.
 void check_writable(const std::string& path);
 
+// Adds the file of a table, if there is one, to those that are written. Throws UsageError for a file that is read or
+// written already.
+void add_table(const std::string& given_as, const std::optional<std::string>& path,
+               const std::vector<std::string>& inputs, std::vector<WrittenFile>& written);
+// Stages a file that holds a text.
+void write_text(StagedFiles& files, const std::string& path, const std::string& text);
 // Stages a file that holds one molecule, or the molecules of a list. Throws Failure with the library's reason. What the
 // library says of a file that it has written goes to standard error.
 void write_molecule(StagedFiles& files, const WrittenFile& file, int molecule);

@@ -12,14 +12,16 @@ namespace nxbrio {
 // and wiped away at the end. Otherwise nothing at all.
 class Progress {
  public:
-  // `steps` of work on what `what` names.
-  Progress(std::string what, std::size_t steps);
+  // `steps` of work on what `what` names; 0 when nobody knows, and then there is a count in place of a bar.
+  explicit Progress(std::string what, std::size_t steps = 0);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress();
 
-  // One step is done.
-  void step();
+  // So many steps are done.
+  void step(std::size_t steps = 1);
+  // Wipes the bar away, for a line of text; the next step draws it again.
+  void clear();
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -1,21 +1,19 @@
-// The command that moves a rigid ligand to the nearest minimum of its energy with the target.
-#include <nxbriochem/nxbriochem.h>
-#include <nxbriodock/nxbriodock.h>
+// The command that moves rigid ligands to the nearest minima of their energy with the target.
+#include <nxbriofiles/nxbriofiles.h>
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <filesystem>
-#include <numbers>
-#include <numeric>
+#include <thread>
+#include <utility>
 
 #include "commands.h"
 #include "failure.h"
 #include "formula.h"
+#include "interruption.h"
 #include "nxbriofiles/text.h"
 #include "progress.h"
 #include "refine_report.h"
-#include "report.h"
+#include "refine_run.h"
 
 namespace nxbrio {
 namespace {
@@ -23,36 +21,30 @@ namespace {
 // The inside of a protein, where a ligand sits, of which the charges' full strength in vacuum would make too much and
 // water next to nothing.
 constexpr float kUsualDielectric = 4.0F;
+// Ligands that are refined before the next ones are read, for each thread.
+constexpr std::size_t kBatch = 64;
 
-using Pose = std::array<double, NXD_POSE>;
-constexpr Pose kStart{1, 0, 0, 0, 0, 0, 0};
-
-// Owns an energy object.
-class Energy {
- public:
-  Energy() : handle_(nxd_make_energy()) {
-    if (handle_ == 0) {
-      throw Failure("the library has no energy object left");
-    }
-  }
-  Energy(const Energy&) = delete;
-  Energy& operator=(const Energy&) = delete;
-  ~Energy() { nxd_delete_energy(handle_); }
-  int handle() const { return handle_; }
-
- private:
-  int handle_;
-};
-
-float parse_dielectric(const RefineOptions& options) {
+void parse_formulas(const RefineOptions& options, RefineReport& report) {
   Formulas formulas;
   for (const std::string& path : options.parameters) {
     formulas.read_parameters(path);
   }
-  const float dielectric =
+  report.dielectric =
       options.dielectric ? formulas.positive_value("--dielectric", *options.dielectric) : kUsualDielectric;
+  report.medium = parse_medium(options.medium, formulas);
   forget_variables();
-  return dielectric;
+}
+
+std::optional<double> parse_cutoff(const RefineOptions& options) {
+  if (!options.cluster) {
+    return std::nullopt;
+  }
+  std::string fault;
+  const std::optional<float> value = parse_real(*options.cluster, fault);
+  if (!value || *value < 0.0F) {
+    throw UsageError("--cluster: " + in_quotes(*options.cluster) + " is not a finite number from 0 on");
+  }
+  return decimal(*value);
 }
 
 // OUT, and what else is to be written.
@@ -69,7 +61,8 @@ bool ends_as_pdb(const std::string& path) {
 
 Outputs check_outputs(const RefineOptions& options) {
   std::vector<std::string> inputs = options.parameters;
-  inputs.insert(inputs.end(), {options.target, options.ligand});
+  const std::vector<std::string> read = options.sides.files();
+  inputs.insert(inputs.end(), read.begin(), read.end());
   Outputs outputs{checked_output("OUT", options.output, options.format, inputs), {}, {}};
   std::vector<WrittenFile> all{outputs.ligand};
   const auto add = [&](const char* option, const std::optional<std::string>& path,
@@ -85,251 +78,258 @@ Outputs check_outputs(const RefineOptions& options) {
   }
   outputs.trajectory = add("--trajectory", options.trajectory, "pdb");
   outputs.complex = add("--complex", options.complex, std::nullopt);
+  add_table("--csv", options.csv, inputs, all);
   for (const WrittenFile& output : all) {
     check_writable(output.path);
   }
   return outputs;
 }
 
-std::string atom_label(const Atom& atom) {
-  std::string label = atom.name + " " + atom.residue + " " + std::to_string(atom.residue_number);
-  return atom.chain == ' ' ? label : label + " " + atom.chain;
-}
-
-void require_parameters(const Structure& structure) {
-  std::size_t number = 0;
-  for (const Atom& atom : structure.atoms) {
-    ++number;
-    if (nxd_get_uff_parameters(atom.element, nullptr, nullptr) == 0) {
-      throw Failure(
-          structure.label,
-          formatted("atom %zu, %s: there are no 12-6 parameters for %s", number, in_quotes(atom_label(atom)).c_str(),
-                    atom.element == 0 ? "an unknown element" : element_symbol(atom.element).c_str()));
-    }
-  }
-}
-
 // What makes the terms say less than they could.
-void add_notes(const Structure& structure, Summary& summary) {
+void add_notes(const Structure& structure, std::vector<std::string>& notes) {
   const auto& atoms = structure.atoms;
   if (std::none_of(atoms.begin(), atoms.end(), [](const Atom& atom) { return atom.element == 1; })) {
-    summary.notes.emplace_back("no hydrogens: the 12-6 term has none to keep off");
+    notes.emplace_back("no hydrogens: the 12-6 term has none to keep off");
   }
 }
 
-using Place = std::array<double, 3>;
+// A ligand that is kept, and where it came to stand.
+struct Kept {
+  RefinedLigand refined;
+  Structure ligand;
+  Pose pose;
+};
 
-// Where what belongs to the ligand goes at a pose.
-class Mover {
- public:
-  explicit Mover(const Pose& pose) {
-    require(nxd_get_pose_matrix(pose.data(), rotation_.data(), translation_.data()), "a pose");
+void sort_by_energy(std::vector<Kept>& kept) {
+  std::stable_sort(kept.begin(), kept.end(), [](const Kept& a, const Kept& b) {
+    return a.refined.after.energy.total() < b.refined.after.energy.total();
+  });
+}
+
+// Keeps only the first `most`.
+void cut(std::vector<Kept>& kept, const std::optional<int>& most) {
+  if (most && kept.size() > static_cast<std::size_t>(*most)) {
+    kept.erase(kept.begin() + *most, kept.end());
   }
-  Place operator()(const Place& p) const {
-    Place to = translation_;
-    for (std::size_t k = 0; k < 3; ++k) {
-      to[k] += rotation_[3 * k] * p[0] + rotation_[3 * k + 1] * p[1] + rotation_[3 * k + 2] * p[2];
+}
+
+// Keeps the lowest of each cluster, with the number of ligands in it.
+void keep_leaders(std::vector<Kept>& kept, double cutoff) {
+  std::vector<const Structure*> structures;
+  std::vector<Pose> poses;
+  for (const Kept& one : kept) {
+    structures.push_back(&one.ligand);
+    poses.push_back(one.pose);
+  }
+  const std::vector<std::size_t> leader_of = cluster(structures, poses, cutoff);
+  std::vector<Kept> leaders;
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    if (leader_of[i] == i) {
+      kept[i].refined.cluster_size = static_cast<std::size_t>(std::count(leader_of.begin(), leader_of.end(), i));
+      leaders.push_back(std::move(kept[i]));
     }
-    return to;
   }
-  Motion motion() const {
-    Motion motion;
-    const auto single = [](double value) { return static_cast<float>(value); };
-    std::transform(rotation_.begin(), rotation_.end(), motion.rotation.begin(), single);
-    std::transform(translation_.begin(), translation_.end(), motion.translation.begin(), single);
-    return motion;
+  kept = std::move(leaders);
+}
+
+// Refines the ligands of one command, and keeps those that are wanted.
+class Refinement {
+ public:
+  Refinement(const RefineOptions& options, RefineReport& report)
+      : options_(options),
+        report_(report),
+        cutoff_(parse_cutoff(options)),
+        target_(read_target(options.sides)),
+        molecule_(target_),
+        prepared_(target_, molecule_, report.medium, report.dielectric, options.iterations),
+        ligands_(options.sides, target_) {
+    report.target = summarise(target_, molecule_);
+    add_notes(target_, report.target.notes);
+    report.clustered = cutoff_.has_value();
+  }
+
+  void run() {
+    if (ligands_.are_several()) {
+      if (options_.trajectory) {
+        throw UsageError("--trajectory: one ligand is needed, not several");
+      }
+      run_several();
+    } else {
+      run_one();
+    }
+    for (const Kept& one : kept_) {
+      report_.ligands.push_back(one.refined);
+    }
+  }
+
+  // Writes all that is to be written, and all or nothing of it.
+  void write(const Outputs& outputs) {
+    StagedFiles files;
+    std::vector<Structure> structures;
+    for (const Kept& one : kept_) {
+      structures.push_back(moved(one.ligand, one.pose));
+    }
+    const Structure best = structures.front();
+    const Ensemble models =
+        make_written_models(outputs.ligand, BondSource::Auto, std::move(structures), report_.written);
+    std::size_t rank = 0;
+    for (const Model& model : models) {
+      ++rank;
+      for (const auto& [name, text] : refine_fields(rank, kept_[rank - 1].refined, report_.clustered)) {
+        require(nxf_set_field(name.c_str(), text.c_str(), model.molecule.handle()), "a data field");
+      }
+    }
+    write_models(files, outputs.ligand, models);
+    if (outputs.trajectory) {
+      write_trajectory(files, *outputs.trajectory);
+    }
+    if (outputs.complex) {
+      report_.complex = outputs.complex;
+      report_.notes = write_complex(files, {*outputs.complex}, target_, best);
+    }
+    if (options_.csv) {
+      report_.csv = options_.csv;
+      write_text(files, *options_.csv, refine_csv(report_));
+    }
+    files.commit();
   }
 
  private:
-  std::array<double, 9> rotation_{};
-  Place translation_{};
-};
-
-Place place_of(const Atom& atom) {
-  return {static_cast<double>(atom.position[0]), static_cast<double>(atom.position[1]),
-          static_cast<double>(atom.position[2])};
-}
-
-Structure moved(const Structure& ligand, const Pose& pose) {
-  Structure copy = ligand;
-  const Mover move(pose);
-  for (Atom& atom : copy.atoms) {
-    const Place to = move(place_of(atom));
-    std::transform(to.begin(), to.end(), atom.position.begin(), [](double value) { return static_cast<float>(value); });
+  void run_one() {
+    Structure ligand = read_only_ligand(ligands_);
+    const Molecule molecule(ligand);
+    report_.ligand = summarise(ligand, molecule);
+    add_notes(ligand, report_.ligand->notes);
+    RefineRun run(prepared_, std::move(ligand), molecule, options_.threads);
+    run.run_and_tell();
+    way_ = run.way();
+    // Where the way ends is where it stands.
+    kept_.push_back({run.result(), run.ligand(), way_.back()});
+    report_.refined = 1;
   }
-  return copy;
-}
 
-double energy_at(const Energy& energy, const Pose& pose) {
-  double coulomb = 0.0;
-  double twelve_six = 0.0;
-  require(nxd_get_energy_at_pose(pose.data(), &coulomb, &twelve_six, nullptr, energy.handle()), "a pose");
-  return coulomb + twelve_six;
-}
-
-RefinedPlace place_at(const Energy& energy, const Pose& pose, const Structure& target, const Structure& ligand) {
-  RefinedPlace place;
-  std::array<double, NXD_VARIABLES> gradient{};
-  require(nxd_get_energy_at_pose(pose.data(), &place.energy.coulomb, &place.energy.twelve_six, gradient.data(),
-                                 energy.handle()),
-          "a pose");
-  place.energy.gradient = std::sqrt(std::inner_product(gradient.begin(), gradient.end(), gradient.begin(), 0.0));
-  Contact& contact = place.contact;
-  require(nxd_get_closest_contact(pose.data(), &contact.target_atom, &contact.ligand_atom, &contact.distance,
-                                  &contact.fraction, energy.handle()),
-          "a pose");
-  // Where nothing can be told apart there is no closest pair.
-  if (!std::isfinite(place.energy.total()) || !std::isfinite(place.energy.gradient) || contact.target_atom < 0) {
-    throw Failure(ligand.label, "its energy with " + target.label + " is too large to be told");
-  }
-  place.target_atom = atom_label(target.atoms[static_cast<std::size_t>(contact.target_atom)]);
-  place.ligand_atom = atom_label(ligand.atoms[static_cast<std::size_t>(contact.ligand_atom)]);
-  return place;
-}
-
-// The ligand's way, on which the energy only falls: poses that a later one lies above are left out, the start never.
-class Way {
- public:
-  explicit Way(double start) : energies_{start}, poses_{kStart} {}
-
-  void add(const Pose& pose, double energy) {
-    if (!(energy < energies_.front()) || pose == poses_.back()) {
-      return;
+  void run_several() {
+    const std::size_t threads = options_.threads > 0 ? static_cast<std::size_t>(options_.threads)
+                                                     : std::max(std::thread::hardware_concurrency(), 1U);
+    Progress progress("ligands", count_ligands(options_.sides));
+    const Interruption interruption;
+    NoteCounts notes;
+    for (bool more = true; more && !Interruption::asked();) {
+      std::deque<RefineRun> runs;
+      while (more && runs.size() < kBatch * threads && !Interruption::asked()) {
+        more = read(runs, notes, progress);
+      }
+      const std::vector<std::exception_ptr> faults = run_all(runs, static_cast<int>(threads), progress);
+      take(runs, faults, progress);
     }
-    while (poses_.size() > 1 && energies_.back() < energy) {
-      energies_.pop_back();
-      poses_.pop_back();
-    }
-    energies_.push_back(energy);
-    poses_.push_back(pose);
-  }
-  void back_to_start() {
-    energies_.resize(1);
-    poses_.resize(1);
-  }
-  const std::vector<Pose>& poses() const { return poses_; }
-
- private:
-  std::vector<double> energies_;
-  std::vector<Pose> poses_;
-};
-
-// What is told of a run while it goes.
-struct Told {
-  const Energy& energy;
-  Way& way;
-};
-
-int tell_iteration(int iteration, const double* pose, double value, int pushing, void* data) {
-  const Told& told = *static_cast<Told*>(data);
-  Pose at{};
-  std::copy_n(pose, at.size(), at.begin());
-  if (pushing != 0) {
-    progress_line(formatted("pushing out, iteration %d: soft 12-6 term %.4f kcal/mol", iteration, value));
-    value = energy_at(told.energy, at);
-  } else {
-    progress_line(formatted("iteration %d: %.4f kcal/mol", iteration, value));
-  }
-  told.way.add(at, value);
-  return 0;
-}
-
-// Goes downhill, out of the target first where the ligand starts inside it.
-Pose refine_pose(const Energy& energy, RefineReport& report, Way& way) {
-  Told told{energy, way};
-  Pose pose = kStart;
-  require(nxd_set_refine_iterations(report.most_iterations, energy.handle()), "the number of iterations");
-  require(nxd_set_refine_tolerance(kGradientTolerance, energy.handle()), "the tolerance");
-  require(nxd_set_iteration_callback(tell_iteration, &told, energy.handle()), "to be followed");
-  require(nxd_refine_pose(pose.data(), &report.run, energy.handle()), "to refine the ligand");
-  if (report.run.start_kept != 0) {
-    way.back_to_start();
-  }
-  return pose;
-}
-
-// How the ligand has moved.
-void tell_motion(const Energy& energy, const Structure& ligand, const Pose& pose, RefineReport& report) {
-  const Mover move(pose);
-  Place centre{};
-  for (const Atom& atom : ligand.atoms) {
-    const Place at = place_of(atom);
-    for (std::size_t k = 0; k < 3; ++k) {
-      centre[k] += at[k] / static_cast<double>(ligand.atoms.size());
+    report_.interrupted = Interruption::asked();
+    report_.ligand_notes = notes.notes();
+    if (cutoff_) {
+      keep_leaders(kept_, *cutoff_);
+      cut(kept_, options_.best);
     }
   }
-  const Place to = move(centre);
-  report.motion = move.motion();
-  report.translation = std::hypot(to[0] - centre[0], to[1] - centre[1], to[2] - centre[2]);
-  report.rotation = 2.0 * std::atan2(std::hypot(pose[1], pose[2], pose[3]), pose[0]) * 180.0 / std::numbers::pi;
-  require(nxd_get_pose_rms(kStart.data(), pose.data(), &report.rms, energy.handle()), "a pose");
-}
 
-void write_trajectory(StagedFiles& files, const WrittenFile& file, const Structure& ligand,
-                      const std::vector<Pose>& poses, RefineReport& report) {
-  std::vector<Structure> structures;
-  for (const Pose& pose : poses) {
-    structures.push_back(moved(ligand, pose));
-    structures.back().model = static_cast<int>(structures.size());
+  // Reads one more ligand; false at the end.
+  bool read(std::deque<RefineRun>& runs, NoteCounts& notes, Progress& progress) {
+    std::optional<Ligand> ligand = ligands_.next();
+    if (!ligand) {
+      return false;
+    }
+    try {
+      if (!ligand->structure) {
+        throw Failure(ligand->fault);
+      }
+      std::vector<std::string> said = ligand->structure->notes;
+      add_notes(*ligand->structure, said);
+      const Molecule molecule(*ligand->structure);
+      runs.emplace_back(prepared_, std::move(*ligand->structure), molecule, 1);
+      notes.add(said);
+    } catch (const Failure& failure) {
+      tell(failure, progress);
+      progress.step();
+    }
+    return true;
   }
-  write_models(files, file,
-               make_written_models(file, BondSource::Auto, std::move(structures), report.trajectory.emplace()));
-}
 
-// Writes all that is to be written, and all or nothing of it.
-void write_outputs(const Outputs& outputs, const Structure& target, const Structure& ligand,
-                   const std::vector<Pose>& poses, RefineReport& report) {
-  StagedFiles files;
-  const Structure refined = moved(ligand, poses.back());
-  write_models(files, outputs.ligand, make_written_models(outputs.ligand, BondSource::Auto, {refined}, report.written));
-  if (outputs.trajectory) {
-    write_trajectory(files, *outputs.trajectory, ligand, poses, report);
+  // Takes what the runs came to; those that were cut short are dropped.
+  void take(std::deque<RefineRun>& runs, const std::vector<std::exception_ptr>& faults, Progress& progress) {
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+      try {
+        if (faults[i]) {
+          std::rethrow_exception(faults[i]);
+        }
+        const int ended = runs[i].result().run.ended;
+        if (ended != NXD_NOT_STARTED && ended != NXD_INTERRUPTED) {
+          kept_.push_back({runs[i].result(), runs[i].ligand(), runs[i].pose()});
+          ++report_.refined;
+        }
+      } catch (const Failure& failure) {
+        tell(failure, progress);
+      }
+    }
+    sort_by_energy(kept_);
+    if (!cutoff_) {
+      cut(kept_, options_.best);
+    }
   }
-  if (outputs.complex) {
-    report.complex = outputs.complex;
-    report.notes = write_complex(files, {*outputs.complex}, target, refined);
+
+  void tell(const Failure& failure, Progress& progress) {
+    progress.clear();
+    tell_fault(failure.what());
+    ++report_.faults;
   }
-  files.commit();
-}
+
+  void write_trajectory(StagedFiles& files, const WrittenFile& file) {
+    std::vector<Structure> structures;
+    for (const Pose& pose : way_) {
+      structures.push_back(moved(kept_.front().ligand, pose));
+      structures.back().model = static_cast<int>(structures.size());
+    }
+    write_models(files, file,
+                 make_written_models(file, BondSource::Auto, std::move(structures), report_.trajectory.emplace()));
+  }
+
+  const RefineOptions& options_;
+  RefineReport& report_;
+  std::optional<double> cutoff_;
+  Structure target_;
+  Molecule molecule_;
+  RefineTarget prepared_;
+  Ligands ligands_;
+  std::vector<Kept> kept_;
+  // Of the only ligand.
+  std::vector<Pose> way_;
+};
 
 RefineReport refine_files(const RefineOptions& options) {
   RefineReport report;
-  report.dielectric = parse_dielectric(options);
   report.most_iterations = options.iterations;
+  report.library_unit = options.library_unit;
+  check_sides(options.sides);
+  parse_formulas(options, report);
   const Outputs outputs = check_outputs(options);
-  Structure target = read_structure(options.target, {"--target-select", options.target_select});
-  Structure ligand = read_structure(options.ligand, {"--ligand-select", options.ligand_select});
-  const Energy energy;
-  {
-    // The molecules find the charges that the files do not give.
-    const Molecule target_molecule(target);
-    const Molecule ligand_molecule(ligand);
-    report.target = summarise(target, target_molecule);
-    report.ligand = summarise(ligand, ligand_molecule);
-    require_parameters(target);
-    require_parameters(ligand);
-    require(nxd_set_target(target_molecule.handle(), energy.handle()), "the target");
-    require(nxd_set_ligand(ligand_molecule.handle(), energy.handle()), "the ligand");
+  Refinement refinement(options, report);
+  refinement.run();
+  if (!report.ligands.empty()) {
+    refinement.write(outputs);
   }
-  add_notes(target, report.target);
-  add_notes(ligand, report.ligand);
-  require(nxd_set_uniform_dielectric(static_cast<double>(report.dielectric), energy.handle()), "the dielectric");
-  require(nxd_set_threads(0, energy.handle()), "the number of threads");
-
-  report.before = place_at(energy, kStart, target, ligand);
-  Way way(report.before.energy.total());
-  const Pose pose = refine_pose(energy, report, way);
-  report.after = place_at(energy, pose, target, ligand);
-  way.add(pose, report.after.energy.total());
-  tell_motion(energy, ligand, pose, report);
-  write_outputs(outputs, target, ligand, way.poses(), report);
   return report;
 }
 
 }  // namespace
 
 void refine(const RefineOptions& options) {
-  print_report(refine_files(options), options.json, refine_text, refine_json);
+  const RefineReport report = refine_files(options);
+  if (!report.ligands.empty()) {
+    print_report(report, options.print, refine_text, refine_json);
+  }
+  if (report.interrupted) {
+    throw Interrupted(formatted("interrupted; ligands that were refined by then: %zu", report.refined));
+  }
+  if (report.faults > 0) {
+    throw Failure(formatted("%zu of %zu ligands failed", report.faults, report.faults + report.refined));
+  }
 }
 
 }  // namespace nxbrio

@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
-#include "geometry_report.h"
 #include "nxbriofiles/text.h"
 #include "table.h"
 
@@ -15,7 +13,6 @@ namespace {
 
 // Two elementary charges 1 angstrom apart, from CODATA 2018: e^2 N_A / (4 pi epsilon_0 * 1e-10 m) in kcal/mol.
 constexpr double kCoulombKcal = 332.063713;
-constexpr double kKilojoulePerKilocalorie = 4.184;
 // Gas constant in kcal/(mol K).
 constexpr double kGasConstant = 0.00198720426;
 // Debye per elementary charge and angstrom.
@@ -31,11 +28,8 @@ double moment(const Summary& summary) {
   return std::min(summary.positive_charge, -summary.negative_charge) * length(summary.dipole);
 }
 
-// In the library's unit, kcal/mol and kJ/mol.
-std::array<double, 3> in_all_units(const Energy& energy) {
-  const double value = decimal(energy.energy);
-  return {value, value * kcal_per_unit(), value * kj_per_unit()};
-}
+// As precise as what it was computed from.
+double as_single(double value) { return decimal(static_cast<float>(value)); }
 
 std::string vector_text(const std::array<float, 3>& v) {
   return formatted("%9.3f %9.3f %9.3f", static_cast<double>(v[0]), static_cast<double>(v[1]),
@@ -83,20 +77,6 @@ std::vector<Row> molecule_rows(const std::vector<const Summary*>& molecules) {
   return rows;
 }
 
-constexpr const char* kMultipoleText =
-    "  Monopole: total of the positive charges less that of the negative ones.\n"
-    "  Dipole: the vector from the centre of the negative to the centre of the positive charges.\n"
-    "  Charge centre: that of the larger total, about which the dipole moment is taken.\n";
-
-// Every queued message, in order; every text contains the empty tag.
-nlohmann::ordered_json messages(int count, const char* (*message)(int)) {
-  auto json = nlohmann::ordered_json::array();
-  for (int k = 0; k < count; ++k) {
-    json.push_back(message(k));
-  }
-  return json;
-}
-
 }  // namespace
 
 double kcal_per_unit() { return kCoulombKcal / static_cast<double>(DFactor2); }
@@ -122,13 +102,13 @@ nlohmann::ordered_json summary_json(const Summary& summary) {
   json["bonds"] = summary.bonds;
   json["charges_from"] = summary.charge_source;
   json["radii_from"] = summary.radius_source;
-  json["net_charge_e"] = summary.net_charge;
-  json["positive_charge_e"] = summary.positive_charge;
-  json["negative_charge_e"] = summary.negative_charge;
-  json["monopole_e"] = summary.monopole;
+  json["net_charge_e"] = as_single(summary.net_charge);
+  json["positive_charge_e"] = as_single(summary.positive_charge);
+  json["negative_charge_e"] = as_single(summary.negative_charge);
+  json["monopole_e"] = as_single(summary.monopole);
   json["charge_centre_A"] = decimals(summary.charge_centre);
   json["dipole_A"] = decimals(summary.dipole);
-  json["dipole_moment_D"] = moment(summary) * kDebye;
+  json["dipole_moment_D"] = as_single(moment(summary) * kDebye);
   json["composition"] = nlohmann::ordered_json::object();
   for (const auto& [symbol, count] : summary.composition) {
     json["composition"][symbol] = count;
@@ -140,68 +120,20 @@ nlohmann::ordered_json summary_json(const Summary& summary) {
   return json;
 }
 
-std::string bind_text(const BindReport& report) {
-  std::vector<Row> rows{{"", {"target", "ligand"}}, {"molecule", {report.target.name, report.ligand.name}}};
-  for (Row& row : molecule_rows({&report.target, &report.ligand})) {
-    rows.push_back(std::move(row));
-  }
-  std::string text = report.target.file + " with " + report.ligand.file + "\n\n" + table(rows) + kMultipoleText;
-  text += notes_text(report.target.file, report.target.notes) + notes_text(report.ligand.file, report.ligand.notes);
-
-  if (report.orientation) {
-    text += "\nTurned into the principal frame of the target, without hydrogens; the places above are in it\n\n";
-    text += orientation_text(*report.orientation);
-  }
-  text += "\nCoulombic binding energy in a uniform dielectric\n\n";
-  std::vector<Row> energies{{"dielectric", {"library unit", "kcal/mol", "kJ/mol"}}};
-  for (const Energy& energy : report.energies) {
-    const std::array<double, 3> values = in_all_units(energy);
-    energies.push_back({formatted("%10g", decimal(energy.dielectric)),
-                        {formatted("%.4f", values[0]), formatted("%.4f", values[1]), formatted("%.4f", values[2])}});
-  }
-  text += table(energies);
-  text += formatted("  1 library unit = %.6f kcal/mol = %.6f kJ/mol = kT at %.1f K; it is set by DFactor2 = %.3f:\n",
-                    kcal_per_unit(), kj_per_unit(), kcal_per_unit() / kGasConstant, static_cast<double>(DFactor2));
-  text += "  energy = DFactor2 / dielectric * sum of q q / r, in elementary charges and angstrom.\n";
-  if (report.coincident_pairs > 0) {
-    text += formatted("  Note: %lld pairs of charged atoms stand at the same place and are left out of the sum.\n",
-                      report.coincident_pairs);
-  }
-  if (!report.written.empty()) {
-    text += "\nComplex written\n\n";
-    for (const WrittenFile& file : report.written) {
-      text += "  " + file.path + " (" + file.format + ")\n";
-    }
-    text += notes_text("", report.notes);
-  }
-  return text + "\n";
+std::string library_unit_text() {
+  return formatted("  1 library unit = %.6f kcal/mol = %.6f kJ/mol = kT at %.1f K; it is set by DFactor2 = %.3f:\n",
+                   kcal_per_unit(), kj_per_unit(), kcal_per_unit() / kGasConstant, static_cast<double>(DFactor2)) +
+         "  energy = DFactor2 / dielectric * sum of q q / r, in elementary charges and angstrom.\n";
 }
 
-nlohmann::ordered_json bind_json(const BindReport& report) {
-  auto json = nlohmann::ordered_json::object();
-  json["command"] = "bind";
-  json["target"] = summary_json(report.target);
-  json["ligand"] = summary_json(report.ligand);
-  json["orientation"] = nullptr;
-  if (report.orientation) {
-    json["orientation"] = orientation_json(*report.orientation);
+std::vector<Row> named_molecule_rows(const std::vector<const Summary*>& molecules) {
+  std::vector<Row> rows = molecule_rows(molecules);
+  Row names{"molecule", {}};
+  for (const Summary* const summary : molecules) {
+    names.second.push_back(summary->name);
   }
-  json["energy_unit"] = energy_unit_json();
-  json["energies"] = nlohmann::ordered_json::array();
-  for (const Energy& energy : report.energies) {
-    const std::array<double, 3> values = in_all_units(energy);
-    json["energies"].push_back({{"dielectric", decimal(energy.dielectric)},
-                                {"energy", values[0]},
-                                {"kcal_per_mol", values[1]},
-                                {"kJ_per_mol", values[2]}});
-  }
-  json["coincident_pairs"] = report.coincident_pairs;
-  json["written"] = nlohmann::ordered_json::array();
-  for (const WrittenFile& file : report.written) {
-    json["written"].push_back({{"file", file.path}, {"format", file.format}});
-  }
-  json["notes"] = report.notes;
-  return json;
+  rows.insert(rows.begin(), std::move(names));
+  return rows;
 }
 
 std::string info_text(const Summary& summary) {
@@ -220,8 +152,7 @@ std::string info_text(const Summary& summary) {
   rows.push_back({"radii, A",
                   {formatted("%.3f to %.3f", static_cast<double>(summary.smallest_radius),
                              static_cast<double>(summary.largest_radius))}});
-  return summary.file + " (" + summary.format + ")\n\n" + table(rows) + kMultipoleText + notes_text("", summary.notes) +
-         "\n";
+  return summary.file + " (" + summary.format + ")\n\n" + table(rows) + kMultipoleText + notes_text("", summary.notes);
 }
 
 nlohmann::ordered_json info_json(const Summary& summary) {
@@ -258,7 +189,7 @@ std::string convert_text(const ConvertReport& report) {
     }
     text += " A.\n";
   }
-  return text + notes_text("", report.notes) + "\n";
+  return text + notes_text("", report.notes);
 }
 
 nlohmann::ordered_json convert_json(const ConvertReport& report) {
@@ -278,24 +209,6 @@ nlohmann::ordered_json convert_json(const ConvertReport& report) {
   }
   json["notes"] = report.notes;
   return json;
-}
-
-void print_report(const std::string& text) {
-  std::fputs(text.c_str(), stdout);
-  nx_print_new_errors();
-  nx_print_new_warnings();
-  std::printf("errors %d, warnings %d; memory still held: %u bytes in %d blocks\n", nx_number_of_errors(),
-              nx_number_of_warnings(), static_cast<unsigned>(nx_total_memory_allocated()),
-              nx_total_number_of_active_pointers());
-}
-
-void print_report(nlohmann::ordered_json json) {
-  json["errors"] = messages(nx_number_of_errors(), [](int k) -> const char* { return nx_error_with_tag("", k); });
-  json["warnings"] = messages(nx_number_of_warnings(), [](int k) -> const char* { return nx_warning_with_tag("", k); });
-  json["memory_held"] = {{"bytes", nx_total_memory_allocated()}, {"blocks", nx_total_number_of_active_pointers()}};
-  // Bytes of file and atom names that are not UTF-8 are replaced.
-  const std::string text = json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-  std::puts(text.c_str());
 }
 
 }  // namespace nxbrio

@@ -11,36 +11,27 @@
 #include "models.h"
 #include "molecule.h"
 #include "output.h"
+#include "table.h"
 
 namespace nxbrio {
 
 // The library's energy unit in kcal/mol and kJ/mol.
 double kcal_per_unit();
 double kj_per_unit();
+inline constexpr double kKilojoulePerKilocalorie = 4.184;
 // Parts of the JSON of several commands.
 nlohmann::ordered_json energy_unit_json();
 nlohmann::ordered_json summary_json(const Summary& summary);
 
-struct Energy {
-  float dielectric;
-  // The library's unit.
-  float energy;
-};
+// "  1 library unit = ..."
+std::string library_unit_text();
 
-struct BindReport {
-  Summary target;
-  Summary ligand;
-  // The rotation of both, with --orient.
-  std::optional<Orientation> orientation;
-  std::vector<Energy> energies;
-  long long coincident_pairs = 0;
-  std::vector<WrittenFile> written;
-  // On the written files.
-  std::vector<std::string> notes;
-};
-
-std::string bind_text(const BindReport& report);
-nlohmann::ordered_json bind_json(const BindReport& report);
+// The rows on molecules that several commands share, one column per molecule, the name first.
+std::vector<Row> named_molecule_rows(const std::vector<const Summary*>& molecules);
+inline constexpr const char* kMultipoleText =
+    "  Monopole: total of the positive charges less that of the negative ones.\n"
+    "  Dipole: the vector from the centre of the negative to the centre of the positive charges.\n"
+    "  Charge centre: that of the larger total, about which the dipole moment is taken.\n";
 
 std::string info_text(const Summary& summary);
 nlohmann::ordered_json info_json(const Summary& summary);
@@ -65,21 +56,6 @@ nlohmann::ordered_json written_json(const Written& written);
 
 std::string convert_text(const ConvertReport& report);
 nlohmann::ordered_json convert_json(const ConvertReport& report);
-
-// Prints a report on standard output, then the library's new error and warning messages and the memory that it still
-// holds. Call it once the molecules are deleted.
-void print_report(const std::string& text);
-void print_report(nlohmann::ordered_json json);
-// Prints a report as text or as JSON.
-template <class Report>
-void print_report(const Report& report, bool json, std::string (*text)(const Report&),
-                  nlohmann::ordered_json (*object)(const Report&)) {
-  if (json) {
-    print_report(object(report));
-  } else {
-    print_report(text(report));
-  }
-}
 
 }  // namespace nxbrio
 

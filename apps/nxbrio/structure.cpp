@@ -212,7 +212,7 @@ std::optional<Structure> ModelReader::next() {
     return structure_of(path_, std::move(molecule));
   }
   if (records_ == 0) {
-    ++records_;
+    records_ = given_ = 1;
     throw Failure(path_, "no atoms");
   }
   if (given_ == 0) {

@@ -148,14 +148,14 @@ void rms(const RmsOptions& options) {
     throw UsageError("rms: FILE or --all is required");
   }
   if (options.all) {
-    print_report(compare_all(options), options.json, pairs_text, pairs_json);
+    print_report(compare_all(options), options.print, pairs_text, pairs_json);
   } else {
-    print_report(compare(options), options.json, fit_text, fit_json);
+    print_report(compare(options), options.print, fit_text, fit_json);
   }
 }
 
 void superpose(const SuperposeOptions& options) {
-  print_report(superpose_files(options), options.json, fit_text, fit_json);
+  print_report(superpose_files(options), options.print, fit_text, fit_json);
 }
 
 }  // namespace nxbrio

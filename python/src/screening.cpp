@@ -108,7 +108,7 @@ class Scorer {
       float energy = 0.0F;
       // Its result is 0 whatever happens.
       nx_calculate_coulombic_binding(target_.handle(), ligand.handle(), &energy, protocol_.dielectric);
-      score.coulomb = score.energy = decimal(energy) * kcal_per_unit();
+      score.coulomb = score.energy = decimal(static_cast<float>(decimal(energy) * kcal_per_unit()));
     }
     if (!std::isfinite(score.energy)) {
       throw Failure("the energy is too large to be told");

@@ -34,7 +34,7 @@ class Formula : public testing::Test {
 
  private:
   std::vector<std::string> arguments(const std::vector<std::string>& formulas, const std::string& parameters) {
-    std::vector<std::string> arguments{"bind", target_, ligand_};
+    std::vector<std::string> arguments{"bind", target_, ligand_, "--verbose"};
     for (const std::string& formula : formulas) {
       arguments.insert(arguments.end(), {"--dielectric", formula});
     }

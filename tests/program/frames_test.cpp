@@ -280,7 +280,7 @@ TEST(Frames, AComplexTurnsAsOne) {
   const std::string readme = read_file(NXBRIO_SOURCE_DIR "/README.md");
   const std::string text = nxbrio(turned).out;
   std::istringstream lines(text.substr(text.find("Turned into")));
-  for (std::string line; std::getline(lines, line) && line.find("No warnings") == std::string::npos;) {
+  for (std::string line; std::getline(lines, line);) {
     EXPECT_NE(readme.find(line), std::string::npos) << line;
   }
 }

@@ -63,7 +63,7 @@ TEST(RealComplex, EnergiesAndMultipolesAgreeWithAnIndependentSum) {
     SCOPED_TRACE(target);
     const std::vector<PqrAtom> a = parse_pqr(target);
     const std::vector<PqrAtom> b = parse_pqr(ligand);
-    const json report = nxbrio_json({"bind", target, ligand, "-e", "1", "--dielectric", "78.54"});
+    const json report = nxbrio_json({"bind", target, ligand, "-e", "1", "--dielectric", "78.54", "--verbose"});
 
     // 332.0637 kcal/mol angstrom between unit charges; the library's unit is that over 560.737 of its own.
     const double sum = coulomb_sum(a, b);
@@ -134,7 +134,7 @@ TEST(RealComplex, WritesTheComplex) {
 TEST(Nxbrio, TablesSayWhatTheJsonSays) {
   const std::string target = kExamples + "/hca-bind/hca.pqr";
   const std::string ligand = kExamples + "/hca-bind/acet.pqr";
-  const RunResult text = nxbrio({"bind", target, ligand});
+  const RunResult text = nxbrio({"bind", target, ligand, "--library-unit", "--verbose"});
   const json report = nxbrio_json({"bind", target, ligand});
   EXPECT_EQ(text.status, 0);
   EXPECT_EQ(text.err, "");
@@ -144,17 +144,14 @@ TEST(Nxbrio, TablesSayWhatTheJsonSays) {
     const json& energy = report["energies"][i];
     EXPECT_EQ(energy["dielectric"], (std::array{1, 4, 80}[i]));
     std::array<char, 200> row{};
-    std::snprintf(row.data(), row.size(), "%12g%14.4f%11.4f%12.4f\n", energy["dielectric"].get<double>(),
-                  energy["energy"].get<double>(), energy["kcal_per_mol"].get<double>(),
-                  energy["kJ_per_mol"].get<double>());
+    std::snprintf(row.data(), row.size(), "%12g%11.4f%12.4f%14.4f\n", energy["dielectric"].get<double>(),
+                  energy["kcal_per_mol"].get<double>(), energy["kJ_per_mol"].get<double>(),
+                  energy["energy"].get<double>());
     table += row.data();
   }
   EXPECT_NE(text.out.find(table), std::string::npos) << text.out;
   EXPECT_NE(text.out.find("1 library unit = 0.592191 kcal/mol = 2.477729 kJ/mol"), std::string::npos);
-  EXPECT_TRUE(
-      text.out.ends_with("\nNo warnings messages\n"
-                         "errors 0, warnings 0; memory still held: 0 bytes in 0 blocks\n"))
-      << text.out;
+  EXPECT_TRUE(text.out.ends_with("\nerrors 0, warnings 0; memory still held: 0 bytes in 0 blocks\n")) << text.out;
 }
 
 TEST(Nxbrio, CoincidentPairsAreCountedAndLeftOut) {
@@ -336,7 +333,7 @@ TEST(Failures, OneLineThatNamesFileAndLine) {
     SCOPED_TRACE(name);
     const std::string file = scratch.write(name, text);
     expect_failure(nxbrio({"info", file}), 1, file + message);
-    expect_failure(nxbrio({"bind", kExamples + "/hca-bind/acet.pqr", file, "--json"}), 1, file + message);
+    expect_failure(nxbrio({"bind", file, kExamples + "/hca-bind/acet.pqr", "--json"}), 1, file + message);
   }
   expect_failure(nxbrio({"info", scratch.path("none.pqr")}), 1, scratch.path("none.pqr: No such file or directory"));
   expect_failure(nxbrio({"info", scratch.path("")}), 1, scratch.path(": is a directory"));
@@ -388,7 +385,6 @@ TEST(Usage, WrongCallsAreToldInOneLineAndEndWithStatus2) {
       {},
       {"bind"},
       {"bind", "a.pqr"},
-      {"bind", "a.pqr", "b.pqr", "c.pqr"},
       {"bind", "a.pqr", "b.pqr", "--dielectric"},
       {"bind", "a.pqr", "b.pqr", "--bogus"},
       {"info"},
@@ -401,7 +397,7 @@ TEST(Usage, WrongCallsAreToldInOneLineAndEndWithStatus2) {
     SCOPED_TRACE(testing::PrintToString(call));
     expect_one_line(nxbrio(call), 2);
   }
-  EXPECT_TRUE(nxbrio({"bind", "a.pqr"}).err.ends_with("; see nxbrio bind --help\n"));
+  EXPECT_TRUE(nxbrio({"info"}).err.ends_with("; see nxbrio info --help\n"));
   expect_failure(nxbrio({"dissolve", "a.pqr"}), 2, "no such command as 'dissolve'; see nxbrio --help");
   for (const char* dielectric : {"0", "-4", "nan", "inf", "1e-60", "1e60", "2 - 2", ""}) {
     expect_failure(nxbrio({"bind", "a.pqr", "b.pqr", "--dielectric", dielectric}), 2,

@@ -1,0 +1,118 @@
+// Ligands on their way downhill: the runs of libnxbriodock, one or many at a time.
+#ifndef NXBRIOCHEM_APPS_NXBRIO_REFINE_RUN_H
+#define NXBRIOCHEM_APPS_NXBRIO_REFINE_RUN_H
+
+#include <nxbriodock/nxbriodock.h>
+
+#include <deque>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "coulomb.h"
+#include "ligands.h"
+#include "medium.h"
+#include "molecule.h"
+#include "placement.h"
+#include "progress.h"
+
+namespace nxbrio {
+
+// Kcal/mol/angstrom: the length of the gradient below which a pose may be a minimum.
+inline constexpr double kGradientTolerance = 1e-3;
+
+// Kcal/mol, at the ligand's place, and the length of the gradient in its six variables, kcal/mol/angstrom.
+struct PlaceEnergy {
+  double coulomb = 0.0;
+  double twelve_six = 0.0;
+  double gradient = 0.0;
+
+  double total() const { return coulomb + twelve_six; }
+};
+
+// The pair that stands closest, measured by where its 12-6 energy is least.
+struct Contact {
+  int target_atom = 0;
+  int ligand_atom = 0;
+  // Angstrom.
+  double distance = 0.0;
+  // Of the distance of least 12-6 energy.
+  double fraction = 0.0;
+};
+
+// The ligand at one place.
+struct RefinedPlace {
+  PlaceEnergy energy;
+  Contact contact;
+  // The two atoms, as a user knows them.
+  std::string target_atom;
+  std::string ligand_atom;
+};
+
+// What a run came to.
+struct RefinedLigand {
+  explicit RefinedLigand(const Structure& structure) : ligand(structure) {}
+
+  LigandName ligand;
+  RefinedPlace before;
+  RefinedPlace after;
+  // How the run went, and how it ended.
+  nxd_refinement run{};
+  // How the ligand has moved, and its atoms' root mean square distance from where they were, angstrom.
+  Displacement moved;
+  double rms = 0.0;
+  // How many ligands are in the cluster that it stands for.
+  std::size_t cluster_size = 1;
+};
+
+// The target and how ligands are refined at it.
+class RefineTarget {
+ public:
+  // Throws Failure for an atom without 12-6 parameters.
+  RefineTarget(const Structure& target, const Molecule& molecule, const Medium& medium, float dielectric,
+               int iterations);
+
+  const Structure& structure() const { return structure_; }
+  int energy() const { return energy_.handle(); }
+
+ private:
+  const Structure& structure_;
+  EnergyObject energy_;
+};
+
+// One ligand's run.
+class RefineRun {
+ public:
+  // `threads` as nxd_set_threads has it. Throws Failure for an atom without 12-6 parameters.
+  RefineRun(const RefineTarget& target, Structure ligand, const Molecule& molecule, int threads);
+
+  // Goes downhill, out of the target first where the ligand starts inside it. Several runs may do so at once. Throws
+  // Failure for an energy that is too large to be told.
+  void run();
+  // As run, with a line for each iteration on a terminal, and the way kept.
+  void run_and_tell();
+
+  const Structure& ligand() const { return ligand_; }
+  const RefinedLigand& result() const { return result_; }
+  const Pose& pose() const { return pose_; }
+  // The start, and the poses from which the energy has only fallen since.
+  const std::vector<Pose>& way() const { return way_; }
+
+ private:
+  RefinedPlace place_at(const Pose& pose) const;
+
+  const Structure& target_;
+  Structure ligand_;
+  EnergyObject energy_;
+  RefinedLigand result_;
+  Pose pose_ = kStart;
+  std::vector<Pose> way_{kStart};
+};
+
+// Runs on up to so many threads, each run on one. Those that Ctrl-C cut short have ended as NXD_INTERRUPTED or
+// NXD_NOT_STARTED. What a run throws is kept, at its place, for the caller.
+std::vector<std::exception_ptr> run_all(std::deque<RefineRun>& runs, int threads, Progress& progress);
+
+}  // namespace nxbrio
+
+#endif
