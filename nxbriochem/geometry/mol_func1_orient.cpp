@@ -14,13 +14,12 @@
 #include <nxbriochem/geometry/mol_func1.h>
 #include <nxbriochem/geometry/mol_func1_atoms_internal.h>
 #include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/util/vector3_internal.h>
 
 namespace mol_func1 {
 namespace {
-
-constexpr int kNoAtomsStatus = 1;
 
 template <std::size_t Dimensions>
 using Point = std::array<double, Dimensions>;
@@ -240,7 +239,7 @@ class MoleculeAtoms {
 void exit_without_atoms(int mol) {
   if (nx_get_molecule_atom_number(mol) == 0) {
     std::puts("no atoms");
-    std::exit(kNoAtomsStatus);
+    std::exit(objects::kNoAtoms);
   }
 }
 

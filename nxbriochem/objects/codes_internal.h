@@ -32,8 +32,10 @@ inline constexpr int32_t kFirstGrid = -1000000001;
 
 enum ExitStatus : int {
   kBooksExhausted = 0,         // no memory for the allocator's records. Kept: programs rely on 0
+  kUndefined = 0,              // the reader of values met an undefined variable or an unknown type. Kept, as above
   kMemoryExhausted = 1,        // no memory for a tracked block or an index
   kEnded = 1,                  // nx_exit, the signal handler
+  kNoAtoms = 1,                // a molecule without atoms is oriented
   kDuplicatePointer = 3,       // a pointer stands twice in a memory table
   kUnknownPointer = 4,         // an unknown pointer at the highest strictness
   kObjectMemoryExhausted = 7,  // no memory for an object's block, its table's entries or the tables

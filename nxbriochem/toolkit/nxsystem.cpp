@@ -12,6 +12,8 @@
 namespace NxSystem {
 namespace {
 
+constexpr int kFatalStatus = 1;
+
 // Writes prefix and formatted text as one line. Standard output is flushed first, so that what a caller sees on the two
 // streams is in the order in which it happened. A reporter must not fail: when memory for a long text is refused, the
 // text is cut instead.
@@ -109,7 +111,7 @@ void NxErrorHandler::Fatal(const char* format, ...) {
   va_start(arguments, format);
   Report("Fatal: ", format, arguments);
   va_end(arguments);
-  std::exit(1);
+  std::exit(kFatalStatus);
 }
 
 void NxAssertionFailed(int line, const char* unit) {

@@ -5,7 +5,6 @@
 // Waiting operators are kept in a frame. A parenthesis or '=' opens another frame on top, whose value becomes the
 // factor of the frame below. The frames are on the heap, so that nesting is limited by memory and not by the process's
 // stack.
-#include <nxbriochem/util/never_destroyed_internal.h>
 #include <nxbriochem/util/parser.h>
 
 #include <array>
@@ -16,9 +15,11 @@
 #include <cstring>
 #include <vector>
 
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/memory_owners_internal.h>
 #include <nxbriochem/objects/plain_heap_internal.h>
+#include <nxbriochem/util/never_destroyed_internal.h>
 #include <nxbriochem/util/parser_state.h>
 #include <nxbriochem/util/slot_index_internal.h>
 #include <nxbriochem/util/text_hash_internal.h>
@@ -39,7 +40,6 @@ int32_t VarTabAll = 0;
 
 namespace {
 
-constexpr int kClosingStatus = 0;  // Kept: programs rely on 0 where a request that cannot be met ends the process
 constexpr int32_t kVariableIncrement = 40;
 
 using TokenText = char[NXI_TOKEN_LENGTH + 1];
@@ -238,7 +238,7 @@ void append_variable(const char* name, uint64_t hash, double value) {
 
 [[noreturn]] void close_down() {
   std::fflush(stdout);
-  std::exit(kClosingStatus);
+  std::exit(objects::kUndefined);
 }
 
 double variable_value(const char* name) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <nxbriochem/geometry/mol_func1.h>
 #include <nxbriochem/molecules/briochem.h>
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/error.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/objects/object_memory.h>
@@ -361,8 +362,8 @@ TEST(Orient, PassesOverDeletedAtomsAndRefusesWhatIsNotFinite) {
 }
 
 TEST(OrientDeathTest, EndsWithoutAtoms) {
-  expect_exit(1, "^no atoms\n$", [] { nx_moments_of_inertia(nx_make_molecule(), nullptr); });
-  expect_exit(1, "^no atoms\n$", [] { nx_orient_m_i_base2(nx_make_molecule(), 0); });
+  expect_exit(objects::kNoAtoms, "^no atoms\n$", [] { nx_moments_of_inertia(nx_make_molecule(), nullptr); });
+  expect_exit(objects::kNoAtoms, "^no atoms\n$", [] { nx_orient_m_i_base2(nx_make_molecule(), 0); });
 }
 
 #if !defined(NXBRIOCHEM_UNDER_SANITIZER)

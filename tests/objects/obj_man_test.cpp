@@ -239,7 +239,8 @@ TEST(ObjMan, Molecules_GridsAndNamesAreToldByCode) {
 TEST(Codes, HaveTheirNumbers) {
   using namespace objects;
   EXPECT_EQ((std::array<int, 4>{kHandleType, kListType, kMoleculeType, kGridType}), (std::array{1, 2, 3, 4}));
-  EXPECT_EQ((std::array<int, 3>{kBooksExhausted, kMemoryExhausted, kEnded}), (std::array{0, 1, 1}));
+  EXPECT_EQ((std::array<int, 2>{kBooksExhausted, kUndefined}), (std::array{0, 0}));
+  EXPECT_EQ((std::array<int, 3>{kMemoryExhausted, kEnded, kNoAtoms}), (std::array{1, 1, 1}));
   EXPECT_EQ((std::array<int, 3>{kDuplicatePointer, kUnknownPointer, kObjectMemoryExhausted}), (std::array{3, 4, 7}));
   EXPECT_EQ((std::array<int, 3>{kHashLimit, kNoUniqueHandle, kNoUniqueTableHandle}), (std::array{107, 108, 208}));
 }
@@ -369,7 +370,7 @@ TEST(ObjManDeathTest, SignalHandlerReportsAndExits) {
   static_cast<char*>(nx_object_calloc_new(handle, 4, 1, "hit"))[4] ^= 1;
   nxi_err("before the signal");
   expect_exit(
-      1,
+      objects::kEnded,
       "^\nSIGNAL HANDLER CALLED\nCHECKING NX_ARRAY BOUNDS\n\\*{32}\nChecking memory bounds\n"
       "high bounds violation of entry 0,value=0, name= hit\nSummary: 1 bounds violations found\n"
       "Memory for this table, ordered by pointer value\n\\*{47}\n\nORDERED LIST OF ARRAYS WITH MEMORY TABLE [0-9]+\n"

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include <nxbriochem/objects/codes_internal.h>
 #include <nxbriochem/objects/memory.h>
 #include <nxbriochem/util/parser_state.h>
 
@@ -457,7 +458,7 @@ TEST(ParserVariables, StartAnewAfterAllMemoryWasFreed) {
 // ---- The end of the process
 
 void expect_closing(const char* text, const char* type, const std::string& words) {
-  test_support::expect_exit(0, "^" + words + "$", [&] {
+  test_support::expect_exit(objects::kUndefined, "^" + words + "$", [&] {
     nxi_SetScanLine(text);
     nxi_GetDataElement(type);
   });
