@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
-#include <vector>
 
 #include "failure.h"
 #include "text.h"
@@ -53,15 +52,8 @@ Input::Input(std::string path) : name_(std::move(path)), file_(nullptr, gzclose)
     ::close(descriptor);
     throw Failure(name_, "is a directory");
   }
+  can_rewind_ = ::lseek(descriptor, 0, SEEK_CUR) >= 0;
   open(descriptor);
-  if (::lseek(descriptor, 0, SEEK_CUR) < 0) {
-    std::vector<char> chunk(kChunk);
-    for (std::size_t n = 0; (n = read(chunk.data(), chunk.size())) > 0;) {
-      owned_.append(chunk.data(), n);
-    }
-    bytes_ = owned_;
-    file_.reset();
-  }
 }
 
 Input::Input(std::string name, std::string_view bytes) : name_(std::move(name)), file_(nullptr, gzclose) {
@@ -80,6 +72,13 @@ void Input::open(int descriptor) {
     ::close(descriptor);
     throw Failure(name_, "out of memory");
   }
+}
+
+void Input::hold(std::string text) {
+  owned_ = std::move(text);
+  bytes_ = owned_;
+  file_.reset();
+  can_rewind_ = true;
 }
 
 void Input::rewind() {

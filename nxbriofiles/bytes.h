@@ -11,8 +11,7 @@ struct gzFile_s;
 
 namespace nxbrio::files {
 
-// Where bytes come from: a file, or memory, which is the caller's. What cannot be read twice, a pipe, is read into
-// memory first.
+// Where bytes come from: a file, or memory, which is the caller's.
 class Input {
  public:
   // A file. Throws Failure when it cannot be opened.
@@ -26,8 +25,10 @@ class Input {
   const std::string& name() const { return name_; }
   // Fills the buffer with the next bytes, unpacked; how many, 0 at the end. Throws Failure.
   std::size_t read(char* buffer, std::size_t size);
-  // Back to the start.
+  // Back to the start. A pipe cannot: what it gave is handed back to be held first.
   void rewind();
+  bool can_rewind() const { return can_rewind_; }
+  void hold(std::string text);
 
  private:
   void open(int descriptor);
@@ -38,6 +39,7 @@ class Input {
   // Plain bytes in memory, read without zlib.
   std::string_view bytes_;
   std::size_t at_ = 0;
+  bool can_rewind_ = true;
 };
 
 // Walks the lines of an input, a chunk in memory at a time.

@@ -42,8 +42,8 @@ NX_API int nxf_add_molecules_to_list_from_memory(const void* bytes, size_t size,
 
 // ---- Reading record by record ----
 //
-// A reader holds one record at a time, so that a file of a million takes no more memory than one of ten; only an mmCIF
-// file is held whole. Readers are named by positive integers of their own. A value that names no reader gives 0 or
+// A reader holds one record at a time, so that a file of a million takes no more memory than one of ten, through a pipe
+// too; only mmCIF, and PDB through a pipe, are held whole. Readers are named by positive integers of their own. A value that names no reader gives 0 or
 // null, with an error message.
 
 // Opens a file. The reader; close it with nxf_close_reader. 0 on failure.

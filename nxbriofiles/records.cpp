@@ -52,12 +52,19 @@ void Records::find_format(std::optional<Format> format) {
 }
 
 // CONECT records stand behind the models, and all of these records are about all models: a first walk through the file
-// finds them.
+// finds them. What comes through a pipe is held for the second.
 void Records::find_connections() {
+  std::string held;
   while (lines_.next()) {
     if (is_connection(lines_.line())) {
       connections_.emplace_back(lines_.number(), lines_.line());
     }
+    if (!input_->can_rewind()) {
+      held.append(lines_.line()) += '\n';
+    }
+  }
+  if (!input_->can_rewind()) {
+    input_->hold(std::move(held));
   }
   lines_.rewind();
 }

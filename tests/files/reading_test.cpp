@@ -1,6 +1,7 @@
 // Reading: what files say, what they leave out, and faulty files.
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <string>
@@ -149,6 +150,11 @@ TEST_F(Reading, TextInOldColumnsIsPassedOver) {
        "a.pdb");
   EXPECT_EQ(elements(), (std::vector<int>{7, 6}));
   EXPECT_NE(notes().find("columns 73 to 80"), std::string::npos) << notes();
+  // A digit alone is no charge.
+  nx_delete_molecule(mol_);
+  read(pdb("HETATM", 1, " C1 ", "LIG", 'A', 1, "  1.00 10.00      1ABC   7"), "a.pdb");
+  EXPECT_EQ(charges(), "");
+  EXPECT_NE(notes().find("columns 73 to 80"), std::string::npos) << notes();
 }
 
 constexpr const char* kCif =
@@ -286,6 +292,20 @@ TEST_F(Reading, ModelsOfPdbShareTheirConnections) {
   }
   EXPECT_EQ(nxf_read_record(&mol_, reader), 0);
   nxf_close_reader(reader);
+
+  // Through a pipe, which can be read once.
+  int ends[2] = {};
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  close(ends[1]);
+  const int list = nx_make_list();
+  EXPECT_EQ(nxf_add_molecules_to_list(("/dev/fd/" + std::to_string(ends[0])).c_str(), nullptr, list), 1);
+  close(ends[0]);
+  EXPECT_EQ(nx_get_list_length(list), 2);
+  nx_go_to_list_end(list);
+  nx_get_list_current_object(&mol_, list);
+  EXPECT_EQ(nxf_molecule_model(mol_), 5);
+  EXPECT_EQ(nx_get_molecule_bond_number(mol_), 1);
 }
 
 TEST_F(Reading, MemoryDoesNotGrowWithTheNumberOfRecords) {
