@@ -10,7 +10,6 @@
 #include <atomic>
 #include <cmath>
 #include <limits>
-#include <set>
 
 #include "core.h"
 
@@ -73,9 +72,10 @@ long coincident_pairs(const Molecule& one, const Molecule& other) {
     return 0;
   }
   const Place* const few = places_of(small);
-  Place low = few[0];
-  Place high = few[0];
-  for (int i = 1; i < small.size(); ++i) {
+  constexpr float kFar = std::numeric_limits<float>::infinity();
+  Place low{kFar, kFar, kFar};
+  Place high{-kFar, -kFar, -kFar};
+  for (int i = 0, n = small.size(); i < n; ++i) {
     for (std::size_t k = 0; k < 3; ++k) {
       low[k] = std::min(low[k], few[i][k]);
       high[k] = std::max(high[k], few[i][k]);
@@ -83,20 +83,22 @@ long coincident_pairs(const Molecule& one, const Molecule& other) {
   }
   // Only what is in the box of the smaller one is looked at.
   const Place* const many = places_of(large);
-  std::multiset<Place> charged;
+  const NxChem::NxMolBase& others = large.model();
+  const NxChem::NxMolBase& these = small.model();
+  std::vector<Place> charged;
   long pairs = 0;
   visit_box(many, large.size(), low, high, [&](int i) {
-    if (large.model().GetAtom(i)->GetPartialCharge() == 0.0F) {
-      return;
-    }
     if (charged.empty()) {
-      for (int j = 0; j < small.size(); ++j) {
-        if (small.model().GetAtom(j)->GetPartialCharge() != 0.0F) {
-          charged.insert(few[j]);
+      for (int j = 0, n = static_cast<int>(these.NumAtoms()); j < n; ++j) {
+        // What is no number has no order, and is at no place.
+        if (these.GetAtom(j)->GetPartialCharge() != 0.0F && few[j] == few[j]) {
+          charged.push_back(few[j]);
         }
       }
+      std::sort(charged.begin(), charged.end());
     }
-    pairs += static_cast<long>(charged.count(many[i]));
+    const auto [first, last] = std::equal_range(charged.begin(), charged.end(), many[i]);
+    pairs += others.GetAtom(i)->GetPartialCharge() != 0.0F ? last - first : 0;
   });
   return pairs;
 }

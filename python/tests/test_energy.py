@@ -3,6 +3,7 @@
 import json
 import os
 import subprocess
+import warnings
 
 import numpy as np
 import pytest
@@ -93,3 +94,14 @@ def test_coincident_charges_are_warned_of(water):
         nx.coulomb(water, water)
     with pytest.warns(nx.NxWarning, match="3 pairs"):
         nx.coulomb(water, water, per_residue=True)
+    # Against all pairs, at random on a coarse grid; atoms without charge and places that are no numbers do not count.
+    rng = np.random.default_rng(4)
+    for n in (1, 3, 17, 60):
+        a, b = (nx.Molecule(elements=["C"] * k, coordinates=rng.integers(-2, 3, (k, 3)), charges=rng.integers(-1, 2, k))
+                for k in (n, 50))
+        a.coordinates[0] = np.nan
+        same = (a.coordinates[:, None] == b.coordinates[None]).all(axis=2) & (np.outer(a.charges, b.charges) != 0)
+        with warnings.catch_warnings(record=True) as caught:
+            warnings.simplefilter("always")
+            nx.coulomb(a, b)
+        assert [str(w.message).split()[0] for w in caught] == ([str(same.sum())] if same.any() else [])
