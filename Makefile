@@ -14,6 +14,7 @@ bootstrap:
 	scripts/bootstrap
 
 demo: bootstrap program
+	cmake --build --preset release --target python_package
 	scripts/demo build/release/bin/nxbrio
 
 test: bootstrap all
@@ -59,6 +60,8 @@ bench:
 	cmake --build --preset bench
 	scripts/bench build/bench/bin
 	PYTHONPATH=build/bench/python /usr/bin/python3 bench/python_bench.py bench/PYTHON.md
+	PYTHONPATH=build/bench/python /usr/bin/python3 bench/screen_bench.py build/bench/bin/screen_loop build/bench/bin/nxbrio \
+	  bench/SCREENING.md
 
 # The reference and the guide, in build/docs/html.
 docs:

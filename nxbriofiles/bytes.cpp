@@ -88,6 +88,8 @@ void Input::rewind() {
   }
 }
 
+std::size_t Input::at_most(std::size_t size) const { return file_ ? size : std::min(size, bytes_.size() - at_); }
+
 std::size_t Input::read(char* buffer, std::size_t size) {
   if (!file_) {
     const std::size_t n = std::min(size, bytes_.size() - at_);
@@ -131,8 +133,9 @@ bool LineReader::fill() {
     throw Failure(input_->name(), number_ + 1, "a line of more than 1 GiB");
   }
   const std::size_t before = buffer_.size();
-  buffer_.resize(before + kChunk);
-  const std::size_t n = input_->read(buffer_.data() + before, kChunk);
+  const std::size_t chunk = input_->at_most(kChunk);
+  buffer_.resize(before + chunk);
+  const std::size_t n = chunk > 0 ? input_->read(buffer_.data() + before, chunk) : 0;
   buffer_.resize(before + n);
   ended_ = n == 0;
   if (n > 0 && std::memchr(buffer_.data() + before, 0, n) != nullptr) {
@@ -149,13 +152,20 @@ std::string_view LineReader::peek() {
   return std::string_view(buffer_).substr(at_);
 }
 
+// The first line end from a place on, or the text's length. Lines are short: std::string's search is slower on them.
+static std::size_t find_line_end(const std::string& text, std::size_t from) {
+  const auto is_end = [](char c) { return c == '\n' || c == '\r'; };
+  return static_cast<std::size_t>(std::find_if(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(), is_end) -
+                                  text.begin());
+}
+
 bool LineReader::next() {
   std::size_t searched = 0;
   std::size_t end = 0;
   // A CR at the very end of what is there may be the first half of CR LF.
-  while ((end = buffer_.find_first_of("\r\n", at_ + searched)) == std::string::npos ||
+  while ((end = find_line_end(buffer_, at_ + searched)) == buffer_.size() ||
          (buffer_[end] == '\r' && end + 1 == buffer_.size())) {
-    searched = std::min(end, buffer_.size()) - at_;
+    searched = end - at_;
     if (!fill()) {
       end = at_ + searched;
       break;

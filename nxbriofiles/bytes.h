@@ -25,6 +25,8 @@ class Input {
   const std::string& name() const { return name_; }
   // Fills the buffer with the next bytes, unpacked; how many, 0 at the end. Throws Failure.
   std::size_t read(char* buffer, std::size_t size);
+  // How much a read of so many bytes can give: less where little is left in memory.
+  std::size_t at_most(std::size_t size) const;
   // Back to the start. A pipe cannot: what it gave is handed back to be held first.
   void rewind();
   bool can_rewind() const { return can_rewind_; }

@@ -91,6 +91,25 @@ class Reader {
     }
     return mol != 0 ? py::cast(Molecule(mol)) : py::object(as_str(nxf_last_error()));
   }
+  // The next records, up to so many and so many bytes: of each its number, first line and text, and what is wrong with
+  // the file where it ends for that, else "".
+  py::list texts(int most, std::size_t most_bytes) {
+    const Session session;
+    py::list records;
+    for (std::size_t bytes = 0; static_cast<int>(records.size()) < most && bytes < most_bytes;) {
+      const int errors = nx_number_of_errors();
+      if (nxf_skip_record(handle()) != 1) {
+        break;
+      }
+      std::size_t size = 0;
+      const char* const text = nxf_record_text(&size, reader_);
+      records.append(py::make_tuple(nxf_record_number(reader_), nxf_record_line(reader_),
+                                    text != nullptr ? py::bytes(text, size) : py::bytes(),
+                                    as_str(nx_number_of_errors() > errors ? nxf_last_error() : "")));
+      bytes += size;
+    }
+    return records;
+  }
   // Passes over a record; what is wrong with the file where it ends for that, else None.
   py::object skip() {
     const Session session;
@@ -281,6 +300,7 @@ void bind_files(py::module_& module) {
       .def(py::init<py::bytes, const std::string&, const std::optional<std::string>&>())
       .def("next", &Reader::next)
       .def("skip", &Reader::skip)
+      .def("texts", &Reader::texts)
       .def("close", &Reader::close)
       .def_property_readonly("text", &Reader::text)
       .def_property_readonly("number", &Reader::number)

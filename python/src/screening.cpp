@@ -46,7 +46,7 @@ struct Protocol {
   float dielectric = 4.0F;
   // mol/l, and kelvin.
   double ionic_strength = 0.0;
-  double temperature = 298.15;
+  double temperature = 298.0;
   int iterations = 500;
   double tolerance = 1e-3;
 };
@@ -89,31 +89,24 @@ class Scorer {
   Scorer& operator=(const Scorer&) = delete;
   ~Scorer() { nxd_delete_energy(energy_); }
 
-  Score score(const Molecule& ligand) {
-    const Unattended session;
-    Score score;
-    score.name = name_of(ligand.handle());
-    score.atoms = ligand.size();
-    score.charges = nxf_charge_source(ligand.handle());
-    if (by_energy_object()) {
-      session.require(nxd_set_ligand(ligand.handle(), energy_), "the ligand is refused");
-    }
-    if (protocol_.refine) {
-      refine(score, session);
-    } else if (by_energy_object()) {
-      session.require(nxd_get_energy_at_pose(kAsItStands.data(), &score.coulomb, nullptr, nullptr, energy_),
-                      "the energy cannot be told");
-      score.energy = score.coulomb;
-    } else {
-      float energy = 0.0F;
-      // Its result is 0 whatever happens.
-      nx_calculate_coulombic_binding(target_.handle(), ligand.handle(), &energy, protocol_.dielectric);
-      score.coulomb = score.energy = decimal(static_cast<float>(decimal(energy) * kcal_per_unit()));
-    }
-    if (!std::isfinite(score.energy)) {
-      throw Failure("the energy is too large to be told");
-    }
-    return score;
+  // A ligand as it travels: source, line, format and text.
+  using Text = std::tuple<std::string, std::size_t, std::string, py::bytes>;
+
+  // What each ligand gives, in order: a tuple of Score's members, or what it is refused for.
+  py::list score_texts(const std::vector<Text>& texts) {
+    return score_all(texts.size(), [&](std::size_t k) {
+      const auto& [source, line, format, bytes] = texts[k];
+      const int handle = nxf_read_molecule_from_memory(PyBytes_AS_STRING(bytes.ptr()),
+                                                       static_cast<std::size_t>(PyBytes_GET_SIZE(bytes.ptr())),
+                                                       source.c_str(), format.c_str());
+      if (handle == 0) {
+        throw Failure(nxf_last_error());
+      }
+      return Molecule(handle);
+    });
+  }
+  py::list score_molecules(const std::vector<Molecule>& molecules) {
+    return score_all(molecules.size(), [&](std::size_t k) { return molecules[k]; });
   }
 
   // What each residue of the target contributes, by label: Coulomb's and the 12-6 energy.
@@ -139,6 +132,62 @@ class Scorer {
   }
 
  private:
+  template <class Get>
+  py::list score_all(std::size_t count, Get get) {
+    std::vector<Score> scores(count);
+    std::vector<std::string> errors(count);
+    {
+      const Unattended session;
+      for (std::size_t k = 0; k < count; ++k) {
+        try {
+          scores[k] = score(get(k), session);
+        } catch (const Failure& failure) {
+          errors[k] = failure.what();
+        }
+      }
+    }
+    py::list all;
+    for (std::size_t k = 0; k < count; ++k) {
+      all.append(errors[k].empty() ? tuple_of(scores[k]) : py::object(as_str(errors[k])));
+    }
+    return all;
+  }
+
+  Score score(const Molecule& ligand, const Unattended& session) {
+    Score score;
+    score.name = name_of(ligand.handle());
+    score.atoms = ligand.size();
+    score.charges = nxf_charge_source(ligand.handle());
+    if (by_energy_object()) {
+      session.require(nxd_set_ligand(ligand.handle(), energy_), "the ligand is refused");
+    }
+    if (protocol_.refine) {
+      refine(score, session);
+    } else if (by_energy_object()) {
+      session.require(nxd_get_energy_at_pose(kAsItStands.data(), &score.coulomb, nullptr, nullptr, energy_),
+                      "the energy cannot be told");
+      score.energy = score.coulomb;
+    } else {
+      float energy = 0.0F;
+      // Its result is 0 whatever happens.
+      nx_calculate_coulombic_binding(target_.handle(), ligand.handle(), &energy, protocol_.dielectric);
+      score.coulomb = score.energy = decimal(static_cast<float>(decimal(energy) * kcal_per_unit()));
+    }
+    if (!std::isfinite(score.energy)) {
+      throw Failure("the energy is too large to be told");
+    }
+    return score;
+  }
+
+  static py::object tuple_of(const Score& score) {
+    return py::make_tuple(as_str(score.name), score.atoms, score.charges, score.energy, score.coulomb, score.twelve_six,
+                          score.start, score.gradient, score.moved, score.iterations, score.ended,
+                          score.pose ? py::object(py::int_(score.overlaps ? 1 : 0)) : py::none(),
+                          score.pose
+                              ? py::object(py::bytes(reinterpret_cast<const char*>(score.pose->data()), sizeof(Pose)))
+                              : py::none());
+  }
+
   bool by_energy_object() const { return protocol_.refine || protocol_.ionic_strength > 0.0; }
 
   static std::string name_of(int mol) {
@@ -150,10 +199,12 @@ class Scorer {
 
   void set_up(const Unattended& session) {
     session.require(nxd_set_target(target_.handle(), energy_), "the target is refused");
-    const auto dielectric = static_cast<double>(protocol_.dielectric);
-    session.require(protocol_.ionic_strength > 0.0
-                        ? nxd_set_screened_dielectric(dielectric, protocol_.ionic_strength, protocol_.temperature, energy_)
-                        : nxd_set_uniform_dielectric(dielectric, energy_),
+    // As nxbrio refine and nxbrio bind widen it.
+    const double dielectric =
+        protocol_.refine ? static_cast<double>(protocol_.dielectric) : decimal(protocol_.dielectric);
+    session.require(protocol_.ionic_strength > 0.0 ? nxd_set_screened_dielectric(dielectric, protocol_.ionic_strength,
+                                                                                 protocol_.temperature, energy_)
+                                                   : nxd_set_uniform_dielectric(dielectric, energy_),
                     "the dielectric is refused");
     session.require(nxd_set_weights(1.0, protocol_.refine ? 1.0 : 0.0, energy_), "the weights are refused");
     session.require(nxd_set_refine_iterations(protocol_.iterations, energy_), "the iterations are refused");
@@ -230,24 +281,10 @@ void bind_screening(py::module_& module) {
            py::kw_only(), py::arg("refine"), py::arg("dielectric"), py::arg("ionic_strength"), py::arg("temperature"),
            py::arg("iterations"));
 
-  py::class_<Score>(module, "Score")
-      .def_readonly("name", &Score::name)
-      .def_readonly("atoms", &Score::atoms)
-      .def_readonly("charges", &Score::charges)
-      .def_readonly("energy", &Score::energy)
-      .def_readonly("coulomb", &Score::coulomb)
-      .def_readonly("twelve_six", &Score::twelve_six)
-      .def_readonly("start", &Score::start)
-      .def_readonly("gradient", &Score::gradient)
-      .def_readonly("moved", &Score::moved)
-      .def_readonly("iterations", &Score::iterations)
-      .def_readonly("ended", &Score::ended)
-      .def_readonly("overlaps", &Score::overlaps)
-      .def_readonly("pose", &Score::pose);
-
   py::class_<Scorer>(module, "Scorer")
       .def(py::init<const Molecule&, const Protocol&>())
-      .def("score", &Scorer::score)
+      .def("score_texts", &Scorer::score_texts)
+      .def("score_molecules", &Scorer::score_molecules)
       .def("residues", &Scorer::residues);
   module.def("pose_matrix", &pose_matrix);
 }

@@ -21,13 +21,14 @@ if "SLOW" in os.environ:
     import nxbriochem.screening.work as work
     real = work.score
 
-    def score(scorer, ligand, selection):
-        if b"KILL" in ligand.text:
-            os.kill(os.getpid(), 9)
-        while b"HANG" in ligand.text:
-            time.sleep(1)
-        time.sleep(float(os.environ["SLOW"]))
-        return real(scorer, ligand, selection)
+    def score(scorer, ligands, selection):
+        for source, line, format, text in ligands:
+            if b"KILL" in text:
+                os.kill(os.getpid(), 9)
+            while b"HANG" in text:
+                time.sleep(1)
+            time.sleep(float(os.environ["SLOW"]))
+        return real(scorer, ligands, selection)
 
     work.score = score
 """

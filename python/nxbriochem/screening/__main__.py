@@ -56,7 +56,7 @@ def parser() -> argparse.ArgumentParser:
     what.add_argument(
         "--ionic-strength", metavar="M", type=float, default=0.0, help="of the salt that screens charges, mol/l [0]"
     )
-    what.add_argument("--temperature", metavar="K", type=float, default=298.15, help="for the salt, kelvin [298.15]")
+    what.add_argument("--temperature", metavar="K", type=float, default=298.0, help="for the salt, kelvin [298]")
     what.add_argument("--iterations", "-n", metavar="N", type=int, default=500, help="the most iterations [500]")
     what.add_argument(
         "--select",

@@ -11,6 +11,7 @@ import collections
 import contextlib
 import dataclasses
 import logging
+import queue
 import signal
 import tempfile
 import time
@@ -24,7 +25,7 @@ from .progress import Tally
 from .protocol import Protocol
 from .records import Record
 from .store import Store, row_key
-from .work import ERROR, LigandText, Outcome, TargetPlugin, TargetText, plugin_name, score_batch, score_guarded
+from .work import DONE, ERROR, NOTHING, TargetPlugin, TargetText, plugin_name, score_batch, score_guarded
 
 # A task should take so long, seconds: scheduling one takes some milliseconds.
 SHORTEST_BATCH = 0.5
@@ -63,6 +64,8 @@ def local_cluster(workers: int) -> Iterator[distributed.Client]:
         "distributed.scheduler.allowed-failures": 0,
         "distributed.scheduler.worker-saturation": 1.1,
         "distributed.diagnostics.nvml": False,
+        # It looks at what runs a hundred times a second.
+        "distributed.worker.profile.enabled": False,
     }
     with contextlib.ExitStack() as stack:
         stack.enter_context(quiet())
@@ -159,6 +162,8 @@ class Engine:
         self._tell = tell
         self._waiting: collections.deque[Batch] = collections.deque()
         self._flying: dict[distributed.Future, Batch] = {}
+        # Dask's threads put the futures here that have ended.
+        self._finished: queue.SimpleQueue[distributed.Future] = queue.SimpleQueue()
         self._keys: set[bytes] = set()
         self._seconds: float | None = None
         self._threads = 1
@@ -182,18 +187,14 @@ class Engine:
                            "the scheduler is gone")
 
     def _loop(self, records: Iterator[Record]) -> None:
-        finished = distributed.as_completed(loop=self._client.loop, raise_errors=False)
         try:
             while True:
                 while len(self._flying) < self._most_in_flight() and (batch := self._next(records)):
-                    finished.add(self._submit(batch))
+                    self._submit(batch)
                 if not self._flying:
                     return
-                came = finished.next_batch(block=False)
-                for future in came:
-                    self._take(future)
-                if not came:
-                    time.sleep(0.01)
+                with contextlib.suppress(queue.Empty):
+                    self._take(self._finished.get(timeout=0.2))
                 self._look()
         finally:
             # Ctrl-C, a full disk: nothing is left running.
@@ -232,7 +233,7 @@ class Engine:
             items, earlier, repeated = self._store.missing(number, list(keyed.items()))
             self.tally.there += earlier
             self.tally.repeated += repeated
-            faulty = [(key, record, Outcome(ERROR, record.error)) for key, record in items if record.error]
+            faulty = [(key, record, (ERROR, record.error) + NOTHING) for key, record in items if record.error]
             if faulty:
                 self._store_rows(number, faulty)
                 items = [(key, record) for key, record in items if not record.error]
@@ -252,7 +253,7 @@ class Engine:
         # One at work and one waiting for each thread, and some on their way.
         return 2 * max(self._threads, 1) + 2
 
-    def _submit(self, batch: Batch) -> distributed.Future:
+    def _submit(self, batch: Batch) -> None:
         ligands = [(record.source, record.line, record.format, record.text) for _, record in batch.items]
         digest = self._targets[batch.target].digest
         arguments = (digest, self._protocol.as_dict(), ligands, self._time_limit)
@@ -261,7 +262,7 @@ class Engine:
         else:
             future = self._client.submit(score_batch, *arguments, pure=False)
         self._flying[future] = batch
-        return future
+        future.add_done_callback(self._finished.put)
 
     # ---- What comes back ----
 
@@ -271,7 +272,7 @@ class Engine:
             outcomes, seconds = future.result()
             if not batch.guarded:
                 self._measure(seconds / len(batch.items))
-            self._store_rows(batch.target, [(k, r, Outcome(*o)) for (k, r), o in zip(batch.items, outcomes)])
+            self._store_rows(batch.target, [(k, r, o) for (k, r), o in zip(batch.items, outcomes)])
             self._keys.difference_update(key for key, _ in batch.items)
         elif future.status == "cancelled" or future.status == "lost":
             if self._client.status != "running":
@@ -293,9 +294,9 @@ class Engine:
         old = self._seconds
         self._seconds = seconds if old is None else 0.5 * old + 0.5 * seconds
 
-    def _store_rows(self, target: int, rows: list[tuple[bytes, Record, Outcome]]) -> None:
+    def _store_rows(self, target: int, rows: list[tuple[bytes, Record, tuple]]) -> None:
         added = self._store.add(target, rows)
-        failed = sum(1 for row in rows if row[2].energy is None)
+        failed = sum(1 for row in rows if row[2][0] != DONE)
         self.tally.done += added
         self.tally.failed += failed
         self.tally.repeated += len(rows) - added

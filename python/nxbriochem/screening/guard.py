@@ -14,7 +14,7 @@ import subprocess
 import sys
 
 from .protocol import Protocol
-from .work import KILLED, LigandText, Outcome, TargetText, make_scorer, placed, score
+from .work import KILLED, NOTHING, LigandText, TargetText, make_scorer, placed, score
 
 
 class Guard:
@@ -30,7 +30,7 @@ class Guard:
     def __exit__(self, *_):
         self._stop()
 
-    def score(self, ligand: LigandText, time_limit: float, tries: int) -> Outcome:
+    def score(self, ligand: LigandText, time_limit: float, tries: int) -> tuple:
         """The ligand's outcome, or what became of the process in the last of so many tries."""
         why = ""
         for _ in range(tries):
@@ -41,9 +41,9 @@ class Guard:
                 why = f"it took longer than {time_limit:g} s"
             except (EOFError, BrokenPipeError, pickle.UnpicklingError):
                 why = _end(self._stop())
-        return Outcome(KILLED, placed(f"{ligand.source}: {why}, in each of {tries} tries", ligand.source, ligand.line))
+        return (KILLED, placed(f"{ligand.source}: {why}, in each of {tries} tries", ligand.source, ligand.line)) + NOTHING
 
-    def _ask(self, ligand: LigandText, time_limit: float) -> Outcome:
+    def _ask(self, ligand: LigandText, time_limit: float) -> tuple:
         if self._child is None:
             self._child = subprocess.Popen(
                 [sys.executable, "-m", __name__],
@@ -59,7 +59,7 @@ class Guard:
         # The child writes an outcome at once and whole: where one begins, it ends soon.
         if not select.select([self._child.stdout], [], [], time_limit)[0]:
             raise TimeoutError
-        return Outcome(*pickle.load(self._child.stdout))
+        return pickle.load(self._child.stdout)
 
     def _stop(self) -> int | None:
         """Ends the process; how it ended."""
@@ -100,10 +100,10 @@ def main() -> None:
     answers.flush()
     while True:
         try:
-            ligand = LigandText(*pickle.load(sys.stdin.buffer))
+            ligand = pickle.load(sys.stdin.buffer)
         except EOFError:
             return
-        pickle.dump(tuple(score(scorer, ligand, settings.ligand_select)), answers)
+        pickle.dump(score(scorer, [ligand], settings.ligand_select)[0], answers)
         answers.flush()
 
 

@@ -32,7 +32,7 @@ class Protocol:
     refine: bool = False
     dielectric: float = 4.0
     ionic_strength: float = 0.0
-    temperature: float = 298.15
+    temperature: float = 298.0
     iterations: int = 500
     target_select: str = ""
     ligand_select: str = ""

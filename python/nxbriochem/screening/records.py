@@ -9,11 +9,12 @@ from collections.abc import Iterable, Iterator
 from typing import NamedTuple
 
 from .. import _core
-from ..io import iter_records
 from ..molecule import Molecule, core_of
 
 # The format word of a molecule that was given as an object: its text is the pickled object.
 PICKLED = "molecule"
+# So many records, or bytes, are read at once.
+CHUNK = (64, 1 << 18)
 
 
 class Record(NamedTuple):
@@ -39,11 +40,16 @@ class Record(NamedTuple):
 def file_records(path: str | os.PathLike) -> Iterator[Record]:
     """The records of one structure file, one at a time; `NxError` when it cannot be read at all."""
     source = os.fspath(path)
-    for record in iter_records(source, molecules=False):
-        error = record.error or ""
-        if record.format == "mmcif" and record.number > 1:
-            error = f"{source}: model {record.number} of an mmCIF file has no text of its own; convert the file to PDB"
-        yield Record(source, record.number, record.line, record.format, record.text, error)
+    reader = _core.Reader(os.fsencode(path), None)
+    word = reader.format
+    try:
+        while texts := reader.texts(*CHUNK):
+            for number, line, text, error in texts:
+                if word == "mmcif" and number > 1:
+                    error = f"{source}: model {number} of an mmCIF file has no text of its own; convert the file to PDB"
+                yield Record(source, number, line, word, text, error)
+    finally:
+        reader.close()
 
 
 def records_of(molecules) -> Iterator[Record]:

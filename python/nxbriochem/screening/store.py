@@ -15,12 +15,11 @@ import os
 import sqlite3
 import time
 import zlib
-from collections.abc import Iterable
 
 from .protocol import Protocol
 from .records import Record
 from .results import APPLICATION_ID, LAYOUT, CannotStore, Reader
-from .work import Outcome, TargetText
+from .work import TargetText
 
 TABLES = """
 CREATE TABLE settings (name TEXT PRIMARY KEY, value TEXT NOT NULL);
@@ -198,8 +197,8 @@ class Store(Reader):
         earlier = sum(1 for row, _ in there.values() if row <= self._last_before)
         return [item for item in items if item[0] not in there], earlier, len(there) - earlier
 
-    def add(self, target: int, rows: Iterable[tuple[bytes, Record, Outcome]]) -> int:
-        """Adds the rows in one transaction, all or none. How many were new."""
+    def add(self, target: int, rows: list[tuple[bytes, Record, tuple]]) -> int:
+        """Adds rows, each an `Outcome` or such a tuple, in one transaction, all or none. How many were new."""
         with self._failures():
             self._db.execute("BEGIN IMMEDIATE")
             values = []

@@ -13,7 +13,7 @@ from typing import NamedTuple
 
 from .. import _core
 from .protocol import Protocol
-from .records import core_molecule
+from .records import PICKLED, core_molecule
 
 DONE = "done"
 ERROR = "error"
@@ -59,8 +59,8 @@ class Outcome(NamedTuple):
     pose: bytes | None = None
 
 
-def pack_pose(pose) -> bytes | None:
-    return struct.pack("<7d", *pose) if pose else None
+# What an outcome without numbers ends with, behind status and error.
+NOTHING = tuple(Outcome(""))[2:]
 
 
 def unpack_pose(pose: bytes | None):
@@ -167,29 +167,24 @@ _watch = Watch()
 # ---- Scoring ----
 
 
-def score(scorer: _core.Scorer, ligand: LigandText, selection: str) -> Outcome:
-    """One pair."""
+def score(scorer: _core.Scorer, ligands: list, selection: str) -> list[tuple]:
+    """The outcomes of ligands' texts, in order, as tuples."""
+    if selection or any(ligand[2] == PICKLED for ligand in ligands):
+        results = [_score_molecule(scorer, LigandText(*ligand), selection) for ligand in ligands]
+    else:
+        results = scorer.score_texts(ligands)
+    return [
+        (ERROR, placed(result, ligand[0], ligand[1])) + NOTHING if isinstance(result, str) else (DONE, "", *result)
+        for ligand, result in zip(ligands, results)
+    ]
+
+
+def _score_molecule(scorer: _core.Scorer, ligand: LigandText, selection: str):
     try:
-        result = scorer.score(core_molecule(ligand.source, ligand.format, ligand.text, selection))
+        molecule = core_molecule(ligand.source, ligand.format, ligand.text, selection)
     except _core.NxError as error:
-        return Outcome(ERROR, placed(str(error), ligand.source, ligand.line))
-    return Outcome(
-        DONE,
-        "",
-        result.name,
-        result.atoms,
-        result.charges,
-        result.energy,
-        result.coulomb,
-        result.twelve_six,
-        result.start,
-        result.gradient,
-        result.moved,
-        result.iterations,
-        result.ended,
-        int(result.overlaps) if result.pose else None,
-        pack_pose(result.pose),
-    )
+        return str(error)
+    return scorer.score_molecules([molecule])[0]
 
 
 def placed(message: str, source: str, line: int) -> str:
@@ -203,23 +198,33 @@ def placed(message: str, source: str, line: int) -> str:
 
 
 def score_batch(
-    digest: bytes, protocol: dict, ligands: list[LigandText], time_limit: float
-) -> tuple[list[Outcome], float]:
-    """The outcomes of ligands at one target, in order, and how long they took, in seconds."""
+    digest: bytes, protocol: dict, ligands: list[tuple], time_limit: float
+) -> tuple[list[tuple], float]:
+    """The outcomes of ligands at one target, in order, and how long they took, in seconds.
+
+    They are done in pieces of some hundredths of a second. No ligand, and no piece, may take longer than the limit.
+    """
     begun = time.perf_counter()
     settings = Protocol(**protocol)
     scorer = _made(digest, settings, threading.get_ident())
-    outcomes = []
+    outcomes: list[tuple] = []
+    size = 1
     with _watch.over() as watch:
-        for ligand in ligands:
-            watch.until(time.monotonic() + time_limit)
-            outcomes.append(score(scorer, LigandText(*ligand), settings.ligand_select))
-    return [tuple(outcome) for outcome in outcomes], time.perf_counter() - begun
+        while len(outcomes) < len(ligands):
+            piece = ligands[len(outcomes) : len(outcomes) + size]
+            now = time.monotonic()
+            watch.until(now + time_limit)
+            outcomes += score(scorer, piece, settings.ligand_select)
+            if time.monotonic() - now < 0.02:
+                size *= 2
+            else:
+                size = max(1, size // 2)
+    return outcomes, time.perf_counter() - begun
 
 
 def score_guarded(
-    digest: bytes, protocol: dict, ligands: list[LigandText], time_limit: float, tries: int
-) -> tuple[list[Outcome], float]:
+    digest: bytes, protocol: dict, ligands: list[tuple], time_limit: float, tries: int
+) -> tuple[list[tuple], float]:
     """As `score_batch`, in a process apart, which a record may kill or keep for ever.
 
     For the ligands of a batch whose worker died. Each is tried up to `tries` times before it is marked.
@@ -231,6 +236,6 @@ def score_guarded(
     with Guard(_texts[digest], protocol) as guard:
         for ligand in ligands:
             outcomes.append(guard.score(LigandText(*ligand), time_limit, tries))
-    return [tuple(outcome) for outcome in outcomes], time.perf_counter() - begun
+    return outcomes, time.perf_counter() - begun
 
 
