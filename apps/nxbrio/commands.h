@@ -9,6 +9,7 @@
 
 #include "geometry.h"
 #include "ligands.h"
+#include "matching.h"
 #include "medium.h"
 #include "models.h"
 #include "printing.h"
@@ -80,7 +81,7 @@ struct RmsOptions {
   std::vector<std::string> files;
   // Compare all models of all files, the reference's too, with one another.
   bool all = false;
-  bool hydrogens = false;
+  FitOptions fit;
   Printing print;
 };
 
@@ -89,7 +90,7 @@ struct SuperposeOptions {
   std::vector<std::string> moving;
   std::string output;
   std::optional<std::string> format;
-  bool hydrogens = false;
+  FitOptions fit;
   // Whether the motions are told.
   bool matrix = false;
   Printing print;

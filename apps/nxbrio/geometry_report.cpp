@@ -52,14 +52,34 @@ std::string orientations_text(const std::vector<OrientedModel>& models) {
   return table(rows) + kMotionText;
 }
 
-// Over what and how two molecules are compared.
-std::string fitted_text(bool hydrogens, int fitted, int atoms) {
-  return "least RMS deviation over proper rotations, " + atoms_text(hydrogens) +
-         formatted(": %d of %d atoms", fitted, atoms);
+const char* match_word(Match match) {
+  return match == Match::Order ? "order" : match == Match::Names ? "names" : "residues";
 }
 
-ordered_json fitted_json(const char* command, bool hydrogens, int fitted, int atoms) {
-  return {{"command", command}, {"hydrogens", hydrogens}, {"atoms", atoms}, {"fitted_atoms", fitted}};
+// How molecules are compared, and over how many pairs where that is the same for all.
+std::string fitted_text(const FitOptions& options, std::optional<int> pairs, int atoms) {
+  std::string text = options.in_place ? "RMS deviation in place" : "least RMS deviation over proper rotations";
+  text.append(", ").append(atoms_text(options.hydrogens));
+  if (options.match != Match::Order) {
+    text.append(", atoms paired by ").append(match_word(options.match));
+  }
+  if (options.select) {
+    text.append(", of ").append(in_quotes(*options.select));
+  }
+  return text + (pairs ? formatted(": %d of %d atoms", *pairs, atoms) : formatted(", of %d atoms", atoms));
+}
+
+ordered_json fitted_json(const char* command, const FitOptions& options, int atoms) {
+  ordered_json json{{"command", command},
+                    {"match", match_word(options.match)},
+                    {"in_place", options.in_place},
+                    {"hydrogens", options.hydrogens},
+                    {"select", nullptr},
+                    {"atoms", atoms}};
+  if (options.select) {
+    json["select"] = *options.select;
+  }
+  return json;
 }
 
 }  // namespace
@@ -159,12 +179,21 @@ ordered_json moments_json(const MomentsReport& report) {
 }
 
 std::string fit_text(const FitReport& report) {
+  const bool moved = report.written.has_value();
   std::vector<Row> rows{{"", {"RMS, A"}}};
+  if (moved) {
+    rows.front().second.emplace_back("before, A");
+  }
+  rows.front().second.emplace_back("pairs");
   for (const FitReport::Fit& fit : report.fits) {
     rows.push_back({fit.molecule, {number(fit.rms)}});
+    if (moved) {
+      rows.back().second.push_back(number(fit.rms_before.value_or(0.0F)));
+    }
+    rows.back().second.push_back(std::to_string(fit.pairs));
   }
   std::string text =
-      report.reference + ": " + fitted_text(report.hydrogens, report.fitted_atoms, report.atoms) + "\n\n" + table(rows);
+      report.reference + ": " + fitted_text(report.options, std::nullopt, report.atoms) + "\n\n" + table(rows);
   if (!report.fits.empty() && report.fits.front().motion) {
     rows.assign(1, {"", {"", "rotation R", "translation t, A"}});
     for (const FitReport::Fit& fit : report.fits) {
@@ -179,12 +208,14 @@ std::string fit_text(const FitReport& report) {
 }
 
 ordered_json fit_json(const FitReport& report) {
-  ordered_json json =
-      fitted_json(report.written ? "superpose" : "rms", report.hydrogens, report.fitted_atoms, report.atoms);
+  ordered_json json = fitted_json(report.written ? "superpose" : "rms", report.options, report.atoms);
   json["reference"] = report.reference;
   json["fits"] = ordered_json::array();
   for (const FitReport::Fit& fit : report.fits) {
-    ordered_json one{{"molecule", fit.molecule}, {"rms_A", decimal(fit.rms)}};
+    ordered_json one{{"molecule", fit.molecule}, {"rms_A", decimal(fit.rms)}, {"pairs", fit.pairs}};
+    if (fit.rms_before) {
+      one["rms_before_A"] = decimal(*fit.rms_before);
+    }
     if (fit.motion) {
       one.update(motion_json(*fit.motion));
     }
@@ -197,6 +228,23 @@ ordered_json fit_json(const FitReport& report) {
   return json;
 }
 
+namespace {
+
+// The number of pairs where it is the same for all comparisons.
+std::optional<int> all_alike(const std::vector<std::vector<int>>& pairs) {
+  const int first = pairs.front().back();
+  for (std::size_t i = 0; i < pairs.size(); ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      if (pairs[i][j] != first) {
+        return std::nullopt;
+      }
+    }
+  }
+  return first;
+}
+
+}  // namespace
+
 std::string pairs_text(const PairsReport& report) {
   std::vector<Row> rows{{"", {}}};
   for (std::size_t i = 0; i < report.molecules.size(); ++i) {
@@ -207,12 +255,13 @@ std::string pairs_text(const PairsReport& report) {
     }
     rows.emplace_back(std::to_string(i + 1) + "  " + report.molecules[i], std::move(cells));
   }
-  return "All pairs, in angstrom: " + fitted_text(report.hydrogens, report.fitted_atoms, report.atoms) + "\n\n" +
+  return "All pairs, in angstrom: " + fitted_text(report.options, all_alike(report.pairs), report.atoms) + "\n\n" +
          table(rows) + notes_text("", report.notes);
 }
 
 ordered_json pairs_json(const PairsReport& report) {
-  ordered_json json = fitted_json("rms", report.hydrogens, report.fitted_atoms, report.atoms);
+  ordered_json json = fitted_json("rms", report.options, report.atoms);
+  json["pairs"] = report.pairs;
   json["molecules"] = report.molecules;
   json["rms_A"] = ordered_json::array();
   for (const std::vector<float>& row : report.rms) {

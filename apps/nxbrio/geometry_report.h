@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "geometry.h"
+#include "matching.h"
 #include "models.h"
 
 namespace nxbrio {
@@ -57,17 +58,21 @@ struct MomentsReport {
 std::string moments_text(const MomentsReport& report);
 nlohmann::ordered_json moments_json(const MomentsReport& report);
 
-// Molecules of as many atoms, compared with a reference.
+// Molecules compared with a reference.
 struct FitReport {
-  bool hydrogens = false;
+  FitOptions options;
+  // Of the reference.
   int atoms = 0;
-  int fitted_atoms = 0;
   std::string reference;
   struct Fit {
     std::string molecule;
     // Angstrom.
     float rms = 0.0F;
+    // How many pairs of atoms take part.
+    int pairs = 0;
     std::optional<Motion> motion;
+    // Of the same atoms, before they were moved.
+    std::optional<float> rms_before;
   };
   std::vector<Fit> fits;
   // Where the moved molecules were written.
@@ -77,12 +82,13 @@ struct FitReport {
 
 // All pairs of molecules.
 struct PairsReport {
-  bool hydrogens = false;
+  FitOptions options;
+  // Of the first molecule.
   int atoms = 0;
-  int fitted_atoms = 0;
   std::vector<std::string> molecules;
-  // Angstrom, a row for each molecule.
+  // Angstrom, a row for each molecule; and how many pairs of atoms take part.
   std::vector<std::vector<float>> rms;
+  std::vector<std::vector<int>> pairs;
   std::vector<std::string> notes;
 };
 

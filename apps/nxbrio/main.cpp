@@ -85,9 +85,11 @@ or every model with the only one of IN.
 )";
 
 constexpr const char* kFitting =
-    R"(Atoms are paired by their order in the files, whatever their names; all files need as many. The deviation is the
-least over proper rotations and translations of the atoms that take part: all but those whose name in the first
-molecule starts with H or h; with --hydrogens all. All models of a file are compared, of the reference the first.
+    R"(Atoms are paired by their order in the files, whatever their names, and all files need as many (--match order); by
+chain, residue number and name (names); or by name in the residues that alignments of the chains' sequences pair, so
+that two entries of a protein are compared on what they share (residues; of unlike residues the backbone). The deviation
+is the least over proper rotations and translations of the pairs that take part: all but those whose name in REF starts
+with H or h; with --hydrogens all. All models of a file are compared, of the reference the first.
 
 )";
 
@@ -254,14 +256,26 @@ void set_up_moments(CLI::App& app, nxbrio::MomentsOptions& options) {
   moments->callback([&options] { nxbrio::moments(options); });
 }
 
+void add_fit(CLI::App& command, nxbrio::FitOptions& fit) {
+  const std::map<std::string, nxbrio::Match> matches{
+      {"order", nxbrio::Match::Order}, {"names", nxbrio::Match::Names}, {"residues", nxbrio::Match::Residues}};
+  command.add_option("--match", fit.match, "how atoms are paired: order, names or residues [order]")
+      ->type_name("WORD")
+      ->transform(CLI::CheckedTransformer(matches).description(""));
+  command.add_option("--select", fit.select, "only these atoms of REF take part: 'CA[C]', a chain as 'A', ...")
+      ->type_name("TEXT");
+  add_hydrogens(command, fit.hydrogens);
+}
+
 void set_up_rms(CLI::App& app, nxbrio::RmsOptions& options) {
   CLI::App* rms = app.add_subcommand("rms", "least RMS deviation of structures from a reference, or of all pairs");
   rms->add_option("REF", options.reference, "structure file of the reference")->required();
   rms->add_option("FILE", options.files, "structure files that are compared with it");
   rms->add_flag("--all", options.all, "compares all models of all files with one another");
-  add_hydrogens(*rms, options.hydrogens);
+  rms->add_flag("--in-place", options.fit.in_place, "compare them as they stand: nothing is superposed");
+  add_fit(*rms, options.fit);
   add_printing(*rms, options.print);
-  rms->footer(kFitting + std::string(kFormats));
+  rms->footer(kFitting + std::string(kSelecting) + kFormats);
   rms->callback([&options] { nxbrio::rms(options); });
 }
 
@@ -286,10 +300,10 @@ void set_up_superpose(CLI::App& app, nxbrio::SuperposeOptions& options) {
       ->expected(2, CLI::detail::expected_max_vector_size);
   superpose->formatter(std::make_shared<UsageLine>("REF MOVING... OUT"));
   superpose->add_flag("--matrix", options.matrix, "tell the rotations and translations");
-  add_hydrogens(*superpose, options.hydrogens);
+  add_fit(*superpose, options.fit);
   add_format(*superpose, options.format);
   add_printing(*superpose, options.print);
-  superpose->footer(kFitting + std::string(kFormats));
+  superpose->footer(kFitting + std::string(kSelecting) + kFormats);
   superpose->callback([&options] {
     options.output = std::move(options.moving.back());
     options.moving.pop_back();

@@ -1,6 +1,7 @@
-// The commands that compare molecules of as many atoms: rms and superpose.
+// The commands that compare molecules: rms and superpose.
 #include <algorithm>
 #include <iterator>
+#include <tuple>
 
 #include "commands.h"
 #include "failure.h"
@@ -61,30 +62,57 @@ int checked_fitted_atoms(const Structure& structure, const Molecule& molecule, b
   return fitted;
 }
 
+// Notes on the files, and on how their atoms pair.
+void add_notes(const Structure& reference, const std::vector<Structure>& others, const FitOptions& options,
+               std::vector<std::string>& notes) {
+  if (options.match == Match::Order) {
+    check_pairing(reference, others, notes);
+    return;
+  }
+  for (const Structure& other : others) {
+    for (const std::string& note : other.notes) {
+      add_note(other, note, notes);
+    }
+  }
+}
+
 // Starts the report of rms and superpose: the reference, and how the others pair with it.
-FitReport start_fits(const Structure& reference, const Molecule& molecule, const std::vector<Structure>& others,
-                     bool hydrogens) {
+FitReport start_fits(const Structure& reference, const std::vector<Structure>& others, const FitOptions& options) {
   FitReport report;
-  report.hydrogens = hydrogens;
+  report.options = options;
   report.reference = reference.label;
   for (const std::string& note : reference.notes) {
     add_note(reference, note, report.notes);
   }
-  check_pairing(reference, others, report.notes);
+  add_notes(reference, others, options, report.notes);
   report.atoms = static_cast<int>(reference.atoms.size());
-  report.fitted_atoms = checked_fitted_atoms(reference, molecule, hydrogens);
   return report;
 }
 
+// The RMS deviation of two structures, and the number of pairs.
+std::pair<float, int> compared(const Structure& first, const Structure& second, const FitOptions& options) {
+  const Pairs pairs = matched(first, second, options);
+  Motion ignored;
+  const float rms = options.in_place ? rms_in_place(first, second, pairs) : least_rms(first, second, pairs, ignored);
+  return {rms, static_cast<int>(pairs.size())};
+}
+
 FitReport compare(const RmsOptions& options) {
-  Structure reference = read_structure(options.reference);
-  std::vector<Structure> others = read_all(options.files);
+  const Structure reference = read_structure(options.reference);
+  const std::vector<Structure> others = read_all(options.files);
   const Molecule first(reference);
-  FitReport report = start_fits(reference, first, others, options.hydrogens);
+  FitReport report = start_fits(reference, others, options.fit);
+  const int all = options.fit.is_plain() ? checked_fitted_atoms(reference, first, options.fit.hydrogens) : 0;
   Progress progress("RMS deviations", others.size());
-  for (Structure& other : others) {
-    const Molecule second(other);
-    report.fits.push_back({other.label, least_rms(first, second, options.hydrogens), std::nullopt});
+  for (const Structure& other : others) {
+    FitReport::Fit& fit = report.fits.emplace_back();
+    fit.molecule = other.label;
+    if (options.fit.is_plain()) {
+      fit.rms = least_rms(first, Molecule(other), options.fit.hydrogens);
+      fit.pairs = all;
+    } else {
+      std::tie(fit.rms, fit.pairs) = compared(reference, other, options.fit);
+    }
     progress.step();
   }
   return report;
@@ -92,26 +120,48 @@ FitReport compare(const RmsOptions& options) {
 
 PairsReport compare_all(const RmsOptions& options) {
   PairsReport report;
-  report.hydrogens = options.hydrogens;
+  report.options = options.fit;
   std::vector<std::string> files = options.files;
   files.insert(files.begin(), options.reference);
   std::vector<Structure> structures = read_all(files);
-  check_pairing(structures.front(), structures, report.notes);
+  add_notes(structures.front(), structures, options.fit, report.notes);
   const Ensemble models = make_models(std::move(structures));
   const std::size_t n = models.size();
   const Model& first = models.front();
   report.atoms = static_cast<int>(first.structure.atoms.size());
-  report.fitted_atoms = checked_fitted_atoms(first.structure, first.molecule, options.hydrogens);
+  const int all =
+      options.fit.is_plain() ? checked_fitted_atoms(first.structure, first.molecule, options.fit.hydrogens) : 0;
   report.rms.assign(n, std::vector<float>(n, 0.0F));
+  report.pairs.assign(n, std::vector<int>(n, all));
   Progress progress("RMS deviations", n * (n - 1) / 2);
   for (std::size_t i = 0; i < n; ++i) {
     report.molecules.push_back(models[i].structure.label);
+    if (!options.fit.is_plain()) {
+      report.pairs[i][i] = static_cast<int>(matched(models[i].structure, models[i].structure, options.fit).size());
+    }
     for (std::size_t j = i + 1; j < n; ++j) {
-      report.rms[i][j] = report.rms[j][i] = least_rms(models[i].molecule, models[j].molecule, options.hydrogens);
+      if (options.fit.is_plain()) {
+        report.rms[i][j] = least_rms(models[i].molecule, models[j].molecule, options.fit.hydrogens);
+      } else {
+        std::tie(report.rms[i][j], report.pairs[i][j]) =
+            compared(models[i].structure, models[j].structure, options.fit);
+      }
+      report.rms[j][i] = report.rms[i][j];
+      report.pairs[j][i] = report.pairs[i][j];
       progress.step();
     }
   }
   return report;
+}
+
+// Moves a structure onto the reference by the pairs that take part.
+void fit_pairs(const Structure& reference, Structure& moving, const FitOptions& options, FitReport::Fit& fit) {
+  const Pairs pairs = matched(reference, moving, options);
+  fit.pairs = static_cast<int>(pairs.size());
+  fit.rms_before = rms_in_place(reference, moving, pairs);
+  fit.motion.emplace();
+  fit.rms = least_rms(reference, moving, pairs, *fit.motion);
+  apply_motion(*fit.motion, moving);
 }
 
 FitReport superpose_files(const SuperposeOptions& options) {
@@ -119,21 +169,34 @@ FitReport superpose_files(const SuperposeOptions& options) {
   inputs.push_back(options.reference);
   const WrittenFile output = checked_output("OUT", options.output, options.format, inputs);
   check_writable(output.path);
-  Structure reference = read_structure(options.reference);
+  const Structure reference = read_structure(options.reference);
   std::vector<Structure> others = read_all(options.moving);
   const Molecule first(reference);
-  FitReport report = start_fits(reference, first, others, options.hydrogens);
-  const Ensemble moving = make_written_models(output, BondSource::Auto, std::move(others), report.written.emplace());
-  Progress progress("superposing", moving.size());
-  for (const Model& model : moving) {
-    Motion motion;
+  FitReport report = start_fits(reference, others, options.fit);
+  const bool plain = options.fit.is_plain();
+  const int all = plain ? checked_fitted_atoms(reference, first, options.fit.hydrogens) : 0;
+  Progress progress("superposing", others.size());
+  for (Structure& other : others) {
     FitReport::Fit& fit = report.fits.emplace_back();
-    fit.molecule = model.structure.label;
-    fit.rms = move_onto(first, model.molecule, options.hydrogens, motion);
-    if (options.matrix) {
-      fit.motion = motion;
+    fit.molecule = other.label;
+    if (plain) {
+      fit.pairs = all;
+      fit.rms_before = rms_in_place(reference, other, matched(reference, other, options.fit));
+    } else {
+      fit_pairs(reference, other, options.fit, fit);
+      progress.step();
     }
+  }
+  const Ensemble moving = make_written_models(output, BondSource::Auto, std::move(others), report.written.emplace());
+  for (std::size_t k = 0; plain && k < moving.size(); ++k) {
+    FitReport::Fit& fit = report.fits[k];
+    fit.rms = move_onto(first, moving[k].molecule, options.fit.hydrogens, fit.motion.emplace());
     progress.step();
+  }
+  if (!options.matrix) {
+    for (FitReport::Fit& fit : report.fits) {
+      fit.motion.reset();
+    }
   }
   StagedFiles files;
   write_models(files, output, moving);
