@@ -11,6 +11,7 @@
 #include "nxbriofiles/text.h"
 #include "output.h"
 #include "progress.h"
+#include "sudden_end.h"
 
 namespace nxbrio {
 namespace {
@@ -68,6 +69,7 @@ class Binding {
   }
 
   void run() {
+    report_.target = summarise(target_, molecule_);
     CoulombEnergies energies(target_, molecule_, report_.dielectrics, report_.medium);
     if (!ligands_.are_several()) {
       Structure ligand = read_only_ligand(ligands_);
@@ -75,7 +77,6 @@ class Binding {
     } else {
       run_all(energies);
     }
-    report_.target = summarise(target_, molecule_);
     report_.ligand_notes = notes_.notes();
     std::stable_sort(report_.ligands.begin(), report_.ligands.end(), [](const BoundLigand& a, const BoundLigand& b) {
       return a.energies.front().kcal < b.energies.front().kcal;
@@ -87,7 +88,7 @@ class Binding {
 
  private:
   void run_all(CoulombEnergies& energies) {
-    Progress progress("ligands");
+    Progress progress("ligands", count_ligands(options_.sides));
     while (std::optional<Ligand> ligand = ligands_.next()) {
       try {
         if (!ligand->structure) {
@@ -95,6 +96,9 @@ class Binding {
         }
         add(energies, std::move(*ligand->structure), false);
       } catch (const Failure& failure) {
+        if (memory_ran_out()) {
+          throw;
+        }
         progress.clear();
         tell_fault(failure.what());
         ++report_.faults;
@@ -120,6 +124,7 @@ class Binding {
     }
     if (alone) {
       report_.ligand = summarise(ligand, molecule);
+      drop_repeated_notes(report_.target, *report_.ligand);
     } else {
       notes_.add(ligand.notes);
       if (bound.coincident_pairs > 0) {

@@ -266,6 +266,14 @@ Summary summarise(const Structure& structure, const Molecule& molecule) {
   return summary;
 }
 
+void drop_repeated_notes(const Summary& first, Summary& second) {
+  if (first.file == second.file) {
+    std::erase_if(second.notes, [&](const std::string& note) {
+      return std::find(first.notes.begin(), first.notes.end(), note) != first.notes.end();
+    });
+  }
+}
+
 Structure make_complex(const Structure& target, const Structure& ligand) {
   Structure both = target;
   both.path.clear();

@@ -93,6 +93,8 @@ std::string charge_source(const Structure& structure);
 std::string radius_source(const Structure& structure);
 
 Summary summarise(const Structure& structure, const Molecule& molecule);
+// Of two molecules of one file, the second one loses the notes that the first one has.
+void drop_repeated_notes(const Summary& first, Summary& second);
 
 // Target and ligand as one structure, named after both. Ligand chains whose letter the target has too take free ones,
 // which the result's notes say.

@@ -14,6 +14,7 @@
 #include "progress.h"
 #include "refine_report.h"
 #include "refine_run.h"
+#include "sudden_end.h"
 
 namespace nxbrio {
 namespace {
@@ -199,6 +200,7 @@ class Refinement {
     Structure ligand = read_only_ligand(ligands_);
     const Molecule molecule(ligand);
     report_.ligand = summarise(ligand, molecule);
+    drop_repeated_notes(report_.target, *report_.ligand);
     add_notes(ligand, report_.ligand->notes);
     RefineRun run(prepared_, std::move(ligand), molecule, options_.threads);
     run.run_and_tell();
@@ -274,7 +276,11 @@ class Refinement {
     }
   }
 
+  // Tells a fault of one ligand, and throws it when it is the memory's.
   void tell(const Failure& failure, Progress& progress) {
+    if (memory_ran_out()) {
+      throw Failure(failure);
+    }
     progress.clear();
     tell_fault(failure.what());
     ++report_.faults;
