@@ -108,6 +108,7 @@ int check(const RowsF& m, int status, const RowsF& rows, const double* roots, Wo
       (m.diagonal().cast<double>().array() - roots[i]).abs().minCoeff(&pivot);
       EXPECT_GE(r(i, pivot), 0);
     }
+    EXPECT_FALSE(std::any_of(r.data(), r.data() + 9, [](double x) { return x == 0 && std::signbit(x); }));
   } else {
     EXPECT_TRUE(status == 2 || status == 4) << status;
     // What off-diagonals below the tolerances can hide.

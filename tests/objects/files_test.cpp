@@ -36,8 +36,8 @@ TEST(Files, AnOpenFileIsSharedAndAClosedOneRegisteredAnew) {
   EXPECT_EQ(nxi_is_file_open(a.c_str()), 0);
   nxi_fopen(a.c_str(), "r");
   EXPECT_EQ(files::filelist.count, 2U);
-  EXPECT_EQ(printed(nxi_list_files), "file " + a + " was opened\nfile " + a + " is open\n");
-  EXPECT_EQ(printed(nxi_list_open_files), "file " + a + " is open\n");
+  EXPECT_EQ(printed([] { EXPECT_EQ(nxi_list_files(), 1); }), "file " + a + " was opened\nfile " + a + " is open\n");
+  EXPECT_EQ(printed([] { EXPECT_EQ(nxi_list_open_files(), 1); }), "file " + a + " is open\n");
   EXPECT_EQ(nxi_close_file(a.c_str()), 1);
   EXPECT_EQ(nxi_close_file(a.c_str()), 0);
   EXPECT_EQ(nx_total_memory_allocated(), before);  // closing by name keeps the copy
