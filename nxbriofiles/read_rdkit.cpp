@@ -173,6 +173,25 @@ void set_residue(Atom& atom, std::string_view name, std::string_view id) {
   atom.residue_number = number && digits > 0 ? *number : id_number.value_or(0);
 }
 
+// RDKit makes room for as many atoms as are promised before it looks for them.
+void check_count(const RecordText& record) {
+  const auto lines_in_all = std::count(record.text.begin(), record.text.end(), '\n');
+  int line_in_section = -1;
+  for (Lines lines(record.text, record.first_line); lines.next() && line_in_section < 2;) {
+    const std::string_view line = trimmed(lines.line());
+    if (starts_with(line, "@<TRIPOS>MOLECULE")) {
+      line_in_section = 0;
+    } else if (line_in_section >= 0 && !starts_with(line, "#") && ++line_in_section == 2) {
+      const std::vector<std::string_view> counts = fields(line, 1);
+      const std::optional<int> atoms = counts.empty() ? std::nullopt : parse_integer(counts.front());
+      if (atoms && *atoms > lines_in_all) {
+        throw Failure(record.path, lines.number(),
+                      formatted("%d atoms are promised, and there are fewer lines", *atoms));
+      }
+    }
+  }
+}
+
 // What RDKit leaves out: names, substructures with their chains, and whether there are charges.
 void read_tables(const RecordText& record, const RDKit::RWMol& mol, Structure& structure) {
   std::string_view section;
@@ -241,6 +260,7 @@ Structure parse_sdf(const RecordText& record) {
 }
 
 Structure parse_mol2(const RecordText& record) {
+  check_count(record);
   const auto mol = parse(record, [](std::istream& stream, unsigned& line) {
     static_cast<void>(line);
     return RDKit::Mol2DataStreamToMol(stream, false, false, RDKit::CORINA, true);

@@ -202,6 +202,8 @@ TEST_F(Reading, RefusalsNameFileAndPlace) {
   EXPECT_EQ(refusal(cif, "a.cif"), "a.cif:11: y coordinate 'x' is not a number");
   EXPECT_EQ(refusal("2\n\nC 0 0 0\nO 0 0\n", "a.xyz"),
             "a.xyz:4: fewer than 4 fields where an atom has an element and x, y, z");
+  EXPECT_EQ(refusal("@<TRIPOS>MOLECULE\none\n99999999 0\nSMALL\nNO_CHARGES\n@<TRIPOS>ATOM\n1 C 0 0 0 C.3\n", "a.mol2"),
+            "a.mol2:3: 99999999 atoms are promised, and there are fewer lines");
   EXPECT_EQ(refusal("3\n\nC 0 0 0\n", "a.xyz"), "a.xyz:1: 3 atoms are promised and 1 there");
   EXPECT_EQ(refusal("\x1f\x8b\b", "a.pdb"), "a.pdb: gzipped file is cut short");
   EXPECT_EQ(nxf_read_molecule("/nowhere/a.pdb", nullptr), 0);
