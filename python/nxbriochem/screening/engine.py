@@ -15,6 +15,7 @@ import queue
 import signal
 import tempfile
 import time
+import warnings
 from collections.abc import Callable, Iterator
 from multiprocessing import resource_tracker
 
@@ -29,11 +30,13 @@ from .work import DONE, ERROR, NOTHING, TargetPlugin, TargetText, plugin_name, s
 
 # A task should take so long, seconds: scheduling one takes some milliseconds.
 SHORTEST_BATCH = 0.5
-# The client sees to so many tasks in a second without being the bottleneck.
+# The scheduler and the client see to so many tasks in a second and are half idle.
 TASKS_PER_SECOND = 100
 FIRST_BATCH = 8
-LARGEST_BATCH = 20_000
-BYTES_IN_FLIGHT = 256 << 20
+LARGEST_BATCH = 10_000
+# Of all tasks in flight, and of one.
+BYTES_IN_FLIGHT = 1 << 30
+LARGEST_TASK = 8 << 20
 # How often a record that ends or holds up its process is tried by itself.
 TRIES = 3
 
@@ -206,7 +209,7 @@ class Engine:
     def _next(self, records: Iterator[Record]) -> Batch | None:
         while not self._waiting:
             chunk = []
-            bytes_left = BYTES_IN_FLIGHT // self._most_in_flight()
+            bytes_left = min(LARGEST_TASK, BYTES_IN_FLIGHT // self._most_in_flight())
             most = self.batch_size()
             for record in records:
                 chunk.append(record)
@@ -257,10 +260,13 @@ class Engine:
         ligands = [(record.source, record.line, record.format, record.text) for _, record in batch.items]
         digest = self._targets[batch.target].digest
         arguments = (digest, self._protocol.as_dict(), ligands, self._time_limit)
-        if batch.guarded:
-            future = self._client.submit(score_guarded, *arguments, TRIES, pure=False, priority=1)
-        else:
-            future = self._client.submit(score_batch, *arguments, pure=False)
+        with warnings.catch_warnings():
+            # Dask would have texts scattered; each of them is wanted once.
+            warnings.filterwarnings("ignore", message="Large object")
+            if batch.guarded:
+                future = self._client.submit(score_guarded, *arguments, TRIES, pure=False, priority=1)
+            else:
+                future = self._client.submit(score_batch, *arguments, pure=False)
         self._flying[future] = batch
         future.add_done_callback(self._finished.put)
 
