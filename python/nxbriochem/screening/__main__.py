@@ -140,6 +140,8 @@ class _Interrupted(BaseException):
 def _interrupt(number, frame):
     # A second one comes while the first is seen to; it ends the process as usual.
     signal.signal(number, signal.SIG_DFL)
+    # It may come while Dask makes a future; what a half-made one says at its end is no news.
+    sys.unraisablehook = lambda unraisable: None
     raise _Interrupted(number)
 
 
