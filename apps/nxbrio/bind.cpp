@@ -53,7 +53,7 @@ void check_outputs(const BindOptions& options, BindReport& report) {
   report.residue_csv = options.residue_csv;
 }
 
-// Computes all ligands; the first of them in order of energy is kept, as it stands then.
+// Computes the energies of all ligands, and keeps the ligand of the lowest one for the complex.
 class Binding {
  public:
   Binding(const BindOptions& options, BindReport& report)

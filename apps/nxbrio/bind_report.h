@@ -16,7 +16,7 @@
 
 namespace nxbrio {
 
-// A ligand's energies; of its residues and the target's where they are asked for.
+// A ligand's energies, and those of residues when asked for.
 struct BoundLigand {
   LigandName ligand;
   std::vector<Energy> energies;
@@ -26,7 +26,7 @@ struct BoundLigand {
 
 struct BindReport {
   Summary target;
-  // Of the only ligand; none of several.
+  // Of a single ligand; empty for several.
   std::optional<Summary> ligand;
   // The rotation of all, with --orient.
   std::optional<Orientation> orientation;
@@ -34,12 +34,12 @@ struct BindReport {
   std::vector<float> dielectrics;
   // The lowest energy at the first dielectric first.
   std::vector<BoundLigand> ligands;
-  // Of how many ligands there was something wrong.
+  // How many ligands failed.
   std::size_t faults = 0;
-  // The most residues that the text tells.
+  // The most residues of a side that the text lists.
   std::size_t residues = 0;
   bool library_unit = false;
-  // Of several ligands.
+  // Notes on the ligands when there are several.
   std::vector<std::string> ligand_notes;
   // The complex with the first ligand, and a table.
   std::vector<WrittenFile> written;

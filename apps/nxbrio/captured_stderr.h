@@ -1,5 +1,5 @@
-// Holds back what is written to standard error. The library's molecule layer reports there, before the call that fails
-// returns; the program's own line tells it then, in one piece.
+// Captures standard error. The molecule layer reports there before the call that fails returns; the program puts that
+// text into its own one-line message.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_CAPTURED_STDERR_H
 #define NXBRIOCHEM_APPS_NXBRIO_CAPTURED_STDERR_H
 

@@ -25,7 +25,7 @@ struct BindOptions {
   std::vector<std::string> parameters;
   std::vector<std::string> outputs;
   std::optional<std::string> csv;
-  // The most residues that are told, and a table of all.
+  // The most residues of a side that are listed, and the file of a table of all.
   int residues = 0;
   std::optional<std::string> residue_csv;
   // Whether the complex is turned into the target's principal frame first.
@@ -36,7 +36,7 @@ struct BindOptions {
 
 struct InfoOptions {
   std::string file;
-  // Which atoms are read (nxf_select); none means all. So it is in all commands.
+  // Which atoms are read (nxf_select); none means all.
   std::optional<std::string> select;
   Printing print;
 };

@@ -95,7 +95,7 @@ std::vector<Energy> CoulombEnergies::of(const Structure& ligand, const Molecule&
       energy.units = decimal(binding_energy(target_, molecule, dielectric));
       energy.kcal = decimal(static_cast<float>(energy.units * kcal_per_unit()));
     } else {
-      set_medium(medium_, static_cast<double>(dielectric), object_.handle());
+      set_medium(medium_, decimal(dielectric), object_.handle());
       require(nxd_get_energy_at_pose(kAsItStands, &energy.kcal, nullptr, nullptr, object_.handle()), "a pose");
       energy.units = energy.kcal / kcal_per_unit();
     }
@@ -121,7 +121,7 @@ std::vector<ResidueEnergy> CoulombEnergies::by_residue(const Structure& ligand) 
     }
     std::vector<double> kcal(names.size());
     for (const float dielectric : dielectrics_) {
-      set_medium(medium_, static_cast<double>(dielectric), energy);
+      set_medium(medium_, decimal(dielectric), energy);
       require(nxd_get_residue_energies(kAsItStands, side, kcal.data(), nullptr, energy), "a pose");
       for (std::size_t k = 0; k < kcal.size(); ++k) {
         rows[first + k].kcal.push_back(kcal[k]);

@@ -39,7 +39,7 @@ class Formulas {
   Definitions defined_;
 };
 
-// Has the library forget all variables. Its only way frees all of its tracked memory: call this once the formulas are
+// Deletes all variables. The library does so only by freeing all tracked memory: call this when the formulas are
 // evaluated and before anything else is made.
 void forget_variables();
 

@@ -15,7 +15,7 @@ class FormulaFault : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Throws FormulaFault unless the text is one formula that the library reads as it is meant. The variables that it
+// Throws FormulaFault unless the text is one formula that the library reads as intended. The variables that it
 // defines are added to `defined`, as standing at `place`; those of a formula with a fault are not.
 void check_formula(const std::string& text, const std::string& place, Definitions& defined);
 

@@ -33,7 +33,7 @@ int top_symmetry(const Molecule& molecule, FrameChoice choice, float tolerance);
 // a rod (prolate). Without extent across the axis, to a thousandth, it is linear.
 std::string top_name(int symmetry, const Moments& moments);
 
-// A molecule in its principal frame: the extents that it had all along, and what moved it.
+// A molecule in its principal frame: its extents, and the motion that brought it there.
 struct Orientation {
   FrameChoice choice;
   Moments moments{};
@@ -41,7 +41,7 @@ struct Orientation {
 };
 // Turns and moves the molecule into its principal frame; the motion stays its transform.
 Orientation orient_molecule(const Molecule& molecule, FrameChoice choice);
-// Moves one molecule as another one was moved that has a transform.
+// Moves one molecule by another one's transform.
 void move_along(const Molecule& leader, const Molecule& follower);
 
 // The least RMS deviation of two molecules of as many atoms, angstrom.
@@ -49,7 +49,7 @@ float least_rms(const Molecule& first, const Molecule& second, bool hydrogens);
 // Moves the second onto the first and gives the RMS deviation; `motion` is what moved it.
 float move_onto(const Molecule& first, const Molecule& second, bool hydrogens, Motion& motion);
 
-// How many atoms a superposition onto the molecule is over.
+// The number of atoms that take part in a superposition onto the molecule.
 int fitted_atoms(const Molecule& molecule, bool hydrogens);
 
 }  // namespace nxbrio

@@ -39,10 +39,10 @@ struct Ligand {
   std::string fault;
 };
 
-// Reads ligands one by one. The whole of a file is passed over once it cannot be read any further.
+// Reads ligands one by one. The rest of a file that cannot be read any further is passed over.
 class Ligands {
  public:
-  // Looks for the first two. Throws UsageError for a selection that is none.
+  // Reads the first two. Throws UsageError for a faulty selection.
   Ligands(const Sides& sides, const Structure& target);
 
   // Whether there is more than one.

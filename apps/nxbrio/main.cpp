@@ -133,7 +133,7 @@ void add_printing(CLI::App& command, nxbrio::Printing& print) {
 void add_medium(CLI::App& command, nxbrio::MediumOptions& medium) {
   command
       .add_option("--ionic-strength", medium.ionic_strength,
-                  "salt that screens the charges, mol/l, at 298.15 K: a number or a formula")
+                  "salt that screens the charges, mol/l, at 298 K: a number or a formula")
       ->type_name("I");
   command.add_flag("--distance-dependent", medium.distance_dependent,
                    "the dielectric constant is E times the distance");

@@ -38,7 +38,7 @@ struct FitOptions {
 using Pairs = std::vector<std::pair<int, int>>;
 
 // The pairs that take part, in order of the first structure's atoms. Hydrogens are the atoms whose name there starts
-// with H or h. Throws Failure when there are none, and UsageError for a selection that is none.
+// with H or h. Throws Failure when there are none, and UsageError for a faulty selection.
 Pairs matched(const Structure& first, const Structure& second, const FitOptions& options);
 
 // The root mean square distance of the pairs as they stand, angstrom.

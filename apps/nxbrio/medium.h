@@ -26,7 +26,7 @@ struct Medium {
 };
 
 // Kelvin.
-inline constexpr double kTemperature = 298.15;
+inline constexpr double kTemperature = 298.0;
 
 // Throws UsageError for both at once, and for an ionic strength that is no finite number from 0 on.
 Medium parse_medium(const MediumOptions& options, Formulas& formulas);

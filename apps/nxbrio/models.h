@@ -1,4 +1,4 @@
-// The models of a file as molecules of the library, on their way into another file.
+// The models of a file as molecules of the library, to be written to another file.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_MODELS_H
 #define NXBRIOCHEM_APPS_NXBRIO_MODELS_H
 

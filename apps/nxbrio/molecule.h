@@ -44,8 +44,8 @@ class MoleculeList {
   int handle_;
 };
 
-// Whether the file's own bonds are all there are, and their orders told: they reach every atom, apart from residues of
-// a single atom, which need none, and not all are single, as in files that only say which atoms are bonded.
+// Whether the file gives all bonds and their orders: every atom has a bond, except in residues of one atom, and not all
+// bonds are single, as they are in files that only say which atoms are bonded.
 bool bonds_are_complete(const Structure& structure);
 // Adds bonds by distance to those that the molecule has and sets all orders anew.
 void make_bonds_by_distance(const Molecule& molecule);

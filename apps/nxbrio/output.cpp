@@ -82,7 +82,7 @@ void refuse_inputs(const std::string& given_as, const std::string& path, const s
   }
 }
 
-// The library's one line on why it could not write: what it refused it said on standard error.
+// Why the library could not write, in one line. It reports refusals on standard error.
 std::string reason(std::string said) {
   constexpr std::string_view kWarning = "Warning: ";
   if (starts_with(said, kWarning)) {

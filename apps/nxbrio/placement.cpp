@@ -9,7 +9,7 @@
 namespace nxbrio {
 namespace {
 
-// What a pose does to a place.
+// The rigid motion of a pose.
 Eigen::Isometry3d motion_of(const Pose& pose) {
   Eigen::Matrix<double, 3, 3, Eigen::RowMajor> rotation;
   Eigen::Vector3d translation;

@@ -12,7 +12,7 @@ namespace nxbrio {
 // and wiped away at the end. Otherwise nothing at all.
 class Progress {
  public:
-  // `steps` of work on what `what` names; 0 when nobody knows, and then there is a count in place of a bar.
+  // `steps` of work on what `what` names; 0 when their number is not known: a count is shown instead of a bar.
   explicit Progress(std::string what, std::size_t steps = 0);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;

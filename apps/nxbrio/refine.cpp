@@ -19,10 +19,9 @@
 namespace nxbrio {
 namespace {
 
-// The inside of a protein, where a ligand sits, of which the charges' full strength in vacuum would make too much and
-// water next to nothing.
+// As inside a protein: vacuum would overrate charges, and water all but remove them.
 constexpr float kUsualDielectric = 4.0F;
-// Ligands that are refined before the next ones are read, for each thread.
+// Ligands per thread that are read and refined at a time.
 constexpr std::size_t kBatch = 64;
 
 void parse_formulas(const RefineOptions& options, RefineReport& report) {
@@ -86,7 +85,7 @@ Outputs check_outputs(const RefineOptions& options) {
   return outputs;
 }
 
-// What makes the terms say less than they could.
+// Notes on what the energy lacks.
 void add_notes(const Structure& structure, std::vector<std::string>& notes) {
   const auto& atoms = structure.atoms;
   if (std::none_of(atoms.begin(), atoms.end(), [](const Atom& atom) { return atom.element == 1; })) {
@@ -94,7 +93,7 @@ void add_notes(const Structure& structure, std::vector<std::string>& notes) {
   }
 }
 
-// A ligand that is kept, and where it came to stand.
+// A ligand that is kept, and its pose.
 struct Kept {
   RefinedLigand refined;
   Structure ligand;
@@ -205,7 +204,7 @@ class Refinement {
     RefineRun run(prepared_, std::move(ligand), molecule, options_.threads);
     run.run_and_tell();
     way_ = run.way();
-    // Where the way ends is where it stands.
+    // The trajectory ends at the pose that is written.
     kept_.push_back({run.result(), run.ligand(), way_.back()});
     report_.refined = 1;
   }
@@ -254,7 +253,7 @@ class Refinement {
     return true;
   }
 
-  // Takes what the runs came to; those that were cut short are dropped.
+  // Collects the results of finished runs.
   void take(std::deque<RefineRun>& runs, const std::vector<std::exception_ptr>& faults, Progress& progress) {
     for (std::size_t i = 0; i < runs.size(); ++i) {
       try {
@@ -304,7 +303,7 @@ class Refinement {
   RefineTarget prepared_;
   Ligands ligands_;
   std::vector<Kept> kept_;
-  // Of the only ligand.
+  // The trajectory of a single ligand.
   std::vector<Pose> way_;
 };
 

@@ -25,7 +25,7 @@ std::string overlap_text(const RefinedPlace& place) {
   return formatted("the 12-6 energy is %.4g kcal/mol, ", place.energy.twelve_six) + contact_text(place) + ". ";
 }
 
-// Whether it was inside the target, or is, where that needs saying: sentences or nothing.
+// Sentences on an overlap with the target; empty when there is none to tell.
 std::string overlap_statement(const RefinedLigand& refined, int most_iterations) {
   const bool jammed = refined.run.overlaps != 0;
   if (refined.run.started_inside == 0) {

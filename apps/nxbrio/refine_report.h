@@ -18,20 +18,20 @@ namespace nxbrio {
 struct RefineReport {
   // As read.
   Summary target;
-  // Of the only ligand; none of several.
+  // Of a single ligand; empty for several.
   std::optional<Summary> ligand;
   float dielectric = 1.0F;
   Medium medium;
   int most_iterations = 0;
   // Those that are kept, the lowest energy first.
   std::vector<RefinedLigand> ligands;
-  // How many were refined, and of how many there was something wrong.
+  // How many were refined, and how many failed.
   std::size_t refined = 0;
   std::size_t faults = 0;
   bool clustered = false;
   bool interrupted = false;
   bool library_unit = false;
-  // Of several ligands.
+  // Notes on the ligands when there are several.
   std::vector<std::string> ligand_notes;
   Written written;
   std::optional<Written> trajectory;
@@ -44,7 +44,7 @@ std::string refine_text(const RefineReport& report);
 nlohmann::ordered_json refine_json(const RefineReport& report);
 // A row for each ligand.
 std::string refine_csv(const RefineReport& report);
-// What an SD file tells of a ligand in its data fields.
+// The data fields of a ligand in an SD file: names and texts.
 std::vector<std::pair<std::string, std::string>> refine_fields(std::size_t rank, const RefinedLigand& refined,
                                                                bool clustered);
 

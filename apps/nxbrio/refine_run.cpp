@@ -36,7 +36,7 @@ void require_parameters(const Structure& structure) {
   }
 }
 
-// The ligand's way, on which the energy only falls: poses that a later one lies above are left out, the start never.
+// The trajectory. Energies fall along it: a pose is dropped when a later one lies above it; the start stays.
 class Way {
  public:
   Way(int energy, double start) : energy_(energy), energies_{start}, poses_{kStart} {}

@@ -1,4 +1,4 @@
-// Ligands on their way downhill: the runs of libnxbriodock, one or many at a time.
+// Refinement runs of libnxbriodock, one or many at a time.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_REFINE_RUN_H
 #define NXBRIOCHEM_APPS_NXBRIO_REFINE_RUN_H
 
@@ -49,7 +49,7 @@ struct RefinedPlace {
   std::string ligand_atom;
 };
 
-// What a run came to.
+// The result of a run.
 struct RefinedLigand {
   explicit RefinedLigand(const Structure& structure) : ligand(structure) {}
 
@@ -86,16 +86,16 @@ class RefineRun {
   // `threads` as nxd_set_threads has it. Throws Failure for an atom without 12-6 parameters.
   RefineRun(const RefineTarget& target, Structure ligand, const Molecule& molecule, int threads);
 
-  // Goes downhill, out of the target first where the ligand starts inside it. Several runs may do so at once. Throws
-  // Failure for an energy that is too large to be told.
+  // Moves the ligand to a minimum of its energy; one that starts inside the target is pushed out first. Several threads
+  // may do so at once, each with a run of its own. Throws Failure for an energy that is not finite.
   void run();
-  // As run, with a line for each iteration on a terminal, and the way kept.
+  // As run; prints a line for each iteration on a terminal, and keeps the trajectory.
   void run_and_tell();
 
   const Structure& ligand() const { return ligand_; }
   const RefinedLigand& result() const { return result_; }
   const Pose& pose() const { return pose_; }
-  // The start, and the poses from which the energy has only fallen since.
+  // The trajectory: the start, then poses of falling energy.
   const std::vector<Pose>& way() const { return way_; }
 
  private:
@@ -109,8 +109,8 @@ class RefineRun {
   std::vector<Pose> way_{kStart};
 };
 
-// Runs on up to so many threads, each run on one. Those that Ctrl-C cut short have ended as NXD_INTERRUPTED or
-// NXD_NOT_STARTED. What a run throws is kept, at its place, for the caller.
+// Runs all of them on up to `threads` threads, each run on one. Runs that Ctrl-C stopped have ended as NXD_INTERRUPTED
+// or NXD_NOT_STARTED. Gives an entry for each run: what it threw, or null.
 std::vector<std::exception_ptr> run_all(std::deque<RefineRun>& runs, int threads, Progress& progress);
 
 }  // namespace nxbrio

@@ -50,8 +50,8 @@ struct Structure {
   // "PQR", "PDB", "mmCIF", "SDF", "mol2" or "XYZ".
   std::string format;
   int model = 1;
-  // The molecule as it was read, which those made of this structure are copies of; none of a structure that was put
-  // together here.
+  // The molecule as it was read; molecules made of this structure are copies of it. None for a structure that was put
+  // together by the program.
   std::shared_ptr<const int> molecule;
   std::vector<Atom> atoms;
   std::vector<Bond> bonds;
@@ -86,9 +86,8 @@ class ModelReader {
   ModelReader& operator=(const ModelReader&) = delete;
   ~ModelReader();
 
-  // The next model of which atoms are selected; none at the end. Throws Failure for a faulty record, after which the
-  // next one can be read, and at the end of a file that had none to give. Throws UsageError for a selection that is
-  // none.
+  // The next model that has selected atoms; none at the end. Throws Failure for a faulty record, after which the next
+  // one can be read, and once at the end of a file without any such model. Throws UsageError for a faulty selection.
   std::optional<Structure> next();
 
  private:

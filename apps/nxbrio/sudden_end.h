@@ -10,8 +10,8 @@ bool memory_ran_out();
 // Tells that memory ran out, without needing any. Gives the exit status, 1.
 int report_out_of_memory();
 
-// Lives as long as main. A process that ends before tells on standard error that the library ended it, with the last
-// error message that the library queued, removes temporary files and has exit status 1, whatever the library gave.
+// Lives as long as main. A process that ends before says on standard error that the library ended it, with the
+// library's last error message, removes temporary files and has exit status 1.
 class SuddenEndsReported {
  public:
   SuddenEndsReported();

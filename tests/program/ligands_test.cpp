@@ -211,7 +211,7 @@ TEST(Media, EnergiesOfTwoIonsAreKnown) {
   const double vacuum = -332.063713 / 5.0;
   // CODATA 2018; the ionic strength in ions per cubic metre.
   const double kappa = 1e-10 * std::sqrt(2.0 * 0.15 * 1000.0 * 6.02214076e23 * std::pow(1.602176634e-19, 2) /
-                                         (8.8541878128e-12 * 78.5 * 1.380649e-23 * 298.15));
+                                         (8.8541878128e-12 * 78.5 * 1.380649e-23 * 298.0));
   const std::map<std::vector<std::string>, double> media{
       {{"-e", "78.5", "--ionic-strength", "0.15"}, vacuum / 78.5 * std::exp(-kappa * 5.0)},
       {{"-e", "78.5", "--ionic-strength", "0"}, vacuum / 78.5},
