@@ -18,8 +18,9 @@ from .optimize import OptimizeResult, minimize, scipy_method
 
 __all__ = [
     "Energy", "Frame", "Molecule", "NxError", "NxWarning", "OptimizeResult", "Record", "Refinement", "Superposition",
-    "coulomb", "eigh", "evaluate", "from_gemmi", "from_mdanalysis", "from_rdkit", "iter_records", "memory_report", "minimize",
-    "moments", "orient", "read", "read_all", "read_bytes", "refine", "rmsd", "scipy_method", "superpose", "write", "write_bytes",
+    "coulomb", "eigh", "evaluate", "from_gemmi", "from_mdanalysis", "from_rdkit", "iter_records", "memory_report",
+    "minimize", "moments", "orient", "read", "read_all", "read_bytes", "refine", "rmsd", "scipy_method", "superpose",
+    "write", "write_bytes",
 ]
 
 

@@ -22,8 +22,8 @@ class AtomArray(NDArrayOperatorsMixin):
         values.flags.writeable = False
         return values
 
-    def __array__(self, dtype=None):
-        values = self._read()
+    def __array__(self, dtype=None, copy=None):
+        values = self._get() if copy else self._read()
         return values if dtype is None else values.astype(dtype)
 
     def __len__(self):

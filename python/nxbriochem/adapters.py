@@ -151,7 +151,8 @@ def _connect(structure, labels, bonds, gemmi):
         connection = gemmi.Connection()
         connection.name = f"covale{number}"
         connection.type = gemmi.ConnectionType.Covale
-        for partner, (chain, seqid, name, atom) in ((connection.partner1, labels[begin]), (connection.partner2, labels[end])):
+        for partner, label in ((connection.partner1, labels[begin]), (connection.partner2, labels[end])):
+            chain, seqid, name, atom = label
             partner.chain_name = chain
             partner.res_id.seqid = seqid
             partner.res_id.name = name
@@ -280,7 +281,8 @@ def to_rdkit(m):
     """
     from rdkit import Chem
     core_of(m, "m")
-    types = [Chem.BondType.ZERO, Chem.BondType.SINGLE, Chem.BondType.DOUBLE, Chem.BondType.TRIPLE, Chem.BondType.QUADRUPLE]
+    kinds = Chem.BondType
+    types = [kinds.ZERO, kinds.SINGLE, kinds.DOUBLE, kinds.TRIPLE, kinds.QUADRUPLE]
     editable = Chem.RWMol()
     (names, numbers, codes, chains), _, _ = _residues(m)
     columns = zip(m.atomic_numbers, m.formal_charges, m.names, names, numbers, codes, chains, m.charges, m.radii)
@@ -370,7 +372,8 @@ def from_mdanalysis(atomgroup):
         chains = np.where(chains == "SYSTEM", "", chains)
     letters = _letters(dict.fromkeys(map(str, chains)))
     molecule = Molecule(elements=elements, coordinates=attribute("positions", None),
-                        names=None if names is None else [str(name) for name in names], bonds=_group_bonds(group, attribute),
+                        names=None if names is None else [str(name) for name in names],
+                        bonds=_group_bonds(group, attribute),
                         residue_names=[str(name) for name in attribute("resnames", ["UNK"] * n)],
                         residue_numbers=np.asarray(attribute("resids", np.ones(n, int))).astype(int),
                         chains=[letters[str(chain)] for chain in chains])
@@ -407,8 +410,8 @@ def _group_bonds(group, attribute):
     for bond in bonds:
         begin, end = (place.get(index) for index in bond.indices)
         if begin is not None and end is not None:
-            order = bond.order
-            rows.append((begin, end, int(order) if isinstance(order, (int, float, np.number)) and 0 <= order <= 4 else 1))
+            known = isinstance(bond.order, (int, float, np.number)) and 0 <= bond.order <= 4
+            rows.append((begin, end, int(bond.order) if known else 1))
     return np.array(rows, int).reshape(-1, 3)
 
 
@@ -426,8 +429,9 @@ def to_mdanalysis(m):
     core_of(m, "m")
     (names, numbers, codes, chains), begins, residue_of = _residues(m)
     segments, segment_of = _runs(chains[begins]) if len(m) else (np.array([], int), np.array([], int))
-    universe = MDAnalysis.Universe.empty(len(m), n_residues=len(begins), n_segments=len(segments), atom_resindex=residue_of,
-                                         residue_segindex=segment_of, trajectory=True)
+    universe = MDAnalysis.Universe.empty(len(m), n_residues=len(begins), n_segments=len(segments),
+                                         atom_resindex=residue_of, residue_segindex=segment_of, trajectory=True)
+
     def strings(values):
         return np.array([str(value) for value in values], object)
 

@@ -54,8 +54,9 @@ def coulomb(target, ligand, dielectric=1.0, unit="kT", per_residue=False):
     Examples
     --------
     >>> import nxbriochem as nx
-    >>> ions = [nx.Molecule(elements=[e], coordinates=[[x, 0, 0]], charges=[q]) for e, x, q in [("Na", 0, 1), ("Cl", 4, -1)]]
-    >>> round(nx.coulomb(*ions, dielectric=78.54, unit="kcal/mol"), 3)
+    >>> sodium = nx.Molecule(elements=["Na"], charges=[1])
+    >>> chloride = nx.Molecule(elements=["Cl"], coordinates=[[4, 0, 0]], charges=[-1])
+    >>> round(nx.coulomb(sodium, chloride, dielectric=78.54, unit="kcal/mol"), 3)
     -1.057
     """
     factor = _factor(unit)

@@ -5,8 +5,8 @@ import re
 
 from . import _core
 
-_TOKEN = re.compile(r"\s*(?:(?P<number>\d+(?:\.\d*(?:[eE][+-]?\d+)?)?)|(?P<name>[A-Za-z]\w*)|(?P<sign>[-+*/^()])|(?P<other>\S))",
-                    re.ASCII)
+_TOKEN = re.compile(r"\s*(?:(?P<number>\d+(?:\.\d*(?:[eE][+-]?\d+)?)?)|(?P<name>[A-Za-z]\w*)|(?P<sign>[-+*/^()])"
+                    r"|(?P<other>\S))", re.ASCII)
 _LONGEST = 40
 
 

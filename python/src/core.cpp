@@ -219,11 +219,10 @@ Body& Molecule::body() const {
 PYBIND11_MODULE(_core, module) {
   using namespace nxpy;
   module.doc() = "The libraries as they are wrapped; use nxbriochem.";
-  static PyObject* const failure =
-      PyErr_NewExceptionWithDoc("nxbriochem.NxError", "What the libraries refuse or fail in, in their words.",
-                                PyExc_RuntimeError, nullptr);
-  warning_class = PyErr_NewExceptionWithDoc("nxbriochem.NxWarning", "What the libraries warn of.", PyExc_UserWarning,
-                                            nullptr);
+  static PyObject* const failure = PyErr_NewExceptionWithDoc(
+      "nxbriochem.NxError", "What the libraries refuse or fail in, in their words.", PyExc_RuntimeError, nullptr);
+  warning_class =
+      PyErr_NewExceptionWithDoc("nxbriochem.NxWarning", "What the libraries warn of.", PyExc_UserWarning, nullptr);
   module.attr("NxError") = py::handle(failure);
   module.attr("NxWarning") = py::handle(warning_class);
   py::register_exception_translator([](std::exception_ptr thrown) {

@@ -1,8 +1,8 @@
 // What the sources of the extension share: the lock around the libraries, failures as exceptions, and molecules that
 // own their handles.
 //
-// Locks. The libraries are used by one thread at a time, which holds Session. A thread never waits for the lock while it
-// holds the interpreter (the GIL), so that the two cannot wait for one another. Long calls let the interpreter go.
+// Locks. The libraries are used by one thread at a time, which holds Session. A thread never waits for the lock while
+// it holds the interpreter (the GIL), so that the two cannot wait for one another. Long calls let the interpreter go.
 #ifndef NXBRIOCHEM_PYTHON_CORE_H
 #define NXBRIOCHEM_PYTHON_CORE_H
 
@@ -106,8 +106,13 @@ class Molecule {
   bool closed() const { return body_ == nullptr; }
   void close() { body_.reset(); }
 
+  // To be called within a session: the table of handles is the libraries'.
   NxChem::NxMCMolBase& model() const { return *NxBrioChem::NxDerefMCMolHandle(handle()); }
-  int size() const { return static_cast<int>(model().NumAtoms()); }
+  // The number of atoms; may be asked at any time.
+  int size() const {
+    const Session session;
+    return static_cast<int>(model().NumAtoms());
+  }
 
  private:
   std::shared_ptr<Body> body_;

@@ -151,14 +151,20 @@ py::array_t<double> coulomb_of_runs(const Molecule& target, const Molecule& liga
   Session session;
   const Records from(target);
   const Records to(ligand);
+  const int atoms = target.size();
+  const int others = ligand.size();
   const py::ssize_t runs = begins.size();
+  const int* const begin = begins.data();
   py::array_t<double> energies(runs);
-  for (py::ssize_t k = 0; k < runs; ++k) {
-    const int begin = begins.data()[k];
-    const int end = k + 1 < runs ? begins.data()[k + 1] : target.size();
-    energies.mutable_data()[k] = static_cast<double>(
-        nxi_c_bind(from.values.data() + std::ptrdiff_t{NX_RECORD_FLOATS} * begin, from.charges.data() + begin, end - begin,
-                   to.values.data(), to.charges.data(), ligand.size(), static_cast<float>(dielectric)));
+  double* const out = energies.mutable_data();
+  {
+    const py::gil_scoped_release others_run;
+    for (py::ssize_t k = 0; k < runs; ++k) {
+      const int count = (k + 1 < runs ? begin[k + 1] : atoms) - begin[k];
+      const float* const records = from.values.data() + std::ptrdiff_t{NX_RECORD_FLOATS} * begin[k];
+      out[k] = static_cast<double>(nxi_c_bind(records, from.charges.data() + begin[k], count, to.values.data(),
+                                              to.charges.data(), others, static_cast<float>(dielectric)));
+    }
   }
   const long pairs = coincident_pairs(target, ligand);
   session.end();

@@ -53,8 +53,8 @@ Molecule read(const std::string& path, const std::optional<std::string>& format)
 Molecule read_bytes(const py::bytes& bytes, const std::string& name, const std::optional<std::string>& format) {
   Session session;
   const std::string_view text = bytes;
-  const int handle = unattended(
-      [&] { return nxf_read_molecule_from_memory(text.data(), text.size(), name.c_str(), word(format)); });
+  const int handle =
+      unattended([&] { return nxf_read_molecule_from_memory(text.data(), text.size(), name.c_str(), word(format)); });
   if (handle == 0) {
     fail_reading();
   }
@@ -74,8 +74,7 @@ class Reader {
       : name_(name), bytes_(std::move(bytes)) {
     const Session session;
     const std::string_view text = bytes_;
-    open(unattended(
-        [&] { return nxf_open_memory_reader(text.data(), text.size(), name.c_str(), word(format)); }));
+    open(unattended([&] { return nxf_open_memory_reader(text.data(), text.size(), name.c_str(), word(format)); }));
   }
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;

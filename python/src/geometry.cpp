@@ -117,8 +117,9 @@ py::tuple superpose(const Molecule& reference, const Molecule& moving, bool hydr
   const int b = moving.handle();
   std::array<float, 12> motion{};
   float rms = 0.0F;
-  session.require((hydrogens ? nx_get_superimpose_matrix_using_hydrogens : nx_get_superimpose_matrix)(a, b, motion.data()),
-                  "coordinates are not finite or beyond single precision");
+  session.require(
+      (hydrogens ? nx_get_superimpose_matrix_using_hydrogens : nx_get_superimpose_matrix)(a, b, motion.data()),
+      "coordinates are not finite or beyond single precision");
   session.require(
       (hydrogens ? nx_superimpose_second_onto_first_with_hydrogens : nx_superimpose_second_onto_first)(a, b, &rms),
       "coordinates are not finite or beyond single precision");
@@ -146,8 +147,7 @@ const char* top_name(const Molecule& molecule, bool hydrogens, bool weighted, co
   }
   int (*const perceive)(int, float) = weighted ? nx_perceive_top_symmetry_mass_weighted : nx_perceive_top_symmetry;
   // There is no such function with hydrogens.
-  const int symmetry =
-      perceive(hydrogens ? nameless_copy(molecule).handle() : molecule.handle(), tolerance);
+  const int symmetry = perceive(hydrogens ? nameless_copy(molecule).handle() : molecule.handle(), tolerance);
   constexpr std::array<const char*, 4> kNames = {"asymmetric", "symmetric, oblate", "symmetric, prolate", "spherical"};
   return kNames.at(static_cast<std::size_t>(symmetry));
 }
@@ -165,8 +165,9 @@ py::tuple orient(const Molecule& molecule, bool hydrogens, bool weighted, float 
   if (weighted && hydrogens) {
     session.require(nx_orient_m_i_base(mol, kWeightedWithHydrogens, moments.data()), "there are no moments");
   } else {
-    (weighted ? nx_moments_of_inertia_mass_weighted
-     : hydrogens ? nx_moments_of_inertia_with_hydrogens : nx_moments_of_inertia)(mol, moments.data());
+    (weighted    ? nx_moments_of_inertia_mass_weighted
+     : hydrogens ? nx_moments_of_inertia_with_hydrogens
+                 : nx_moments_of_inertia)(mol, moments.data());
   }
   for (const float moment : moments) {
     require_finite(static_cast<double>(moment));

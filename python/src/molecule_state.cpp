@@ -18,11 +18,12 @@ constexpr const char* kPackedTexts[] = {files::kNotesTag, files::kChainNamesTag,
 // An atom: everything but the coordinates and bonds.
 py::tuple state_of_atom(const NxAtomBase& atom) {
   const NxResidue& residue = NxChem::NxAtomGetResidue(atom);
-  return py::make_tuple(atom.GetAtomicNum(), py::bytes(atom.GetName()), atom.GetRadius(), atom.GetPartialCharge(),
-                        atom.GetFormalCharge(), atom.GetIntType(), NxChem::NxHasResidue(atom),
-                        py::bytes(residue.GetName()), residue.GetResidueNumber(), residue.GetSequenceNumber(),
-                        py::bytes(std::string{residue.GetChainID(), residue.GetInsertCode(), residue.GetAlternateLocation()}),
-                        residue.GetOccupancy(), residue.GetBFactor(), residue.IsHetAtom());
+  return py::make_tuple(
+      atom.GetAtomicNum(), py::bytes(atom.GetName()), atom.GetRadius(), atom.GetPartialCharge(), atom.GetFormalCharge(),
+      atom.GetIntType(), NxChem::NxHasResidue(atom), py::bytes(residue.GetName()), residue.GetResidueNumber(),
+      residue.GetSequenceNumber(),
+      py::bytes(std::string{residue.GetChainID(), residue.GetInsertCode(), residue.GetAlternateLocation()}),
+      residue.GetOccupancy(), residue.GetBFactor(), residue.IsHetAtom());
 }
 
 void set_atom(NxAtomBase& atom, const py::tuple& state) {
@@ -114,7 +115,8 @@ Molecule from_state(const py::dict& state) {
   NxMCMolBase& mol = molecule.model();
   mol.SetTitle(state["name"].cast<std::string>());
   const py::list atoms = state["atoms"];
-  session.require(nx_set_molecule_atom_number(static_cast<int>(atoms.size()), molecule.handle()), "no memory for the atoms");
+  session.require(nx_set_molecule_atom_number(static_cast<int>(atoms.size()), molecule.handle()),
+                  "no memory for the atoms");
   auto item = atoms.begin();
   for (NxAtomBase& atom : mol.GetAtoms()) {
     set_atom(atom, py::reinterpret_borrow<py::tuple>(*item));

@@ -51,9 +51,7 @@ class Problem {
   bool has_hessian() const { return !hess_.is_none(); }
 
   double value(const double* x) {
-    return guarded([&] {
-      return both_ ? as_double(pair_at(x)[0]) : value_at(x);
-    });
+    return guarded([&] { return both_ ? as_double(pair_at(x)[0]) : value_at(x); });
   }
 
   double gradient(const double* x, double* out) {
@@ -185,7 +183,8 @@ class Problem {
       refuse(argument, "real numbers", "dtype " + std::string(py::str(plain.dtype())));
     }
     const GivenArray array = plain;
-    if (array.ndim() != static_cast<py::ssize_t>(shape.size()) || !std::equal(shape.begin(), shape.end(), array.shape())) {
+    if (array.ndim() != static_cast<py::ssize_t>(shape.size()) ||
+        !std::equal(shape.begin(), shape.end(), array.shape())) {
       std::string expected = "shape (";
       for (const py::ssize_t extent : shape) {
         expected += std::to_string(extent) + (shape.size() == 1 ? "," : &extent == &shape.back() ? "" : ", ");
@@ -280,8 +279,9 @@ py::dict minimize(const py::object& fun, const Vector& x0, const py::object& jac
     method = problem.has_hessian() || n <= kMostDense ? kDense : kVectorOnly;
   }
   const auto size = static_cast<double>(n);
-  require_room(sizeof(double) * (method == kDense ? (problem.has_hessian() ? 3.0 : 2.0) * size * size + 20.0 * size
-                                                  : 40.0 * size) + 4096.0);
+  require_room(sizeof(double) *
+                   (method == kDense ? (problem.has_hessian() ? 3.0 : 2.0) * size * size + 20.0 * size : 40.0 * size) +
+               4096.0);
   const MinimiserTurn turn;
   Session session;
   const Optimiser optimiser(static_cast<int>(n));
