@@ -56,6 +56,9 @@ int extract(const int* mask, const NxMolBase& mol, int handle) {
   }
   structure.atoms = std::move(atoms);
   for (const NxChem::NxBondBase& bond : mol.GetBonds()) {
+    if (bond.GetBgn() == nullptr || bond.GetEnd() == nullptr) {
+      continue;  // a placeholder
+    }
     const int begin = place[static_cast<std::size_t>(bond.GetBgnIdx())];
     const int end = place[static_cast<std::size_t>(bond.GetEndIdx())];
     if (begin >= 0 && end >= 0) {

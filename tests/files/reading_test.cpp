@@ -393,6 +393,12 @@ TEST_F(Reading, ChosenAtomsBecomeAMolecule) {
   const int none[] = {0, 0, 0, 0};
   EXPECT_EQ(nxf_extract_atoms(none, mol_), 0);
   EXPECT_EQ(nxf_extract_atoms(nullptr, mol_), 0);
+
+  // Bonds that have no ends yet stay behind.
+  nx_set_molecule_bond_number(nx_get_molecule_bond_number(mol_) + 2, mol_);
+  const int without_ends = nxf_extract_atoms(all, mol_);
+  EXPECT_EQ(nx_get_molecule_bond_number(without_ends), nx_get_molecule_bond_number(mol_) - 2);
+  nx_delete_molecule(without_ends);
 }
 
 // More chains than there are letters and digits keep their names through mmCIF.
