@@ -12,6 +12,7 @@
 #include <limits>
 
 #include "core.h"
+#include "energy_handle.h"
 
 namespace nxpy {
 namespace {
@@ -193,22 +194,11 @@ class Energy {
   Energy(const Molecule& target, double dielectric, int most_iterations) {
     const Session session;
     require_parameters(target, "target");
-    handle_ = nxd_make_energy();
-    if (handle_ == 0) {
-      session.fail("there is no energy object left");
-    }
-    try {
-      session.require(nxd_set_target(target.handle(), handle_), "the target is refused");
-      session.require(nxd_set_uniform_dielectric(dielectric, handle_), "the dielectric is refused");
-      session.require(nxd_set_refine_iterations(most_iterations, handle_), "the number of iterations is refused");
-    } catch (...) {
-      nxd_delete_energy(handle_);
-      throw;
-    }
+    handle_.take(nxd_make_energy(), session);
+    session.require(nxd_set_target(target.handle(), handle_), "the target is refused");
+    session.require(nxd_set_uniform_dielectric(dielectric, handle_), "the dielectric is refused");
+    session.require(nxd_set_refine_iterations(most_iterations, handle_), "the number of iterations is refused");
   }
-  Energy(const Energy&) = delete;
-  Energy& operator=(const Energy&) = delete;
-  ~Energy() { nxd_delete_energy(handle_); }
 
   // Both terms of the ligand as it stands.
   py::tuple at(const Molecule& ligand) const {
@@ -268,25 +258,14 @@ class Energy {
     Use(const Energy& energy, const Molecule& ligand, int threads) {
       const Session session;
       require_parameters(ligand, "ligand");
-      handle_ = nxd_copy_energy(energy.handle_);
-      if (handle_ == 0) {
-        session.fail("there is no energy object left");
-      }
-      try {
-        session.require(nxd_set_ligand(ligand.handle(), handle_), "the ligand is refused");
-        session.require(nxd_set_threads(threads, handle_), "the number of threads is refused");
-      } catch (...) {
-        nxd_delete_energy(handle_);
-        throw;
-      }
+      handle_.take(nxd_copy_energy(energy.handle_), session);
+      session.require(nxd_set_ligand(ligand.handle(), handle_), "the ligand is refused");
+      session.require(nxd_set_threads(threads, handle_), "the number of threads is refused");
     }
-    Use(const Use&) = delete;
-    Use& operator=(const Use&) = delete;
-    ~Use() { nxd_delete_energy(handle_); }
     int handle() const { return handle_; }
 
    private:
-    int handle_ = 0;
+    EnergyHandle handle_;
   };
 
   static py::tuple at_pose(int energy, const Pose& pose) {
@@ -336,7 +315,7 @@ class Energy {
     return copy;
   }
 
-  int handle_ = 0;
+  EnergyHandle handle_;
 };
 
 }  // namespace

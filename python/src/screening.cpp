@@ -11,6 +11,7 @@
 #include <tuple>
 
 #include "core.h"
+#include "energy_handle.h"
 
 namespace nxpy {
 namespace {
@@ -74,20 +75,11 @@ class Scorer {
  public:
   Scorer(const Molecule& target, const Protocol& protocol) : protocol_(protocol), target_(target) {
     const Unattended session;
-    energy_ = nxd_make_energy();
-    session.require(energy_ != 0 ? 1 : 0, "there is no energy object left");
-    try {
-      if (by_energy_object()) {
-        set_up(session);
-      }
-    } catch (...) {
-      nxd_delete_energy(energy_);
-      throw;
+    energy_.take(nxd_make_energy(), session);
+    if (by_energy_object()) {
+      set_up(session);
     }
   }
-  Scorer(const Scorer&) = delete;
-  Scorer& operator=(const Scorer&) = delete;
-  ~Scorer() { nxd_delete_energy(energy_); }
 
   // A ligand as it travels: source, line, format and text.
   using Text = std::tuple<std::string, std::size_t, std::string, py::bytes>;
@@ -252,7 +244,7 @@ class Scorer {
 
   Protocol protocol_;
   Molecule target_;
-  int energy_ = 0;
+  EnergyHandle energy_;
 };
 
 // The rotation and the translation of a pose.
