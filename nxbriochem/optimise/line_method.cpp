@@ -112,10 +112,10 @@ LineMethod::Moved LineMethod::move() {
   return first == Found::lower ? Moved::lower : Moved::nothing;
 }
 
-// g0 is cleared first: a callback may leave it alone, as that of a deleted function list does, and then the gradient is
-// 0.
+// The gradients are cleared first: a callback may leave its gradient alone, as that of a deleted function list does.
 bool LineMethod::evaluate_start() {
   std::fill(g0_, g0_ + n_, 0.0);
+  std::fill(g_, g_ + n_, 0.0);
   value_ = value_and_gradient_at(slot_, x_, g0_);
   square_ = vectors::square(g0_, n_);
   return std::isfinite(value_) && std::isfinite(square_);

@@ -36,6 +36,20 @@ void make_room(int slot, int n) {
   opt::workspace_of(slot, std::max(static_cast<uint64_t>(n), opt::room_of_curvature(slot)));
 }
 
+// Marks an optimiser as running for a search. The search is no run: the number of evaluations of the last run stays.
+class Searching {
+ public:
+  explicit Searching(int slot) : running_(slot), slot_(slot), calls_(opt::Opt[slot].total_function_calls) {}
+  Searching(const Searching&) = delete;
+  Searching& operator=(const Searching&) = delete;
+  ~Searching() { opt::Opt[slot_].total_function_calls = calls_; }
+
+ private:
+  opt::Running running_;
+  int slot_;
+  int32_t calls_;
+};
+
 // The line of a search, what is known at its start, and the settings at that time.
 class Search {
  public:
@@ -102,7 +116,7 @@ int search(int n, double* x, double* d, const double* g0, double* g, double* val
   if (!std::isfinite(*value) || !std::isfinite(slope) || slope >= 0 || !(*step > 0)) {
     return 0;
   }
-  const opt::Running mark(slot);
+  const Searching mark(slot);
   Search line(opt::line_from(slot, n, x, d, g, *value, slope));
   const Trial found = find(line, *step);
   if (!line.settle_on(found)) {
@@ -342,7 +356,7 @@ int LineMinimize(int n, double* x, double* d, double* g0, double* g, double* val
   if (!can_search(n, x, d, g0, g, value, step, slot) || !(*step >= 0)) {
     return 0;
   }
-  const opt::Running mark(slot);
+  const Searching mark(slot);
   make_room(slot, n);
   opt::Line line = opt::line_from(slot, n, x, d, g, *value, vectors::dot(g0, d, n));
   if (!opt::search_by_cubics(line, *step)) {

@@ -84,7 +84,7 @@ bool CubicSearch::run(double step) {
   }
   a_ = start_;
   const Trial& trial = line_.last;
-  const int tries = kBuiltInTries + std::clamp(Opt[line_.slot].max_line_try, 0, kMostTries);
+  const int tries = kBuiltInTries + std::clamp(Opt[line_.slot].max_line_try, -kBuiltInTries, kMostTries);
   for (int i = 0; i < tries; ++i) {
     if (trace_) {
       std::printf("try: %d\n", i);

@@ -96,7 +96,8 @@ NX_API int nx_set_opt_stepsize(int opt, float step);
 // The step of the last line search of the last run, or steepest descent's last step; 0 before any. Kept: programs rely
 // on its not being what nx_set_opt_stepsize has set.
 NX_API int nx_get_opt_stepsize(int opt, float* step);
-// How often a line search tries beyond its two built-in tries (0); a negative count is 0, one above 1000 is 1000.
+// How often a line search tries beyond its two built-in tries (0): a negative count takes from these, and one above
+// 1000 is 1000.
 NX_API int nx_set_opt_max_line_try(int opt, int tries);
 // Whether a line search that extrapolates backwards takes the step mirrored at its end instead (0).
 NX_API int nx_set_opt_alt_step(int opt, int on);

@@ -137,7 +137,9 @@ int Descent::minimise() {
   if (Opt[slot_].function == nullptr && Opt[slot_].function_with_handle == nullptr) {
     return 0;
   }
-  std::fill(g_, g_ + n_, 0.0);  // for a callback that leaves it alone
+  // A callback may leave its gradient alone, as that of a deleted function list does.
+  std::fill(g_, g_ + n_, 0.0);
+  std::fill(trial_g_, trial_g_ + n_, 0.0);
   value_ = value_and_gradient_at(slot_, x_, g_);
   if (traces(slot_)) {
     std::printf("START VOL IS %f\n\n\n", value_);

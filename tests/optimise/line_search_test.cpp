@@ -62,6 +62,9 @@ class LineSearch : public testing::Test {
     outcome.count = search(3, x.data(), d.data(), g0.data(), outcome.g.data(), &outcome.value, &outcome.step, opt_ - 1);
     EXPECT_EQ(x, std::vector<double>(3));
     EXPECT_EQ(opt::running, -1);
+    int calls_of_last_run = -1;
+    nx_get_opt_total_function_calls(opt_, &calls_of_last_run);
+    EXPECT_EQ(calls_of_last_run, 0);  // a search is no run
     if (outcome.count == 0) {
       EXPECT_TRUE(outcome.value == phi(0) && std::equal_to<>()(outcome.step, first));
       return outcome;

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <random>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -90,6 +91,24 @@ TEST(MinimiseCallbacks, KinksAreNoMinima) {
       const Outcome misled = minimise(opt, {4 * normal(random), 4 * normal(random)});
       EXPECT_TRUE(misled.result == 0 || misled.value < 1 + 1e-6);
     }
+  }
+}
+
+// What an earlier run has left in the workspace must not pass for a gradient.
+TEST(MinimiseCallbacks, TakesNoOldGradientWhereACallbackWritesNone) {
+  for (const int code : kCodes) {
+    const int used = optimiser(2, code, rosenbrock);
+    minimise(used, {-1.2, 1});
+    const auto run = [](int opt) {
+      f = [](const double* x, double* g, int n) { return calls == 1 ? rosenbrock(x, g, n) : -calls; };
+      calls = 0;
+      std::vector<double> x = {-1.2, 1};
+      double value = 0;
+      const int result = nx_minimize(x.data(), &value, opt);
+      return std::tuple(result, value, x);
+    };
+    const auto after_a_run = run(used);
+    EXPECT_EQ(after_a_run, run(optimiser(2, code, rosenbrock))) << code;
   }
 }
 
