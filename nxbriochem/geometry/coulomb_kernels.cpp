@@ -1,10 +1,10 @@
-// Vector versions of the pair sum. Lanes are target atoms: each keeps an inner sum of its own and meets the ligand's
-// atoms in their order. Nothing is reordered, and every operation is the plain loop's, rounded as there. The
-// processor's divider bounds the speed; several vectors at a time keep it busy while each waits for its sum. The newton
-// versions leave the divider out, and are the quicker ones where it is slow.
+// Vector versions of the pair sum. Each lane takes one target atom: it keeps that atom's inner sum and adds the
+// ligand's atoms in their order. Nothing is reordered, and every operation rounds as in the plain loop. The processor's
+// divider bounds the speed; several vectors at a time keep it busy while each waits for its sum. The newton versions do
+// not use the divider and are faster where it is slow.
 //
-// There is no branch for pairs at one place: their squared distance is made 1, so that the division is harmless, and
-// the lane keeps the sum that it had.
+// Coincident pairs (distance 0) take no branch: their squared distance is set to 1, so that the division is harmless,
+// and the lane keeps its old sum.
 #include <nxbriochem/geometry/coulomb_kernels_internal.h>
 
 #include <algorithm>
@@ -31,7 +31,7 @@ PairSum sum_pairs_plain(const Sites& target, const Sites& ligand) {
 
 #if defined(__x86_64__)
 
-// Vectors of rows that run side by side, at most, and lanes in the widest of them.
+// The most vectors of rows that run side by side, and the lanes of the widest vector.
 constexpr int kMaxVectors = 6;
 constexpr int kMaxLanes = 8;
 constexpr int kMaxRows = kMaxVectors * kMaxLanes;
@@ -42,7 +42,8 @@ struct Column {
   double charge;
 };
 
-// Charged atoms of the target, side by side; `live` of them, the rest of the last vector being copies of the first.
+// Charged atoms of the target, side by side. `live` of them count; the rest of the last vector is filled with copies of
+// the first.
 struct Rows {
   alignas(64) float x[kMaxRows];
   alignas(64) float y[kMaxRows];
@@ -66,10 +67,10 @@ using Doubles = typename Vectors<Lanes>::Doubles;
 template <int Lanes>
 using Ints = typename Vectors<Lanes>::Ints;
 
-// What follows is inlined, and takes on the instruction set of its caller. Vectors are passed by reference: by value
-// they would need one of their own.
+// The functions below are inlined into callers of different instruction sets. Vectors are passed by reference, since
+// passing them by value would require an instruction set here.
 
-// Squared distances of rows from a column; where they are 0, `zero` is set, and they are made 1.
+// Squared distances of rows from a column. Where one is 0, `zero` is set and the distance becomes 1.
 template <int Lanes>
 __attribute__((always_inline)) inline void squared_distances(const Rows& rows, int row, const Column& column,
                                                              Floats<Lanes>& r2, Ints<Lanes>& zero) {
@@ -87,13 +88,13 @@ __attribute__((always_inline)) inline void squared_distances(const Rows& rows, i
   r2 = zero ? Floats<Lanes>{} + 1.0F : r2;
 }
 
-// The inner sums of rows with one more column, as they are defined.
+// Adds one column to the inner sums of rows, by the defining formula.
 template <int Lanes>
 __attribute__((always_inline)) inline void add_column(const Rows& rows, int row, const Column& column,
                                                       Floats<Lanes>& inner, Ints<Lanes>& zero) {
   Floats<Lanes> r2;
   squared_distances<Lanes>(rows, row, column, r2, zero);
-  // By lanes: g++ 12 widens a whole vector in halves.
+  // Lane by lane: g++ 12 would widen a whole vector in two halves.
   Doubles<Lanes> root;
   Doubles<Lanes> before;
   for (int lane = 0; lane < Lanes; ++lane) {
@@ -104,7 +105,7 @@ __attribute__((always_inline)) inline void add_column(const Rows& rows, int row,
   inner = zero ? inner : __builtin_convertvector(sum, Floats<Lanes>);
 }
 
-// The inner sums of the first `Count` vectors of rows over all columns.
+// Computes the inner sums of the first `Count` vectors of rows over all columns.
 template <int Lanes, int Count>
 __attribute__((always_inline)) inline void run(const Column* columns, int count, Rows& rows) {
   Floats<Lanes> inner[Count] = {};
@@ -135,14 +136,15 @@ __attribute__((target("avx512f,avx2"))) void run_avx512(const Column* columns, i
   run<8, Count>(columns, count, rows);
 }
 
-// The newton versions, for processors whose divider is slow. 1 / sqrt(r2) comes from the processor's estimate y, to 1.5
-// in 2^12 at least, by one step of fourth order: with e = 1 - r2 y^2 it is y (1 + e / 2 + 3 e^2 / 8 + 5 e^3 / 16), to
-// 2^-43. So a sum differs from the defined one by less than kDoubt times the term and the sum. Where a rounding
-// boundary of floats lies within that, or where anything is not finite, the column is added again as it is defined.
+// The newton versions, for processors whose divider is slow. 1 / sqrt(r2) is computed from the processor's estimate y,
+// whose relative error is at most 1.5 / 2^12, by one step of fourth order: with e = 1 - r2 y^2 it is y (1 + e / 2 + 3
+// e^2 / 8 + 5 e^3 / 16), accurate to 2^-43. So a sum differs from the defined one by less than kDoubt times the term
+// and the sum. Where a rounding boundary of floats lies within that distance, or where anything is not finite, the
+// column is added again by the defining formula.
 //
-// How near the boundary is: the sum s rounds to the float f, half a unit of which is 2^-24 times the power of two below
-// s, and |s - f| is at most that. Below the normal floats the units are larger, so that there is doubt too often, never
-// too rarely.
+// Distance to the boundary: the sum s rounds to the float f. Half a unit in the last place of f is 2^-24 times the
+// power of two below s, and |s - f| is at most that. For subnormal floats the unit is larger, so that a column may be
+// added again needlessly, but is never missed.
 constexpr double kDoubt = 0x1p-40;
 constexpr double kNear = 0x1p-24 - kDoubt;
 constexpr int64_t kExponent = int64_t{0x7ff} << 52;
@@ -201,7 +203,7 @@ __attribute__((target("avx2,fma"))) void run_avx2_newton(const Column* columns, 
 
 template <int Count>
 __attribute__((target("avx512f,avx2"))) void run_avx512_newton(const Column* columns, int count, Rows& rows) {
-  // The forms with a mask, all of it set: g++ 12 warns of the undefined operand inside the plain ones.
+  // The masked intrinsics with a full mask, because g++ 12 warns about an undefined operand inside the plain ones.
   constexpr __mmask8 all = 0xff;
   const __m512i exponent = _mm512_set1_epi64(kExponent);
   __m512d inner[Count];
@@ -254,7 +256,7 @@ __attribute__((target("avx512f,avx2"))) void run_avx512_newton(const Column* col
   std::memcpy(rows.coincident, coincident, sizeof coincident);
 }
 
-// One version's loops, by the number of vectors less 1, and the rows that a vector takes.
+// The loops of one version, indexed by the number of vectors less 1, and the rows per vector.
 struct Loops {
   int lanes;
   void (*run[kMaxVectors])(const Column* columns, int count, Rows& rows);
@@ -279,7 +281,7 @@ Loops loops_of(Kernel kernel) {
   }
 }
 
-// The ligand's charged atoms, in order. Their number.
+// Collects the ligand's charged atoms, in order. Returns their number.
 int gather_columns(const Sites& ligand, Column* columns) {
   int count = 0;
   for (int j = 0; j < ligand.count; ++j) {
@@ -291,7 +293,8 @@ int gather_columns(const Sites& ligand, Column* columns) {
   return count;
 }
 
-// Fills rows with the next charged atoms of the target, from index i on, as many as `most`. The index to go on from.
+// Fills rows with the next charged atoms of the target, starting at index i, at most `most` of them. Returns the index
+// to continue from.
 int gather_rows(const Sites& target, int i, int most, Rows& rows) {
   rows.live = 0;
   for (; i < target.count && rows.live < most; ++i) {
@@ -336,7 +339,7 @@ PairSum sum_pairs_in_lanes(const Sites& target, const Sites& ligand, const Loops
   return sum;
 }
 
-// The seconds that a version takes for some dozen rows and columns, the least of a few tries.
+// Seconds that a version takes for a few dozen rows and columns: the minimum of a few runs.
 double seconds_of(Kernel kernel) {
   constexpr int kColumns = 96;
   constexpr int kTries = 5;
@@ -347,7 +350,7 @@ double seconds_of(Kernel kernel) {
   Rows rows = {};
   std::fill(std::begin(rows.z), std::end(rows.z), -3.0F);
   const Loops loops = loops_of(kernel);
-  // As many rows for every width.
+  // The same number of rows for every width.
   const int count = 4 * kMaxVectors / loops.lanes;
   double least = std::numeric_limits<double>::infinity();
   for (int k = 0; k < kTries; ++k) {
@@ -366,7 +369,7 @@ double seconds_of(Kernel kernel) {
 
 namespace {
 
-// A list that takes no memory.
+// A list of fixed capacity, without allocation.
 struct KernelList {
   Kernel kernels[6] = {};
   std::size_t count = 0;

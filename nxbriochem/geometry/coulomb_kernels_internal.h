@@ -1,12 +1,12 @@
 // The sum over pairs of charges behind the Coulombic binding energies. A plain loop defines the result; vector versions
 // give the same bits faster. Private to the module; C++ only.
 //
-// For each target atom i in order, over each ligand atom j in order, charges of exactly 0 left out on both sides:
+// For each target atom i in order, and for each ligand atom j in order, leaving out charges of exactly 0 on both sides:
 //   r2 = (dx * dx + dy * dy) + dz * dz           in float, dx = x_i - x_j
 //   inner = float(double(inner) + double(q_j) / sqrt(double(r2)))
 //                                                quotient, root and addition in double, rounded to float at each step
 //   total = total + inner * q_i                  in float, once per i
-// A pair with r2 of exactly 0 is left out of the sum and counted.
+// A pair whose r2 is exactly 0 is left out of the sum and counted.
 #ifndef NXBRIOCHEM_GEOMETRY_COULOMB_KERNELS_INTERNAL_H
 #define NXBRIOCHEM_GEOMETRY_COULOMB_KERNELS_INTERNAL_H
 
@@ -19,16 +19,16 @@
 
 namespace coulomb {
 
-// The versions of the sum, by vector width. The two newton ones do without square roots and divisions in double.
+// The versions of the sum, by vector width. The two newton versions use no square roots and divisions in double.
 enum class Kernel { plain, sse2, avx2, avx512, avx2_newton, avx512_newton };
 
 // Those that the processor and the operating system support: at least plain.
 std::span<const Kernel> supported_kernels();
-// The quickest of them, by a short timing at the first call. Which one it is does not show in results.
+// The fastest of them, found by a short timing at the first call. The choice does not affect results.
 Kernel fastest_kernel();
 const char* name_of(Kernel kernel);
 
-// Charged atoms: `count` records of NX_RECORD_FLOATS floats, x y z first, and as many charges.
+// Charged atoms: `count` records of NX_RECORD_FLOATS floats, x y z first, and `count` charges.
 struct Sites {
   const float* records;
   const float* charges;
@@ -39,7 +39,7 @@ struct Sites {
 
 struct PairSum {
   float total = 0.0F;
-  // Pairs left out because they were at one place.
+  // Pairs left out because both atoms were at the same place.
   long long coincident = 0;
 };
 
@@ -54,8 +54,8 @@ inline float squared_distance(const float* a, const float* b) {
   return dx * dx + dy * dy + dz * dz;
 }
 
-// The plain loop. `capped(i, j, distance)` is what a pair's distance, sqrt(double(r2)), is to count as; itself makes it
-// the sum above.
+// The plain loop. `capped(i, j, distance)` returns the distance to use for a pair at distance sqrt(double(r2)).
+// Returning it unchanged gives the sum above.
 template <class Capped>
 PairSum sum_pairs_in_order(const Sites& target, const Sites& ligand, Capped capped) {
   PairSum sum;

@@ -1,4 +1,4 @@
-// Jacobi's method behind its flat interface: work vectors, messages, sorting, and the callers' matrices made whole.
+// The flat interface of Jacobi's method: work vectors, messages, sorting, and restoring the callers' matrices.
 #include <nxbriochem/geometry/eigen_jag.h>
 
 #include <cstdint>
@@ -60,7 +60,7 @@ void sort_descending(T* d, T** v, int n) {
   }
 }
 
-// The lower triangle over the upper one.
+// Copies the lower triangle over the upper one.
 template <class T>
 void make_whole(T** a, int n) {
   for (int j = 1; j < n; ++j) {

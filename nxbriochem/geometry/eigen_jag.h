@@ -3,7 +3,8 @@
 //
 // Matrices are arrays of n row pointers to n elements. Eigenvector k is column k of v. Null arrays and a negative n
 // change nothing; an n of 0 sets *nrot to 0 and changes nothing else. No two arrays may share elements. Work arrays are
-// tracked blocks, freed on return. Kept: programs rely on the two of a run that does not converge staying allocated.
+// tracked blocks, freed on return. Kept: programs rely on a run that does not converge leaving its two work arrays
+// allocated.
 #ifndef NXBRIOCHEM_GEOMETRY_EIGEN_JAG_H
 #define NXBRIOCHEM_GEOMETRY_EIGEN_JAG_H
 
@@ -12,7 +13,8 @@
 NX_BEGIN_DECLS
 
 // Eigenvalues into d[n], eigenvectors into the columns of v, in no order; *nrot rotations were made (nrot may be null).
-// Destroys a above its diagonal. After 50 sweeps it says so on standard output and leaves d and v as they are then.
+// Destroys a above its diagonal. After 50 sweeps without convergence it prints a message on standard output and leaves
+// d and v as they are.
 NX_API void vf_jacobi(float** a, int n, float* d, float** v, int* nrot);
 // As vf_jacobi, in double.
 NX_API void vf_jacobi_double_precision(double** a, int n, double* d, double** v, int* nrot);

@@ -2,8 +2,9 @@
 // in place; half of the elements that a rotation touches then lie in columns, one per cache line. The mirrored class
 // keeps a full symmetric copy and the eigenvectors as rows, so that a rotation takes whole rows p and q, in vectors.
 //
-// Updating both mirror images of every element in each rotation would cost more than it saves. An image is copied
-// before it is next read. Rotations (p, q) read row p, and of row q what later rotations of the sweep read:
+// Updating both mirror images of every element in each rotation would cost more than it saves. So an image is copied
+// only when it is about to be read. Rotation (p, q) reads row p, and of row q only what later rotations of the sweep
+// read:
 //   - column q below row p is copied from row q after each rotation;
 //   - column p below row p is copied when p is done;
 //   - images above row p are read only in the next sweep, and copied at the end of this one.
@@ -22,7 +23,7 @@ namespace {
 using work_array::size_of;
 using work_array::Work;
 
-// From this many rows on the mirrored copies are worth their making, with vectors of 128 bits and with wider ones.
+// From this many rows on, the mirrored copies pay for the copying: with vectors of 128 bits, and with wider ones.
 constexpr int kMirroredFrom = 24;
 constexpr int kMirroredFromWide = 12;
 
@@ -39,7 +40,7 @@ struct Rotation {
   }
 };
 
-// The caller's own arrays.
+// Works on the caller's arrays.
 template <class T>
 class InPlace {
  public:
@@ -79,12 +80,12 @@ class InPlace {
   int n_;
 };
 
-// Turns `count` pairs, a whole number of the widest vectors.
+// Rotates `count` pairs; `count` is a multiple of the widest vector.
 template <class T>
 using TurnRows = void (*)(T* p, T* q, std::size_t count, Rotation<T> rotation);
 
-// Copies with room to spare at the end of each row, so that rows are whole vectors. An odd number of cache lines to a
-// row keeps columns from falling into few sets of the cache.
+// Works on copies whose rows are padded to whole vectors. A row takes an odd number of cache lines, so that the
+// elements of a column spread over many sets of the cache.
 template <class T>
 class Mirrored {
  public:
@@ -131,7 +132,7 @@ class Mirrored {
     }
   }
 
-  // The caller's arrays as the sweeps in place would leave them.
+  // Makes the caller's arrays what the sweeps in place would make them.
   void copy_out() {
     for (int i = 0; i < n_; ++i) {
       for (int j = i + 1; j < n_; ++j) {
@@ -162,7 +163,7 @@ class Mirrored {
   T* vectors_ = nullptr;
 };
 
-// What the sweeps change besides the matrix.
+// The state of the sweeps besides the matrix.
 template <class T>
 struct Spectrum {
   int n;
@@ -227,7 +228,8 @@ void sweep_once(Matrix& matrix, Spectrum<T>& spectrum, int sweep, T threshold) {
   matrix.finish_sweep();
 }
 
-// b sums the changes of the diagonal once per sweep. That loses less to rounding than d, which every rotation changes.
+// b adds up the changes of the diagonal once per sweep. That loses less to rounding than d, which changes at every
+// rotation.
 template <class T, class Matrix>
 bool sweep_until_diagonal(Matrix& matrix, Spectrum<T>& spectrum, T* b) {
   const int n = spectrum.n;
@@ -247,7 +249,7 @@ bool sweep_until_diagonal(Matrix& matrix, Spectrum<T>& spectrum, T* b) {
   return false;
 }
 
-// The versions differ only in width. The loop is inlined and takes on the instruction set of its caller.
+// The versions differ only in vector width. The loop is inlined and compiled for the instruction set of its caller.
 template <class Vector, class T>
 __attribute__((always_inline)) inline void turn_rows(T* p, T* q, std::size_t count, Rotation<T> rotation) {
   constexpr std::size_t lanes = sizeof(Vector) / sizeof(T);

@@ -73,7 +73,7 @@ int multiply(const Real* a, int ra, int ca, const Real* b, int rb, int cb, Real*
   const std::size_t inner = size_of(std::max(ca, 0));
   const std::size_t cols = size_of(cb);
   std::fill_n(c, size_of(ra) * cols, Real{0});
-  // Each element of C adds up its terms in the order of k; row by row of B, memory is walked in order.
+  // Each element of C adds up its terms in the order of k. Going through B row by row reads memory in order.
   for (std::size_t i = 0; i < size_of(ra); ++i) {
     for (std::size_t k = 0; k < inner; ++k) {
       const Real factor = a[i * inner + k];

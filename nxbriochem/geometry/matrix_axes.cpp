@@ -1,8 +1,8 @@
 // Principal axes of symmetric 3 x 3 matrices. The statuses, the order of the tests, their fixed 1e-6 and the signs (the
 // component that belongs to the diagonal element nearest the eigenvalue is positive) are those of the textbook method:
 // the characteristic cubic and a 2 x 2 system per eigenvector. The decomposition itself is symmetric3's, because the
-// cubic loses half of the digits of close eigenvalues and the 2 x 2 systems fail for equal ones. Three eigenvalues that
-// share a nearest diagonal element, such as three equal ones, get true axes too.
+// cubic loses half of the digits of close eigenvalues and the 2 x 2 systems fail for equal ones. Three eigenvalues with
+// the same nearest diagonal element, such as three equal ones, also get true axes.
 #include <nxbriochem/geometry/matrix.h>
 
 #include <algorithm>
@@ -43,7 +43,7 @@ Matrix to_matrix(const Real* m) {
   return matrix;
 }
 
-// Rounded, and without negative zeros.
+// Stores the elements rounded to float, without negative zeros.
 void store(const Matrix& from, float* to) {
   std::transform(from.begin(), from.end(), to, [](double element) { return static_cast<float>(element) + 0.0F; });
 }
@@ -72,8 +72,7 @@ std::size_t pivot_of(const Matrix& m, double value) {
   return off[2] < off[pivot] ? 2 : pivot;
 }
 
-// Reverses the rows whose pivot component is negative. Multiplied instead of branched, since branches would be
-// mispredicted.
+// Reverses the rows whose pivot component is negative. It multiplies by a sign, since branches would be mispredicted.
 void turn_to_pivots(const Matrix& m, PrincipalAxes& result) {
   for (std::size_t row = 0; row < 3; ++row) {
     double* axis = result.axes.data() + 3 * row;
@@ -150,7 +149,7 @@ int make_rmat2(const float* m, float* r, int flag) {
   if (m == nullptr || r == nullptr || !all_finite(m, 9)) {
     return 0;
   }
-  // Where only the eigenvalues are wanted, neither writes its matrix: what r held stands for both.
+  // Where only the eigenvalues are wanted, neither writes its matrix, and r's old elements are printed for both.
   float older[9];
   nx_copy_matrix_f(r, 3, 3, older);
   const int older_status = make_rmat1(m, older, flag);
@@ -219,7 +218,8 @@ int make_rmat_2d(const float* m, float* r) {
   const double a = m[0];
   const double b = m[1];
   const double c = m[3];
-  // Twice the angle of the first axis is that of (a - c, 2 b). It is halved without loss of digits near either axis.
+  // The vector (a - c, 2 b) is at twice the angle of the first axis. The angle is halved without loss of digits near
+  // either axis.
   const double difference = a - c;
   const double length = std::sqrt(difference * difference + 4.0 * b * b);
   double cosine = 1.0;

@@ -1,5 +1,5 @@
-// Symmetric systems of equations through the eigenvectors. Not in matrix.cpp, because the eigenvectors are computed
-// with functions of that file.
+// Symmetric systems of equations, solved through the eigenvectors. Kept out of matrix.cpp, because the eigenvectors are
+// computed with functions of that file.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Rotations and the frames of three points. Points and rotations are floats; what is computed on the way is double.
+// Rotations and the frames of three points. Points and rotations are floats; the computation is in double.
 #include <nxbriochem/geometry/matrix.h>
 
 #include <array>
@@ -16,13 +16,13 @@ using vector3::times;
 using vector3::Vector;
 using vector3::vector_at;
 
-// To length 1; not a number for a length of 0 or for what is not a number.
+// Scales v to length 1. The result is not a number for a length of 0 or one that is not a number.
 Vector normalised(const Vector& v) { return times(std::sqrt(1.0 / dot(v, v)), v); }
 
 struct Frame {
   Vector origin, e1, e2, e3;
 
-  // Of a triplet of points, 9 floats. Nothing is done about points that coincide or lie on a line.
+  // The frame of a triplet of points, 9 floats. Points that coincide or lie on a line are not checked for.
   explicit Frame(const float* p) : origin(vector_at(p)), e1(normalised(minus(vector_at(p + 3), origin))) {
     // Kept: programs rely on x being taken from all three components, in frames that they stored.
     const Vector v = minus(vector_at(p + 6), {origin[0], origin[0], origin[0]});
@@ -38,7 +38,7 @@ class Row {
  public:
   explicit Row(float* at) : at_(at) {}
 
-  // False, and nothing changed, for a length of 0 or not a number.
+  // Scales to length 1. False, with nothing changed, for a length that is 0 or not a number.
   bool normalise() const {
     const Vector v = vector_at(at_);
     const double square = dot(v, v);
@@ -49,7 +49,7 @@ class Row {
     return true;
   }
 
-  // Takes off what lies along a unit vector.
+  // Subtracts the component along a unit vector.
   void take_off(const Row& other) const {
     const Vector v = vector_at(at_);
     const Vector along = vector_at(other.at_);
@@ -74,7 +74,8 @@ int nx_get_tortion_matrix(double* m, double angle, double x, double y, double z)
   }
   const double rxy = std::sqrt(x * x + y * y);
   const double r = std::sqrt(x * x + y * y + z * z);
-  // Into the plane of x and z, onto x, about x, and back. An axis along z makes rxy 0 and the result not a number.
+  // Turns the axis into the plane of x and z, then onto x; rotates about x; and turns back. An axis along z makes rxy 0
+  // and the result not a number.
   const double into_plane[9] = {x / rxy, y / rxy, 0, -y / rxy, x / rxy, 0, 0, 0, 1};
   const double onto_x[9] = {rxy / r, 0, z / r, 0, 1, 0, -z / r, 0, rxy / r};
   const double about_x[9] = {1, 0, 0, 0, std::cos(angle), -std::sin(angle), 0, std::sin(angle), std::cos(angle)};

@@ -1,4 +1,5 @@
-// List files of molecules. As in molecule_readers.cpp, what follows the low-level readers is never reached.
+// List files of molecules. As in molecule_readers.cpp, the low-level readers end the process, so that the code after
+// them is never reached.
 #include <nxbriochem/geometry/mol_func1.h>
 
 #include <nxbriochem/molecules/briochem_files_internal.h>
@@ -63,7 +64,7 @@ int add_molecules(const char* filename, const Kind& kind, Reader read, int list)
   });
 }
 
-// What the functions for one format do.
+// The body of the functions for one format.
 int add_to_list(const char* filename, const char* kind, Reader read, int list) {
   if (!briochem::is_filename_given(filename)) {
     return 0;

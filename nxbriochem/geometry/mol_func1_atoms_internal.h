@@ -39,14 +39,14 @@ class WorkArray {
   T* data_;
 };
 
-// The number of places in a molecule's per-atom arrays: atoms and what deleted ones leave.
+// The number of places in a molecule's per-atom arrays: those of atoms and those that deleted atoms leave.
 int index_bound(int mol);
 
-// By atom index: 1 for the atoms that are hydrogens by their names, an unnamed one by its element symbol, else 0. Null
-// when there are none, and when the molecule has no names. The molecule's own.
+// By atom index: 1 for hydrogens, else 0. The name decides; for an unnamed atom the element symbol does. Null when
+// there are no hydrogens or the molecule has no names. The array belongs to the molecule.
 const unsigned char* hydrogens_of(int mol);
 
-// What is said of each place of a molecule's arrays. Places of deleted atoms are absent whatever the rules say.
+// A mark for each place of a molecule's arrays. Places of deleted atoms are always kAbsent.
 enum Mark : int { kAbsent = -1, kTakesPart = 0, kLeftOut = 1 };
 
 // Marks all places, as many as the index bound; hydrogens are left out when that is asked for.
@@ -54,7 +54,7 @@ void mark_atoms(int mol, bool without_hydrogens, int* marks);
 
 int count_taking_part(const int* marks, int length);
 
-// To single precision, without negative zeros.
+// Rounded to single precision, without negative zeros.
 inline float rounded(double x) { return static_cast<float>(x) + 0.0F; }
 
 }  // namespace mol_func1

@@ -26,7 +26,7 @@ using Point = std::array<double, Dimensions>;
 template <std::size_t Dimensions>
 using SquareMatrix = std::array<float, Dimensions * Dimensions>;
 
-// What a selector stands for.
+// What a selector asks for.
 enum class Action { orient, moments, matrix };
 struct Selection {
   Action action;
@@ -51,7 +51,8 @@ Selection decode(int flag) {
   return {Action::moments, flag != 8, true};
 }
 
-// Points in a flat array, and which of them take part with which weight: all with weight 1 where these are null.
+// Points in a flat array, the marks that say which take part, and their weights. Null marks: all take part. Null
+// weights: all are 1.
 template <std::size_t Dimensions>
 struct WeightedPoints {
   const float* points;
@@ -110,7 +111,7 @@ SquareMatrix<Dimensions> sum_second_moments(const WeightedPoints<Dimensions>& se
   return s;
 }
 
-// The centre and second moments of points. Not usable when something in it is not finite.
+// The centre and second moments of points. Not usable when any of them is not finite.
 template <std::size_t Dimensions>
 struct Inertia {
   Point<Dimensions> centre;
@@ -131,7 +132,7 @@ void make_proper(SquareMatrix<3>& r) {
   }
 }
 
-// Rotations into the frame of finite second moments, rows the axes.
+// Rotations into the principal frame of finite second moments. The rows are the axes.
 SquareMatrix<3> rotation_by_rmat(const SquareMatrix<3>& s) {
   SquareMatrix<3> rotation{};
   make_rmat(s.data(), rotation.data(), 0);
@@ -178,8 +179,8 @@ class MoleculeAtoms {
   explicit MoleculeAtoms(int mol)
       : mol_(mol), length_(index_bound(mol)), coord_(mol, length_, 3, "coord"), marks_(mol, length_, 1, "name_index") {}
 
-  // Reads the coordinates and marks the atoms by their names, all of them where that leaves none. False when memory has
-  // no room.
+  // Reads the coordinates and marks the atoms that take part, by their names; all of them when none would be left.
+  // False when memory has no room.
   bool read(bool without_hydrogens) {
     if (!coord_ || !marks_) {
       return false;
@@ -190,8 +191,8 @@ class MoleculeAtoms {
     return true;
   }
 
-  // Reads the radii, where they are set, and leaves out atoms of radius 0 as well, with all taking part again where
-  // that leaves none. False when memory has no room.
+  // Reads the radii, where they are set, and leaves out atoms of radius 0 as well. When no atom is left, all take part
+  // again. False when memory has no room.
   bool read_radii() {
     if (nx_is_molecule_radii_set(mol_) == 0) {
       return true;
@@ -243,7 +244,7 @@ void exit_without_atoms(int mol) {
   }
 }
 
-// The result where there is no frame: moments that are not numbers, and else failure.
+// The result where there is no frame: for moments, values that are not numbers; for the others, failure.
 int without_frame(Action action, float* out) {
   if (action != Action::moments) {
     return 0;
@@ -264,9 +265,9 @@ void write_moments(const Inertia<3>& inertia, int count, float* out) {
   std::sort(out, out + 3, std::greater<>());
 }
 
-// Keeps the motion p -> R (p - centre) as the molecule's transform. R becomes the rotation of the quaternion that was
-// stored, in single precision, so that far from the origin too the translation belongs to it. False when it could not
-// be kept.
+// Keeps the motion p -> R (p - centre) as the molecule's transform. The transform is stored as a quaternion in single
+// precision. R becomes the rotation of that quaternion, so that the translation fits it even far from the origin. False
+// when the transform could not be stored.
 bool keep_transform(SquareMatrix<3>& rotation, const Point<3>& centre, int mol) {
   std::array<float, 7> transform{};
   if (nx_set_molecule_transform_matrix(rotation.data(), nullptr, mol) == 0 ||
@@ -284,7 +285,7 @@ bool keep_transform(SquareMatrix<3>& rotation, const Point<3>& centre, int mol) 
   return nx_set_molecule_transform(transform.data(), mol) == 1;
 }
 
-// The principal frame of the first n points, into which all are moved.
+// Moves all points into the principal frame of the first n.
 template <std::size_t Dimensions>
 int orient_coordinates(float* coordinates, int n, int m) {
   if (coordinates == nullptr || n < 1) {

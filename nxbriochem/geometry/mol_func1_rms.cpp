@@ -27,8 +27,8 @@ Action action_of(int mode) { return static_cast<Action>(mode / 2); }
 
 float rms_of(double sum_of_squares, int count) { return static_cast<float>(std::sqrt(sum_of_squares / count)); }
 
-// Copies the points of the atoms that are no hydrogens, in order, and returns their number. `to` may be `from`. Without
-// a branch, which would be mispredicted.
+// Copies the points of the atoms that are no hydrogens, in order, and returns their number. `to` may be `from`. It has
+// no branch, which would be mispredicted.
 int gather(const float* from, const unsigned char* hydrogens, int natoms, float* to) {
   const float* start = to;
   for (const float* end = from + std::ptrdiff_t{3} * natoms; from != end; from += 3) {
@@ -43,8 +43,8 @@ int gather(const float* from, const unsigned char* hydrogens, int natoms, float*
   return static_cast<int>((to - start) / 3);
 }
 
-// Copies what an array by atom index has for each atom, `width` values, without the gaps of deleted atoms. The array
-// itself when there are none.
+// Copies the `width` values of each atom from an array by atom index, without the gaps of deleted atoms. Returns the
+// array itself when there are no gaps.
 template <class T>
 const T* packed(int mol, const T* values, std::ptrdiff_t width, T* work) {
   const NxChem::NxMolBase& molecule = briochem::model(mol);
@@ -58,8 +58,8 @@ const T* packed(int mol, const T* values, std::ptrdiff_t width, T* work) {
   return work;
 }
 
-// Both sets of points of the atoms that take part: where the molecules keep them, if all atoms do, else copies in the
-// first molecule's object memory.
+// The points of the atoms that take part, of both molecules. When all atoms do, these are the molecules' own arrays,
+// else copies in the first molecule's object memory.
 class AtomPairs {
  public:
   AtomPairs(int first, int second) : first_(first), second_(second) {}
@@ -130,7 +130,8 @@ class AtomPairs {
   std::optional<WorkArray<float>> coord_;
 };
 
-// The translation belongs to the rotation as it is written: far from the origin a rounding of that moves points.
+// The translation is computed for the rotation as rounded to floats: far from the origin that rounding would move
+// points.
 void write_motion(Fit fit, float* out) {
   out = std::transform(fit.rotation.begin(), fit.rotation.end(), out, rounded);
   std::copy(out - 9, out, fit.rotation.begin());
@@ -223,7 +224,7 @@ int nx_minimum_pair_rms(const float* first, int nfirst, const float* second, int
   float smallest = kNotANumber;
   for (std::ptrdiff_t i = 0; i < nfirst; ++i) {
     for (std::ptrdiff_t j = 0; j < nsecond; ++j) {
-      // Of a number and what is not one, std::fmin takes the number.
+      // std::fmin ignores values that are not numbers.
       smallest = std::fmin(smallest, rms_between(first + i * floats, second + j * floats, n));
     }
   }

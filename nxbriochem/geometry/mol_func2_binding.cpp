@@ -53,7 +53,7 @@ int count_hydrogens(const coulomb::Sites& sites) {
   return count;
 }
 
-// Sum of q p.r / r^3 over the dipoles of one set and the charges of the other, r from dipole to charge.
+// Sum of q p.r / r^3 over the dipoles of one set and the charges of the other. r is the vector from dipole to charge.
 double sum_dipoles(const coulomb::Sites& sources, const float* dipoles, const coulomb::Sites& others) {
   double sum = 0.0;
   for (int i = 0; dipoles != nullptr && i < sources.count; ++i) {
@@ -100,7 +100,7 @@ void use_large_pages(void* block, std::size_t bytes) {
 
 MoleculeSites allocate_sites(int mol) {
   const int count = nx_get_molecule_charges_length(mol);
-  // A molecule without atoms has its blocks too, of one atom that is not used.
+  // A molecule without atoms also has blocks: of one atom that is not used.
   const std::size_t room = static_cast<std::size_t>(std::max(count, 1));
   const auto floats = [](std::size_t n) {
     auto* block = static_cast<float*>(nx_malloc(static_cast<int64_t>(n * sizeof(float))));

@@ -17,7 +17,7 @@ using text::trimmed;
 
 constexpr std::string_view kChargeInFull = "full";
 
-// A charged side chain's atom, by the name as a PDB file pads it.
+// An atom of a charged side chain, with its name padded as in PDB files.
 struct ChargedAtom {
   std::string_view name;
   std::string_view lower_name;
@@ -34,7 +34,7 @@ constexpr ChargedAtom kChargedAtoms[] = {
     {" OE2", " oe2", -0.5F, {"GLH", "GLUP", "GLUH"}},
 };
 
-// By the residue's name without regard to case, with or without the N or C in front that marks a chain's end.
+// Compares the residue's name without regard to case, with or without the N or C in front that marks a chain's end.
 bool is_neutral_in(const ChargedAtom& atom, std::string_view residue) {
   std::string kind;
   for (const char c : trimmed(residue)) {
@@ -47,7 +47,7 @@ bool is_neutral_in(const ChargedAtom& atom, std::string_view residue) {
   return is_listed(kind) || (at_end && is_listed(std::string_view(kind).substr(1)));
 }
 
-// Null for an atom that bears no formal charge. Loaders differ in whether they keep the blanks of a name.
+// Null for an atom without formal charge. Some readers keep the blanks of a name and others do not.
 const ChargedAtom* find_charged_atom(std::string_view name, std::string_view residue) {
   const std::string_view bare = trimmed(name);
   for (const ChargedAtom& atom : kChargedAtoms) {
@@ -69,8 +69,8 @@ bool is_named(int mol, std::string_view name) {
   return title == name;
 }
 
-// The element's Bondi radius in angstrom; 0 for a code that has no width. E stands for iron and selenium and so has
-// none.
+// The element's Bondi radius in angstrom; 0 for a code that has no width. E has none, since it stands for both iron and
+// selenium.
 float gaussian_radius(char element) {
   switch (element) {
     case 'H':

@@ -45,7 +45,7 @@ void fill_defaults_once() {
   }
 }
 
-// An atom's name, cut to its first 9 characters, and its residue's, blanks in front passed over in the former.
+// An atom's name, without leading blanks and cut to 9 characters, and its residue's name.
 struct AtomLabel {
   char name_text[12] = "";
   char residue_text[12] = "";
@@ -54,7 +54,7 @@ struct AtomLabel {
 
   // False when no atom has the index.
   bool read(int atom, int mol) {
-    // A length of 9 copies up to 9 characters and a NUL, or 9 without one.
+    // With a length of 9 the getter copies up to 9 characters and adds a NUL only if there is room.
     if (nx_get_molecule_atom_names_element(name_text, atom, 9, mol) == 0) {
       return false;
     }

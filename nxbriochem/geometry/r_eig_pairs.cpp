@@ -69,7 +69,7 @@ double largest_magnitude(const double* x, std::size_t count) {
   return largest;
 }
 
-// The Euclidean length, where squares would overflow or vanish too.
+// The Euclidean length, also where the squares would overflow or underflow.
 double length(const double* x, int n) {
   const double largest = largest_magnitude(x, size_of(n));
   if (largest == 0 || !std::isfinite(largest)) {
@@ -83,7 +83,7 @@ double length(const double* x, int n) {
   return largest * std::sqrt(sum);
 }
 
-// A <- H A H on the leading count x count block, H = I - u u^T with |u|^2 = 2; only its lower triangle is kept up.
+// A <- H A H on the leading count x count block, H = I - u u^T with |u|^2 = 2; only its lower triangle is updated.
 void reflect_both_sides(double* a, const double* u, double* p, int count, int n) {
   std::fill(p, p + count, 0.0);
   for (int i = 0; i < count; ++i) {
@@ -168,7 +168,7 @@ struct Tridiagonal {
 // The search for the eigenpairs of T, each vector a row of `found`.
 class EigenpairSearch {
  public:
-  // Eigenvectors go into the rows of `found`, with their eigenvalues and the iterations that they took beside them.
+  // Eigenvectors go into the rows of `found`, their eigenvalues and numbers of iterations into the two other arrays.
   EigenpairSearch(const Tridiagonal& t, double* found, double* values, int* iterations)
       : t_(t),
         n_(t.n),
@@ -198,8 +198,8 @@ class EigenpairSearch {
     }
   }
 
-  // Makes x orthogonal to the first k vectors found, and of length 1. A pass that removes most of x is followed by
-  // another, since what it leaves is less orthogonal. Lost: only rounding errors would remain.
+  // Makes x orthogonal to the first k vectors found, and of length 1. A pass that removes most of x is repeated, since
+  // what it leaves is less orthogonal. The result is `lost` when only rounding errors would remain.
   Projection deflate(double* x, int k) const {
     const double largest = largest_magnitude(x, size_of(n_));
     if (largest == 0) {
@@ -228,7 +228,7 @@ class EigenpairSearch {
     }
   }
 
-  // The Rayleigh quotient of x, and the length of T x less that multiple of x.
+  // The Rayleigh quotient of x. The residual is the length of T x less the quotient times x.
   double quotient(const double* x, double& residual) const {
     t_.multiply(x, image_.data());
     const double value = dot(x, image_.data(), n_);
@@ -237,7 +237,7 @@ class EigenpairSearch {
     return value;
   }
 
-  // The residual that is accepted: some rounding errors of T's size once it no longer shrinks, and more in late
+  // Accepts a residual of a few rounding errors of T's size once it no longer shrinks, and a larger one in late
   // iterations, where the alternative is failure.
   bool is_converged(double residual, double last_residual, bool late) const {
     const double small = kEpsilon * t_.size;
@@ -246,7 +246,7 @@ class EigenpairSearch {
   }
 
   // Replaces x by the next iterate. The shift differs from the Rayleigh quotient by a few rounding errors, chosen anew
-  // each time: exactly on an eigenvalue found before, the solution would be that one's vector.
+  // each time. If it were exactly an eigenvalue found before, the solution would be the eigenvector of that one.
   void advance(double* x, double value, int iteration) const {
     const double off = (1 + iteration % 8) * kEpsilon * t_.size;
     t_.solve_shifted(iteration % 2 == 0 ? value - off : value + off, x, solver_.data());
@@ -292,7 +292,7 @@ class EigenpairSearch {
   int restarts_ = 0;
 };
 
-// A power of two near the size of a's elements, by which they can be divided without rounding; 1 where there is none.
+// A power of two near the size of a's elements, so that dividing by it does not round; 1 where there is none.
 double binary_scale(const double* a, std::size_t count) {
   const double largest = largest_magnitude(a, count);
   return largest > 0 && std::isfinite(largest) ? std::ldexp(1.0, std::clamp(std::ilogb(largest), -1000, 1000)) : 1.0;
@@ -306,7 +306,7 @@ Tridiagonal tridiagonal_of(const double* d, const double* e, int n) {
   return {n, d, e, size};
 }
 
-// The first `count` numbers by descending magnitude of their values; equal ones keep their order.
+// The indices 0 to count - 1, sorted by descending magnitude of their values; equal ones keep their order.
 void sort_by_magnitude(const double* values, int count, int* order) {
   std::iota(order, order + count, 0);
   std::sort(order, order + count, [values](int i, int j) {
@@ -316,8 +316,8 @@ void sort_by_magnitude(const double* values, int count, int* order) {
   });
 }
 
-// Eigenvalues in the order given, a's rows the eigenvectors: those of T, which are the rows of `found`, turned back by
-// the orthogonal matrix q of the reduction.
+// Stores the eigenvalues in the given order, and the eigenvectors in the rows of a: those of T (the rows of `found`),
+// transformed back by the orthogonal matrix q of the reduction.
 void store_in_order(double* a, double* values, const double* found_values, double* found, double* q, int n,
                     const int* order) {
   for (int i = 0; i < n; ++i) {

@@ -1,4 +1,4 @@
-// The Householder reduction and the eigenpairs that the flat interface of r_eig.h rests on. Matrices are flat,
+// The Householder reduction and the search for eigenpairs behind the interface of r_eig.h. Matrices are flat,
 // row-major, n x n, n at least 1. Private to the directory; C++ only.
 #ifndef NXBRIOCHEM_GEOMETRY_R_EIG_PAIRS_INTERNAL_H
 #define NXBRIOCHEM_GEOMETRY_R_EIG_PAIRS_INTERNAL_H
@@ -12,16 +12,16 @@ inline double* row_of(double* matrix, int i, int n) { return matrix + work_array
 
 enum class Outcome { found, too_many_iterations, too_many_restarts, zero_dot_product };
 
-// Reduces the symmetric a (only its lower triangle is read) from its last row to its first: diagonal into d, beside it
-// into e. Row i of a then holds the vector u of its reflection, of i elements, all 0 where there was nothing to do.
-// `work` has n elements.
+// Reduces the symmetric a (only its lower triangle is read) from its last row to its first: diagonal into d,
+// subdiagonal into e. Row i of a then holds the vector u of its reflection, of i elements; it is 0 where no reflection
+// was needed. `work` has n elements.
 NX_LOCAL void reduce(double* a, double* d, double* e, double* work, int n);
 
-// The product of the reflections that reduce() left in the rows of a, over a. `work` has n elements.
+// Overwrites a by the product of the reflections that reduce() left in its rows. `work` has n elements.
 NX_LOCAL void accumulate(double* a, double* work, int n);
 
-// The eigenvalues of a into values, in descending order of magnitude, the eigenvectors into the rows of a. Both stay as
-// they are unless all are found.
+// Writes the eigenvalues of a into values, in descending order of magnitude, and the eigenvectors into the rows of a.
+// Both stay unchanged unless all are found.
 NX_LOCAL Outcome find_eigenpairs(double* a, double* values, int n);
 
 }  // namespace r_eig

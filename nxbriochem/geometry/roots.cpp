@@ -25,8 +25,8 @@ constexpr double kThirdTurn = 2.0943951024;
 constexpr double kTwoThirdsTurn = 4.1887902048;
 constexpr double kSqrt3 = 1.7320508075;
 constexpr double kPi = 3.1415926536;
-// A root of the resolvent of at least 0 comes out no lower than this part of the others below it: the constants above
-// end at ten decimals.
+// The error of a root of the resolvent, relative to the other roots: a root that should be 0 may come out as low as
+// minus this. The constants above have ten decimals only.
 constexpr double kResolventError = 3e-11;
 // The relative error of a coefficient.
 constexpr double kRounding = 2.0 * std::numeric_limits<double>::epsilon();
@@ -40,7 +40,7 @@ bool all_finite(std::initializer_list<double> coefficients) {
   return std::all_of(coefficients.begin(), coefficients.end(), [](double c) { return std::isfinite(c); });
 }
 
-// The cores: finite coefficients, nothing cleared, nothing shared.
+// The solvers for finite coefficients. They clear no slots and use no shared state.
 int linear(double a, double b, double* roots) {
   if (is_missing(a)) {
     return 0;
@@ -72,7 +72,7 @@ int quadratic(double a, double b, double c, double* roots) {
   return 2;
 }
 
-// The roots of y^3 + 3 p y + 2 q for q^2 + p^3 of at most 0, all real.
+// The roots of y^3 + 3 p y + 2 q where q^2 + p^3 <= 0, so that all are real.
 void cosine_roots(double p, double q, double* roots) {
   const double h = std::sqrt(-(p * p * p));
   // h is 0 for a triple root only, and k then too. Rounding may take the quotient past 1.
@@ -83,7 +83,7 @@ void cosine_roots(double p, double q, double* roots) {
   roots[2] = k * std::cos(t + kTwoThirdsTurn);
 }
 
-// Those roots less s. Whether D = 0 counts as three roots is all that the two cubic solvers differ in.
+// The cubic solver. Its two callers differ only in whether D = 0 counts as three roots.
 int cubic(double a, double b, double c, double d, bool zero_is_three, double* roots) {
   const double s = b / (3.0 * a);
   const double p = (c - b * s) / (3.0 * a);
@@ -111,8 +111,9 @@ int cubic(double a, double b, double c, double d, bool zero_is_three, double* ro
   return 3;
 }
 
-// A polynomial in y = x / 2^exponent, divided by its leading coefficient; of the others, highest first, none is above 2
-// in magnitude and one is near 1 (unless all are 0). Scaling by a power of two keeps every bit but what underflows.
+// A polynomial in y = x / 2^exponent, divided by its leading coefficient; the others, highest first, are at most 2 in
+// magnitude, and one of them is near 1 (unless all are 0). Scaling by a power of two changes no bits unless something
+// underflows.
 template <std::size_t degree>
 struct Monic {
   int exponent = 0;
@@ -141,18 +142,19 @@ struct Monic {
 struct DepressedCubic {
   double p, q, discriminant;
 
-  // The discriminant may be off by the error given. Equal roots make it 0, and rounding makes something else of that 0.
+  // `error` bounds the error of the discriminant. For equal roots it is 0 in exact arithmetic but rarely after
+  // rounding.
   DepressedCubic(double p_in, double q_in, double error) : p(p_in), q(q_in), discriminant(q * q + p * p * p) {
     if (std::fabs(discriminant) <= error) {
       discriminant = 0.0;
     }
   }
 
-  // For a positive discriminant: the real root is the sum of two cube roots. The one without cancellation; the other is
-  // -p divided by it.
+  // For a positive discriminant the real root is the sum of two cube roots. This is the one without cancellation; the
+  // other is -p divided by it.
   double cube_root() const { return std::cbrt(-q - std::copysign(std::sqrt(discriminant), q)); }
 
-  // For one of at most 0.
+  // For a discriminant of at most 0.
   void real_roots(double* roots) const {
     if (discriminant < 0.0) {
       cosine_roots(p, q, roots);
@@ -213,8 +215,8 @@ struct Quartic {
             kRounding * (std::fabs(e) + t * (std::fabs(d) + t * (std::fabs(c) + 3.0 * t * t)))};
   }
 
-  // Whether one root, close to -b, is some kFar times as large as the three others: the shift by a quarter of it would
-  // wash these out.
+  // Whether one root, close to -b, is about kFar times as large as the three others. Shifting by a quarter of it would
+  // destroy their digits.
   bool has_far_root() const {
     const double near = std::fabs(b) / kFar;
     return b != 0.0 && std::fabs(c) <= near * std::fabs(b) && std::fabs(d) <= near * near * std::fabs(b) &&
@@ -255,7 +257,7 @@ struct Resolvent {
     const double half_square = 0.5 * quartic.q * quartic.q;
     const double cubic_p = kMinusNinth * (p * p + 12.0 * r);
     const double cubic_q = -(p * (p * p - 36.0 * r) / 27.0 + half_square);
-    // How the discriminant follows p, q and r, and what its own two terms round to.
+    // The derivatives of the discriminant by p, q and r, and the rounding of its own two terms.
     const double by_p = -2.0 * cubic_q * (3.0 * p * p - 36.0 * r) / 27.0 - 3.0 * cubic_p * cubic_p * 2.0 * p / 9.0;
     const double by_q = -2.0 * cubic_q * quartic.q;
     const double by_r = 2.0 * cubic_q * 36.0 * p / 27.0 - 3.0 * cubic_p * cubic_p * 12.0 / 9.0;
@@ -297,7 +299,7 @@ int four_roots(const Quartic& quartic, const Resolvent& resolvent, double* roots
       return 0;
     }
   }
-  // The square roots are taken such that their product is q: all three with its sign.
+  // The product of the square roots must be q, so all three get its sign.
   const double s1 = std::copysign(std::sqrt(std::max(z[0], 0.0)), quartic.q);
   const double s2 = std::copysign(std::sqrt(std::max(z[1], 0.0)), quartic.q);
   const double s3 = std::copysign(std::sqrt(std::max(z[2], 0.0)), quartic.q);
@@ -308,11 +310,11 @@ int four_roots(const Quartic& quartic, const Resolvent& resolvent, double* roots
   return 4;
 }
 
-// The far root, and those of the cubic that it leaves, in the slots in which four_roots has them: the far root first,
-// the others from the one next to it on in the slots 1, 3, 2.
+// The far root and the roots of the cubic that remains, in the slots that four_roots uses: the far root in slot 0, then
+// the others, starting with the nearest to it, in slots 1, 3 and 2.
 int far_and_near_roots(const Quartic& quartic, double* roots) {
   const double far = quartic.polished(-quartic.b);
-  // From the last coefficient on, by which those of the small roots keep their digits.
+  // The cubic's coefficients are computed from the last one up, which keeps the digits of the small roots.
   const double d = -quartic.e / far;
   const double c = (d - quartic.d) / far;
   const double b = (c - quartic.c) / far;

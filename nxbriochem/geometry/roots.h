@@ -29,15 +29,15 @@ NX_API int nx_SolveQuadraticRoots(double a, double b, double c, double* roots);
 // by a formula that leaves the square root of D out, so that they are roots only where D is close to 0 (a double root).
 // Kept: programs rely on these numbers.
 NX_API int nx_SolveCubic(double a, double b, double c, double d);
-// As nx_SolveCubic, into the caller's array, but for D of exactly 0: all three slots become the abscissa of the
-// inflexion and the result is 1. Where a is missing, the third slot becomes 0 first.
+// As nx_SolveCubic, into the caller's array. One difference: for D of exactly 0 all three slots become the abscissa of
+// the inflexion point and the result is 1. Where a is missing, the third slot becomes 0 first.
 NX_API int nx_SolveCubicRoots(double a, double b, double c, double d, double* roots);
 // The roots of a x^4 + b x^3 + c x^2 + d x + e, into Roots (Euler's resolvent cubic, 1738): four, some of them perhaps
-// equal; two, the lower first; or none. Four distinct ones ascend through the slots 0, 1, 3, 2 or descend through them.
-// A discriminant within its own rounding error counts as 0, that is as equal real roots: a complex pair that is real to
-// within about 1e-7 of the size of the roots may come out as two equal ones. Roots are polished by Newton's method, as
-// far as the coefficients determine them. Limit: of two roots more than some 1e7 times smaller than both others only
-// the mean is found, in both slots.
+// equal; two, the lower first; or none. Four distinct roots are in ascending or in descending order in the slots 0, 1,
+// 3, 2. A discriminant within its own rounding error counts as 0, which means equal real roots: a complex pair that is
+// real to within about 1e-7 of the size of the roots may come out as two equal ones. Roots are polished by Newton's
+// method, as far as the coefficients determine them. Limitation: when two roots are more than some 1e7 times smaller
+// than the two others, both of their slots hold their mean.
 NX_API int nx_SolveQuartic(double a, double b, double c, double d, double e);
 
 NX_END_DECLS

@@ -39,17 +39,18 @@ using vector3::vector_at;
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 constexpr Matrix kIdentity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-// How far, in angstrom, rounding may take an RMS deviation off before it is taken from the residuals: a quarter of what
-// is promised.
+// The error of an RMS deviation, in angstrom, above which it is computed from the residuals: a quarter of the promised
+// accuracy.
 constexpr double kTolerance = 5e-7;
-// Traces that differ by no more than this part are the same but for rounding.
+// Traces with a smaller relative difference are equal but for rounding.
 constexpr double kRounding = 32 * kEpsilon;
-// The least slope of the quartic at its root, over the root's cube, with which Newton's method is trusted; the change
-// at which it has converged, quadratically, to all digits; and when it gives up.
+// Limits of Newton's method: the least slope of the quartic at its root, divided by the root's cube, for which the
+// result is trusted; the relative change after which (by quadratic convergence) all digits are right; the most steps.
 constexpr double kWellApart = 0.05;
 constexpr double kConverged = 1e-9;
 constexpr int kMaxSteps = 30;
-// Between these squares of C its sixth powers, the squares of the adjugate's, stay in the range of a double.
+// For squares of C between these, the sixth powers (the squares of the adjugate's elements) stay in the range of a
+// double.
 constexpr double kSmallest = 1e-90;
 constexpr double kLargest = 1e90;
 
@@ -58,7 +59,7 @@ Vector row(const Matrix& m, std::size_t i) { return {m[3 * i], m[3 * i + 1], m[3
 // The part of a unit vector perpendicular to another one, normalised. They must not be parallel.
 Vector perpendicular_part(const Vector& a, const Vector& along) { return unit(minus(a, times(dot(a, along), along))); }
 
-// The direction in which C takes the unit vector v, and how far: 0 only where C is zero.
+// The direction and the length of C v for the unit vector v. The length is 0 only where C is zero.
 double image_of(const Matrix& c, const Vector& v, Vector& direction) {
   const Vector image = times(c, v);
   const double length = std::sqrt(dot(image, image));
@@ -87,7 +88,8 @@ Turn turn_by_frames(const Matrix& c) {
   Vector u0{};
   const double first = image_of(c, v0, u0);
 
-  // Right-handed frames around both, u's from v's: where u0 and v0 are nearly one, so are the frames.
+  // Right-handed frames around both. The frame of u is made from that of v, so that the frames are nearly equal where
+  // u0 and v0 are.
   const Vector side[2] = {row(axes.axes, 1), row(axes.axes, 2)};
   const Vector v1 = side[std::fabs(dot(side[0], u0)) < std::fabs(dot(side[1], u0)) ? 0 : 1];
   const Vector v2 = cross(v0, v1);
@@ -139,9 +141,9 @@ double trace_by_newton(const Matrix& c, double bound) {
   return 0.0;
 }
 
-// The rotation of that trace, for which the trace must not be 0. The adjugate of Horn's matrix less the trace is q q^T
-// of its quaternion q = (w, x, y, z), scaled; the longest column has the largest diagonal element, at least a quarter
-// of their sum. Every column has its direction to some 1e-12.
+// The rotation that belongs to the trace of trace_by_newton, which must not be 0. The adjugate of (Horn's matrix less
+// the trace times the unit matrix) is a multiple of q q^T, where q = (w, x, y, z) is the quaternion. The longest column
+// has the largest diagonal element, at least a quarter of their sum. Every column has the direction of q to some 1e-12.
 Matrix turn_by_quaternion(const Matrix& c, double trace) {
   const double a00 = c[0] + c[4] + c[8] - trace;
   const double a11 = c[0] - c[4] - c[8] - trace;
@@ -188,12 +190,12 @@ Matrix turn_by_quaternion(const Matrix& c, double trace) {
 }
 
 // Whether the identity is as good as the best rotation. It is considered only where C is exactly symmetric, as for a
-// set and its copy: if the points lie on a line or in one place, rounding would turn the copy about it.
+// set and its copy. There rounding would otherwise turn the copy, if the points lie on a line or in one place.
 bool is_best_unturned(const Matrix& c, double trace) {
   return c[1] == c[3] && c[2] == c[6] && c[5] == c[7] && c[0] + c[4] + c[8] >= trace * (1.0 - kRounding);
 }
 
-// Both sets less their centres. The centres are relative to the first points.
+// Both sets relative to their centres. The centres are relative to the first points.
 struct Centred {
   Vector centre1;
   Vector centre2;
@@ -216,8 +218,8 @@ double rounding_of(const PairSums& sums, int count) {
   return (in_sums + in_trace) * 0.5 * kEpsilon * sums.squares;
 }
 
-// Whether the root of the sum over the pairs is exact enough when the sum is off by no more than its rounding. Roots
-// differ by less than the difference of the squares over either root. A sum that may be 0 never is.
+// Whether the root mean square is exact enough although the sum may be off by `rounding`. Two roots differ by less than
+// the difference of their squares divided by either root. A sum that may be 0 is never exact enough.
 bool is_exact_enough(double sum, double rounding, int count) {
   return sum > rounding && rounding * rounding <= kTolerance * kTolerance * sum * count;
 }

@@ -19,10 +19,10 @@ struct Fit {
   Vector translation() const;
 };
 
-// By an instruction set that is supported. False without pairs and for points that are not finite.
+// Computes the fit by a supported instruction set. False without pairs and for points that are not finite.
 bool fit(const PointPairs& pairs, InstructionSet set, Fit& out);
 
-// The sum of squares of the distances after the fit alone, which takes less.
+// Only the sum of squares of the distances after the fit, which takes less time.
 bool sum_of_squares(const PointPairs& pairs, InstructionSet set, double& out);
 
 }  // namespace superposition

@@ -1,6 +1,6 @@
-// Vector versions of the sums over pairs, one text for every width. Lanes are pairs of points. 256-bit vectors take
-// four at a time; 128-bit ones take lanes 0 and 1 of all pairs first, then lanes 2 and 3, so that most sums stay in
-// registers. The plain version adds the last pairs, up to three, to their lanes.
+// Vector versions of the sums over pairs, from one source for every width. Lanes are pairs of points. 256-bit vectors
+// take four at a time; 128-bit ones take lanes 0 and 1 of all pairs first, then lanes 2 and 3, so that most sums stay
+// in registers. The plain version adds the last pairs, up to three, to their lanes.
 #include <nxbriochem/geometry/superposition_kernels_internal.h>
 
 #include <cstddef>
@@ -29,7 +29,7 @@ constexpr std::size_t kSums = 16;
 using LaneSums = std::array<std::array<double, kLanes>, kSums>;
 using Residuals = std::array<double, kLanes>;
 
-// Pairs of points, and the points that differences are taken to.
+// Pairs of points, and the two points that are subtracted from them.
 struct Pairs {
   const float* first;
   const float* second;
@@ -71,8 +71,8 @@ void add_residuals_plain(const Pairs& pairs, const Matrix& turn, const Vector& s
 
 #if defined(__x86_64__)
 
-// The sums below are written over the number of lanes; only the loads differ. What is inlined takes on the instruction
-// set of its caller.
+// The sums below are templates over the number of lanes; only the loads differ. They are inlined and compiled for the
+// instruction set of the caller.
 template <int Lanes>
 struct Vectors {
   typedef double Doubles __attribute__((vector_size(8 * Lanes)));
@@ -90,8 +90,8 @@ __attribute__((always_inline)) inline void load(const float* at, Doubles<2>* out
   out[2] = _mm_cvtps_pd(_mm_movehl_ps(yz, yz));
 }
 
-// g++ 12 makes one instruction of the four lanes. The asm hides where the floats come from: otherwise it splits the
-// shuffles that made them.
+// g++ 12 converts the four lanes in one instruction. The asm hides where the floats come from; otherwise the compiler
+// splits the shuffles that made them.
 __attribute__((always_inline)) inline void widen(__m128 floats, Doubles<4>& out) {
   asm("" : "+x"(floats));
   for (int lane = 0; lane < 4; ++lane) {
@@ -180,7 +180,8 @@ __attribute__((target("avx2"))) void add_residuals_avx2(const Pairs& pairs, cons
 
 #endif
 
-// One instruction set's loops. The vector versions set the lanes to their sums over the whole fours of pairs.
+// The loops of one instruction set. The vector versions set the lanes to their sums over the complete groups of four
+// pairs.
 struct Kernels {
   void (*add_pairs)(const Pairs& pairs, LaneSums& sums);
   void (*add_residuals)(const Pairs& pairs, const Matrix& turn, const Vector& shift, Residuals& sums);

@@ -25,8 +25,8 @@ struct PointPairs {
   int count;
 };
 
-// What there is to know of the pairs for their superposition. x and y are the points of the first and of the second
-// set, less the first point of each: these differences are exact, so that sets far from the origin lose nothing.
+// The sums that determine the superposition. x and y are the points of the first and the second set, each relative to
+// the set's first point. These differences are exact, so that sets far from the origin lose no digits.
 struct PairSums {
   Vector x;        // sum of x
   Vector y;        // sum of y
@@ -34,11 +34,12 @@ struct PairSums {
   Matrix product;  // [3 i + j]: sum of x_i y_j
 };
 
-// The sums, by the version asked for, which must be supported; instruction sets without a version of their own take
-// the widest below. Every version gives the same bits (of a NaN, only that it is one).
+// Computes the sums by the given version, which must be supported. Instruction sets without a version of their own use
+// the next narrower one. Every version gives the same bits (of a NaN, only that it is one).
 PairSums sum_pairs(const PointPairs& pairs, InstructionSet set);
 
-// The sum of |x - (turn y + shift)|^2 over the points as they are, by the version asked for. Bits as for sum_pairs.
+// The sum of |x - (turn y + shift)|^2 over the points as they are, by the given version. The bits are the same for all
+// versions, as in sum_pairs.
 double sum_squared_residuals(const PointPairs& pairs, const Matrix& turn, const Vector& shift, InstructionSet set);
 
 }  // namespace superposition

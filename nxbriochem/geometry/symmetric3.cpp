@@ -1,4 +1,4 @@
-// A closed form that loses no digits, and Jacobi rotations for the matrices that it cannot do.
+// A closed form that loses no digits, and Jacobi rotations for the matrices for which it fails.
 //
 // After subtraction of the diagonal's mean and scaling, the eigenvalues are the roots of x^3 - 3 x - 2 r with |r| <= 1.
 // The usual method takes all three from acos(r), which keeps half of the digits where two roots are close. Here only
@@ -31,7 +31,7 @@ using vector3::Matrix;
 constexpr Matrix kIdentity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 // A diagonal element below this part of the largest element has too few digits left in the closed form.
 constexpr double kGraded = 1e-6;
-// Outside of these the squares and cubes of elements leave the range of a double.
+// Outside this range the squares and cubes of elements overflow or underflow.
 constexpr double kSmallest = 0x1p-200;
 constexpr double kLargest = 0x1p200;
 // Quadratic convergence needs about 6 sweeps; this bounds them.
@@ -49,7 +49,7 @@ Rotation rotation_of(double a, double b, double c) {
     return {};
   }
   const double theta = (c - a) / (2.0 * b);
-  // Never over 1, and 0 where theta is beyond bounds.
+  // At most 1 in magnitude, and 0 where theta is infinite.
   const double t = std::copysign(1.0, theta) / (std::fabs(theta) + std::sqrt(theta * theta + 1.0));
   const double cosine = 1.0 / std::sqrt(t * t + 1.0);
   return {t, cosine, t * cosine};
@@ -70,8 +70,8 @@ PrincipalAxes sorted(PrincipalAxes result) {
   return result;
 }
 
-// The root of x^3 - 3 x - 2 r that stands apart from the others, for r from 0 to 1: from sqrt(3) to 2. A polynomial
-// within 1e-5 (Chebyshev points), then Newton's steps.
+// The root of x^3 - 3 x - 2 r that is farthest from the others, for r from 0 to 1. It lies between sqrt(3) and 2. A
+// polynomial through Chebyshev points gives it to 1e-5, then Newton's steps follow.
 double root_apart(double r) {
   double x =
       1.732060864045382 +
@@ -101,7 +101,8 @@ struct Scaled {
 Scaled scaled_deviator(const Matrix& m) {
   const double mean = (m[0] + m[4] + m[8]) / 3.0;
   Matrix b = {m[0] - mean, m[1], m[2], m[1], m[4] - mean, m[5], m[2], m[5], m[8] - mean};
-  // Once more, since the first mean is rounded to the size of m, and b may be far smaller.
+  // The mean is subtracted again: the first mean has a rounding error of the size of m's, and b may be far smaller than
+  // m.
   const double rest = (b[0] + b[4] + b[8]) / 3.0;
   b[0] -= rest;
   b[4] -= rest;
@@ -117,7 +118,7 @@ PrincipalAxes closed_form(const Scaled& scaled) {
     element *= shrink;
   }
   const double half_determinant = 0.5 * vector3::symmetric_determinant(b);
-  // Turned round where the smallest eigenvalue is the one apart, so that it is the largest.
+  // Where the smallest eigenvalue is the one apart, the sign is reversed so that it becomes the largest.
   const double sign = std::copysign(1.0, half_determinant);
   for (double& element : b) {
     element *= sign;
@@ -133,7 +134,8 @@ PrincipalAxes closed_form(const Scaled& scaled) {
   const double of_u = dot(u, bu) - rotation.t * uw;
   const double of_w = dot(w, bw) + rotation.t * uw;
 
-  // The one next to the root apart is in the middle, turned round or not. No jumps here either: rows are indexed.
+  // The eigenvalue next to the one apart belongs in the middle for either sign. Rows are chosen by index, without
+  // branches.
   const std::size_t row_apart = sign > 0.0 ? 0 : 2;
   const std::size_t row_u = of_u >= of_w ? 1 : 2 - row_apart;
   const std::size_t row_w = of_u >= of_w ? 2 - row_apart : 1;
@@ -177,7 +179,7 @@ bool rotate(Matrix& a, Matrix& axes, std::size_t p, std::size_t q, std::size_t r
   return true;
 }
 
-// The matrix seen from the axes, upper triangle.
+// The matrix in the basis of the axes; upper triangle only.
 Matrix seen_from(const Matrix& axes, const Matrix& m) {
   const Matrix whole = {m[0], m[1], m[2], m[1], m[4], m[5], m[2], m[5], m[8]};
   Matrix seen = {};
@@ -204,8 +206,8 @@ PrincipalAxes jacobi_of(Matrix a, const Matrix& guess) {
   return sorted(result);
 }
 
-// Calls decompose(m, its largest element), with m scaled by a power of two, and the eigenvalues scaled back, where it
-// needs to be.
+// Calls decompose(m, its largest element). Where needed, m is scaled by a power of two before and the eigenvalues are
+// scaled back after.
 template <class Decompose>
 PrincipalAxes in_range(const Matrix& m, Decompose decompose) {
   const double largest =

@@ -1,5 +1,5 @@
-// Calls of the optimiser's callbacks. A callback may make optimisers, which moves the table, and may change this one's
-// record: each access finds the record anew.
+// Calls of the optimiser's callbacks. A callback may make optimisers, which moves the table, and may change the record
+// of the one that is running. So each access looks the record up again.
 #include <nxbriochem/optimise/evaluation_internal.h>
 
 #include <algorithm>
@@ -20,7 +20,7 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr int kTracing = 2;
 constexpr int kFirstTries = 5;
 
-// A size that no int64_t holds is passed on as one that cannot be had.
+// -1, which is reported as out of memory, for a size beyond int64_t.
 int64_t bytes_of(uint64_t doubles) {
   const uint64_t most = static_cast<uint64_t>(std::numeric_limits<int64_t>::max()) / sizeof(double);
   return doubles > most ? -1 : static_cast<int64_t>(doubles * sizeof(double));
@@ -43,7 +43,7 @@ double call_gradient(int32_t slot, double* x, double* gradient) {
                                  : opt.gradient_with_handle(x, gradient, opt.size, opt.gradient_handle);
 }
 
-// Puts a variable back at the end of its life, an exception from a callback included.
+// Restores a variable at the end of its scope, also when a callback throws.
 class Restored {
  public:
   explicit Restored(double& variable) : variable_(variable), value_(variable) {}
@@ -139,7 +139,7 @@ bool try_first_step(Line& line, double step, Trial& trial) {
   try_step(line, step);
   for (int tried = 1; line.last.square == 0 && tried < kFirstTries; ++tried) {
     if (traces(line.slot)) {
-      // Kept: programs rely on the text, which names another factor.
+      // Kept: programs rely on the text, although the factor is 0.1.
       std::puts("stepped to zero gradients! reduce by 0.5");
     }
     line.lowest = start;

@@ -1,5 +1,5 @@
-// What the methods and the line searches ask of an optimiser's callbacks, and the room that they work in. Private to
-// this directory.
+// Evaluation of an optimiser's callbacks for the methods and the line searches, and the workspace that they use.
+// Private to this directory.
 #ifndef NXBRIOCHEM_OPTIMISE_EVALUATION_INTERNAL_H
 #define NXBRIOCHEM_OPTIMISE_EVALUATION_INTERNAL_H
 
@@ -7,10 +7,9 @@
 
 namespace opt {
 
-// The value at x through the value callback, or the gradient callback where there is none, and the count of the
-// optimiser's evaluations raised.
+// The value at x from the value callback, or from the gradient callback where there is none. Counts the evaluation.
 double value_at(int32_t slot, double* x);
-// The value and the gradient at x through the gradient callback; by central differences of the value where there is
+// The value and the gradient at x from the gradient callback, or by central differences of the value where there is
 // none. NaN when no callback is set.
 double value_and_gradient_at(int32_t slot, double* x, double* gradient);
 
@@ -24,9 +23,9 @@ bool traces(int32_t slot);
 // A point x + step d of a line.
 struct Trial {
   double step;
-  double value;   // infinity where the value or the slope is not finite, which makes it the worst of all
+  double value;   // infinity where the value or the gradient is not finite, so that it is never the lowest
   double slope;   // gradient . d
-  double square;  // of the gradient; exactly 0 counts as a gradient that is zero
+  double square;  // sum of the gradient's squares; exactly 0 counts as a zero gradient
 };
 
 // A line to search. The trial points are left at the start of the method workspace, their gradients in g.
@@ -37,7 +36,7 @@ struct Line {
   double* d;
   double* g;
   Trial lowest;     // of x itself and the points tried
-  Trial last = {};  // the point in the workspace and in g
+  Trial last = {};  // the point that is in the workspace, with its gradient in g
   int32_t evaluations = 0;
 };
 

@@ -1,5 +1,5 @@
 // Float and double terms, plain and extended ones are handled by the same templates. A term may change or delete the
-// list that it is called from, or make the table grow, so the list is found anew before each call.
+// list that it is called from, or make the table grow, so the list is looked up again before each call.
 #include <nxbriochem/optimise/func_list.h>
 
 #include <algorithm>
@@ -38,7 +38,7 @@ TermArrays<Real>& arrays_of(List& list) {
 }
 
 int64_t grown_capacity(int32_t capacity) {
-  // Kept: programs rely on the first room being as large as the table is at present.
+  // Kept: programs rely on the first capacity being the present capacity of the table of lists.
   return capacity == 0 ? Finc : 2 * static_cast<int64_t>(capacity);
 }
 
@@ -62,7 +62,7 @@ void append(ExtendedTerms<Function>& terms, Function function, int handle) {
   terms.handles[at] = handle;
 }
 
-// A term as a function of what all terms are called with.
+// A term as a function of the arguments common to all terms; for an extended one the handle is bound.
 template <class Function>
 auto term_of(const Terms<Function>& terms, int32_t i) {
   return [function = terms.functions[i]](auto... arguments) { return function(arguments...); };
@@ -75,7 +75,7 @@ auto term_of(const ExtendedTerms<Function>& terms, int32_t i) {
   };
 }
 
-// What all functions that add a term do. An extended term comes with its handle.
+// The body of all functions that add a term. An extended term comes with its handle.
 template <class Real, class Array, class Function, class... Handle>
 int add(int list, Array TermArrays<Real>::*array, Function term, Handle... handle) {
   List* found = find(list);
@@ -111,8 +111,8 @@ int set_flag(int list, int32_t List::*flag, int32_t value) {
   return 1;
 }
 
-// One evaluation of a list at x. It owns the scratch buffer meanwhile, so that a term that deletes the list or
-// evaluates it in turn neither frees nor shares what another term works on.
+// One evaluation of a list at x. It owns the scratch buffer meanwhile: when a term deletes the list or evaluates it
+// itself, the buffer is neither freed nor used by others.
 template <class Real>
 class Evaluation {
  public:

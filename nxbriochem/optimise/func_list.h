@@ -1,14 +1,14 @@
 // Function lists: an objective composed of terms, for an optimiser (opt.h) to minimise.
 //
 // A list is named by a handle from 0 up. It holds value, gradient and hessian terms, each in float or double, plain or
-// extended by an integer of the caller's, which the term gets back on every call. Each evaluator calls the terms of its
-// own kind and precision alone: value evaluators the value terms, gradient evaluators the gradient terms, whose results
-// they sum too. First come the plain terms in the order in which they were added, then the extended ones. All terms
-// weigh the same.
+// extended by an integer of the caller's, which the term gets back on every call. Each evaluator calls only the terms
+// of its own kind and precision: value evaluators the value terms, gradient evaluators the gradient terms, whose values
+// they also sum. First come the plain terms in the order in which they were added, then the extended ones. All terms
+// have the weight 1.
 //
-// Terms may use lists and optimisers, add terms to their own list (called from the next evaluation on) and delete it
-// (no more terms are called); they must not free all tracked memory. A handle that is not in use, null arrays, a null
-// term and a negative n give 0 and change nothing.
+// While it is called, a term may use lists and optimisers, add terms to its own list (they are called from the next
+// evaluation on) and delete its list (no further terms are called). It must not free all tracked memory. A handle that
+// is not in use, null arrays, a null term and a negative n give 0 and change nothing.
 #ifndef NXBRIOCHEM_OPTIMISE_FUNC_LIST_H
 #define NXBRIOCHEM_OPTIMISE_FUNC_LIST_H
 
@@ -22,12 +22,12 @@ typedef float (*nx_extended_energy_term)(float* x, int n, int handle);
 typedef double (*nx_energy_term_double)(double* x, int n);
 typedef double (*nx_extended_energy_term_double)(double* x, int n, int handle);
 // Gradient terms return their value and add their n derivatives to the gradient; in a list that protects its gradient
-// they may as well write them.
+// they may overwrite it instead.
 typedef float (*nx_gradient_term)(float* x, float* gradient, int n);
 typedef float (*nx_extended_gradient_term)(float* x, float* gradient, int n, int handle);
 typedef double (*nx_gradient_term_double)(double* x, double* gradient, int n);
 typedef double (*nx_extended_gradient_term_double)(double* x, double* gradient, int n, int handle);
-// Hessian terms. Kept: programs rely on their being stored and never called.
+// Hessian terms. Kept: programs rely on these being stored and never called.
 typedef float (*nx_hessian_term)(float* x, float* hessian, int n);
 typedef float (*nx_extended_hessian_term)(float* x, float* hessian, int n, int handle);
 typedef double (*nx_hessian_term_double)(double* x, double* hessian, int n);
@@ -38,11 +38,11 @@ NX_API int nx_make_function_list(void);
 // Deletes the list; 1. Its handle may be given out again.
 NX_API int nx_delete_function_list(int list);
 
-// From now on each term gets a copy of x of its own, so that what it writes there is lost; 1.
+// From now on each term gets its own copy of x, so that what it writes there is lost. 1.
 NX_API int nx_protect_function_list_variables(int list);
-// From now on each gradient term gets a cleared gradient of its own, which is added to the caller's; 1.
+// From now on each gradient term gets its own gradient array, set to 0, which is then added to the caller's. 1.
 NX_API int nx_protect_function_list_gradient(int list);
-// From now on gradients are added to what the caller's array holds, instead of to zeros; 1.
+// From now on the caller's gradient array is not set to 0 first: gradients are added to what it holds. 1.
 NX_API int nx_no_zero_function_list_gradient(int list);
 
 // The functions that add a term give 1. The argument `ignored` is not used.

@@ -14,7 +14,7 @@ struct Terms {
   int32_t capacity;
 };
 
-// Each with the integer that its caller gave.
+// Terms with the integer that the caller gave for each.
 template <class Function>
 struct ExtendedTerms : Terms<Function> {
   int32_t* handles;
@@ -38,7 +38,7 @@ struct List {
   int32_t protect_gradient;
   double* scratch;  // null while the list is evaluated
   int32_t scratch_capacity;
-  uint64_t serial;  // no two lists that were ever made share one, as they may a handle
+  uint64_t serial;  // unique to each list ever made, while handles are used again
 };
 
 extern List* Func;  // moves when the table grows: no pointer into it outlives a call of a term

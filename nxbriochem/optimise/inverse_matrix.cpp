@@ -1,5 +1,5 @@
-// Since the matrix is symmetric, its product with a vector is a sum of its rows, which needs no sums across a vector
-// register: every element of the result is added up in the order of the rows, at any vector width.
+// Since the matrix is symmetric, its product with a vector is computed as a weighted sum of its rows. That needs no
+// sums across a vector register: every element of the result adds up in the order of the rows, at any vector width.
 #include <nxbriochem/optimise/inverse_matrix_internal.h>
 
 #include <algorithm>
@@ -63,7 +63,7 @@ bool invert(double* h, int32_t n) {
     return false;
   }
   invert_factor(h, n);
-  // L^-T L^-1: row i of it needs the rows from i on alone, so it can take the place of row i.
+  // Row i of L^-T L^-1 needs only the rows from i on, so it can overwrite row i.
   for (int32_t i = 0; i < n; ++i) {
     double* row = row_of(h, i, n);
     const double diagonal = row[i];

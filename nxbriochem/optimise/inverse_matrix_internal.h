@@ -10,8 +10,8 @@ namespace inverse_matrix {
 // h = scale times the unit matrix.
 void set_unit(double* h, int32_t n, double scale);
 
-// Replaces a matrix by its inverse, of both the lower triangle alone being read, by Cholesky's factors. false: it is
-// not positive definite, and h is spoilt.
+// Replaces a symmetric matrix, of which only the lower triangle is read, by its inverse (Cholesky factorisation).
+// false: it is not positive definite, and h has been overwritten.
 bool invert(double* h, int32_t n);
 
 // out = h v

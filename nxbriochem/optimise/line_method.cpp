@@ -13,11 +13,11 @@ namespace opt {
 namespace {
 
 constexpr double kFirstMove = 0.5;
-constexpr double kLeastMove = 1e-8;  // against the largest variable, so that values differ along small gradients
+constexpr double kLeastMove = 1e-8;  // relative to the largest variable, so that values differ along small gradients
 constexpr double kShorten = 0.01;
 constexpr double kRounding = 8 * std::numeric_limits<double>::epsilon();
 constexpr double kRoundingOfX = 64 * std::numeric_limits<double>::epsilon();
-constexpr double kProbe = 1e-8;  // the move of confirmed_by_probe, against the largest variable
+constexpr double kProbe = 1e-8;  // the move of confirmed_by_probe, relative to the largest variable
 
 double largest(const double* a, int32_t n) {
   double found = 0;
@@ -51,8 +51,8 @@ LineMethod::LineMethod(int32_t slot, double* x, double& value, double& step)
       value_(value),
       step_(step) {}
 
-// Takes the lowest point tried if it is below x, even when the search failed. If it was not the last one tried it is
-// evaluated again, so that `trial` and g hold it and its gradient.
+// Takes the lowest point tried if its value is below that at x, even when the search failed. If it was not the last
+// point tried, it is evaluated again, so that trial_ and g_ hold it and its gradient.
 LineMethod::Found LineMethod::search() {
   line_ = line_from(slot_, n_, x_, d_, g_, value_, slope());
   step_ = next_step_;
@@ -71,8 +71,8 @@ LineMethod::Found LineMethod::search() {
   return met ? Found::step : Found::lower;
 }
 
-// Whether the slope had not flattened when the tries ran out: only more tries were missing. With a beta of 0 no number
-// of tries suffices.
+// Whether the search ended, out of tries, at a point that satisfies alpha while the slope still descends steeply: more
+// tries would have succeeded. With a beta of 0 no number of tries would.
 bool LineMethod::ran_out_descending(const Trial& start) const {
   const Trial& end = line_.last;
   const Optimiser& record = Opt[slot_];
@@ -86,8 +86,8 @@ void LineMethod::shorten() {
   }
 }
 
-// The second search starts from the lower point that the first one found, along an updated direction. If there was none
-// it starts from x with a step much smaller than any that was tried.
+// The second search starts from the lower point that the first one found, along an updated direction. If the first
+// found none, the second starts from x with a step much smaller than any tried.
 LineMethod::Moved LineMethod::move() {
   accepted_ = false;
   const Found first = search();
@@ -140,8 +140,9 @@ bool LineMethod::at_working_precision() const {
   return decrease <= kRounding * std::abs(value_) || largest(d_, n_) <= kRounding * largest_active(x_, g0_, n_);
 }
 
-// The step to the minimum along d is where the slope, interpolated linearly between the two points, is 0. At a kink it
-// is of the order of the probe, far above rounding; with a wrong or discontinuous gradient it may be anything.
+// The step to the minimum along d is where the slope, interpolated linearly between the two points, is 0. At a kink
+// that step is of the order of the probe, far above rounding; with a wrong or discontinuous gradient it may be
+// anything.
 bool LineMethod::confirmed_by_probe() {
   const double largest_x = largest_active(x_, g0_, n_);
   const double size = largest_x > 0 ? largest_x : 1;
@@ -153,7 +154,7 @@ bool LineMethod::confirmed_by_probe() {
   const double decrease = -0.5 * slope_here * to_minimum;
   const bool lost = decrease <= kRounding * std::abs(value_) || to_minimum * length <= kRoundingOfX * size;
   const bool confirmed = std::isfinite(trial.value) && std::isfinite(to_minimum) && to_minimum > 0 && lost;
-  if (trial.value < value_ && trial.square != 0) {  // a run ends with the best point that it evaluated
+  if (trial.value < value_ && trial.square != 0) {  // a run ends at the best point that it evaluated
     value_ = trial.value;
     step_ = trial.step;
     take_step();

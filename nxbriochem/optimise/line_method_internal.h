@@ -13,7 +13,7 @@ namespace opt {
 // A run of methods 2 or 3. The workspace starts with the arrays trial, d, g0 and g of n doubles each.
 class LineMethod {
  public:
-  // The value at x and the step of the last line search are the method's own variables.
+  // `value` (at x) and `step` (of the last line search) are variables of the method, which this class updates.
   LineMethod(int32_t slot, double* x, double& value, double& step);
   LineMethod(const LineMethod&) = delete;
   LineMethod& operator=(const LineMethod&) = delete;
@@ -39,23 +39,23 @@ class LineMethod {
   // Computes the value and the gradient at x. True when they are finite.
   bool evaluate_start();
   bool start_is_flat() const;
-  // The first step of a run along -g: the caller's, or else the largest that is at most 1 and moves no variable by more
-  // than a half. A step too small to change the values is made larger.
+  // The first step of a run along -g: the caller's, or else the largest step that is at most 1 and moves no variable by
+  // more than 0.5. A step too small to change the values is made larger.
   double first_step() const;
-  // The first try of the next search when the last step had no positive curvature and the model was not updated: twice
-  // the last step, at most 10. Where a step of 1 crosses a barrier to a region where the slope is negative again, the
-  // search finds only a tiny step before the barrier; starting with 1 again would repeat that. On a plateau the steps
-  // grow.
+  // The first step of the next search when the last step had no positive curvature, so that the model was not updated:
+  // twice the last step, at most 10. When a step of 1 crosses a barrier into a region where the slope is negative
+  // again, the search accepts only a tiny step before the barrier, and starting with 1 again would repeat that. On a
+  // plateau doubling makes the steps grow.
   double step_without_update() const { return std::min(10.0, 2 * step_); }
   // The caller's first step, if there is one.
   double given_step(double otherwise) const;
-  // Whether the decrease that the model predicts along d is below the rounding of the value, or the step below the
-  // rounding of x. A search that fails there does not show that the model is bad.
+  // Whether the decrease that the model predicts along d is below the rounding of the value, or the predicted step
+  // below the rounding of x. A failed search there does not mean that the model is bad.
   bool at_working_precision() const;
-  // Whether x is a minimum to working precision, by one evaluation a little further along the steepest descent d that
-  // has just failed: the step to the minimum along d, or its decrease, must be below rounding. The model alone does not
-  // show it, because kinks, barriers and wrong gradients make its steps arbitrarily small. Moves x to the point if it
-  // is lower.
+  // Whether x is a minimum to working precision, by one evaluation a little way along d, the direction of steepest
+  // descent in which a search has just failed: the step to the minimum along d, or its decrease, must be below
+  // rounding. The model alone does not show it, because kinks, barriers and wrong gradients make its steps arbitrarily
+  // small. Moves x to the point if it is lower.
   bool confirmed_by_probe();
 
   // Records the last step s and the change y of the gradient along it, for settled().
@@ -105,7 +105,7 @@ class LineMethod {
   std::array<Block, kBlocks> blocks_ = {};  // the newest last
   int noted_ = 0;
   double value_noted_ = 0;
-  double size_ = 0;  // the largest variable with a derivative other than 0, over the run
+  double size_ = 0;  // the largest variable with a nonzero derivative so far in the run
   bool settled_ = false;
 };
 

@@ -31,7 +31,7 @@ constexpr Trial with_value(double step, double value) { return {step, value, 0, 
 
 constexpr Trial kNothingFound = with_value(0, kInfinity);
 
-// Room for a trial point, without loss of the curvature that a run has left for a restart.
+// Makes the workspace large enough for a trial point, without losing the curvature that a run has left for a restart.
 void make_room(int slot, int n) {
   opt::workspace_of(slot, std::max(static_cast<uint64_t>(n), opt::room_of_curvature(slot)));
 }
@@ -50,7 +50,7 @@ class Searching {
   int32_t calls_;
 };
 
-// The line of a search, what is known at its start, and the settings at that time.
+// The line of a search, the values at its start, and the optimiser's settings at that time.
 class Search {
  public:
   explicit Search(const opt::Line& line) : line_(line), start_(line.lowest), settings_(opt::Opt[line.slot]) {
@@ -62,7 +62,7 @@ class Search {
   int evaluations() const { return line_.evaluations; }
   bool traces() const { return opt::traces(line_.slot); }
 
-  // Infinite where it is not finite.
+  // The value at a step; infinity where it is not finite.
   double value_at(double step) {
     double* point = opt::Opt[line_.slot].method_workspace;
     std::transform(line_.x, line_.x + line_.n, line_.d, point, [step](double x, double d) { return x + step * d; });
@@ -74,10 +74,11 @@ class Search {
 
   Trial trial_at(double step) { return opt::try_step(line_, step); }
 
-  // As the first trial of LineMinimize: guarded against zero gradients.
+  // The first trial, with the guard of LineMinimize against zero gradients.
   bool first_trial_at(double step, Trial& trial) { return opt::try_first_step(line_, step, trial); }
 
-  // Whether there may be a trial at this step: finite, not below the smallest step, moving x, and within count a.
+  // Whether a trial at this step is allowed: the step is finite and not below the smallest, it changes x, and count a
+  // is not reached.
   bool may_try(double step) const {
     if (evaluations() >= settings_.count_a || !std::isfinite(step) || step < settings_.zero) {
       return false;
@@ -85,7 +86,8 @@ class Search {
     return !std::equal(line_.x, line_.x + line_.n, line_.d, [step](double x, double d) { return x + step * d == x; });
   }
 
-  // Leaves the gradient of a trial in g, and its point in the workspace; whether they can be had.
+  // Leaves the point of a trial in the workspace and its gradient in g, evaluating it again if needed. False when
+  // nothing was found or the value is not finite this time.
   bool settle_on(const Trial& found) {
     if (found.step == 0 || !(found.value < start_.value)) {
       return false;
@@ -105,8 +107,8 @@ bool can_search(int n, const double* x, const double* d, const double* g0, const
          opt::running < 0 && opt::in_use(slot) && n > 0 && n == opt::Opt[slot].size;
 }
 
-// The frame of the sections and nx_LineMinimize2: checks before, results after. `find` returns the accepted trial for a
-// search and a first step.
+// The common body of the sections and nx_LineMinimize2: checks the arguments before and sets the results after. `find`
+// returns the accepted trial for a search and a first step.
 template <class Find>
 int search(int n, double* x, double* d, const double* g0, double* g, double* value, double* step, int slot, Find find) {
   if (!can_search(n, x, d, g0, g, value, step, slot)) {
@@ -151,7 +153,7 @@ Trial halve(Trial left, double right, double ceiling, double small_slope, int mo
   return left;
 }
 
-// Golden section. Ends when the interval is narrower than tolerance a times its upper end.
+// Golden-section search. Ends when the interval is narrower than tolerance a times its upper end.
 Trial golden_section(Search& line, double step) {
   constexpr double kMinor = 0.38196601125010515;  // (3 - sqrt 5) / 2
   double low = 0;
@@ -197,7 +199,7 @@ Trial golden_section(Search& line, double step) {
   return with_value(best, best_value);
 }
 
-// Ends when the slope is at most tolerance c times that at the start.
+// Ends when the slope is at most tolerance c times the slope at the start.
 Trial bisection(Search& line, double step) {
   const Trial& start = line.start();
   const double small_slope = line.settings().tolerance_c * std::fabs(start.slope);
@@ -237,7 +239,8 @@ class Interpolation {
  public:
   explicit Interpolation(const Trial& start) : low_(start) { add(start); }
 
-  // A trial below the value `armijo` and below the better end becomes the better end, any other the farther one.
+  // A trial whose value is below `armijo` and below that of the better end becomes the better end; any other becomes
+  // the farther end.
   void take(const Trial& trial, double armijo) {
     const bool known = trial.value < kInfinity;
     if (known) {
@@ -297,7 +300,7 @@ class Interpolation {
   bool high_is_known_ = true;  // else the function is not finite there
 };
 
-// Count b is the largest number of points of interpolation, x among them.
+// Count b is the largest number of interpolation points, x included.
 Trial interpolation(Search& line, double step) {
   const Trial& start = line.start();
   const Optimiser& settings = line.settings();
@@ -329,7 +332,7 @@ Trial interpolation(Search& line, double step) {
   return kNothingFound;
 }
 
-// The basis polynomial of Lagrange's that is 1 at points[j] and 0 at the others.
+// Lagrange's basis polynomial that is 1 at points[j] and 0 at the other points.
 struct Basis {
   double value = 1;      // at `at`
   double slope = 0;      // there
@@ -384,8 +387,8 @@ int nx_LineMinimize2(int n, double* x, double* d, double* g0, double* g, double*
 }
 
 // With Lagrange's basis l_j, the polynomial is the sum of ((1 - 2 l_j'(x_j) (x - x_j)) y_j + (x - x_j) y_j') l_j(x)^2.
-// Values are taken relative to the nearest point's, so that a large common value costs no digits, and the result at a
-// point is exactly its value.
+// Values are taken relative to that of the nearest point, so that a large common offset costs no digits and the result
+// at a given point is exactly its value.
 int nx_lagrange_interpolate_with_gradients(const double* points, const double* values, const double* slopes, int count,
                                            double at, double* value, double* slope) {
   if (count < 1 || points == nullptr || values == nullptr || slopes == nullptr) {

@@ -1,8 +1,8 @@
-// The line search of the methods that have one. It accepts a step by the strong Wolfe conditions. Where the first step
+// The line search of the quasi-Newton methods. It accepts a step by the strong Wolfe conditions. Where the first step
 // fails them, it tries a few steps to the minimum of the cubic through the values and slopes at both ends of an
 // interval (Fletcher, Practical Methods of Optimization, 2.6; Nocedal and Wright, Numerical Optimization, 3.5).
 //
-// The interval: a is the left end and has a negative slope. While the slope at b is negative too, the search goes on
+// The interval: a is the left end and has a negative slope. While the slope at b is also negative, the search goes on
 // beyond b. A point beyond b becomes b, and b becomes a. A point between them becomes a where it is lower than a and
 // still descends, else b. When the cubic gives no point in the right place, the interval is halved or the step doubled.
 #include <nxbriochem/optimise/line_search_internal.h>
@@ -19,15 +19,15 @@ namespace opt {
 namespace {
 
 constexpr int kBuiltInTries = 2;
-constexpr int kMostTries = 1000;  // beyond these, however many the caller allows
+constexpr int kMostTries = 1000;  // beyond the built-in ones, however many the caller allows
 constexpr double kThird = 0.3333333333333333;
-constexpr double kShrink = 0.1;  // of the interval, when its right end is not finite
+constexpr double kShrink = 0.1;  // part of the interval to try when the value at its right end is not finite
 
 // f(a + s) = f(a) + ga s + B s^2 + A s^3
 struct Cubic {
   double A;
   double B;
-  double D;  // of its slope, a quarter of the discriminant
+  double D;  // a quarter of the discriminant of the slope
 };
 
 class CubicSearch {
@@ -54,7 +54,7 @@ class CubicSearch {
 
   double bound(const Trial& trial) const { return start_.value + alpha_ * trial.step * start_.slope; }
   double ratio(const Trial& trial) const { return std::abs(trial.slope / start_.slope); }
-  // Below the start as well: with a negative alpha the bound lies above it.
+  // The value must also be below that at the start: with a negative alpha the bound lies above it.
   bool lowers(const Trial& trial) const { return trial.value < bound(trial) && trial.value < start_.value; }
   bool flattens(const Trial& trial) const { return ratio(trial) < beta_; }
 
@@ -66,11 +66,11 @@ class CubicSearch {
   Trial a_ = {};
   Trial b_ = {};
   double distance_ = 0;     // of the last extrapolation; 0: none yet
-  double alternative_ = 0;  // to the step in hand; 0: none
+  double alternative_ = 0;  // to the current step; 0: none
 };
 
 bool CubicSearch::run(double step) {
-  if (start_.slope > 0 || std::isnan(start_.slope)) {  // a slope of 0 is searched, and nothing found
+  if (start_.slope > 0 || std::isnan(start_.slope)) {  // with a slope of 0 the search runs and accepts nothing
     if (trace_) {
       std::puts("wrong direction!!");
     }
@@ -181,7 +181,7 @@ double CubicSearch::minimum_of(const Cubic& cubic, double h) const {
   return a_.step + s;
 }
 
-// When b is much higher than a, cancellation loses the minimum; this form of the formula does not cancel.
+// When b is much higher than a, cancellation in minimum_of spoils the result; the second formula does not cancel.
 double CubicSearch::interpolate(const Cubic& cubic, double h) const {
   const auto inside = [this](double step) { return step > a_.step && step < b_.step; };
   double step = minimum_of(cubic, h);
@@ -215,7 +215,7 @@ double CubicSearch::extrapolate(const Cubic& cubic, double h) {
       }
     }
   } else {
-    distance_ = 2 * std::max(distance_, h);  // beyond b, wherever the last one went
+    distance_ = 2 * std::max(distance_, h);  // always beyond b, also when the last extrapolation went elsewhere
     step = a_.step + distance_;
     if (trace_) {
       std::puts("negative gradient: extrapolating by doubling");
@@ -259,7 +259,7 @@ void CubicSearch::narrow(const Trial& trial) {
   }
 }
 
-// Says so when a search has found no lower point than its start. False.
+// Prints a line when the search has found no lower point than its start. Always false.
 bool CubicSearch::end_without(const Trial& trial) const {
   if (trace_ && !(trial.value < start_.value)) {
     if (line_.lowest.step == 0) {

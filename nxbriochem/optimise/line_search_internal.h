@@ -6,9 +6,10 @@
 
 namespace opt {
 
-// Searches the line for a step that meets the strong Wolfe conditions, from this first step on. The value and the slope
-// at x are those of line.lowest, which has step 0. Whether a step was found: line.last then. After a failure,
-// line.lowest may still be below x. What is accepted is below x, whatever nx_set_opt_alpha asks for.
+// Searches the line for a step that meets the strong Wolfe conditions, trying `step` first. The value and the slope at
+// x are those of line.lowest, which has step 0. True when a step was found; it is line.last. After a failure, the value
+// of line.lowest may still be below that at x. An accepted value is always below that at x, whatever nx_set_opt_alpha
+// is.
 bool search_by_cubics(Line& line, double step);
 
 }  // namespace opt

@@ -1,4 +1,4 @@
-// The table of optimisers, and what sets and reads their records.
+// The table of optimisers, and the functions that set and read their records.
 #include <nxbriochem/optimise/opt.h>
 
 #include <cstdio>
@@ -63,13 +63,14 @@ void free_workspace(Optimiser& record) {
   record.workspace_allocated = 0;
 }
 
-// The record of a handle, for the functions that clear or delete it: null when it is not in use or is running.
+// The record of a handle, for the functions that clear or delete it. Null when the optimiser is not in use or is
+// running.
 Optimiser* find_idle(int handle) {
   const int32_t slot = slot_of(handle);
   return in_use(slot) && slot != running ? &Opt[slot] : nullptr;
 }
 
-// The frame of all setters and getters: change(record), if the handle is in use.
+// The common body of all setters and getters: calls change(record) if the handle is in use.
 template <class Change>
 int with_record(int handle, Change change) {
   const int32_t slot = slot_of(handle);
@@ -90,7 +91,7 @@ int get(int handle, Field Optimiser::*field, Field* value) {
   return value == nullptr ? 0 : with_record(handle, [=](const Optimiser& record) { *value = record.*field; });
 }
 
-// Sets a callback and clears its twin, so that one of the two at most is active.
+// Sets a callback and clears its twin, so that at most one of the two is active.
 template <class Callback, class Twin>
 void replace_callback(Optimiser& record, Callback Optimiser::*field, Callback callback, Twin Optimiser::*twin) {
   record.*field = callback;
@@ -151,8 +152,8 @@ int32_t old_init_opt() {
   return init_opt();
 }
 
-// The first slot that was never used passes the bound and is then found vacant by its flag, like any other. A full
-// table has no flag behind the last one.
+// Slot Onum, which was never used, passes the bound; its flag then says that it is vacant. In a full table Onum equals
+// Oinc and has no flag.
 bool in_use_to_setters(int32_t slot) {
   return slot >= 0 && slot <= Onum && slot < Oinc && Opt_Occupancy != nullptr && Opt_Occupancy[slot] != 0;
 }
@@ -208,14 +209,15 @@ int nx_set_opt_size(int n, int opt) {
     return 0;
   }
   return with_record(opt, [=](Optimiser& record) {
-    // The workspace stays, for the next run to grow, unless the record moves into the pool, out of it or within it.
+    // The workspace stays, and the next run grows it if needed. It is freed only when the optimiser moves into the
+    // pool, out of it or within it.
     if (in_pool(slot, n) || lies_in_pool(record.method_workspace)) {
       free_workspace(record);
     }
     free_array(record.work_array);
     record.size = n;
     record.work_array = new_work_array(slot, n);
-    record.reserved_word = 0;  // runs of another size may spoil the curvature that the workspace keeps
+    record.reserved_word = 0;  // runs of another size may overwrite the curvature in the workspace
   });
 }
 

@@ -1,14 +1,14 @@
 // Method 3, for problems of few variables: the BFGS method (Nocedal and Wright, Numerical Optimization, 6.1) on H, an
 // approximation to the inverse of the second derivatives.
 //
-// With w = H y, BFGS's update of H by a step s and the change y of the gradient is H + p s^T + s p^T, where
-// p = ((1 + y.w / s.y) s / 2 - w) / s.y. It is not carried out at once: p and s are kept, and added to H in the pass
-// that multiplies it by the next gradient, so that an iteration reads and writes the matrix once. The product with the
-// change of the gradient comes for free: w = H g - H g0, and d is -H g0.
+// With w = H y, the BFGS update of H for a step s and the change y of the gradient is H + p s^T + s p^T, where p = ((1
+// + y.w / s.y) s / 2 - w) / s.y. It is not carried out at once: p and s are kept, and added to H in the pass that
+// multiplies it by the next gradient, so that an iteration reads and writes the matrix once. The product w costs
+// nothing extra: w = H g - H g0, and d is -H g0.
 //
-// Before the first update, H is the unit matrix times s.y / y.y (6.20), the second derivatives along the step; or the
-// inverse of what the hessian callback gives at the start. An update is skipped when s.y is not above the record's
-// small threshold times |s| |y|: without positive curvature H would not stay positive definite.
+// Before the first update, H is the unit matrix times s.y / y.y (6.20), which matches the curvature along the step; or
+// the inverse of the matrix that the hessian callback gives at the start. An update is skipped when s.y is not above
+// the record's small threshold times |s| |y|: without positive curvature H would not stay positive definite.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -67,11 +67,11 @@ class Dense final : public LineMethod {
   double* p_ = array(7);   // with ps_: the update still to be added to H
   double* ps_ = array(8);
   double* h_ = array(9);
-  bool unit_ = true;  // H is scale_ times the unit matrix; what h_ holds is from before a reset
+  bool unit_ = true;  // H is scale_ times the unit matrix; h_ holds nothing, or a matrix from before a reset
   double scale_ = 1;
   double square_before_ = 0;  // the gradient measure before the last step
   bool filled_ = false;       // h_ holds a matrix
-  bool pending_ = false;      // which is still to be multiplied by growth_, and p_ and ps_ to be added
+  bool pending_ = false;      // h_ must still be multiplied by growth_ and updated by p_ and ps_
   double growth_ = 1;
   bool abnormal_ = false;  // an update with zero vectors
   bool precise_ = false;   // x was a minimum to working precision when the matrix was reset
@@ -124,7 +124,7 @@ void Dense::update() {
   }
 }
 
-// hg = H g0, d still being -H times the gradient before.
+// Computes hg = H g0. d is still -H times the gradient before the step.
 void Dense::multiply_gradient(bool skip, double scale) {
   if (!unit_) {
     if (pending_) {
@@ -150,11 +150,12 @@ void Dense::multiply_gradient(bool skip, double scale) {
   }
 }
 
-// What the matrix is multiplied by before an update (self-scaling: Oren and Luenberger, Management Science 20 (1974)
-// 845; only upwards: Al-Baali, Comput. Optim. Appl. 9 (1998) 191). With B its inverse, it promised the curvature s.B s
-// / s.s along the step s, where B s is the step's multiple of the gradient before. It was s.y / s.s. Where that is
-// clearly less, the matrix as a whole is too small, as it is on the way down from far. Not where a step has made the
-// gradient more than twice as long: in a bent valley the curvature along the way says nothing of other directions.
+// The factor by which the matrix is multiplied before an update (self-scaling: Oren and Luenberger, Management Science
+// 20 (1974) 845; only upwards: Al-Baali, Comput. Optim. Appl. 9 (1998) 191). With B its inverse, the matrix predicted
+// the curvature s.B s / s.s along the step s, where B s is a multiple of the gradient before the step. The true
+// curvature was s.y / s.s. Where that is clearly less, the matrix as a whole is too small, as happens far from the
+// minimum. The factor is 1 where the step has made the gradient more than twice as long: in a bent valley the curvature
+// along the step says nothing about other directions.
 double Dense::growth(double sy) const {
   constexpr double kClearly = 0.8;
   const double promised = -line().last.step * (vectors::dot(s_, g0_, n_) - sy);
@@ -198,7 +199,8 @@ void Dense::reset() {
   next_step_ = 1;
 }
 
-// The inverse of the second derivatives, if they are finite and positive definite.
+// Makes h_ the inverse of the second derivatives. False when there are none or they are not finite and positive
+// definite.
 bool Dense::invert_hessian() {
   std::fill(h_, h_ + static_cast<int64_t>(n_) * n_, 0.0);
   const Optimiser& record = Opt[slot_];
@@ -268,7 +270,8 @@ void Dense::trace_rest(bool after_reset) const {
   }
 }
 
-// One iteration: whether it ends the run, with the result. The values are compared whatever the searches said.
+// One iteration. True when the run ends; `result` is then its result. The values are compared whether or not the
+// searches succeeded.
 bool Dense::iterate(int& result) {
   old_old_val = old_val;
   old_val = fp;

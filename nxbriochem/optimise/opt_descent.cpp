@@ -1,8 +1,8 @@
 // Method 1: steepest descent. The step grows by a fifth when it lowers the value and is halved when it does not.
 //
-// A halved step is accepted when the value stays the same, and values that no longer change are convergence. That
-// happens at a minimum, where steps are lost in the rounding of the value. It also happens at a barrier or with a wrong
-// gradient, once the step has been halved often enough: the method looks at values alone and cannot tell the
+// A halved step is accepted when the value stays the same, and values that no longer change count as convergence. That
+// happens at a minimum, where the change of the value is below its rounding. It also happens at a barrier or with a
+// wrong gradient, once the step has been halved often enough: the method looks at values alone and cannot tell the
 // difference.
 #include <algorithm>
 #include <cmath>
@@ -20,7 +20,7 @@ namespace {
 
 constexpr double kGrow = 1.2;
 constexpr double kHalve = 0.5;
-constexpr double kLostStep = 1e-6;  // against the largest step that has lowered the value
+constexpr double kLostStep = 1e-6;  // relative to the largest step that has lowered the value
 // The longest step: the record keeps it as a float.
 constexpr double kLongest = std::numeric_limits<float>::max();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -39,7 +39,7 @@ class Descent {
   double value() const { return value_; }
   double step() const { return step_; }
   int32_t iterations() const { return iterations_; }
-  // Whether the step is one for a restart to go on with.
+  // Whether a restart may start with this step.
   bool leaves_step() const { return longest_ > 0 && step_ > kLostStep * longest_; }
 
  private:
@@ -55,10 +55,10 @@ class Descent {
   double* trial_;
   double* g_;            // the gradient at x
   double* trial_g_;      // and at the trial point
-  double value_ = kNaN;  // none known yet
+  double value_ = kNaN;  // not evaluated yet
   double step_ = 1;
   int32_t iterations_ = 0;
-  double longest_ = 0;  // step that has lowered the value
+  double longest_ = 0;  // the longest step that has lowered the value
 };
 
 void Descent::form_trial() {
@@ -67,7 +67,7 @@ void Descent::form_trial() {
   }
 }
 
-// The trial point, the gradient at which is at hand.
+// Moves x to the trial point, whose gradient is in trial_g_.
 void Descent::accept(double value) {
   std::copy(trial_, trial_ + n_, x_);
   if (value < value_) {
@@ -77,7 +77,7 @@ void Descent::accept(double value) {
   value_ = value;
 }
 
-// Whether the run ends, with the result.
+// One iteration. True when the run ends; `result` is then its result.
 bool Descent::iterate(int& result) {
   form_trial();
   const double value = value_and_gradient_at(slot_, trial_, trial_g_);
@@ -105,10 +105,11 @@ bool Descent::iterate(int& result) {
   return halve(result);
 }
 
-// Halves the step until the trial point is not above x. In the end rounding makes it x itself.
+// Halves the step until the value at the trial point is not above that at x. That ends at the latest where rounding
+// makes the trial point equal to x.
 //
-// The trials are evaluated by value alone, so that the gradient at hand is still the one at x. The gradient at the
-// accepted point is evaluated before the search goes on: along that of another point it would soon find nothing.
+// Trials are evaluated by value alone, so that g_ stays the gradient at x. The gradient at the accepted point is
+// evaluated before the search goes on, because the gradient of another point would soon give no descent.
 bool Descent::halve(int& result) {
   result = 0;
   for (;;) {
@@ -148,7 +149,7 @@ int Descent::minimise() {
     return 0;
   }
   const double given = Opt[slot_].initial_step;
-  const double last = Opt[slot_].final_step;  // that of another method, if one of its runs failed at the start
+  const double last = Opt[slot_].final_step;  // may be that of a run of another method
   if (given > 0 && std::isfinite(given)) {
     step_ = given;
   } else if (takes_up_curvature(slot_, kSteepestDescent) && last > 0 && std::isfinite(last)) {

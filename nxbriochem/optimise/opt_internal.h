@@ -12,8 +12,8 @@ namespace opt {
 // The methods, by the numbers that the record holds. nx_set_opt_method takes other codes.
 enum Method : int32_t { kAutomatic = 0, kSteepestDescent = 1, kVectorOnly = 2, kDense = 3 };
 
-// The reserved field of an optimiser whose method was chosen automatically when it had no callback at all. The first
-// callback that it gets undoes the choice.
+// Value of the reserved field when the method was chosen automatically for an optimiser without any callback. Setting a
+// first callback undoes the choice.
 inline constexpr uint64_t kChosenBlindly = 1;
 
 // The fields are the interface's, in its order.
@@ -85,23 +85,23 @@ extern int32_t Onum;
 extern int32_t Oinc;
 extern int32_t Low_Vacant;
 
-// The static pool of the optimiser in slot 0 when its size is at most kMostInPool: its work array, and right behind it
-// its method workspace. The interface gives the pool kMemSize doubles, which is 500 short of what the dense method
-// needs at 500 variables, n + n (n + 9); the room behind it makes up for that.
+// The optimiser in slot 0 works in a static pool when its size is at most kMostInPool: first its work array, right
+// behind it its method workspace. The interface gives the pool kMemSize doubles. The dense method needs n + n (n + 9),
+// which at 500 variables is 500 more; kRoomBehind adds these.
 inline constexpr int32_t kMostInPool = 500;
 inline constexpr int32_t kMemSize = 500 * 509;
 inline constexpr int32_t kRoomBehind = 500;
 static_assert(kMemSize == 254500);
 extern double MEM[kMemSize + kRoomBehind];
 
-// Whether the optimiser in a slot works in the pool when it has so many variables.
+// Whether the optimiser in a slot works in the pool when it has `size` variables.
 inline bool in_pool(int32_t slot, int32_t size) { return slot == 0 && size <= kMostInPool; }
-// Frees an array of an optimiser's, unless it lies in the pool, and drops the pointer to it.
+// Frees an array of an optimiser, unless it lies in the pool, and sets the pointer to null.
 void free_array(double*& array);
 
 // The slot of the optimiser that is running, or -1.
 extern int32_t running;
-// Marks it as running for as long as the mark lives, an exception from a callback included.
+// Marks a slot as running until the end of its scope, also when a callback throws.
 class Running {
  public:
   explicit Running(int32_t slot) { running = slot; }
@@ -110,18 +110,18 @@ class Running {
   ~Running() { running = -1; }
 };
 
-// The slot of a handle, or -1 for what is none.
+// The slot of a handle; -1 for a number that cannot be a handle.
 inline int32_t slot_of(int handle) { return handle > 0 ? handle - 1 : -1; }
 
-// Takes a slot, the lowest vacant one if there is any, and marks it used. Its record is as it was left.
+// Takes the lowest vacant slot, or a new one if there is none, and marks it used. The record keeps its old contents.
 int32_t init_opt();
-// As init_opt, with Low_Vacant found anew by scanning the flags.
+// As init_opt, but first finds Low_Vacant by scanning the flags.
 int32_t old_init_opt();
 
-// Whether a slot is in use, as the setters and getters see it. Safe for every slot. Kept: programs rely on the bound,
-// which is one wider than the number of slots ever used.
+// The check of the setters and getters: whether a slot is in use. Any number may be passed. Kept: programs rely on the
+// bound, which is one wider than the number of slots ever used.
 bool in_use_to_setters(int32_t slot);
-// As nx_delete_opt, nx_clear_opt, nx_minimize and nx_minimize_d see it.
+// The check of nx_delete_opt, nx_clear_opt, nx_minimize and nx_minimize_d.
 bool in_use(int32_t slot);
 
 }  // namespace opt

@@ -1,4 +1,4 @@
-// What the methods share: their room, the test over the last values, and what a run leaves behind.
+// What the methods share: the size of their workspace, the test over the last values, and what a run leaves behind.
 #include <nxbriochem/optimise/opt_methods_internal.h>
 
 #include <cmath>
@@ -8,7 +8,8 @@
 namespace opt {
 namespace {
 
-// Never 0, for the method is part of it. It is not the record's method, which a callback may change.
+// What the reserved word holds for a method and a size. It is never 0. The method is passed in because a callback may
+// change that of the record.
 uint64_t curvature_of(int32_t method, int32_t size) {
   return static_cast<uint64_t>(method) << 32 | static_cast<uint32_t>(size);
 }

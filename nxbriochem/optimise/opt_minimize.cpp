@@ -1,4 +1,4 @@
-// The driver of the minimisation.
+// The driver: checks, choice of the method, workspace.
 #include <algorithm>
 
 #include <nxbriochem/optimise/evaluation_internal.h>
@@ -41,7 +41,7 @@ int32_t slot_to_run(int opt, const void* x, const void* value) {
   return can ? slot : -1;
 }
 
-// Minimises on the optimiser's work array. The value and x are set when there was a run, whatever came of it.
+// Minimises on the optimiser's work array. The value and x are set whenever there was a run, whatever its result.
 template <class Real>
 int minimize_copy(Real* x, Real* value, int opt) {
   const int32_t slot = slot_to_run(opt, x, value);

@@ -4,16 +4,17 @@
 // Four arrays are the line search's: trial point, direction, gradient at x, gradient at the trial point. The newest
 // step and change of the gradient overwrite the direction and the old gradient, which are no longer needed. The two
 // other arrays hold the two steps before, as floats, so that two pairs fit. Rounding them does no harm: older pairs
-// only shape the direction, and any pair with s.y > 0 keeps the matrix positive definite. A common power of two scales
-// a pair into the range of floats without changing its meaning.
+// only shape the direction, and any pair with s.y > 0 keeps the matrix positive definite. A common power of two, which
+// does not affect the result, scales a pair into the range of floats.
 //
 // The initial matrix of the recursion is a multiple of the unit matrix, between the two step lengths of Barzilai and
 // Borwein (IMA Journal of Numerical Analysis 8 (1988) 141), y.s / y.y and s.s / s.y, a quarter of the way by ratio. The
-// first alone, which is customary, makes steps too short where the curvatures differ much; with half of the way most
+// first alone, which is customary, makes steps too short where the curvatures differ much. Half of the way makes most
 // steps take two evaluations.
 //
-// Three steps were chosen by trial, over the problems of bench/minimise_bench.cpp. Two, in double, need a quarter more
-// evaluations in the median. One, which gives conjugate directions with exact line searches, needs half as many again.
+// The number of three steps was found by trial over the problems of bench/minimise_bench.cpp. Two steps, kept in
+// double, need 25 % more evaluations in the median. One step, which gives conjugate directions with exact line
+// searches, needs 50 % more.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -37,7 +38,7 @@ namespace {
 using namespace vector_only;
 using vectors::product_of;
 
-// A float kept in an array of doubles, which the compiler has to be told of.
+// A float kept in an array of doubles. The attribute tells the compiler that the types share memory.
 struct __attribute__((may_alias)) Kept {
   float value;
   operator double() const { return value; }  // NOLINT(google-explicit-constructor): as a float is one
@@ -48,10 +49,10 @@ template <class Real>
 struct Pair {
   Real* s;
   Real* y;
-  double rho;  // 1 / s.y; 0 for a pair that has no say, whose elements are finite all the same
+  double rho;  // 1 / s.y; 0 for a pair that is not used, whose elements must be finite nevertheless
 };
 
-// 0 unless s.y is positive, and neither it nor its inverse overflows.
+// 1 / s.y; 0 unless s.y is positive and neither it nor its inverse overflows.
 double rho_of(double sy) { return sy > 0 && std::isfinite(sy) && std::isfinite(1 / sy) ? 1 / sy : 0; }
 
 class VectorOnly final : public LineMethod {
@@ -87,8 +88,8 @@ class VectorOnly final : public LineMethod {
   int32_t iter_ = 0;
   double before_ = 0;       // the value an iteration ago
   double before_that_ = 0;  // and two iterations ago
-  bool steepest_ = false;   // d is along -g, and no lower point has been found since
-  bool precise_ = false;    // x was a minimum to working precision then
+  bool steepest_ = false;   // d was reset to -g, and no lower point has been found since
+  bool precise_ = false;    // x was a minimum to working precision at that reset
 };
 
 void VectorOnly::take_step() {
@@ -126,9 +127,9 @@ void VectorOnly::update() {
   }
 }
 
-// The recursion in two loops, each pass of which applies one term and forms the product that the next one needs. The
-// trial array, which is free between two searches, receives the gradient (in g) times the matrix, but for its last
-// term, the multiple of the newest step that is returned.
+// L-BFGS two-loop recursion, fused: each pass applies one term and forms the dot product that the next one needs. The
+// trial array, which is free between two searches, receives the matrix times the gradient (in g) without its last term.
+// The factor of that term, a multiple of the newest step, is returned.
 double VectorOnly::multiply_gradient(const Pair<double>& newest) {
   using vectors::add_scale_dot;
   double* q = trial_;
@@ -230,7 +231,8 @@ bool VectorOnly::iterate(int& result) {
   const bool first_failed = iter_ == 1 && !accepted();
   const bool nothing = moved == Moved::nothing;
   if (first_failed || (nothing && steepest_)) {
-    // A run may start at a minimum, and a value that is no lower after a reset may be one. No text is known for it.
+    // x may be a minimum: at the start, or where no lower value is found after a reset. The interface has no text for
+    // this end.
     result = nothing && (first_failed || precise_) && confirmed_by_probe() ? 1 : 0;
     return true;
   }
@@ -244,7 +246,7 @@ bool VectorOnly::iterate(int& result) {
   if (moved == Moved::step) {
     save_iteration(slot_, iter_, fp, alpha);
   }
-  if (square_ < Opt[slot_].gradient_convergence || settled()) {  // no text is known for this end
+  if (square_ < Opt[slot_].gradient_convergence || settled()) {  // the interface has no text for this end
     result = 1;
     return true;
   }

@@ -1,5 +1,5 @@
-// A growing table of records with flags that say which of its slots are in use, over the variables of the module that
-// owns it. Optimisers and function lists are kept in such tables. Private to this directory; C++ only.
+// A growing table of records, with flags that say which slots are in use. It works on the variables of the module that
+// owns the table. Optimisers and function lists are kept in such tables. Private to this directory; C++ only.
 #ifndef NXBRIOCHEM_OPTIMISE_SLOT_TABLE_INTERNAL_H
 #define NXBRIOCHEM_OPTIMISE_SLOT_TABLE_INTERNAL_H
 
@@ -15,8 +15,8 @@ namespace slot_table {
 inline constexpr int32_t kFirstCapacity = 10;
 inline constexpr int32_t kNone = -1;
 
-// A tracked array for `count` elements instead of one for `old_count`, whose elements it keeps; what comes behind them
-// is cleared. A count that no int32_t holds is one that cannot be had.
+// Grows a tracked array from `old_count` to `count` elements. Old elements are kept, new ones are cleared. A count
+// beyond int32_t is reported as out of memory.
 template <class T>
 void grow_cleared(T*& array, int64_t old_count, int64_t count) {
   const auto size = static_cast<int64_t>(sizeof(T));
@@ -36,7 +36,7 @@ struct SlotTable {
   int32_t& capacity;
   int32_t& low_vacant;  // the lowest vacant slot below `used`, or kNone
 
-  // Takes the lowest vacant slot, else the next one that was never used. Its record is as it was left.
+  // Takes the lowest vacant slot, else the next one that was never used. The record keeps its old contents.
   int32_t take() const {
     int32_t slot = low_vacant;
     if (slot >= 0) {
@@ -44,7 +44,7 @@ struct SlotTable {
       low_vacant = vacant_from(slot);
       return slot;
     }
-    // No scan is needed: slots become vacant by release, which keeps low_vacant.
+    // No scan is needed, since release() keeps low_vacant up to date.
     if (used == 0) {
       resize(0, capacity);
     } else if (used == capacity) {
@@ -65,7 +65,7 @@ struct SlotTable {
 
   bool in_use(int32_t slot) const { return slot >= 0 && slot < used && occupancy[slot] != 0; }
 
-  // The table as it was before its first use, its blocks having been freed.
+  // Makes the table as it was before its first use, after its blocks were freed from outside.
   void forget() const {
     records = nullptr;
     occupancy = nullptr;

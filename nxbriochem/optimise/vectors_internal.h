@@ -1,8 +1,8 @@
 // Sums over vectors. Private to this directory; C++ only.
 //
-// Each sum runs in four lanes: element i goes to lane i mod 4, and up to three last elements to a sum of their own. The
-// lanes are added in a fixed order at the end. So the bits do not depend on the vector width, and four additions are in
-// flight at a time.
+// Each sum runs in four lanes: element i is added to lane i mod 4, and the last elements (up to three) to a separate
+// sum. The lanes are added in a fixed order at the end. So the bits do not depend on the vector width, and four
+// additions are in flight at a time.
 #ifndef NXBRIOCHEM_OPTIMISE_VECTORS_INTERNAL_H
 #define NXBRIOCHEM_OPTIMISE_VECTORS_INTERNAL_H
 
