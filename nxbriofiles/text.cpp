@@ -1,7 +1,6 @@
 #include "text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
@@ -10,10 +9,12 @@
 namespace nxbrio {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
-
-char lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
-char upper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
+// Plain comparisons: the searches for any of several characters, and the functions of <cctype>, call the C library for
+// each character, and files are read by the million characters.
+bool is_end_of_line(char c) { return c == '\n' || c == '\r'; }
+bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
 // A leading plus is a number's own; the standard's parser does not take it.
 std::string_view without_plus(std::string_view text) {
@@ -29,7 +30,7 @@ bool Lines::next() {
   if (rest_.empty()) {
     return false;
   }
-  const std::size_t end = std::min(rest_.find_first_of("\r\n"), rest_.size());
+  const auto end = static_cast<std::size_t>(std::find_if(rest_.begin(), rest_.end(), is_end_of_line) - rest_.begin());
   const bool pair = end + 1 < rest_.size() && rest_[end] == '\r' && rest_[end + 1] == '\n';
   line_ = rest_.substr(0, end);
   rest_.remove_prefix(std::min(end + (pair ? 2 : 1), rest_.size()));
@@ -38,11 +39,13 @@ bool Lines::next() {
 }
 
 std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) {
-    return {};
+  while (!text.empty() && is_blank(text.front())) {
+    text.remove_prefix(1);
   }
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+  while (!text.empty() && is_blank(text.back())) {
+    text.remove_suffix(1);
+  }
+  return text;
 }
 
 std::string_view columns(std::string_view line, std::size_t begin, std::size_t end) {
@@ -51,10 +54,16 @@ std::string_view columns(std::string_view line, std::size_t begin, std::size_t e
 
 std::vector<std::string_view> fields(std::string_view line, std::size_t most) {
   std::vector<std::string_view> found;
-  for (std::size_t at = line.find_first_not_of(kBlanks); at != std::string_view::npos && found.size() < most;) {
-    const std::size_t end = std::min(line.find_first_of(kBlanks, at), line.size());
-    found.push_back(line.substr(at, end - at));
-    at = line.find_first_not_of(kBlanks, end);
+  // An atom has no more.
+  found.reserve(std::min<std::size_t>(most, 16));
+  for (const char* at = line.data(); found.size() < most;) {
+    const char* const end = line.data() + line.size();
+    const char* const begin = std::find_if_not(at, end, is_blank);
+    if (begin == end) {
+      break;
+    }
+    at = std::find_if(begin, end, is_blank);
+    found.emplace_back(begin, static_cast<std::size_t>(at - begin));
   }
   return found;
 }
