@@ -11,6 +11,7 @@
 #include <cmath>
 #include <limits>
 
+#include "atom_records.h"
 #include "core.h"
 #include "energy_handle.h"
 
@@ -130,28 +131,12 @@ double coulomb(const Molecule& target, const Molecule& ligand, double dielectric
   return static_cast<double>(energy);
 }
 
-// Atoms as the library's sums take them.
-struct Records {
-  explicit Records(const Molecule& molecule) {
-    const Place* const places = places_of(molecule);
-    const int n = molecule.size();
-    values.resize(static_cast<std::size_t>(n) * NX_RECORD_FLOATS);
-    charges.resize(static_cast<std::size_t>(n));
-    for (int i = 0; i < n; ++i) {
-      std::copy_n(places[i].begin(), 3, values.begin() + std::ptrdiff_t{NX_RECORD_FLOATS} * i);
-    }
-    nx_get_molecule_charges(charges.data(), molecule.handle());
-  }
-  std::vector<float> values;
-  std::vector<float> charges;
-};
-
 // The energy of each run of the target's atoms, given by where runs begin, with the whole ligand.
 py::array_t<double> coulomb_of_runs(const Molecule& target, const Molecule& ligand, double dielectric,
                                     const py::array_t<int>& begins) {
   Session session;
-  const Records from(target);
-  const Records to(ligand);
+  const AtomRecords from(target);
+  const AtomRecords to(ligand);
   const int atoms = target.size();
   const int others = ligand.size();
   const py::ssize_t runs = begins.size();

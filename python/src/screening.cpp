@@ -10,6 +10,7 @@
 #include <optional>
 #include <tuple>
 
+#include "atom_records.h"
 #include "core.h"
 #include "energy_handle.h"
 
@@ -78,6 +79,8 @@ class Scorer {
     energy_.take(nxd_make_energy(), session);
     if (by_energy_object()) {
       set_up(session);
+    } else {
+      records_.emplace(target);
     }
   }
 
@@ -160,9 +163,10 @@ class Scorer {
                       "the energy cannot be told");
       score.energy = score.coulomb;
     } else {
-      float energy = 0.0F;
-      // Its result is 0 whatever happens.
-      nx_calculate_coulombic_binding(target_.handle(), ligand.handle(), &energy, protocol_.dielectric);
+      const AtomRecords atoms(ligand);
+      const float energy =
+          nxi_c_bind(records_->values.data(), records_->charges.data(), records_->count(), atoms.values.data(),
+                     atoms.charges.data(), atoms.count(), protocol_.dielectric);
       score.coulomb = score.energy = decimal(static_cast<float>(decimal(energy) * kcal_per_unit()));
     }
     if (!std::isfinite(score.energy)) {
@@ -244,6 +248,8 @@ class Scorer {
 
   Protocol protocol_;
   Molecule target_;
+  // For the energies of poses as they stand in a uniform dielectric, which libnxbriochem gives.
+  std::optional<AtomRecords> records_;
   EnergyHandle energy_;
 };
 

@@ -187,8 +187,8 @@ def test_store_keeps_the_records_of_the_best(tmp_path):
                 for key, record in new:
                     energy = random.choice([None, float(random.randrange(40)), random.uniform(-50, 50)])
                     energies[record.number] = energy
-                    outcomes.append((key, record, Outcome(DONE, energy=energy)))
-                assert store.add(target, outcomes) == len(new)
+                    outcomes.append(Outcome(DONE, energy=energy))
+                assert store.add(target, new, outcomes) == len(new)
             best = sorted(e for e in energies.values() if e is not None)[:20]
             found = store.best(20)
             assert [row["energy"] for row in found] == best

@@ -41,9 +41,9 @@ def screened(tmp_path_factory):
         record = Record("made-up.pqr", k, k, "pqr", acet)
         energy = highest + 0.01 + (k * 7919 % 9987) / 100
         outcome = work.Outcome(work.DONE, name=f"{NAMES[k % 4]} {k}", energy=energy, coulomb=energy, atoms=k % 90)
-        rows.append((row_key(b"", b"%d" % k, b""), record, outcome))
+        rows.append(((row_key(b"", b"%d" % k, b""), record), outcome))
     with Store(place / "out", Protocol(refine=True, iterations=3), VERSION) as store:
-        assert store.add(1, rows) == len(rows)
+        assert store.add(1, *map(list, zip(*rows))) == len(rows)
     result.report(place / "report.html")
     return result, place / "report.html"
 

@@ -26,7 +26,18 @@ from .progress import Tally
 from .protocol import Protocol
 from .records import Record
 from .store import Store, row_key
-from .work import DONE, ERROR, NOTHING, TargetPlugin, TargetText, plugin_name, score_batch, score_guarded
+from .work import (
+    DONE,
+    ERROR,
+    NOTHING,
+    TargetPlugin,
+    TargetText,
+    pack,
+    plugin_name,
+    score_batch,
+    score_guarded,
+    unpack,
+)
 
 # A task should take so long, seconds: scheduling one takes some milliseconds.
 SHORTEST_BATCH = 0.5
@@ -67,8 +78,12 @@ def local_cluster(workers: int) -> Iterator[distributed.Client]:
         "distributed.scheduler.allowed-failures": 0,
         "distributed.scheduler.worker-saturation": 1.1,
         "distributed.diagnostics.nvml": False,
-        # It looks at what runs a hundred times a second.
+        # Dask looks at what runs a hundred times a second, at its event loops fifty times, at memory ten times: all that
+        # takes a twentieth of a core with one worker.
         "distributed.worker.profile.enabled": False,
+        "distributed.admin.tick.interval": "1s",
+        "distributed.admin.system-monitor.interval": "5s",
+        "distributed.worker.memory.monitor-interval": "1s",
     }
     with contextlib.ExitStack() as stack:
         stack.enter_context(quiet())
@@ -236,9 +251,9 @@ class Engine:
             items, earlier, repeated = self._store.missing(number, list(keyed.items()))
             self.tally.there += earlier
             self.tally.repeated += repeated
-            faulty = [(key, record, (ERROR, record.error) + NOTHING) for key, record in items if record.error]
+            faulty = [item for item in items if item[1].error]
             if faulty:
-                self._store_rows(number, faulty)
+                self._store_rows(number, faulty, [(ERROR, record.error) + NOTHING for _, record in faulty])
                 items = [(key, record) for key, record in items if not record.error]
             if items:
                 self._keys.update(key for key, _ in items)
@@ -259,7 +274,7 @@ class Engine:
     def _submit(self, batch: Batch) -> None:
         ligands = [(record.source, record.line, record.format, record.text) for _, record in batch.items]
         digest = self._targets[batch.target].digest
-        arguments = (digest, self._protocol.as_dict(), ligands, self._time_limit)
+        arguments = (digest, self._protocol.as_dict(), pack(ligands), self._time_limit)
         with warnings.catch_warnings():
             # Dask would have texts scattered; each of them is wanted once.
             warnings.filterwarnings("ignore", message="Large object")
@@ -275,10 +290,11 @@ class Engine:
     def _take(self, future: distributed.Future) -> None:
         batch = self._flying.pop(future)
         if future.status == "finished":
-            outcomes, seconds = future.result()
+            packed, seconds = future.result()
+            outcomes = unpack(packed)
             if not batch.guarded:
                 self._measure(seconds / len(batch.items))
-            self._store_rows(batch.target, [(k, r, o) for (k, r), o in zip(batch.items, outcomes)])
+            self._store_rows(batch.target, batch.items, outcomes)
             self._keys.difference_update(key for key, _ in batch.items)
         elif future.status == "cancelled" or future.status == "lost":
             if self._client.status != "running":
@@ -300,12 +316,11 @@ class Engine:
         old = self._seconds
         self._seconds = seconds if old is None else 0.5 * old + 0.5 * seconds
 
-    def _store_rows(self, target: int, rows: list[tuple[bytes, Record, tuple]]) -> None:
-        added = self._store.add(target, rows)
-        failed = sum(1 for row in rows if row[2][0] != DONE)
+    def _store_rows(self, target: int, items: list[tuple[bytes, Record]], outcomes: list[tuple]) -> None:
+        added = self._store.add(target, items, outcomes)
         self.tally.done += added
-        self.tally.failed += failed
-        self.tally.repeated += len(rows) - added
+        self.tally.failed += sum(outcome[0] != DONE for outcome in outcomes)
+        self.tally.repeated += len(items) - added
 
     # ---- Now and then ----
 

@@ -52,4 +52,4 @@ class Protocol:
 
     def digest(self) -> bytes:
         text = json.dumps(self.as_dict(), sort_keys=True)
-        return hashlib.blake2b(text.encode(), digest_size=16).digest()
+        return hashlib.sha256(text.encode()).digest()[:16]

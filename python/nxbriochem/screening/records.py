@@ -30,11 +30,8 @@ class Record(NamedTuple):
 
     def digest(self) -> bytes:
         """The record's content, in 16 bytes."""
-        content = hashlib.blake2b(self.text, digest_size=16)
-        content.update(self.format.encode())
-        if self.error:
-            content.update(f"{self.source} {self.number} {self.error}".encode())
-        return content.digest()
+        place = f"{self.source} {self.number} {self.error}" if self.error else ""
+        return hashlib.sha256(b"%b\n%b%b" % (self.format.encode(), self.text, place.encode())).digest()[:16]
 
 
 def file_records(path: str | os.PathLike) -> Iterator[Record]:

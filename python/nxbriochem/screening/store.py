@@ -11,6 +11,7 @@ import fcntl
 import hashlib
 import heapq
 import json
+import math
 import os
 import sqlite3
 import time
@@ -19,7 +20,7 @@ import zlib
 from .protocol import Protocol
 from .records import Record
 from .results import APPLICATION_ID, LAYOUT, CannotStore, Reader
-from .work import TargetText
+from .work import ENERGY, TargetText
 
 TABLES = """
 CREATE TABLE settings (name TEXT PRIMARY KEY, value TEXT NOT NULL);
@@ -44,7 +45,7 @@ CREATE VIEW best AS
 """
 
 def row_key(target: bytes, record: bytes, protocol: bytes) -> bytes:
-    return hashlib.blake2b(target + record + protocol, digest_size=16).digest()
+    return hashlib.sha256(target + record + protocol).digest()[:16]
 
 
 class Store(Reader):
@@ -197,20 +198,30 @@ class Store(Reader):
         earlier = sum(1 for row, _ in there.values() if row <= self._last_before)
         return [item for item in items if item[0] not in there], earlier, len(there) - earlier
 
-    def add(self, target: int, rows: list[tuple[bytes, Record, tuple]]) -> int:
-        """Adds rows, each an `Outcome` or such a tuple, in one transaction, all or none. How many were new."""
+    def add(self, target: int, items: list[tuple[bytes, Record]], outcomes: list[tuple]) -> int:
+        """Adds keyed records with their outcomes, `Outcome` or such tuples, in one transaction, all or none.
+
+        Returns how many were new.
+        """
         with self._failures():
             self._db.execute("BEGIN IMMEDIATE")
-            values = []
-            for key, record, outcome in rows:
-                values.append((key, target, self._source(record.source), record.number, record.line, *outcome))
+            sources = {source: self._source(source) for source in {record.source for _, record in items}}
+            values = [
+                (key, target, sources[record.source], record.number, record.line, *outcome)
+                for (key, record), outcome in zip(items, outcomes)
+            ]
             before = self._db.total_changes
             self._db.executemany(
                 "INSERT OR IGNORE INTO results VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)", values
             )
             added = self._db.total_changes - before
-            for key, record, outcome in rows:
-                self._keep_text(target, key, outcome[5], record)
+            best = self._best[target]
+            # Most rows are worse than what is kept; they are passed over here.
+            worst = -best[0][0] if best and len(best) == self._keep else math.inf
+            for (key, record), outcome in zip(items, outcomes):
+                energy = outcome[ENERGY]
+                if energy is not None and energy <= worst:
+                    self._keep_text(target, key, energy, record)
             self._db.execute("COMMIT")
         self._empty = False
         return added

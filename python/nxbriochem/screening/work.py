@@ -5,6 +5,7 @@ from __future__ import annotations
 import contextlib
 import functools
 import os
+import pickle
 import re
 import struct
 import threading
@@ -59,12 +60,27 @@ class Outcome(NamedTuple):
     pose: bytes | None = None
 
 
+# Where it stands in an outcome.
+ENERGY = Outcome._fields.index("energy")
 # What an outcome without numbers ends with, behind status and error.
 NOTHING = tuple(Outcome(""))[2:]
 
 
 def unpack_pose(pose: bytes | None):
     return list(struct.unpack("<7d", pose)) if pose else None
+
+
+# ---- Batches as they travel ----
+#
+# Dask looks into every list and tuple of a task and of a result for what it must replace: a batch is bytes to it.
+
+
+def pack(rows: list[tuple]) -> bytes:
+    return pickle.dumps(rows, protocol=5)
+
+
+def unpack(packed: bytes) -> list[tuple]:
+    return pickle.loads(packed)
 
 
 # ---- Targets ----
@@ -197,14 +213,13 @@ def placed(message: str, source: str, line: int) -> str:
     return f"{source}:{line}{rest}"
 
 
-def score_batch(
-    digest: bytes, protocol: dict, ligands: list[tuple], time_limit: float
-) -> tuple[list[tuple], float]:
-    """The outcomes of ligands at one target, in order, and how long they took, in seconds.
+def score_batch(digest: bytes, protocol: dict, packed: bytes, time_limit: float) -> tuple[bytes, float]:
+    """The packed outcomes of packed ligands at one target, in order, and how long they took, in seconds.
 
     They are done in pieces of some hundredths of a second. No ligand, and no piece, may take longer than the limit.
     """
     begun = time.perf_counter()
+    ligands = unpack(packed)
     settings = Protocol(**protocol)
     scorer = _made(digest, settings, threading.get_ident())
     outcomes: list[tuple] = []
@@ -219,12 +234,12 @@ def score_batch(
                 size *= 2
             else:
                 size = max(1, size // 2)
-    return outcomes, time.perf_counter() - begun
+    return pack(outcomes), time.perf_counter() - begun
 
 
 def score_guarded(
-    digest: bytes, protocol: dict, ligands: list[tuple], time_limit: float, tries: int
-) -> tuple[list[tuple], float]:
+    digest: bytes, protocol: dict, packed: bytes, time_limit: float, tries: int
+) -> tuple[bytes, float]:
     """As `score_batch`, in a process apart, which a record may kill or keep for ever.
 
     For the ligands of a batch whose worker died. Each is tried up to `tries` times before it is marked.
@@ -234,8 +249,8 @@ def score_guarded(
     begun = time.perf_counter()
     outcomes = []
     with Guard(_texts[digest], protocol) as guard:
-        for ligand in ligands:
+        for ligand in unpack(packed):
             outcomes.append(guard.score(LigandText(*ligand), time_limit, tries))
-    return outcomes, time.perf_counter() - begun
+    return pack(outcomes), time.perf_counter() - begun
 
 
