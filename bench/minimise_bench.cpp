@@ -216,7 +216,7 @@ void print_table() {
   }
 }
 
-// A method's evaluations against a peer's, over the instances.
+// Compares the number of evaluations of a method with that of a peer, over the problems.
 void count_evaluations(benchmark::State& state, const Contender& own, const Contender& peer) {
   Medians medians;
   for (auto _ : state) {

@@ -161,7 +161,7 @@ double box(int i, const double* x, Size, double* row) {
   return std::exp(-t * x[0]) - std::exp(-t * x[1]) + x[2] * row[2];
 }
 
-// Functions 13 and 22: fours of residuals and variables.
+// Functions 13 and 22: each group of four variables has four residuals.
 double powell_singular(int i, const double* x, Size, double* row) {
   const int first = (i - 1) / 4 * 4;
   const double* y = x + first;

@@ -38,7 +38,7 @@ void orient_by_eigen(Points& points) {
   }
   Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
   solver.computeDirect(moments);
-  // Ascending; the largest extent goes along x.
+  // Eigen sorts in ascending order; reversed, the largest extent is along x.
   Eigen::Matrix3d axes = solver.eigenvectors().rowwise().reverse().transpose();
   if (axes.determinant() < 0) {
     axes.row(2) = -axes.row(2);

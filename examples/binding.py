@@ -12,8 +12,9 @@ from ctypes import POINTER, byref, c_char_p, c_float, c_int
 
 EXAMPLES = "/usr/share/apbs/examples/hca-bind/"
 
-# Of a function that is not declared, ctypes takes integers and results for ints, which handles and statuses are. What
-# takes a float has to be declared, since ctypes refuses a plain float otherwise. Arrays are ctypes arrays.
+# For undeclared functions, ctypes passes integers as int and takes results for int, which is right for handles and
+# statuses. Functions with float arguments must be declared, since ctypes refuses a plain float otherwise. Arrays are
+# ctypes arrays.
 DECLARED = {
     "nx_set_molecule_coordinates": [POINTER(c_float), c_int],
     "nx_set_molecule_charges": [POINTER(c_float), c_int],

@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     return 0;
   }
   const unsigned n = 1 + data[0] % 8U;
-  // Exactly as large as is said, so that the address sanitizer sees a word behind the last.
+  // No larger than stated, so that the address sanitizer detects an access behind the last word.
   const auto words = std::make_unique<uint32_t[]>(n);
   for (std::size_t at = 1; at + 6 <= size; at += 6) {
     const unsigned position = data[at] % (n * kWord);

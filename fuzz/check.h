@@ -1,4 +1,4 @@
-// What a fuzz target expects of a result: a failure ends the process, which the fuzzer takes for a crash.
+// A check of a result in a fuzz target: a failure ends the process, which the fuzzer counts as a crash.
 #ifndef NXBRIOCHEM_FUZZ_CHECK_H
 #define NXBRIOCHEM_FUZZ_CHECK_H
 

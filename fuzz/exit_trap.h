@@ -1,5 +1,5 @@
-// Some requests end the process; a fuzz target must outlive them. Targets are linked so that the library's exit comes
-// here (-Wl,--wrap=exit).
+// Some requests end the process, but a fuzz target must continue. Targets are linked with -Wl,--wrap=exit, so that the
+// library's calls of exit come here.
 #ifndef NXBRIOCHEM_FUZZ_EXIT_TRAP_H
 #define NXBRIOCHEM_FUZZ_EXIT_TRAP_H
 
@@ -7,8 +7,8 @@
 
 namespace fuzz {
 
-// Runs the call. False when it wanted to end the process, which went back here instead: what stood between owns
-// nothing that a destructor would have to release.
+// Runs the call. False when it called exit, which jumps back here instead. No destructors run for the functions that
+// are left; they own nothing.
 bool returns(const std::function<void()>& call);
 
 // The status of the last exit that was caught.

@@ -6,8 +6,9 @@
 
 namespace nxbriodock {
 
-// Calls part(0) to part(parts - 1), each once, on up to `threads` threads, this one among them; threads that the system
-// does not give are done without. What a part throws is thrown here when all have ended, the lowest part's first.
+// Calls part(0) to part(parts - 1), each once, on up to `threads` threads, including this one. When the system gives
+// fewer threads, the others do the work. If parts throw, the exception of the lowest one is thrown here after all have
+// ended.
 void in_parallel(int parts, int threads, const std::function<void(int)>& part);
 
 }  // namespace nxbriodock

@@ -1,4 +1,4 @@
-// A structure as gemmi's model, its atoms in their order. C++17.
+// Converts a structure to gemmi's model; atoms keep their order. C++17.
 #ifndef NXBRIOFILES_GEMMI_MODEL_H
 #define NXBRIOFILES_GEMMI_MODEL_H
 
@@ -14,7 +14,8 @@ inline std::string chain_name(const Structure& structure, char letter) {
   return name != structure.chain_names.end() ? name->second : std::string(letter != ' ' ? 1 : 0, letter);
 }
 
-// Chains and residues are runs of atoms: a chain that comes back is another of the same name.
+// Chains and residues are made from consecutive atoms: when a chain's name comes again later, it becomes a second chain
+// of that name.
 inline gemmi::Model gemmi_model(const Structure& structure) {
   gemmi::Model model(std::to_string(structure.model));
   const Atom* before = nullptr;

@@ -1,21 +1,21 @@
-// libnxbriofiles: structure files to molecules of libnxbriochem and back, chosen atoms of them by a text, and what a
-// file says beyond the flat arrays. Valid C11 and C++.
+// libnxbriofiles: reads structure files into molecules of libnxbriochem and writes them, selects atoms by a text, and
+// gives access to data of a file for which libnxbriochem has no arrays. Valid C11 and C++.
 //
 // Conventions are nxbriochem.h's: status results are 1 and 0, an output argument comes first and the handle last, a
-// pointer that cannot be given is null, nothing is thrown, the library is used from one thread at a time. A handle that
-// names no molecule ends the process with a fatal report, as in the molecule layer. A failure queues one error message,
-// "FILE: what is wrong" or "FILE:LINE: what is wrong" (error.h cuts it at 200 characters; nxf_last_error has it whole),
-// and changes nothing. Memory that runs out is a failure too; within functions of libnxbriochem, which make molecules
-// and write most formats, it ends the process as it does there.
+// function that returns a pointer fails with null, nothing is thrown, and the library is used from one thread at a
+// time. A handle that names no molecule ends the process with a fatal report, as in the molecule layer. A failure
+// queues one error message, "FILE: what is wrong" or "FILE:LINE: what is wrong" (error.h cuts it at 200 characters;
+// nxf_last_error has it whole), and changes nothing. Running out of memory is a failure, too; but inside functions of
+// libnxbriochem, which make molecules and write most formats, it ends the process.
 //
-// A format is a word: "pqr", "pdb", "mmcif", "sdf", "mol2" or "xyz", in writing also "delphi_pdb" (radius and charge in
-// PDB's columns of occupancy and temperature factor, which reading finds out by itself). Null and "" mean by the file's
-// ending (.pqr, .pdb .ent, .cif .mmcif, .sdf .sd .mol, .mol2, .xyz) and, in reading, failing that by content. Files
-// compressed by gzip are read under any name; in writing, ".gz" at the end of the path or of the word ("sdf.gz") asks
-// for it. CR, LF and CR LF each end a line.
+// A format is a word: "pqr", "pdb", "mmcif", "sdf", "mol2" or "xyz", in writing also "delphi_pdb" (PDB with radius and
+// charge in the columns of occupancy and temperature factor; reading detects this itself). With null or "" the file's
+// ending decides (.pqr, .pdb .ent, .cif .mmcif, .sdf .sd .mol, .mol2, .xyz), or in reading, when the ending is another
+// one, the content. Files compressed by gzip are read under any name; in writing, ".gz" at the end of the path or of
+// the word ("sdf.gz") asks for it. CR, LF and CR LF each end a line.
 //
-// A record is what holds one molecule: a model of a PDB, mmCIF or PQR file, an entry of an SD or mol2 file, a frame of
-// an XYZ file. Models without atoms are passed over.
+// A record is the part of a file that holds one molecule: a model of a PDB, mmCIF or PQR file, an entry of an SD or
+// mol2 file, a frame of an XYZ file. Models without atoms are skipped.
 #ifndef NXBRIOFILES_NXBRIOFILES_H
 #define NXBRIOFILES_NXBRIOFILES_H
 
@@ -30,67 +30,70 @@ NX_BEGIN_DECLS
 // Reads the file's first molecule. Its handle; the caller deletes it with nx_delete_molecule. 0 on failure. A note says
 // what else the file holds. Charges and radii: see nxf_charge_source and nxf_radius_source.
 NX_API int nxf_read_molecule(const char* path, const char* format);
-// As nxf_read_molecule, from `size` bytes of such a file, gzipped or not, which are not needed any more afterwards.
-// `name` stands for the path: messages bear it and its ending counts; null means "memory".
+// As nxf_read_molecule, from the `size` bytes of such a file, gzipped or not. The bytes are not used after the call.
+// `name` takes the place of the path: it appears in messages, and its ending tells the format. Null means "memory".
 NX_API int nxf_read_molecule_from_memory(const void* bytes, size_t size, const char* name, const char* format);
 // Reads all molecules of a file and appends them to a list. On failure, a faulty record among them, nothing is
 // appended.
 NX_API int nxf_add_molecules_to_list(const char* path, const char* format, int list);
-// As nxf_add_molecules_to_list, from bytes as nxf_read_molecule_from_memory has them.
+// As nxf_add_molecules_to_list, from bytes as in nxf_read_molecule_from_memory.
 NX_API int nxf_add_molecules_to_list_from_memory(const void* bytes, size_t size, const char* name, const char* format,
                                                  int list);
 
 // ---- Reading record by record ----
 //
-// A reader holds one record at a time, so that a file of a million takes no more memory than one of ten, through a pipe
-// too; only mmCIF, and PDB through a pipe, are held whole. Readers are named by positive integers of their own. A value that names no reader gives 0 or
-// null, with an error message.
+// A reader holds one record at a time, so that a file of a million records takes no more memory than one of ten, also
+// through a pipe. Only mmCIF, and PDB through a pipe, are held whole. Readers are named by positive integers, which are
+// not handles of the registry. A value that names no reader gives 0 or null, with an error message.
 
 // Opens a file. The reader; close it with nxf_close_reader. 0 on failure.
 NX_API int nxf_open_reader(const char* path, const char* format);
-// As nxf_open_reader, of bytes as nxf_read_molecule_from_memory has them. They must stay until the reader is closed.
+// As nxf_open_reader, from bytes as in nxf_read_molecule_from_memory. The bytes must stay valid until the reader is
+// closed.
 NX_API int nxf_open_memory_reader(const void* bytes, size_t size, const char* name, const char* format);
-// Reads the next record. 1 when there was one, 0 at the end of the file. *mol is its molecule, the caller's to delete,
-// or 0 when the record is faulty, of which an error message tells; the next call goes on behind it. Null is refused.
+// Reads the next record. 1 when there was one, 0 at the end of the file. *mol becomes its molecule, which the caller
+// deletes, or 0 when the record is faulty. A faulty record queues an error message, and the next call continues after
+// it. A null `mol` is refused.
 NX_API int nxf_read_record(int* mol, int reader);
-// Passes over the next record without looking into it, apart from where it ends; nxf_record_text has it then. 1 when
-// there was one, 0 at the end of the file. A record that cannot be read to its end, the last of a damaged file, counts:
-// an error message tells of it, and it has no text.
+// Skips the next record: only its end is looked for. Its text is then available from nxf_record_text. 1 when there was
+// one, 0 at the end of the file. A record that cannot be read to its end (the last of a damaged file) counts as one: it
+// queues an error message and has no text.
 NX_API int nxf_skip_record(int reader);
-// The text of the record last read or skipped, with LF as line ends, NUL-terminated, and through `size`, unless that is
-// null, its length. A PDB record is given what bonds need, LINK, SSBOND and CONECT, from all of the file; so the text
-// is a file by itself. Valid until the next call for the reader. Null before the first record; for mmCIF, whose models
-// share one table, the whole file.
+// The text of the record last read or skipped, with LF as line ends, NUL-terminated. Its length goes to `size` unless
+// that is null. A PDB record includes the LINK, SSBOND and CONECT lines of the whole file, so that the text is a
+// complete file. Valid until the next call for the reader. Null before the first record. For mmCIF, whose models share
+// one table, it is the whole file.
 NX_API const char* nxf_record_text(size_t* size, int reader);
 // The number of the record last read or skipped, counted from 1; 0 before the first.
 NX_API int nxf_record_number(int reader);
 // The line on which that record begins, counted from 1; 0 before the first.
 NX_API size_t nxf_record_line(int reader);
-// The format word of what the reader reads.
+// The format word of the file.
 NX_API const char* nxf_reader_format(int reader);
 // Closes the reader. Its molecules stay.
 NX_API int nxf_close_reader(int reader);
 
 // ---- What reading says of a molecule ----
 //
-// Kept with the molecule: nx_copy_molecule copies it, nx_clear_molecule and nx_delete_molecule take it away. Texts are
-// the molecule's and valid until it is changed or deleted. Of a molecule that was not read by this library the texts
-// are empty, the numbers 0.
+// This is stored with the molecule: nx_copy_molecule copies it, nx_clear_molecule and nx_delete_molecule remove it.
+// Texts belong to the molecule and are valid until it is changed or deleted. For a molecule that was not read by this
+// library the texts are empty and the numbers 0.
 
 // The format word of the file.
 NX_API const char* nxf_molecule_format(int mol);
-// The model's number in the file, or the record's where records have none.
+// The model's number in the file; for formats without model numbers, that of the record.
 NX_API int nxf_molecule_model(int mol);
-// The title in the file: PDB's TITLE, mmCIF's _struct.title, the name or comment of an SDF, mol2 or XYZ entry. The
-// molecule's own name, nx_get_molecule_name, is that of the latter three and otherwise the file's without endings.
+// The title in the file: PDB's TITLE, mmCIF's _struct.title, the name or comment of an SDF, mol2 or XYZ entry. For the
+// latter three it is also the molecule's name (nx_get_molecule_name); otherwise that is the file's name without
+// endings.
 NX_API const char* nxf_molecule_title(int mol);
 // Where the charges come from: "file" for partial charges in the file (PQR, mol2, delphi_pdb); "formal" for formal
 // ones: those in the file, and in residues that have none there +1 on LYS NZ and +1/2 on ARG NH1 and NH2, -1/2 on ASP
-// OD1 and OD2 and GLU OE1 and OE2 (nx_charge_protein), none on an acid with its hydrogen, +1/2 on ND1 and NE2 of HIP and
-// HSP and of a HIS with both hydrogens, -1 on CYM SG, +1 on the N of a protein chain's first residue, -1/2 on O and OXT,
-// -1 shared by the outer oxygens of a nucleotide's phosphate (-2 by those of one at a chain's end or on a side chain)
-// and an ion's by its residue's name; "none" when all that leaves every atom neutral. Notes count what was left neutral:
-// phosphates, ions, ligands, modified residues and chain ends.
+// OD1 and OD2 and GLU OE1 and OE2 (nx_charge_protein), none on an acid with its hydrogen, +1/2 on ND1 and NE2 of HIP
+// and HSP and of a HIS with both hydrogens, -1 on CYM SG, +1 on the N of a protein chain's first residue, -1/2 on O and
+// OXT, -1 shared by the outer oxygens of a nucleotide's phosphate (-2 by those of one at a chain's end or on a side
+// chain) and an ion's by its residue's name; "none" when every atom is neutral by these rules. Notes count what was
+// left neutral: phosphates, ions, ligands, modified residues and chain ends.
 NX_API const char* nxf_charge_source(int mol);
 // Where the radii come from: "file", or "Bondi" (nx_assign_bondi_radii).
 NX_API const char* nxf_radius_source(int mol);
@@ -113,13 +116,13 @@ NX_API const char* nxf_chain_name(int k, int mol);
 
 // ---- Data fields ----
 //
-// What an SD file tells of a molecule beside its structure, by name. Written back into SD files.
+// The named data fields of an SD file. They are written back into SD files.
 
 // How many fields there are.
 NX_API int nxf_number_of_fields(int mol);
 // The k-th field's name, from 0; null when there is none.
 NX_API const char* nxf_field_name(int k, int mol);
-// The text of the field of that name, lines parted by LF; null when there is none.
+// The text of the field of that name, with LF between lines; null when there is none.
 NX_API const char* nxf_field(const char* name, int mol);
 // Sets or replaces a field. 0 for null, for a name that is empty or has line ends or '>' in it, and for a text with an
 // empty line in it or "$$$$" on one, which no SD file can hold.
@@ -129,16 +132,16 @@ NX_API int nxf_delete_field(const char* name, int mol);
 
 // ---- Atoms beyond the flat arrays ----
 //
-// An entry per atom index, as many as nx_get_molecule_charges_length says; places of deleted atoms are left as they
-// were. Work on any molecule. 0 for a null array.
+// Arrays have an entry per atom index, nx_get_molecule_charges_length in all. Getters leave the entries of deleted
+// atoms unchanged. They work for any molecule. 0 for a null array.
 
 // Atomic numbers; 0 for an unknown element.
 NX_API int nxf_get_atomic_numbers(int* numbers, int mol);
-// Sets them; 0, with nothing changed, for one that is negative or beyond 118.
+// Sets the atomic numbers. 0, with nothing changed, when one is negative or above 118.
 NX_API int nxf_set_atomic_numbers(const int* numbers, int mol);
 // Formal charges, elementary charges.
 NX_API int nxf_get_formal_charges(int* charges, int mol);
-// Sets them.
+// Sets the formal charges.
 NX_API int nxf_set_formal_charges(const int* charges, int mol);
 // Insertion codes, one character each, a blank for none.
 NX_API int nxf_get_insertion_codes(char* codes, int mol);
@@ -151,18 +154,17 @@ NX_API int nxf_get_b_factors(float* factors, int mol);
 
 // ---- Choosing atoms ----
 
-// Writes 1 for each atom that the selection means and 0 for the others, an entry per atom index, as
-// nx_set_molecule_atom_mask takes them. The language is gemmi's, "/model/chains/residues/atoms" with parts left out
-// ("A", "A/10-20", "(ALA,GLY)", "CA[C]", "*;q<0.5"), and the words `protein`, `nucleic`, `water`, `hetero` and `all`,
-// which go by residue names and, for hetero, by records. `not`, `and`, `or` and brackets that stand alone between
-// blanks join them: "protein and not A". Chains go by their names in the file. 0, with an error message, for null and
-// for a text that is no selection.
+// Writes 1 for each selected atom and 0 for the others, with an entry per atom index, as nx_set_molecule_atom_mask
+// takes them. The language is gemmi's, "/model/chains/residues/atoms" with parts left out ("A", "A/10-20", "(ALA,GLY)",
+// "CA[C]", "*;q<0.5"), and the words `protein`, `nucleic`, `water`, `hetero` and `all`, which look at residue names, or
+// for hetero at the HETATM flag. They are joined by `not`, `and`, `or` and brackets, each with blanks around: "protein
+// and not A". Chains are named as in the file. 0, with an error message, for null and for a text that is no selection.
 NX_API int nxf_select(int* mask, const char* selection, int mol);
 
-// A new molecule of the atoms whose mask is not 0, in their order, with the bonds between them and all that is kept
-// with the molecule: charges and radii as they are, notes and fields; residues and chains are counted anew. The mask
-// has an entry per atom index. Coordinates are those of the active conformer. Its handle; the caller deletes it with
-// nx_delete_molecule. 0, with an error message, for null and when no atom is chosen.
+// A new molecule of the atoms whose mask is not 0, in their order, with the bonds between them, their charges and
+// radii, and the molecule's notes and fields. Residues and chains are counted anew. The mask has an entry per atom
+// index. Coordinates are those of the active conformer. Its handle; the caller deletes it with nx_delete_molecule. 0,
+// with an error message, for null and when no atom is chosen.
 NX_API int nxf_extract_atoms(const int* mask, int mol);
 
 // ---- Writing ----
@@ -171,16 +173,17 @@ NX_API int nxf_extract_atoms(const int* mask, int mol);
 NX_API int nxf_write_molecule(const char* path, const char* format, int mol);
 // Writes the molecules of a list, and of lists within it, into one file, as models or records in order.
 NX_API int nxf_write_list_of_molecules(const char* path, const char* format, int list);
-// The bytes of such a file, a NUL behind them, and through `size`, unless that is null, their number. The library's,
-// valid until the next such call. Null on failure; here the format must be a word.
+// The bytes of the file that nxf_write_molecule would write, followed by a NUL. Their number goes to `size` unless that
+// is null. They belong to the library and are valid until the next call of this function or nxf_list_text. Null on
+// failure. Here `format` must be a format word.
 NX_API const char* nxf_molecule_text(size_t* size, const char* format, int mol);
-// As nxf_molecule_text, of the molecules of a list.
+// As nxf_molecule_text, for the molecules of a list.
 NX_API const char* nxf_list_text(size_t* size, const char* format, int list);
 
 // ---- Failures ----
 
-// The message of the last call of this library that failed, whole; "" when none has. The library's, valid until the
-// next call that fails.
+// The whole message of the last failed call of this library; "" when none has failed. It belongs to the library and is
+// valid until the next call that fails.
 NX_API const char* nxf_last_error(void);
 
 NX_END_DECLS

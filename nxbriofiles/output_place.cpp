@@ -25,7 +25,8 @@ bool is_same(const struct stat& one, const struct stat& other) {
   return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-// The names under /proc that a link such as /dev/stdout leads to stand for descriptors, not for files of a directory.
+// Whether a directory belongs to /proc. Names there, to which links such as /dev/stdout lead, are descriptors, not
+// files.
 bool is_of_processes(int directory) {
   struct statfs system {};
   return fstatfs(directory, &system) == 0 && system.f_type == PROC_SUPER_MAGIC;
@@ -58,7 +59,7 @@ struct Target {
 
 // The directory and the name that a path leads to, links of the last name followed. Throws Failure.
 Target follow(const std::string& path) {
-  constexpr int kMostLinks = 40;  // as the system has it
+  constexpr int kMostLinks = 40;  // the limit of the system
   Target target;
   std::string rest = path;
   for (int links = 0; links <= kMostLinks; ++links) {
@@ -78,7 +79,7 @@ Target follow(const std::string& path) {
     char link[PATH_MAX];
     const ssize_t length = readlinkat(target.directory.number(), target.name.c_str(), link, sizeof link);
     if (length < 0) {
-      if (errno == EINVAL || errno == ENOENT) {  // no link; nothing there
+      if (errno == EINVAL || errno == ENOENT) {  // EINVAL: not a link; ENOENT: nothing there
         return target;
       }
       refuse(path, errno);
@@ -111,7 +112,7 @@ std::optional<Identity> identity_of(const std::string& path) {
 }  // namespace
 
 OutputPlace::OutputPlace(const std::string& path) {
-  // By the system first, which does not follow links that others planted in a directory for all.
+  // The system is asked first: it refuses to follow links that other users put into a directory like /tmp.
   struct stat status {};
   if (stat(path.c_str(), &status) == 0) {
     existing_ = status;

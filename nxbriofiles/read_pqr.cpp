@@ -1,11 +1,11 @@
-// PQR: atom records with charge and radius. The rule is fields parted by white space,
+// PQR: atom records with charge and radius. Fields are usually separated by white space:
 //
 //   ATOM serial name residue [chain] number x y z charge radius [element]
 //
 // where number may carry an insertion code (52A), and chain and number, or record name and serial, may touch (A1000,
-// HETATM10000). Programs that keep to PDB's columns let other fields run together as well; a record that is no good by
-// fields is read by columns: names and numbers where PDB has them, charge, radius and an element from column 55. What
-// stands behind the known fields is a fault: it may be the rest of another record.
+// HETATM10000). Programs that use PDB's columns let other fields run together as well. So a record that cannot be read
+// by fields is read by columns: names and numbers where PDB has them; charge, radius and an element from column 55 on.
+// Text after the known fields is a fault: it may be the rest of another record.
 #include <algorithm>
 #include <cctype>
 #include <optional>
@@ -22,7 +22,7 @@ namespace {
 bool is_letter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
 bool is_digit(char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; }
 
-// The rest of an atom record after its name; nothing for another record.
+// The text of an atom record after the record name; nothing for any other record.
 std::optional<std::string_view> after_record_name(std::string_view line) {
   for (const std::string_view name : {"ATOM", "HETATM"}) {
     if (starts_with_ignoring_case(line, name)) {
@@ -117,7 +117,7 @@ class Reader {
   }
 
  private:
-  // Nothing with the fault where the fields are no atom.
+  // Reads an atom by fields. Returns nothing, and the fault, when the fields are no atom.
   std::optional<Atom> by_fields(std::string_view rest, std::string& fault) {
     std::vector<std::string_view> f = fields(rest, 16);
     int element = 0;
@@ -133,7 +133,7 @@ class Reader {
     atom.name = f[1];
     atom.residue = f[2];
     std::string_view number = f[f.size() - 6];
-    // "_" stands for none where the other atoms have a chain.
+    // "_" means no chain, in files where other atoms have one.
     std::string_view chain = f.size() == 10 && f[3] != "_" ? f[3] : std::string_view();
     if (chain.empty() && number.size() > 1 && is_letter(number[0]) && (is_digit(number[1]) || number[1] == '-')) {
       chain = number.substr(0, 1);
@@ -152,7 +152,8 @@ class Reader {
     return atom;
   }
 
-  // Nothing, with the fault where the record has points where the columns put those of the coordinates.
+  // Reads an atom by columns. Returns nothing when it is no atom; the fault is set only when the decimal points of the
+  // coordinates are in the right columns.
   std::optional<Atom> by_columns(std::string_view line, std::string& fault) {
     if (line.size() < 57 || line[34] != '.' || line[42] != '.' || line[50] != '.') {
       fault = "not an atom record";

@@ -1,4 +1,4 @@
-// XYZ: a count, a comment, and so many lines of an element and a place.
+// XYZ: a line with the number of atoms, a comment line, and for each atom a line of an element and coordinates.
 #include "element.h"
 #include "failure.h"
 #include "parsers.h"

@@ -73,7 +73,7 @@ bool keep_owner_and_mode(int file, const struct stat& old) {
   return fchmod(file, mode) == 0;
 }
 
-// A file on its way from its own name to its place.
+// A file that is written under a temporary name and then renamed to its place.
 class Appearing {
  public:
   Appearing(const std::string& path, const OutputPlace& place)
@@ -125,7 +125,7 @@ class Appearing {
   State state_ = State::Hidden;
 };
 
-// All, or none where that can be had: what was exchanged is exchanged back.
+// Makes all files appear. When one fails, those before it are exchanged back, where the file system can do that.
 void appear_together(std::deque<Appearing>& files) {
   const SignalsHeld held;
   for (std::size_t i = 0; i < files.size(); ++i) {

@@ -13,16 +13,16 @@ namespace nxbrio {
 
 // Contents are kept in memory until commit(); nothing is on disk before. Symbolic links are followed. A replaced file
 // keeps its mode, owner and group as far as the system allows; a new one gets the usual ones. Devices, pipes and open
-// descriptors of this process, such as /dev/stdout, are written as they stand, without truncation.
+// descriptors of this process, such as /dev/stdout, are written in place, without truncation.
 //
 // All members throw Failure with the file's path.
 class StagedFiles {
  public:
-  // What the process prints on standard output once a file goes there: it stays there or goes to standard error.
+  // Where the process prints when a file is written to standard output: still there, or on standard error.
   enum class Printing { Stays, GoesToStandardError };
   explicit StagedFiles(Printing printing = Printing::GoesToStandardError) : printing_(printing) {}
 
-  // Gives a descriptor that takes the contents of the file at this path. This object owns it.
+  // Returns a descriptor to write the contents of the file at this path to. This object owns the descriptor.
   int stage(const std::string& path);
   // Makes all files appear. All regular files are on disk, under temporary names, before the first one is renamed. When
   // a later rename fails, the earlier ones are undone, where the file system has renameat2.
@@ -32,9 +32,9 @@ class StagedFiles {
   struct File {
     std::string path;
     OutputPlace place;
-    // Memory.
+    // A file in memory that collects the contents.
     Descriptor contents;
-    // Open already if it is standard output, of which this is a duplicate.
+    // For standard output: a duplicate of its descriptor, open from the start.
     Descriptor in_place;
   };
 

@@ -32,7 +32,7 @@ struct Wanted {
   bool gzipped;
 };
 
-// By the word and, where that does not say, by the path's ending.
+// The format and compression by the word, or where that does not say by the path's ending.
 Wanted wanted(const char* path, const char* word) {
   std::string text = word != nullptr ? word : "";
   Wanted result{Format::Pdb, (path != nullptr && ends_in_gz(path)) || ends_in_gz(text)};
@@ -83,7 +83,7 @@ class MemoryFile {
   int descriptor_;
 };
 
-// "> <NAME>", the text, an empty line, for each field; before the line that ends the record.
+// Inserts the data fields before the line that ends the record: for each "> <NAME>", the text, an empty line.
 std::string with_fields(std::string record, int mol) {
   constexpr std::string_view kEnd = "$$$$\n";
   const std::vector<std::string> fields = texts_of(model(mol), kFieldsTag);
@@ -101,7 +101,7 @@ std::string with_fields(std::string record, int mol) {
   return record.append(kEnd);
 }
 
-// What the library writes. It says on standard error what it refuses.
+// The text that libnxbriochem writes. When it refuses, its message on standard error becomes the failure.
 template <class Write>
 std::string library_text(const std::string& about, Write write) {
   const MemoryFile file;
@@ -180,7 +180,7 @@ std::string bytes_of(const std::string& about, const Wanted& wanted, const std::
   return wanted.gzipped ? gzipped(about, text) : text;
 }
 
-// The molecules of a list, those of lists within it in their place.
+// The molecules of a list; nested lists are replaced by their molecules.
 std::vector<int> molecules_of(int list) {
   constexpr int kListType = 2;
   constexpr int kMoleculeType = 3;
@@ -210,7 +210,7 @@ int write_file(const char* path, const char* format, const std::vector<int>& mol
   return 1;
 }
 
-// The caller's to read.
+// The text last returned to a caller.
 constinit util::NeverDestroyed<std::string> kept_text;
 
 const char* keep(size_t* size, std::string bytes) {

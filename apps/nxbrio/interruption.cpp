@@ -14,7 +14,7 @@ extern "C" void take_note(int) {
 }  // namespace
 
 Interruption::Interruption() : set_(false) {
-  // What a shell has put in the background ignores the signal.
+  // A shell starts background jobs with SIGINT ignored. That must stay so.
   if (sigaction(SIGINT, nullptr, &before) != 0 || before.sa_handler == SIG_IGN) {
     return;
   }

@@ -19,12 +19,12 @@ namespace nxbrio {
 // The files of both sides, and which atoms of them are read.
 struct Sides {
   std::string target;
-  // None means that the target's file holds the ligand too.
+  // When empty, the target's file also holds the ligand.
   std::vector<std::string> ligands;
   std::optional<std::string> target_select;
   std::optional<std::string> ligand_select;
 
-  // All files.
+  // The files of both sides.
   std::vector<std::string> files() const;
 };
 
@@ -39,7 +39,7 @@ struct Ligand {
   std::string fault;
 };
 
-// Reads ligands one by one. The rest of a file that cannot be read any further is passed over.
+// Reads ligands one by one. When a file cannot be read any further, its rest is skipped.
 class Ligands {
  public:
   // Reads the first two. Throws UsageError for a faulty selection.
@@ -47,7 +47,7 @@ class Ligands {
 
   // Whether there is more than one.
   bool are_several() const { return several_; }
-  // The next one; none at the end. Throws UsageError likewise.
+  // The next ligand; nothing at the end. Throws UsageError for a faulty selection.
   std::optional<Ligand> next();
 
  private:
@@ -58,21 +58,21 @@ class Ligands {
   const Structure& target_;
   Selection selection_;
   std::deque<std::string> files_;
-  // Only the first model is read, since it belongs to the target's.
+  // Only the first model is read, because target and ligand come from the same model.
   bool only_first_;
-  // Whether the sides may have atoms in common by mistake.
+  // Whether atoms are selected, so that the sides may have atoms in common by mistake.
   bool selected_;
   std::unique_ptr<ModelReader> reader_;
   std::deque<Ligand> ahead_;
   bool several_ = false;
 };
 
-// How many ligands there are, for a bar on a terminal; 0 when that is not worth while or cannot be told.
+// The number of ligands, for a progress bar; 0 when counting does not pay or is impossible.
 std::size_t count_ligands(const Sides& sides);
 // Reads the only ligand. Throws Failure for a faulty one.
 Structure read_only_ligand(Ligands& ligands);
 
-// What a row of a table says of its ligand.
+// The columns of a table that identify a ligand.
 struct LigandName {
   explicit LigandName(const Structure& structure);
 
@@ -84,7 +84,7 @@ struct LigandName {
   double net_charge = 0.0;
 };
 
-// "rank, ligand" and the cells that all tables of ligands begin with.
+// The header cells with which all tables of ligands begin: "rank", "ligand" and so on.
 Row ligand_header();
 Row ligand_row(std::size_t rank, const LigandName& ligand);
 nlohmann::ordered_json ligand_json(std::size_t rank, const LigandName& ligand);
@@ -92,7 +92,7 @@ nlohmann::ordered_json ligand_json(std::size_t rank, const LigandName& ligand);
 void add_ligand_header(Csv& csv);
 void add_ligand(Csv& csv, std::size_t rank, const LigandName& ligand);
 
-// Notes on many ligands: each text once, with the number of ligands that it is about.
+// Notes on many ligands: each text once, with the number of ligands that it applies to.
 class NoteCounts {
  public:
   void add(const std::string& note);

@@ -25,7 +25,7 @@ std::string overlap_text(const RefinedPlace& place) {
   return formatted("the 12-6 energy is %.4g kcal/mol, ", place.energy.twelve_six) + contact_text(place) + ". ";
 }
 
-// Sentences on an overlap with the target; empty when there is none to tell.
+// Sentences about an overlap with the target; empty when there is none.
 std::string overlap_statement(const RefinedLigand& refined, int most_iterations) {
   const bool jammed = refined.run.overlaps != 0;
   if (refined.run.started_inside == 0) {
@@ -104,7 +104,7 @@ std::string energies_text(const RefineReport& report) {
   return table(rows) + (report.library_unit ? library_unit_text() : "");
 }
 
-// A row for each of several ligands.
+// The table of several ligands, a row for each.
 std::string ligands_text(const RefineReport& report) {
   std::vector<Row> rows{ligand_header()};
   auto& header = rows.front().second;
@@ -163,7 +163,7 @@ ordered_json place_json(const RefinedPlace& place) {
             {"fraction", place.contact.fraction}}}};
 }
 
-// How one ligand went.
+// The JSON object for one ligand.
 ordered_json run_json(const RefinedLigand& refined, int most_iterations) {
   ordered_json json;
   json["before"] = place_json(refined.before);
@@ -182,7 +182,7 @@ ordered_json run_json(const RefinedLigand& refined, int most_iterations) {
   return json;
 }
 
-// How the only ligand went.
+// The report of a run with a single ligand.
 std::string run_text(const RefineReport& report) {
   const RefinedLigand& refined = report.ligands.front();
   return energies_text(report) + "\n" +

@@ -39,8 +39,8 @@ using vector3::vector_at;
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 constexpr Matrix kIdentity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-// The error of an RMS deviation, in angstrom, above which it is computed from the residuals: a quarter of the promised
-// accuracy.
+// The error of an RMS deviation, in angstrom, above which it is computed from the residuals: a quarter of the
+// documented accuracy.
 constexpr double kTolerance = 5e-7;
 // Traces with a smaller relative difference are equal but for rounding.
 constexpr double kRounding = 32 * kEpsilon;

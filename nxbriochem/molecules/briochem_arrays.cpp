@@ -1,5 +1,5 @@
-// The arrays of one value per atom, each a description of where the value lives, and the functions that all of them
-// have. Coordinates, three values per atom at a flat index, come last.
+// The arrays of one value per atom. Each is described by a type that says where the value is stored; templates make the
+// functions that all arrays have. Coordinates, three values per atom at a flat index, come last.
 #include <algorithm>
 #include <cstring>
 
@@ -23,10 +23,10 @@ bool is_non_zero(T value) {
   return value < T{} || value > T{};
 }
 
-// How a property is read for, and written from, the values of the atoms from `begin` to `end`, and whether any atom has
-// one that is not zero (places of deleted atoms hold zero).
+// Each property reads and writes the values of the atoms from `begin` to `end`, and tells whether any atom has a
+// nonzero value (places of deleted atoms hold zero).
 
-// A property that lies in a column of the store as callers have it.
+// A property stored in a column in the form that callers use.
 template <class T, T* (NxAtomStore::*column)() const>
 struct ColumnOf {
   using Value = T;
@@ -46,7 +46,7 @@ using Radius = ColumnOf<float, &NxAtomStore::Radii>;
 using Charge = ColumnOf<float, &NxAtomStore::PartialCharges>;
 using AtomType = ColumnOf<int, &NxAtomStore::IntTypes>;
 
-// Atomic numbers, which callers have as letters.
+// Atomic numbers, which callers see as letters.
 struct Element {
   using Value = char;
   static void get(const NxAtomStore& store, unsigned begin, unsigned end, char* out) {

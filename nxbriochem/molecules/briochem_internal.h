@@ -1,4 +1,4 @@
-// What the sources of briochem share: from a handle to the model, and what the model says of an atom. Not exported.
+// Shared by the sources of briochem: from a handle to the model, and properties of an atom in the model. Not exported.
 #ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_INTERNAL_H
 #define NXBRIOCHEM_MOLECULES_BRIOCHEM_INTERNAL_H
 
@@ -20,7 +20,7 @@ inline NxChem::NxMolBase& model(int mol) { return *NxBrioChem::NxDerefMolHandle(
 inline const NxAtomStore& store_of(const NxChem::NxMolBase& mol) { return NxChem::NxMolInternals::Store(mol); }
 inline NxAtomStore& store_of(NxChem::NxMolBase& mol) { return NxChem::NxMolInternals::Store(mol); }
 
-// Calls visit(begin, end) for every stretch of atom indices without gaps, in order.
+// Calls visit(begin, end) for every range of atom indices without gaps, in order.
 template <class Visit>
 void visit_stretches(const NxChem::NxMolBase& mol, Visit visit) {
   NxChem::NxMolInternals::Atoms(mol).Stretches(visit);
@@ -51,14 +51,14 @@ bool there_is_room(std::size_t n, std::size_t size);
 // The tag of the atom mask.
 int mask_tag();
 
-// Takes away the arrays that the nxi_molecule_* functions keep with the molecule for their callers.
+// Deletes the arrays that the nxi_molecule_* functions keep with the molecule for their callers.
 void drop_internal_arrays(NxChem::NxMolBase& mol);
 
-// The own name of the atom of an index, else its element symbol, "Du" for atomic number 0.
+// The name of the atom with this index; for an unnamed atom its element symbol ("Du" for atomic number 0).
 std::string_view name_of(const NxAtomStore& store, unsigned idx);
 
-// How an array of names is packed: its bytes and where each atom's part starts come from the text of an atom and from
-// how many bytes that takes.
+// How an array of names is packed. The text of an atom and the number of bytes that it takes determine the bytes of the
+// array and where each atom's part starts.
 struct NamePacking {
   std::string_view (*text)(const NxAtomStore& store, unsigned idx);
   std::size_t longest;  // characters of a text that are packed

@@ -51,7 +51,7 @@ constexpr ArrayReader kListReaders[] = {
     {"mol2_charged", read_mol2},
 };
 
-// Gives the array the counts of the files' molecules.
+// Stores the atom counts of the files' molecules in the array.
 int with_counts(int result, const File_list& files, const int* natoms, PdbArray& array) {
   if (natoms != nullptr) {
     array.natoms.assign(natoms, natoms + files.number);
@@ -109,7 +109,7 @@ int read_list(const ArrayReader (&readers)[kRows], const char* filename, const c
 
 // What a binary file holds of a list of molecules.
 struct Collected {
-  std::vector<std::string> names;  // of the files that the molecules are from
+  std::vector<std::string> names;  // of the files that the molecules were read from
   std::vector<PdbStruct> atoms;
   std::vector<int> natoms;
   std::vector<float> radii;
@@ -151,7 +151,7 @@ constexpr BinaryWriter kBinaryWriters[] = {
     {"delphi_binary_pdb", true, write_delphi_binary},
 };
 
-// Whether the molecule has radii and charges, some of which are not zero; warns when it has not.
+// Whether the molecule has a nonzero radius and a nonzero charge; warns when it has not.
 bool has_radii_and_charges(int mol) {
   if (nx_is_molecule_radii_set(mol) == 0) {
     NxSystem::NxThrow.Warning("molecule radii not all set!\n");
@@ -166,7 +166,7 @@ bool has_radii_and_charges(int mol) {
 
 int write_list(const char* filename, const BinaryWriter& writer, int list) {
   if (!NxChem::nxmolostream().open(filename) || !is_list(list)) {
-    return 0;  // opening touches nothing; the stream said why it cannot be
+    return 0;  // opening changes nothing on disk; the stream has reported the reason
   }
   Collected collected;
   for (const int mol : molecules_of_list(list)) {
@@ -212,7 +212,7 @@ int nx_write_list_of_molecules_to_binary_file(const char* filename, const char* 
 }
 
 // ---- The low-level readers and writers. Kept: programs rely on the texts as they stand. One lacks the function's
-// prefix, some the word "Function", one ends in a full stop. ----
+// prefix, some lack the word "Function", and one ends in a full stop. ----
 
 int nxi_write_molecule(FILE* /*stream*/, int /*mol*/) {
   NxSystem::NxThrow.Fatal("Function nxi_write_molecule(FILE*,int) not implemented");

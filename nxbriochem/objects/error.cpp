@@ -1,5 +1,5 @@
 // Each queue is one growing buffer of NUL-terminated messages, which are found by walking it. The two queues differ in
-// their variables and in their words.
+// their variables and in their texts.
 //
 // Kept: programs rely on the words of each queue, which do not mirror each other. They are spelt out per queue.
 #include <nxbriochem/objects/error.h>
@@ -291,7 +291,8 @@ const char* find_with_tag(const Queue& queue, const char* tag, int wanted) {
       return message;
     }
   }
-  // The free space; a full buffer has none, and the last message's NUL stands in for it.
+  // For n at the end this is the free space, which reads as "". A full buffer has no free space, so the NUL of the last
+  // message is returned.
   return queue.position > queue.capacity ? message - 1 : message;
 }
 
@@ -384,7 +385,7 @@ int nx_write_errors_to_file(const char* path) {
     return 0;
   }
   const auto size = static_cast<int>(std::strlen(path) + 1);
-  // The copy of an earlier name stays on the books, unless nx_free_all_memory has taken it off them.
+  // The copy of an earlier name stays in tracked memory, unless nx_free_all_memory has released it.
   char* const name = static_cast<char*>(nx_calloc(size, 1));
   memory::free_if_untracked(error_file);
   error_file = name;

@@ -1,8 +1,8 @@
-// Entries are never removed or reused. A file closed by its stream gives its tracked name back, while one closed by
-// name keeps it. Later listings still show the entry, so its name then moves to plain memory.
+// Entries are never removed or reused. A file closed by name keeps its tracked copy of the name; one closed by stream
+// frees it. Since later listings still show the entry, its name then moves to plain memory.
 //
-// Finding an open entry is defined as a scan of the entries. Two indexes of the open ones give the scan's answer: by
-// name, which no two open entries share, and by stream, of which the last entry counts.
+// Finding an open entry is defined as a scan of the entries. Two indexes of the open ones give the same answer: by
+// name, which no two open entries share, and by stream, for which the last entry counts.
 #include <nxbriochem/objects/files.h>
 
 #include <cstring>
@@ -27,7 +27,7 @@ namespace {
 constexpr uint32_t kIncrement = 10;
 constexpr int32_t kNone = -1;
 
-// Names of files closed by their streams.
+// The names, in plain memory, of files that were closed by stream.
 constinit util::NeverDestroyed<std::vector<char*, objects::PlainHeap<char*>>> kept_names;
 
 constinit util::NeverDestroyed<util::SlotIndex<uint64_t, objects::PlainHeap>> open_names_storage;  // by hash

@@ -34,7 +34,7 @@ NX_API void* nx_object_malloc_new(int handle, int count, int element_size, const
 // nx_object_calloc without an old block.
 NX_API void* nx_object_calloc_new(int handle, int count, int element_size, const char* name);
 
-// Frees one block. Null; the pointer itself, which is then not freed, when the table does not know it.
+// Frees one block and returns null. A pointer that the table does not know is not freed, and is returned.
 NX_API void* nx_free_object_memory(int handle, void* pointer);
 
 // Named scalars and arrays of 4-byte values of the object; a name means the first block of that name. Kept: programs
@@ -84,15 +84,15 @@ NX_API void* nxi_cAlloc(int handle, int count, int element_size, const char* nam
 NX_API void* nxi_calloc(int handle, int count, int element_size, const char* name, void* old);
 // nx_object_realloc under its inner name.
 NX_API void* nxi_reAlloc(int handle, int count, int element_size, const char* name, void* old);
-// nx_object_malloc of bytes.
+// As nx_object_malloc, with the size in bytes.
 NX_API void* nxi_malloc(int handle, int bytes, const char* name, void* old);
-// nx_object_realloc of bytes, with its arguments in another order.
+// As nx_object_realloc, with the size in bytes and the arguments in another order.
 NX_API void* nxi_realloc(int handle, void* old, int bytes, const char* name);
 // nx_object_malloc_new under its inner name.
 NX_API void* nxi_mAlloc_new(int handle, int count, int element_size, const char* name);
 // nx_object_calloc_new under its inner name.
 NX_API void* nxi_calloc_new(int handle, int count, int element_size, const char* name);
-// nx_object_malloc_new of bytes.
+// As nx_object_malloc_new, with the size in bytes.
 NX_API void* nxi_malloc_new(int handle, int bytes, const char* name);
 // A zeroed block. Kept: programs rely on a null `old` allocating twice; the second block is returned, and the first
 // stays in the table until the object is deleted.
@@ -100,7 +100,7 @@ NX_API void* nxi_cAlloc_new(int handle, int count, int element_size, const char*
 // nx_free_object_memory under its inner name.
 NX_API void* nxi_free(int handle, void* pointer);
 
-// Makes a table for an owner; its handle, pseudo-random from 1000000000 up.
+// Makes a table for an owner and returns the table's handle, a pseudo-random number from 1000000000 up.
 NX_API int nxi_add_memory_table(int owner);
 // The table's place among the tables, or -1 after printing which tables there are.
 NX_API int nxi_get_memory_table(int handle);
@@ -141,13 +141,13 @@ NX_API int nxi_mem_total(int handle);
 // Bytes allocated over all tables, in 32-bit arithmetic.
 NX_API uint32_t nxi_total_object_memory_allocated(void);
 
-// Sets how the table's blocks are padded from now on, by one element's size: 0 not, 1 above and below, 2 above, 3
-// below; confirmed through the printing function with the owner's handle. Other values are stored, are not confirmed
-// and pad nothing. 1, or 0 without a table.
+// Sets how the table's blocks are padded from now on. A pad has the size of one element: 0 no pads, 1 above and below,
+// 2 above, 3 below. The setting is confirmed through nx_printf with the owner's handle. Other values are stored, are
+// not confirmed and pad nothing. 1, or 0 without a table.
 NX_API int nxi_set_memory_padding(int handle, int mode);
 // Sets when the bounds of the whole table are checked: 0 on demand, 1 before allocations, 2 before releases, 3 before
-// both; confirmed likewise. Any other level changes nothing and gives 1; a line then says that there is no such level.
-// Kept: programs rely on that line's showing the level that stays. 0 without a table.
+// both; confirmed in the same way. Any other level changes nothing and gives 1; a line then says that there is no such
+// level. Kept: programs rely on that line showing the present level. 0 without a table.
 NX_API int nxi_set_auto_bndcheck(int handle, int level);
 // Sets what an old pointer that the table does not know does: 0 counts as null, 1 counts as null with a warning, 2 is
 // returned without allocating, 3 ends the process with exit status 4. Otherwise as nxi_set_auto_bndcheck.
@@ -167,12 +167,12 @@ NX_API int nxi_boundscheck_all_s(int handle);
 // Writes a table and its blocks to a binary stream, as 32-bit little-endian words. 1, or 0 for a null stream, a handle
 // without a table, or a write that failed.
 NX_API int nxi_write_memory_table(FILE* stream, int handle);
-// Fills a table from a stream so written. The blocks that it held before are freed, and its table handle becomes the
-// number passed as `handle`. 1. Every word is carried as read and written back, whatever it says. A stream that cannot
-// be followed (cut short, a negative count or size, more promised than there is) gives 0 and leaves the table as it
-// was; one of another revision gives 1 and leaves it as well. Blocks that were read have no pads, whatever their pad
-// fields say, and pass every bounds check until they are reallocated. 0 for a null stream, a handle without a table,
-// and the registry's own table.
+// Fills a table from a stream written by nxi_write_memory_table. The blocks that it held before are freed, and its
+// table handle becomes the number passed as `handle`. Returns 1. Every word is kept as read and written back, whatever
+// its value. An invalid stream (cut short, a negative count or size, sizes beyond its end) gives 0 and leaves the table
+// unchanged; one of another revision gives 1 and also leaves it unchanged. Blocks that were read have no pads, whatever
+// their pad fields say, and pass every bounds check until they are reallocated. 0 for a null stream, a handle without a
+// table, and the registry's own table.
 NX_API int nxi_read_memory_table(FILE* stream, int handle);
 // Makes `destination` a copy of `source`, blocks duplicated without pads; the blocks that it held are freed. From then
 // on its table handle is the number passed as `destination`. 1, or 0 when either has no table or the destination is

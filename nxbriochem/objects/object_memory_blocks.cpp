@@ -50,7 +50,7 @@ void* plain_allocation(Mode mode, int element_size, void* old, int count) {
   exit_out_of_memory(text);
 }
 
-// A request for a block, and its name in the report of exhausted memory.
+// A request for a block, with what the report of exhausted memory needs.
 struct Request {
   Mode mode;
   int32_t element_size;
@@ -107,8 +107,8 @@ void grow_pack_store(Table& table, int64_t end) {
   }
 }
 
-// The first pad of a table that was read or copied: the store goes on behind what the fields say was used, or starts
-// over where they contradict themselves or leave no room.
+// For the first pad of a table that was read or copied: the store continues after the part that the fields give as
+// used, or starts anew where the fields contradict themselves or leave no room.
 void start_pack_store(Table& table, int32_t size) {
   const bool sound = table.pack_used >= 0 && table.pack_used <= int64_t{table.pack_capacity} * kPackUnit &&
                      table.pack_used <= INT32_MAX - size;
@@ -288,7 +288,7 @@ void release(Table& table, Entry& entry) {
   if (allocated < 1) {
     std::printf("NOTE: nxi_free found pointer %s already had zero associated memory\n", entry.name);
   }
-  std::free(entry.block);  // null for a block of no bytes that was made elsewhere
+  std::free(entry.block);  // null for a block of no bytes from a table that was read or copied
   adjust_total(table, -static_cast<int64_t>(allocated));
   if (table.print_flag != 0) {
     std::printf("free_Z: %s nxi_freed %d bytes, total memory allocated=  %d\n", entry.name, allocated, table.total);

@@ -26,7 +26,7 @@ bool WriteAll(int fd, std::string_view text) {
   return true;
 }
 
-// What stands there belongs to a process, whose descriptor a rename would not reach.
+// Whether the path names a descriptor of a process. Renaming a file to such a path would not write to the descriptor.
 bool IsOfProcess(std::string_view path) { return path.starts_with("/proc/") || path.starts_with("/dev/fd/"); }
 
 // The descriptor of this process that a path names, as /dev/stdout does once its link is followed; -1 for other paths.
@@ -44,10 +44,10 @@ int OwnDescriptor(std::string_view path) {
   return -1;
 }
 
-// Follows the symbolic links of the last name of a path, also to a file that does not exist yet, but none of a process.
-// False, with errno, when there are too many.
+// Follows the symbolic links of the last component of a path, also to a file that does not exist yet. Stops at paths of
+// a process (IsOfProcess). False, with errno, when there are too many links.
 bool FollowLinks(std::string& path) {
-  constexpr int kMaxLinks = 40;  // as the system has it
+  constexpr int kMaxLinks = 40;  // the limit of the system
   for (int i = 0; i < kMaxLinks; ++i) {
     if (IsOfProcess(path)) {
       return true;
@@ -55,7 +55,7 @@ bool FollowLinks(std::string& path) {
     char link[PATH_MAX];
     const ssize_t n = ::readlink(path.c_str(), link, sizeof link);
     if (n < 0) {
-      return errno == EINVAL || errno == ENOENT;  // not a link; nothing there
+      return errno == EINVAL || errno == ENOENT;  // EINVAL: not a link; ENOENT: nothing there
     }
     const std::string_view target(link, static_cast<std::size_t>(n));
     const auto slash = path.rfind('/');
@@ -69,8 +69,8 @@ bool FollowLinks(std::string& path) {
   return false;
 }
 
-// Calls make(name) with one name after the other until one is not in use. That name; empty, with errno, when make fails
-// for another reason. Names are short and do not depend on the target's, which may be as long as names can be.
+// Calls make(name) with one name after the other until one is not in use, and returns it; "" with errno when make fails
+// for another reason. Names are short and do not contain the target's name, which may have the maximum length.
 template <class Make>
 std::string MakeTemporary(Make make) {
   static unsigned made = 0;
@@ -89,8 +89,9 @@ std::string MakeTemporary(Make make) {
 // Whether changing an owner failed because the process may not, or cannot name the owner in its user namespace.
 bool IsNotAllowed(int reason) { return reason == EPERM || reason == EINVAL; }
 
-// Gives a new file the owner, group and permission bits of the old one. Only root can give files away, and others only
-// give them to groups that they are in. Where the group stays another, it may do no more than everybody may.
+// Gives a new file the owner, group and permission bits of the old one. Only root can give files to other users; others
+// can only choose a group that they are in. Where the group cannot be kept, the new group gets no more permissions than
+// everybody.
 bool TakeOver(int fd, const struct stat& old) {
   struct stat made {};
   if (::fstat(fd, &made) != 0) {
@@ -178,7 +179,8 @@ bool NxOutFile::Replace(std::string_view contents) {
   if (ReplaceByRename(contents)) {
     return true;
   }
-  // Others' files in a folder with the sticky bit cannot be renamed over (EPERM), nor can mounted files (EBUSY).
+  // Files of other users in a directory with the sticky bit cannot be replaced by renaming (EPERM), nor can mounted
+  // files (EBUSY).
   const int reason = errno;
   if ((reason == EPERM || reason == EACCES || reason == EBUSY) && OpenInPlace()) {
     return WriteInPlace(contents);
@@ -202,7 +204,7 @@ bool NxOutFile::ReplaceByRename(std::string_view contents) const {
     if (errno != ENOENT) {
       return false;
     }
-    // There is no /proc here: once more, by name.
+    // Without /proc, try again by name.
   }
   NxDescriptor file;
   const std::string name = MakeTemporary([&](const char* unused) {
@@ -244,7 +246,7 @@ void NxOutFile::RemoveKeepingErrno(const std::string& temporary) const {
 bool NxOutFile::WriteInPlace(std::string_view contents) {
   if (!truncate_in_place_) {
     std::fflush(stdout);                                                 // what was printed comes before the file
-  } else if (::ftruncate(in_place_.Get(), 0) != 0 && errno != EINVAL) {  // EINVAL: it has no length
+  } else if (::ftruncate(in_place_.Get(), 0) != 0 && errno != EINVAL) {  // EINVAL: not a file with a length
     return false;
   }
   return WriteAll(in_place_.Get(), contents) && in_place_.Close();

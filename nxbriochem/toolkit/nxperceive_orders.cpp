@@ -370,7 +370,8 @@ int OrderPerception::HypervalentTarget(unsigned atom) const {
 }
 
 // The terminal chalcogens, then imide nitrogens, take the double bonds, the shortest first. Terminal ones that get none
-// are anions: without hydrogens in the structure, acids of sulphur and phosphorus are taken as they are in water.
+// become anions: without hydrogens in the structure, acids of sulphur and phosphorus are assumed to be ionised, as in
+// water.
 void OrderPerception::SettleHypervalent(unsigned atom) {
   const int target = HypervalentTarget(atom);
   if (target == 0) {

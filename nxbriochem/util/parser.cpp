@@ -90,7 +90,7 @@ class Copier {
       take();
     }
   }
-  // Ends the token's text; where the next token is to be looked for.
+  // Ends the token's text. Returns where the scan for the next token starts.
   const char* finish() {
     *to_ = '\0';
     return from_;
@@ -184,7 +184,7 @@ double real_value(const char* text) {
   double value = 0.0;
   const std::from_chars_result end = std::from_chars(text, text + std::strlen(text), value);
   if (end.ec == std::errc::result_out_of_range) {
-    // It has an exponent: 40 digits without one are in range.
+    // Out of range, so it has an exponent (40 digits alone are in range), whose sign tells underflow from overflow.
     return std::memchr(text, '-', static_cast<std::size_t>(end.ptr - text)) != nullptr ? 0.0 : HUGE_VAL;
   }
   return value;
@@ -250,7 +250,8 @@ double variable_value(const char* name) {
   return VarTab.entries[index].value;
 }
 
-// What follows a name and '='. Defines the name if it is new. Kept: programs rely on a known name keeping its value.
+// Takes the value that follows a name and '='. Defines the name if it is new. Kept: programs rely on a known name
+// keeping its value.
 void define_if_unknown(const char* name, double value) {
   const uint64_t hash = util::text_hash(name);
   if (find_variable(name, hash) < 0) {
@@ -301,7 +302,7 @@ void open(Part part, OpenedBy opened_by) {
   ++level;
 }
 
-// Closes the innermost frame, whose value this is.
+// Closes the innermost frame, with its value.
 void close(double value) {
   const OpenedBy opened_by = frames.back().opened_by;
   frames.pop_back();
@@ -331,8 +332,8 @@ double combined(double left, int operation, double right) {
   }
 }
 
-// Joins the value to the left operand that waits at the rank, if there is one. True when the current token is an
-// operator of this rank: then the result waits in its turn, and the operator is passed.
+// Combines the value with the left operand that waits at the rank, if there is one. True when the current token is an
+// operator of this rank: then the operator is consumed and the result becomes its left operand.
 bool joined_and_waits(Frame& frame, Rank rank, double& value) {
   value = combined(frame.left[rank], frame.operation[rank], value);
   frame.operation[rank] = 0;
@@ -381,8 +382,8 @@ bool read_factor(double& value) {
   return true;
 }
 
-// Takes a factor's value into the innermost frame. True when the frame is through, with its value; false when an
-// operator asks for another signed factor.
+// Takes a factor's value into the innermost frame. True when the frame is complete, with its value; false when an
+// operator needs another signed factor.
 bool completes(const char* start, double& value) {
   Frame& frame = frames.back();
   if (frame.negated) {
@@ -399,10 +400,10 @@ bool completes(const char* start, double& value) {
     return true;
   }
   // Kept: programs rely on white space ending the outermost expression only behind its first summand. At `start` the
-  // expression's own first token is still standing, whose white space does not count.
+  // current token is still the expression's first, whose white space does not count.
   if (level == 1 && frame.operation[kSum] == 0 && nspace > 0 && sp != start) {
     sp = sp_save;
-    type = kNoToken;  // the next value scans it anew, by whatever call
+    type = kNoToken;  // the next call scans the token again, whichever function it is
     return true;
   }
   return !joined_and_waits(frame, kSum, value);

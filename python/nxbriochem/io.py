@@ -56,7 +56,7 @@ def read(path, format=None, select=None):
 def read_bytes(data, format=None, name="memory"):
     """Reads the first molecule of the bytes, or text, of a structure file.
 
-    `name` stands for the path: messages bear it, and its ending tells the format where `format` does not.
+    `name` takes the place of the path: it appears in messages, and its ending tells the format where `format` does not.
 
     Examples
     --------

@@ -20,13 +20,13 @@ namespace nxpy {
 
 namespace py = pybind11;
 
-// Becomes nxbriochem.NxError.
+// Raised in Python as nxbriochem.NxError.
 class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// Holds the libraries, for as long as it lives; a thread may hold them more than once. Made with the GIL held.
+// Holds the lock around the libraries in its scope; a thread may hold it more than once. To be made with the GIL held.
 class Session {
  public:
   Session();
@@ -51,7 +51,7 @@ class Session {
   bool held_ = true;
 };
 
-// Lets other threads use the libraries while it lives, however often this thread holds them.
+// Releases the lock in its scope, however often this thread holds it.
 class Respite {
  public:
   Respite();
@@ -63,7 +63,8 @@ class Respite {
   int depth_;
 };
 
-// Has the libraries' minimiser, of which one runs at a time. Throws Failure in a thread that has it already.
+// Reserves the minimiser, since only one minimisation can run at a time. Throws Failure in a thread that has reserved
+// it already.
 class MinimiserTurn {
  public:
   MinimiserTurn();
@@ -75,18 +76,19 @@ class MinimiserTurn {
 // Gives a warning of the package, at the line that called it. Throws where warnings are errors.
 void warn(const std::string& text);
 
-// A molecule of the library, deleted with the last who holds it: the Python object and the views of its arrays.
+// A molecule of the library. It is deleted with its last owner; owners are the Python object and the views of its
+// arrays.
 struct Body {
   explicit Body(int own_handle);
   Body(const Body&) = delete;
   Body& operator=(const Body&) = delete;
   ~Body();
 
-  // How many live.
+  // The number of live bodies.
   static int count();
 
   const int handle;
-  // Views of coordinates that live.
+  // The number of live views of the coordinates.
   int coordinate_views = 0;
 };
 
@@ -106,7 +108,7 @@ class Molecule {
   bool closed() const { return body_ == nullptr; }
   void close() { body_.reset(); }
 
-  // To be called within a session: the table of handles is the libraries'.
+  // To be called within a session, since it reads the libraries' table of handles.
   NxChem::NxMCMolBase& model() const { return *NxBrioChem::NxDerefMCMolHandle(handle()); }
   // The number of atoms; may be asked at any time.
   int size() const {
@@ -125,16 +127,16 @@ std::string shape_of(const py::array& array);
 
 // An array as numpy.asarray makes it of any object; refuses what is ragged.
 py::array as_array(const py::object& object, const char* argument);
-// The same as n rows of floats: real numbers that single precision holds, of this shape (columns 0: one dimension).
-// Refuses NaN and infinity. An n of -1: any.
+// As as_array, as n rows of floats: real numbers within the range of single precision, with the given number of columns
+// (0: one dimension). Refuses NaN and infinity. An n of -1: any.
 py::array_t<float> float_array(const py::object& object, const char* argument, py::ssize_t n, py::ssize_t columns);
-// The same of ints, from whole numbers that 32 bits hold.
+// As float_array, for ints: whole numbers that fit 32 bits.
 py::array_t<int> int_array(const py::object& object, const char* argument, py::ssize_t n, py::ssize_t columns);
-// n texts without NUL, in UTF-8.
+// Converts an object to n texts in UTF-8; refuses texts with a NUL.
 std::vector<std::string> text_array(const py::object& object, const char* argument, py::ssize_t n);
 // Texts as a numpy array of strings.
 py::array string_array(const std::vector<std::string_view>& texts);
-// Any bytes as str: UTF-8, and what is none as Latin-1.
+// Bytes as str: decoded as UTF-8 or, when they are not valid UTF-8, as Latin-1.
 py::str as_str(std::string_view bytes);
 
 void bind_molecule(py::module_& module);

@@ -16,7 +16,7 @@ namespace nxpy {
 namespace {
 
 using Vector = py::array_t<double>;
-// As callers' functions give them.
+// Arrays returned by the caller's functions.
 using GivenArray = py::array_t<double, py::array::c_style | py::array::forcecast>;
 
 // The methods by nx_set_opt_method's codes.
@@ -36,8 +36,9 @@ double as_double(const py::object& value) {
   return number;
 }
 
-// A function to minimise, and what has been seen of it. Its callbacks run with the libraries free for other threads and
-// never throw: the first exception ends the run by values that are no numbers, and is thrown again behind it.
+// A function to minimise, with the values seen so far. Its callbacks run without the lock, so that other threads can
+// use the libraries. They never throw: after the first exception they return NaN, which ends the run, and the exception
+// is thrown again after it.
 class Problem {
  public:
   Problem(py::object fun, py::object jac, py::object hess, py::object callback, py::ssize_t n)
@@ -89,8 +90,8 @@ class Problem {
     });
   }
 
-  // Tells the caller's callback of the iterations that were made since it was told last: the point of the last call of
-  // the gradient is the new iterate then.
+  // Calls the caller's callback when an iteration was made since the last call: the point of the last gradient is then
+  // the new iterate.
   void follow() {
     if (callback_.is_none() || last_x_.empty()) {
       return;
@@ -103,7 +104,7 @@ class Problem {
     }
   }
 
-  // Runs what may throw Python's exceptions, once at most.
+  // Runs code that may throw Python exceptions; does nothing after a first exception.
   template <class Body>
   double guarded(Body body) {
     if (failed()) {
@@ -119,7 +120,7 @@ class Problem {
   }
 
   bool failed() const { return error_ != nullptr; }
-  // Throws what a callback has thrown. True for a StopIteration, which asks for an end and is no failure.
+  // Throws the exception of a callback again. True for a StopIteration, which is a request to stop and no failure.
   bool stopped() const {
     if (!failed()) {
       return false;
@@ -134,7 +135,7 @@ class Problem {
     }
   }
 
-  // The gradient at x, if that is where it was asked for last.
+  // The last gradient, if it was evaluated at x; else null.
   const std::vector<double>* gradient_at(const double* x) const {
     return last_x_.empty() || !std::equal(last_x_.begin(), last_x_.end(), x) ? nullptr : &last_gradient_;
   }
@@ -212,7 +213,7 @@ class Problem {
   std::exception_ptr error_;
 };
 
-// The one that runs; the library runs one at a time.
+// The problem that is being minimised; the library runs one at a time.
 Problem* running = nullptr;
 
 double call_value(double* x, int) { return running->value(x); }
@@ -239,7 +240,7 @@ class Optimiser {
   int handle_;
 };
 
-// The library ends the process where tracked memory runs out; this asks before.
+// The library ends the process when tracked memory runs out, so this checks before a run.
 void require_room(double bytes) {
   const double memory = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
   void* const room = bytes < memory ? std::malloc(static_cast<std::size_t>(bytes)) : nullptr;
@@ -313,7 +314,7 @@ py::dict minimize(const py::object& fun, const Vector& x0, const py::object& jac
   }
   running = nullptr;
   const std::vector<double>* const gradient = problem.gradient_at(x.data());
-  // A run that begins at a minimum finds nothing lower.
+  // A run that starts at a minimum finds nothing lower and gives 0, but it is a success.
   const bool success = !stopped && (status == 1 || (gradient != nullptr && length_of(*gradient) <= tolerance));
   py::dict found;
   found["x"] = x;

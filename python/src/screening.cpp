@@ -17,7 +17,8 @@
 namespace nxpy {
 namespace {
 
-// Holds the libraries while other Python threads run, such as the one that keeps a worker in touch with its scheduler.
+// Holds the lock around the libraries but releases the GIL, so that other Python threads run, such as the one that
+// keeps a worker in touch with its scheduler.
 class Unattended {
  public:
   void require(int status, const char* otherwise) const { session_.require(status, otherwise); }

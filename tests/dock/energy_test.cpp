@@ -1,5 +1,5 @@
-// Energies of a rigid ligand: values against sums in long double, derivatives against differences, versions and threads
-// against one another.
+// Energies of a rigid ligand. Values are compared with sums in long double, derivatives with differences, vector
+// versions and thread counts with one another.
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriodock/energy_object.h>
 
@@ -19,7 +19,7 @@ constexpr double kDielectric = 3.0;
 constexpr double kStrength = 0.7;
 constexpr double kTemperature = 310.0;
 
-// How an energy is set up, by numbers of a round.
+// The settings of an energy object, chosen by the number of a round.
 struct Setting {
   int coulomb = 0;
   bool arithmetic = false;
@@ -54,13 +54,13 @@ struct Terms {
   long double coulomb_size = 0, twelve_six_size = 0;
 };
 
-// A term beyond its wall: the parabola in s with the value and slope at the wall, by the slope's formula.
+// A term with its wall: beyond the wall it is the parabola in s that has the term's value and slope there.
 long double with_wall(long double s, long double wall, const std::function<long double(long double)>& term,
                       const std::function<long double(long double)>& slope) {
   return s < wall ? term(wall) + slope(wall) * (s - wall) : term(s);
 }
 
-// The energies as energy.h states them.
+// The energies by the formulas in energy.h.
 Terms sum_of(const Side& target, const Side& ligand, const std::vector<double>& at, const Setting& setting) {
   double length = 0;
   nxd_get_debye_length(kDielectric, kStrength, kTemperature, &length);
@@ -123,7 +123,7 @@ TEST(DockEnergy, IsTheSumOverPairs) {
     EXPECT_NEAR(nxd_energy(x.data(), 6, energy), coulomb + twelve_six,
                 1e-12 * static_cast<double>(sum.coulomb_size + sum.twelve_six_size));
 
-    // The parts of atoms and residues of either side are of the same pairs.
+    // The contributions of atoms and of residues, of either side, must add up to the same sums.
     for (const int side : {int{NXD_TARGET}, int{NXD_LIGAND}}) {
       const int n = side == NXD_TARGET ? target.size() : ligand.size();
       const auto atoms = static_cast<std::size_t>(n);
@@ -153,7 +153,7 @@ TEST(DockEnergy, IsTheSumOverPairs) {
   }
 }
 
-// The slope along one variable from values on either side (error of order h^6).
+// The derivative by one variable from differences of values (error of order h^6).
 double difference(const std::function<double(std::array<double, 6>&)>& value, std::array<double, 6> x, std::size_t i) {
   constexpr double h = 1e-3;
   const double at = x[i];
@@ -166,7 +166,7 @@ double difference(const std::function<double(std::array<double, 6>&)>& value, st
   return (45 * pair(h) - 9 * pair(2 * h) + pair(3 * h)) / (60 * h);
 }
 
-// Small and large turns, past a whole one too, about base poses of their own.
+// Small and large turns, also beyond a full turn, about random base poses.
 TEST(DockEnergy, DerivativesAreThoseOfTheValue) {
   Random random(5);
   for (int round = 0; round < 200; ++round) {
@@ -174,7 +174,7 @@ TEST(DockEnergy, DerivativesAreThoseOfTheValue) {
     const Side ligand = random.side(1 + round % 6, 2.0);
     Side target = random.side(13, 4.0);
     for (std::size_t j = 0; j < target.charges.size(); ++j) {
-      // Clear of the walls, where second derivatives jump and differences are rough.
+      // The atoms are moved away from the walls, where second derivatives jump and differences are inaccurate.
       target.coordinates[3 * j] += target.coordinates[3 * j] < 0 ? -10.0 : 10.0;
     }
     const int energy = energy_of(target, ligand);
@@ -219,7 +219,7 @@ TEST(DockEnergy, DerivativesAreThoseOfTheValue) {
   }
 }
 
-// At one place, where both terms would be infinite, and a hair's breadth from it.
+// Atoms at the same place, where both terms would be infinite without walls, and almost there.
 TEST(DockEnergy, IsFiniteAndFallsOutwards) {
   const Side one{{1, 2, 3}, {0.5}, {3.5}, {0.06}};
   const int energy = energy_of(one, one);
@@ -233,13 +233,13 @@ TEST(DockEnergy, IsFiniteAndFallsOutwards) {
     before = value;
   }
   EXPECT_NEAR(before, -0.06 + 332.063713 * 0.25 / 3.5, 1e-12);
-  // Neither charge nor extent nor distance: still a number.
+  // No charge, no radius, no distance: the result must still be a number.
   const int nothing = energy_of({{0, 0, 0}, {0}, {0}, {0}}, {{0, 0, 0}, {0}, {0}, {0}});
   std::array<double, 6> x{};
   EXPECT_EQ(nxd_energy(x.data(), 6, nothing), 0.0);
 }
 
-// Vectors of any width and any number of threads: the same bits.
+// Every vector width and every number of threads must give the same bits.
 TEST(DockEnergy, HasTheSameBitsHoweverItIsSummed) {
   Random random(11);
   for (int round = 0; round < 40; ++round) {
@@ -279,7 +279,7 @@ TEST(DockEnergy, HasTheSameBitsHoweverItIsSummed) {
   }
 }
 
-// A molecule and its arrays are the same side; elements and residues are found.
+// A molecule and its arrays must give the same energy. Elements and residues are taken from the molecule.
 TEST(DockEnergy, TakesMoleculesAndArrays) {
   const int mol = nx_make_molecule();
   nx_set_molecule_atom_number(4, mol);
@@ -309,13 +309,13 @@ TEST(DockEnergy, TakesMoleculesAndArrays) {
   EXPECT_EQ(residues, (std::array<int, 4>{0, 0, 1, 1}));
   nx_delete_molecule(mol);
   EXPECT_EQ(nxd_energy(x.data(), 6, by_handle), value);
-  // What one of them changes of the target, the other does not see.
+  // A change of the target in one object must not affect the other.
   EXPECT_EQ(nxd_set_target_charges(std::vector<double>(4, 0.0).data(), 4, by_arrays), 1);
   EXPECT_EQ(nxd_energy(x.data(), 6, by_handle), value);
   EXPECT_NE(nxd_energy(x.data(), 6, by_arrays), value);
 }
 
-// As the callback of an optimiser, and as terms of a function list, of which there are two.
+// Used as the callback of an optimiser, and as two terms of a function list.
 TEST(DockEnergy, PlugsIntoOptimisersAndLists) {
   Random random(2);
   const int energy = energy_of({{0, 0, 0}, {0}, {3.5}, {0.2}}, {{5, 1, 0}, {0}, {3.5}, {0.2}});

@@ -33,7 +33,8 @@ std::vector<double> places(const Pose& pose, int energy) {
   return coordinates;
 }
 
-// A pose places atoms as the transform that it is of the molecule does, and comes back from it and from its matrix.
+// A pose used as the molecule's transform places atoms alike. It can be read back from the transform and from its
+// matrix.
 TEST(DockPose, IsTheMoleculesTransform) {
   Random random(6);
   const int mol = nx_make_molecule();
@@ -55,7 +56,7 @@ TEST(DockPose, IsTheMoleculesTransform) {
     for (std::size_t i = 0; i < at.size(); ++i) {
       EXPECT_NEAR(at[i], static_cast<double>(coordinates[i]), 1e-5);
     }
-    // What a pose becomes on the way is the same place: by the molecule, by the base pose and by the matrix.
+    // The converted pose must be the same place: through the molecule, the base pose and the matrix.
     Pose back{};
     ASSERT_EQ(nxd_get_molecule_pose(back.data(), mol), 1);
     EXPECT_LT(rms_of(at, places(back, energy)), 1e-5);
@@ -70,7 +71,7 @@ TEST(DockPose, IsTheMoleculesTransform) {
     EXPECT_LT(rms_of(at, places(back, energy)), 1e-12);
     std::swap_ranges(rotation, rotation + 3, rotation + 3);
     EXPECT_EQ(nxd_make_pose(rotation, translation, back.data()), 0);
-    // The distance of two poses, against the atoms themselves.
+    // The distance of two poses must be that of the atoms' positions.
     const Pose other = random_pose(random);
     double rms = 0;
     ASSERT_EQ(nxd_get_pose_rms(pose.data(), other.data(), &rms, energy), 1);
@@ -82,7 +83,7 @@ TEST(DockPose, IsTheMoleculesTransform) {
   nx_delete_molecule(mol);
 }
 
-// Against the rule itself, on the atoms' places.
+// Compared with the documented rule, applied to the atoms' positions.
 TEST(DockPose, ClustersBeginAtTheLowest) {
   Random random(9);
   for (int round = 0; round < 40; ++round) {

@@ -12,7 +12,7 @@
 
 namespace dock_tests {
 
-// Atoms as nxd_set_target_arrays and nxd_set_target_parameters take them.
+// Atoms in the form that nxd_set_target_arrays and nxd_set_target_parameters take.
 struct Side {
   std::vector<double> coordinates, charges, distances, depths;
 
@@ -25,7 +25,7 @@ class Random {
 
   double real(double size) { return std::uniform_real_distribution<double>(-size, size)(engine_); }
   int below(int n) { return static_cast<int>(engine_() % static_cast<unsigned>(n)); }
-  // In a cube, so that some of one side stand inside the walls of the other's. Some have no extent.
+  // Atoms in a cube, so that some of one side are inside the walls of the other side. Some have the radius 0.
   Side side(int n, double size) {
     Side side;
     for (int i = 0; i < n; ++i) {

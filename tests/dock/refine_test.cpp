@@ -1,5 +1,5 @@
-// Refinement: the minima that it finds, the results that it reports, and that neither threads nor interruptions change
-// other results.
+// Refinement: the minima that it finds and the results that it reports. Neither threads nor interruptions may change
+// the results of other poses.
 #include <nxbriochem/nxbriochem.h>
 
 #include <algorithm>
@@ -16,7 +16,7 @@ const Pose kAsSet{1, 0, 0, 0, 0, 0, 0};
 
 double total(const nxd_refinement& result) { return result.coulomb + result.twelve_six; }
 
-// Single atoms of equal extent: what is known in closed form.
+// Single atoms of equal radius, for which the minimum is known in closed form.
 Side atoms(const std::vector<double>& coordinates, double charge, double distance = 3.5, double depth = 0.2) {
   const std::size_t n = coordinates.size() / 3;
   return {coordinates, std::vector<double>(n, charge), std::vector<double>(n, distance), std::vector<double>(n, depth)};
@@ -40,13 +40,13 @@ TEST(DockRefine, SaysHowItEnded) {
   EXPECT_NEAR(result.fraction, 1.0, 1e-4);
   EXPECT_LT(result.gradient, 1e-3);
 
-  // Midway between two wells there is no force, and no minimum.
+  // Midway between two wells the force is 0, but it is no minimum.
   pose = kAsSet;
   result = refined(atoms({-4.6, 0, 0, 4.6, 0, 0}, 0), one, pose);
   EXPECT_EQ(result.ended, NXD_CONVERGED);
   EXPECT_LT(total(result), -0.2);
 
-  // Upon one another, out of which only a push helps.
+  // Atoms at the same place: the force is 0, so that the ligand must be pushed away first.
   pose = kAsSet;
   result = refined(one, one, pose);
   EXPECT_EQ(result.ended, NXD_CONVERGED);
@@ -66,7 +66,7 @@ TEST(DockRefine, SaysHowItEnded) {
   EXPECT_EQ(result.iterations, 0);
   EXPECT_EQ(pose, kAsSet);
 
-  // Two charges that repel one another go off, and no run calls that a minimum.
+  // Two charges that repel one another move apart without end. No run may report that as a minimum.
   pose = kAsSet;
   result = refined(atoms({0, 0, 0}, 90), atoms({30, 0, 0}, 90), pose);
   EXPECT_EQ(result.ended, NXD_LET_GO);
@@ -100,7 +100,7 @@ int look(int iteration, const double* pose, double value, int pushing, void* dat
   EXPECT_LE(value, seen.value + 1e-9);
   double coulomb = 0;
   double twelve_six = 0;
-  // An object may be asked, and changed, while it works.
+  // An object may be evaluated and changed during a refinement.
   EXPECT_EQ(nxd_get_energy_at_pose(pose, &coulomb, &twelve_six, nullptr, seen.energy), 1);
   EXPECT_NEAR(coulomb + twelve_six, value, 1e-9 * std::abs(coulomb) + 1e-9);
   double rms = 0;
@@ -185,13 +185,14 @@ TEST(DockRefine, ManyPosesAreEachAsAlone) {
     EXPECT_EQ(poses, alone);
     EXPECT_EQ(std::memcmp(results.data(), expected.data(), kPoses * sizeof results[0]), 0);
 
-    // Stopped after some: what is done is as it would have been, the rest as it was, or on its way.
+    // An interruption after some poses: finished ones have their usual result; the others are unchanged or partly
+    // refined.
     int most = 5;
     nxd_set_poses_callback(stop_after, &most, energy);
     poses = start;
     const int done = nxd_refine_poses(poses.data(), results.data(), kPoses, energy);
     EXPECT_GE(done, most);
-    // Alone the caller hears of each pose before the next; other threads may be done with all by then.
+    // With one thread the callback is called after each pose; other threads may have finished all poses by then.
     EXPECT_LE(done, threads == 1 ? most : kPoses);
     int finished = 0;
     for (std::size_t i = 0; i < kPoses; ++i) {

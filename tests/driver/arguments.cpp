@@ -15,8 +15,8 @@
 #include <cstring>
 #include <limits>
 
-// A sanitizer's report is no end that a function may have. By these names the sanitizers ask for their options.
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// A report of a sanitizer must be told from an exit of the library, so it gets its own status. The sanitizers call
+// these functions for their options. NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" const char* __asan_default_options();
 extern "C" const char* __ubsan_default_options();
 extern "C" const char* __asan_default_options() { return "exitcode=99"; }
@@ -32,7 +32,7 @@ constexpr std::size_t kFilled = 4096;
 constexpr int kMostIndex = 1000;
 constexpr std::array kHostileInts = {-1, 0, 1, INT_MIN, INT_MAX, -999999999, -1000000001, 1000000007, 31, 32, 255, 256};
 
-// What sizes in brackets ask of the molecule drawn last.
+// The getters that sizes in brackets refer to; they are called for the molecule drawn last.
 struct Getter {
   char letter;
   int (*size)(int mol);
@@ -98,7 +98,7 @@ int Arguments::molecule(char kind) {
   }
   const std::size_t at = random_() % molecules_.size();
   const int handle = molecules_[at];
-  // Indices are not given twice, so that arrays get ever longer.
+  // Indices are never used again, so that the arrays of a molecule only grow.
   if (nx_get_molecule_radii_length(handle) > kMostIndex || nx_get_molecule_bonds_length(handle) > kMostIndex) {
     nx_clear_molecule(handle);
   }
@@ -133,7 +133,7 @@ int Arguments::integer(char kind) {
     case 'a':
       return one_of(readers_);
     case 'g': {
-      // Not the registry's own table, nor one that is not there: negative handles stand for the plain heap.
+      // Never the registry's own table or a missing one: negative handles stand for the plain heap.
       const int handle = one_of(one_in(2) ? lists_ : objects_);
       last_handle_ = handle > 0 ? handle : 1 + below(INT_MAX - 1);
       return last_handle_;
@@ -203,7 +203,7 @@ std::size_t Arguments::getter(char letter) {
     return static_cast<std::size_t>(
         (letter == 'U' ? nx_object_floats_size : nx_object_integers_size)(last_text_, last_handle_));
   }
-  // There the call ends before it looks at an array, unless the molecule is one of the others after all.
+  // With such a handle the call ends before it reads an array, unless the handle happens to name another molecule.
   const auto* const found =
       std::find_if(kGetters.begin(), kGetters.end(), [letter](const Getter& g) { return g.letter == letter; });
   return no_molecule_ ? kRoom : static_cast<std::size_t>(found->size(last_molecule_));
@@ -334,7 +334,7 @@ void Arguments::run(const std::function<void()>& call) {
   }
   const pid_t child = fork();
   if (child == 0) {
-    // The status is all that is wanted of it: nothing is flushed, and what it holds is no leak.
+    // Only the status matters: the child ends without flushing and without a report of leaks.
     on_exit([](int status, void*) { _exit(status); }, nullptr);
     call();
     _exit(0);

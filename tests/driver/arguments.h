@@ -1,4 +1,4 @@
-// Arguments of random calls, hostile ones among them, and what the calls have made so far.
+// Arguments of random calls, including hostile ones, and the objects that the calls have made so far.
 //
 // Letters of the argument kinds:
 //   m  molecule                        q  the same, where one without atoms may end the process
@@ -14,15 +14,16 @@
 //   k  block of the memory table of the handle drawn before         t  tracked block
 //   *  array, rows or callback; all but blocks and streams may be null
 //
-// An array may be followed by its size in brackets, which is then a heap block of exactly so many elements, so that a
-// sanitizer sees one too many: "3be+2" is three times the second argument times the fifth, and 2. Negative arguments
-// count as 0, "^" in front makes it at least 1; rows are so many of so many. A capital is what a getter says of the
-// molecule (or of the object's values) drawn before: see kGetters. L[...] is an int near such a size. What has a size
-// is drawn after all else, from right to left. Arrays without one, which no getter tells, have kRoom elements.
+// An array may be followed by its size in brackets. It is then a heap block of exactly that many elements, so that a
+// sanitizer detects an access beyond. "3be+2" means 3 times the second argument (b) times the fifth (e), plus 2.
+// Negative arguments count as 0, and "^" in front makes the size at least 1. For rows, the size is the number of rows
+// and of their elements. A capital letter is the result of a getter for the molecule (or the object's values) drawn
+// before: see kGetters. L[...] is an int near such a size. Arguments with a size are drawn after all others, from right
+// to left. Arrays without a size have kRoom elements.
 //
-// Preconditions that calls have by contract are kept: no count exceeds the arrays, which do not overlap, and a block is
-// only freed by the allocator that it came from. A handle that names no molecule ends the process, so such a call is
-// made in a child; so is one that memory may have no room for.
+// The documented preconditions of calls are kept: no count exceeds the arrays, arrays do not overlap, and a block is
+// freed only by the allocator that it came from. A handle that names no molecule ends the process, so such a call is
+// made in a child process; so is a call for which memory may have no room.
 #ifndef NXBRIOCHEM_TESTS_DRIVER_ARGUMENTS_H
 #define NXBRIOCHEM_TESTS_DRIVER_ARGUMENTS_H
 
@@ -62,10 +63,10 @@ class Arguments {
   Arguments& operator=(const Arguments&) = delete;
   ~Arguments();
 
-  // Before each call: whether it is made in a child.
+  // Called before each call; says whether the call is made in a child process.
   void begin(bool in_child);
 
-  // Draws the argument at a place if it is of those that have a size, or of those that have none.
+  // Draws the argument at a place, if it belongs to the wanted group: those with a size, or those without.
   template <typename T>
   void draw(T& value, const Kind& kind, std::size_t place, bool with_size) {
     if (kind.size.empty() == with_size) {
@@ -86,7 +87,7 @@ class Arguments {
 
   // Remembers a handle (m, l, f, o, r, e, a or g).
   void keep(char kind, int handle);
-  // Deletes some of whatever there are many of.
+  // Deletes some objects of each kind of which there are many.
   void thin_out();
   // Remembers a block of the table of the last handle drawn.
   void keep_block(void* block);
@@ -96,7 +97,7 @@ class Arguments {
   void keep_tracked(void* block) { tracked_.push_back(block); }
   // A tracked block, no longer remembered; null when there is none.
   void* take_tracked();
-  // All of them are gone.
+  // Forgets all tracked blocks.
   void forget_tracked() { tracked_.clear(); }
   void delete_all();
 
@@ -140,7 +141,7 @@ class Arguments {
     } else if constexpr (std::is_trivial_v<Element>) {
       return static_cast<T>(array(sizeof(Element), '0', kind.size));
     } else {
-      return nullptr;  // records that only functions take which are not there
+      return nullptr;  // records for functions that this library does not have
     }
   }
 
@@ -155,14 +156,14 @@ class Arguments {
   void* tracked();
   std::FILE* stream(char kind);
   int molecule(char kind);
-  // One of the pool, or a value that was never in it.
+  // A handle from the pool, or a value that was never in it.
   int one_of(const std::vector<int>& pool);
 
   std::mt19937 random_;
   std::string directory_;
   std::vector<std::string> paths_;
   bool in_child_ = false;
-  bool no_molecule_ = false;  // one was drawn that need not be there
+  bool no_molecule_ = false;  // a molecule handle was drawn that may name no molecule
   int last_handle_ = 0;
   int last_molecule_ = 0;
   const char* last_text_ = nullptr;

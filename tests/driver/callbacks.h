@@ -1,4 +1,4 @@
-// Callbacks of every type that optimisers and function lists take: a sum of squares, and one that is no number.
+// Callbacks of every type that optimisers and function lists take: a sum of squares, and one that returns NaN.
 #ifndef NXBRIOCHEM_TESTS_DRIVER_CALLBACKS_H
 #define NXBRIOCHEM_TESTS_DRIVER_CALLBACKS_H
 

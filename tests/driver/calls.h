@@ -14,27 +14,28 @@ namespace driver {
 
 struct Entry {
   const char* name;
-  // A letter per argument with the size of an array (arguments.h), then perhaps ':' and a letter for where the handle
-  // goes that is returned.
+  // A letter per argument, with the sizes of arrays (arguments.h), and optionally ':' and a letter for the kind of
+  // handle that the call returns.
   const char* kinds;
   std::function<void(Arguments& arguments, const char* kinds)> call;
-  // Whether the call may end the process by contract, or free blocks under the driver's feet, and so runs in a child.
+  // Whether the call runs in a child process, because by contract it may end the process or free blocks that the driver
+  // still uses.
   bool in_child = false;
   // Whether it must leave the number of tracked blocks as it is.
   bool keeps_nothing = false;
 };
 
-// Those of calls.def, and those whose call is written out.
+// The entries of calls.def, and those with a function of their own.
 std::vector<Entry> table_calls();
 std::vector<Entry> special_calls();
-// Those of libnxbriofiles and libnxbriodock.
+// The entries of libnxbriofiles and libnxbriodock.
 std::vector<Entry> files_calls();
 std::vector<Entry> dock_calls();
-// Calls made so often that what holds their results must grow, beyond the first time.
+// Entries that repeat a call so often that the table of its results grows more than once.
 std::vector<Entry> growing_calls();
 
-// Draws the arguments, runs the call, in a child if it must be, and keeps its handle. One instance serves all functions
-// of a signature.
+// Draws the arguments, runs the call (in a child process if needed) and keeps the handle that it returns. One instance
+// serves all functions of a signature.
 template <typename Result, typename... Values, std::size_t... I>
 void call_with(Result (*function)(Values...), Arguments& arguments, const char* text, std::index_sequence<I...>) {
   const std::vector<Kind> kinds = kinds_of(text);

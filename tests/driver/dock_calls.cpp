@@ -1,4 +1,4 @@
-// The calls of libnxbriodock. Molecules are small here, and so are the runs, for the driver to make many.
+// The calls of libnxbriodock. Molecules and runs are small, so that the driver can make many.
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriodock/nxbriodock.h>
 
@@ -27,7 +27,7 @@ void call_set_interrupt_flag(Arguments& arguments, const char*) {
   nxd_set_interrupt_flag(arguments.one_in(2) ? nullptr : &kFlags[arguments.below(2)], energy);
 }
 
-// Poses that may be, at times, for a few iterations.
+// Refines poses for a few iterations; sometimes the poses are invalid.
 void call_refine(Arguments& arguments, const char*) {
   constexpr int kMost = 3;
   const int energy = arguments.integer('e');
@@ -48,7 +48,7 @@ void call_refine_one(Arguments& arguments, const char*) {
   nxd_refine_pose(arguments.one_in(40) ? nullptr : pose.data(), arguments.one_in(4) ? nullptr : &result, energy);
 }
 
-// Atoms of the table's elements are rarely all known; without elements they need not be.
+// The parameters of random elements are rarely all known, so that elements are often left out.
 template <auto Set>
 void call_set_arrays(Arguments& arguments, const char* kinds) {
   if (arguments.one_in(2)) {

@@ -1,13 +1,13 @@
 // The random-call driver: long random sequences of calls to everything that the libraries export, hostile arguments
 // included. In the end everything is deleted, and nothing may be left.
 //
-// usage: call_driver SEED [CALLS]      so many calls (20000), the same ones for the same seed; 0: for ever
+// usage: call_driver SEED [CALLS]      CALLS calls (20000), the same ones for the same seed; 0: without end
 //        call_driver --check EXPORTS...   whether the tables and the lists of exported symbols agree
 //
 // Phases with more making than deleting alternate with phases of the opposite kind, so that every table grows beyond
-// its first size and shrinks again. Each of the former begins with one of the growing calls.
+// its first size and shrinks again. Each phase of making begins with one of growing_calls().
 //
-// A failure names seed, call and function; the same seed fails again.
+// A failure prints the seed, the call and the function; the same seed reproduces it.
 #include <nxbriochem/molecules/memmgr_state.h>
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriochem/objects/object_memory_state.h>
@@ -29,7 +29,7 @@
 namespace driver {
 namespace {
 
-// What the parent process sees of the calls.
+// The progress of the calls, shared with the parent process.
 struct Progress {
   unsigned long call;
   char name[96];
@@ -44,14 +44,14 @@ std::vector<Entry> all_calls() {
   return all;
 }
 
-// A name of the list that no entry has, or the other way round, is told.
+// Prints each name in the lists that no entry has, and each entry that is not in the lists.
 int check_exports(int count, char** paths) {
   const std::set<std::string> variables = {"DFactor2", "DebugFlag", "Roots", "nx_short_nob"};
   std::set<std::string> missing;
   for (int i = 0; i < count; ++i) {
     std::ifstream file(paths[i]);
     for (std::string line; std::getline(file, line);) {
-      // What begins with _Z is C++, which has tests of its own.
+      // Names that begin with _Z are C++, which has tests of its own.
       if (!line.empty() && line[0] != '#' && line.rfind("_Z", 0) != 0 && variables.count(line) == 0) {
         missing.insert(line);
       }
@@ -79,14 +79,14 @@ void require(bool holds, const char* what, Progress& progress) {
   }
 }
 
-// The queues' own blocks are there before blocks are counted.
+// Makes the blocks of the queues before blocks are counted.
 void make_queues() {
   nxi_err("an error\n");
   nxi_warn("a warning\n");
 }
 
-// Calls that change or delete a table's owner or handle, so that the table outlives its object until all tables are
-// deleted. Only seeds of even number make them.
+// Calls that change or delete the owner or handle of a table, so that the table outlives its object until all tables
+// are deleted. Only even seeds make them.
 bool changes_owners(const Entry& entry) {
   static const std::set<std::string> names = {"nxi_read_memory_table", "nxi_copy_memory_table", "nxi_add_memory_table",
                                               "nxi_delete_memory_table", "nxi_delete_all_memory_tables"};
@@ -119,7 +119,7 @@ void finish(Arguments& arguments, bool owners_changed, Progress& progress) {
 }
 
 void make_calls(unsigned seed, unsigned long calls, const std::string& directory, Progress& progress) {
-  // What is printed goes nowhere; a sanitizer writes to the descriptor.
+  // Discards what the library prints. A sanitizer writes to the descriptor itself.
   if (std::freopen("/dev/null", "w", stdout) == nullptr || (stderr = std::fopen("/dev/null", "w")) == nullptr) {
     std::abort();
   }
@@ -139,7 +139,7 @@ void make_calls(unsigned seed, unsigned long calls, const std::string& directory
       arguments.thin_out();
     }
     std::snprintf(progress.name, sizeof progress.name, "%s", entry.name);
-    // A child each is slow.
+    // Calls in a child process are slow, so fewer are made.
     if ((entry.in_child && !arguments.one_in(8)) || (!change_owners && changes_owners(entry)) ||
         (grows && takes_away(entry) && !arguments.one_in(16))) {
       continue;

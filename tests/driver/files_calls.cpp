@@ -1,5 +1,4 @@
-// The calls of libnxbriofiles. What is read is what other calls have written, and bytes of small files with a few of
-// them changed.
+// The calls of libnxbriofiles. They read files that other calls have written, and small files with a few bytes changed.
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriofiles/nxbriofiles.h>
 
@@ -27,8 +26,8 @@ constexpr std::array<const char*, 6> kFiles = {
     "2 O1 1.2 0.0 0.0 O.3 1 UNL1 -0.25\n@<TRIPOS>BOND\n1 1 2 1\n",
     "2\nfirst\nC 0 0 0\nO 0 0 1.2\n1\nsecond\n1 0 0 0\n"};
 
-// Some as they are, most with a few characters changed or the end missing. They stay where they are: readers read them
-// for as long as they are open.
+// The files to read: some intact, most with a few characters changed or the end missing. They are kept, since open
+// readers go on reading them.
 const std::vector<std::string>& files(Arguments& arguments) {
   constexpr int kMany = 48;
   static std::vector<std::string> made;
@@ -69,7 +68,7 @@ void call_open_memory_reader(Arguments& arguments, const char*) {
   arguments.keep('a', nxf_open_memory_reader(from.begin, from.size, from.name, from.format));
 }
 
-// Into a list of its own, which says what molecules have come.
+// Reads into a new list, from which the new molecules are taken.
 template <class Add>
 void add_to_list(Arguments& arguments, Add add) {
   const int other = arguments.integer('l');
@@ -83,7 +82,7 @@ void add_to_list(Arguments& arguments, Add add) {
     arguments.keep('m', members[static_cast<std::size_t>(i)]);
   }
   nx_delete_list(list);
-  // What is no list is refused.
+  // A handle of no list must be refused.
   if (nxi_return_type_of_handle(other) != 2) {
     add(other);
   }
@@ -125,7 +124,7 @@ void call_select(Arguments& arguments, const char* kinds) {
 }
 
 #define PLAIN(function, kinds) plain(&function, #function, kinds)
-// Lists that nest at random may have no end of members.
+// Calls that unroll lists run in a child, since lists nested at random may unroll to any length.
 #define ENDS(function, kinds) ends(&function, #function, kinds)
 
 }  // namespace

@@ -22,7 +22,7 @@ void call_delete(Arguments& arguments, const char*) {
   nx_delete(arguments.one_in(40) ? nullptr : &handle);
 }
 
-// Types of the driver's own: another may not take the lists'.
+// Registers types of the driver's own, never the type of lists.
 void call_register_object(Arguments& arguments, const char*) {
   static constexpr int kTags[] = {-1, 20, 21, 22, 255, 256};
   nxi_register_object(kTags[arguments.below(6)], arguments.text('s'), static_cast<unsigned>(arguments.integer('u')),
@@ -47,7 +47,7 @@ void call_unroll_list(Arguments& arguments, const char*) {
 
 // ---- Memory
 
-// Sizes are small: where there is no room, the process ends.
+// Sizes are small, since the process ends when memory runs out.
 void call_malloc(Arguments& arguments, const char*) {
   const int size = arguments.integer('u');
   arguments.keep_tracked(nx_malloc(size));
@@ -89,7 +89,8 @@ void call_attach_pointer_to_object(Arguments& arguments, const char*) {
   const int handle = arguments.integer('g');
   const int count = arguments.integer('n');
   if (count == 0) {
-    // A block of no bytes stays the caller's. Each is another one: a table that has a pointer twice ends the process.
+    // A protected block of no bytes still belongs to the caller. Each call uses another address, since a table with the
+    // same pointer twice ends the process.
     static std::array<char, 4096> not_freed{};
     static std::size_t next = 0;
     void* const block = &not_freed[next++ % not_freed.size()];
@@ -111,7 +112,7 @@ void call_set_memstrict(Arguments& arguments, const char*) {
   nxi_set_memstrict(handle, kLevels[arguments.below(5)]);
 }
 
-// Of a negative handle a block is a plain one.
+// For a negative handle the block is a plain heap block.
 void call_free_object_memory(Arguments& arguments, const char*) {
   if (arguments.one_in(4)) {
     void* const block = nx_object_calloc_new(-7, arguments.integer('n'), 4, "plain");
@@ -145,7 +146,7 @@ void make(Arguments& arguments, const char*) {
   arguments.keep(kind, Make(values...));
 }
 
-// Members of which none is a list: lists that nest at random have no end of members.
+// Adds members that are no lists, since lists nested at random may unroll to any length.
 void fill_list(Arguments& arguments, const char*) {
   const int list = nx_make_list();
   arguments.keep('l', list);

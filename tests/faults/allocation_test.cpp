@@ -1,5 +1,5 @@
-// Every function that allocates, with the k-th of its allocations failing, for every k: the process ends with the
-// status and the report of the allocator whose block it was, or the call returns and everything is fit for use.
+// For every function that allocates, and for every k, the k-th allocation fails. Either the process must end with the
+// status and the report of the allocator concerned, or the call returns and everything can still be used.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -54,9 +54,9 @@ class FailingHeap : public testing::Test {
     }
   }
 
-  // The child's part: the call with its failing allocation. When it returns, the same again and again, since what is
-  // made once and kept for good is no leak and what is more each time is one; the same on a heap that works; and an
-  // end in order.
+  // The child process: makes the call with its failing allocation. When the call returns, it is repeated: memory that
+  // is allocated once and kept is no leak, memory that grows each time is. Then the call is made on a working heap, and
+  // the process ends normally.
   [[noreturn]] void child(const Scenario& scenario) {
     if (scenario.set_up != nullptr) {
       scenario.set_up();
@@ -113,7 +113,7 @@ class FailingHeap : public testing::Test {
     return ended;
   }
 
-  // Which of the ends it was, by status and report; 0 for none of them.
+  // The End that matches the status and the report; 0 for none.
   unsigned recognise(const Ended& ended) const {
     const auto says = [&ended](const std::string& text) { return ended.printed.find(text) != std::string::npos; };
     const bool reported =
@@ -140,7 +140,7 @@ class FailingHeap : public testing::Test {
                                         : 0U;
   }
 
-  // Nothing is left of a file that was being written.
+  // No file that was being written may be left.
   void expect_whole_files() const {
     for (const std::string& name : scratch_.names()) {
       EXPECT_EQ(name, "written");
@@ -176,7 +176,7 @@ class AllocationFailure : public FailingHeap, public testing::WithParamInterface
       ASSERT_NE(end, 0U) << "allocation " << k << " of " << heap_->failed_size << " bytes, status " << ended.status
                          << (ended.status == kLeft ? ": memory is left\n" : "\n") << ended.printed;
     }
-    // Where later ones fail too, a call that would have returned may meet one that ends the process.
+    // When all later allocations fail, too, a call that would have returned may instead end the process.
     EXPECT_EQ(and_all_later ? met & ~scenario.ends : met, and_all_later ? 0 : scenario.ends);
   }
 };
@@ -194,7 +194,7 @@ INSTANTIATE_TEST_SUITE_P(Of, AllocationFailure, testing::Combine(testing::Values
                            return std::get<0>(named.param).name + (std::get<1>(named.param) ? "_and_all_later" : "");
                          });
 
-// Calls that end the process with status 1 whatever fails on the way.
+// Calls that end the process with status 1, whatever allocation fails on the way.
 class AllocationFailureOnTheWayOut : public FailingHeap {
  protected:
   template <class Holds>
@@ -209,7 +209,7 @@ class AllocationFailureOnTheWayOut : public FailingHeap {
   }
 };
 
-// The report of the block that was asked for stands, whatever fails while it is made.
+// The report must name the block that was asked for, whatever fails while it is printed.
 TEST_F(AllocationFailureOnTheWayOut, OutOfMemory) {
   expect_of_all(CALL(out_of_memory, 0, nullptr, (12345)), true, [](const Ended& ended) {
     return ended.printed.find("Out of memory trying to allocate 12345 bytes of memory\n") != std::string::npos &&
@@ -223,14 +223,14 @@ void damage() {
   static_cast<char*>(nx_object_calloc_new(list, 4, 4, "damaged"))[16] = 1;
 }
 
-// The handler of last resort with a damaged block to list: to its end, or to the report of what the listing needed.
+// The signal handler lists a damaged block. It must finish, or report the memory that the listing needed.
 TEST_F(AllocationFailureOnTheWayOut, SignalHandler) {
   expect_of_all(CALL(nxi_error_handler, 0, damage, (11)), false, [this](const Ended& ended) {
     return heap_->failed ? recognise(ended) == faults::kBlock : ended.printed.ends_with("\nALL DONE\nExit code 11\n");
   });
 }
 
-// A call that says so with its result has done nothing.
+// A call that returns its failure value must have changed nothing.
 TEST(AllocationFailureThatReturns, GivesTheFailureValueAndChangesNothing) {
   const int mol = nx_make_molecule();
   nx_set_molecule_atom_number(2, mol);
@@ -270,13 +270,13 @@ TEST(AllocationFailureThatReturns, GivesTheFailureValueAndChangesNothing) {
   EXPECT_TRUE(std::equal(read, read + 2, radii));
   EXPECT_EQ(out[0], -1);
 
-  // This one gives 1 always; its moments tell.
+  // This function always returns 1; the failure shows in its moments.
   EXPECT_FALSE(fails([&] { return nx_moments_of_inertia(mol, out); }));
   EXPECT_TRUE(std::isnan(out[0]) && std::isnan(out[1]) && std::isnan(out[2]));
   nx_delete_molecule(mol);
 }
 
-// A saved table that cannot be held leaves the one there as it was.
+// When memory has no room for a saved table, the existing table is unchanged.
 TEST(AllocationFailureThatReturns, OfASavedTable) {
   const int source = nx_make_list();
   const int target = nx_make_list();
@@ -286,7 +286,7 @@ TEST(AllocationFailureThatReturns, OfASavedTable) {
   std::FILE* stream = std::tmpfile();
   ASSERT_EQ(nxi_write_memory_table(stream, source), 1);
   std::rewind(stream);
-  Heap heap{true, false, 2, 0, false, 0};  // the first is for the entries
+  Heap heap{true, false, 2, 0, false, 0};  // the first allocation is for the entries
   faults::set_heap(&heap);
   EXPECT_EQ(nxi_read_memory_table(stream, target), 0);
   faults::set_heap(nullptr);

@@ -36,7 +36,7 @@ void an_energy() {
   poses[0] = poses[NXD_POSE] = 1.0;
 }
 
-// An energy that has summed nothing yet.
+// An energy object that has not computed anything yet.
 int fresh() { return nxd_copy_energy(energy); }
 void a_copy() {
   an_energy();
@@ -63,14 +63,14 @@ std::vector<Scenario> dock_scenarios() {
       CALL(nxd_set_target_charges, kFails, an_energy, (kCharges, 3, energy)),
       CALL(nxd_set_residues, kFails, an_energy, (NXD_TARGET, kResidues, 3, energy)),
       CALL(nxd_set_distance_rule, kFails, an_energy, (1, energy)),
-      // NaN.
+      // Calls that return NaN.
       CALL(nxd_energy, kWithout, a_copy, (variables, NXD_VARIABLES, energy)),
       CALL(nxd_energy_gradient, kWithout, a_copy, (variables, out, NXD_VARIABLES, energy)),
       CALL(nxd_add_energy_gradient, kWithout, a_copy, (variables, out, NXD_VARIABLES, energy)),
       CALL(nxd_get_energy_at_pose, kFails, a_copy, (poses, out, out + 1, out + 2, energy)),
       CALL(nxd_get_atom_energies, kFails, a_copy, (poses, NXD_TARGET, out, out + 8, energy)),
       CALL(nxd_get_residue_energies, kFails, a_copy, (poses, NXD_TARGET, out, out + 8, energy)),
-      // -1.
+      // Calls that return -1.
       CALL(nxd_cluster_poses, kWithout, an_energy, (poses, nullptr, 2, 1.0, indices, indices + 4, energy)),
       CALL_AS("nxd_refine_pose", kFails, an_energy, refined(true)),
       CALL_AS("nxd_refine_poses", kFails, an_energy, refined(false)),

@@ -30,7 +30,7 @@ bool refuses(std::size_t size) {
 }  // namespace
 
 extern "C" {
-// The linker's names.
+// Names defined by the linker (--wrap).
 void* __real_malloc(std::size_t size);
 void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_realloc(void* old, std::size_t size);

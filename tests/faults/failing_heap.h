@@ -1,5 +1,5 @@
-// A heap of which a chosen allocation fails. The executable is linked so that the library's malloc, calloc and realloc
-// come here (-Wl,--wrap), free too, and operator new with them; those of the C library itself do not.
+// A heap of which a chosen allocation fails. The executable is linked with -Wl,--wrap, so that calls of malloc, calloc,
+// realloc and free in the library, and operator new, come here. Calls inside the C library do not.
 #ifndef NXBRIOCHEM_TESTS_FAULTS_FAILING_HEAP_H
 #define NXBRIOCHEM_TESTS_FAULTS_FAILING_HEAP_H
 
@@ -7,24 +7,23 @@
 
 namespace faults {
 
-// What the heap does while `counting`, and what it saw. Plain data, so that a child process can share it.
+// What the heap does while `counting`, and what happened. Plain data, so that a child process can share it.
 struct Heap {
   bool counting;
   bool and_all_later;
   long fail_at;  // the allocation that fails, from 1; 0 for none
   long count;
   bool failed;
-  std::size_t failed_size;  // of the first that failed, bytes
+  std::size_t failed_size;  // of the first failed allocation, bytes
 };
 
-// The heap's state from now on; null for a heap that never fails.
+// Sets the state that the heap uses from now on; null for a heap that never fails.
 void set_heap(Heap* heap);
 
-// Blocks that were given out and are not freed yet, failing heap or not.
+// The number of live blocks, whether or not the heap fails.
 long live_blocks();
 
-// While it lives, allocations are not counted and do not fail: for what a test needs for itself in the middle of a
-// call.
+// In its scope allocations are not counted and do not fail, for what the test itself allocates during a call.
 class Aside {
  public:
   Aside();

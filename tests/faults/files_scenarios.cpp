@@ -1,5 +1,5 @@
-// The calls of libnxbriofiles: each fails, with a message and nothing changed, but for what the molecules' own books
-// need. The queue has room for the messages.
+// The calls of libnxbriofiles: each fails with a message and changes nothing, except for tables that molecules need.
+// The queue has room for the messages.
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriofiles/nxbriofiles.h>
 
@@ -83,7 +83,7 @@ bool opened(int now) {
   return now != 0;
 }
 
-// After a record that could not be read to its end a reader gives no more.
+// After a record that could not be read to its end a reader gives no further records, so each call needs a new reader.
 void a_reader() {
   lists();
   static const std::string text = std::string(kXyz) + kXyz;
@@ -98,7 +98,7 @@ bool record_read() {
   return now != 0;
 }
 
-// One that was not read, in a process that knows no tags yet.
+// A molecule that was not read from a file, in a process without any tags.
 void bare() {
   room_for_messages();
   mol = nx_make_molecule();
@@ -108,8 +108,8 @@ void bare() {
 
 std::vector<Scenario> files_scenarios() {
   return {
-      // SDF and mol2 have no rows, since RDKit's parsers lose a block of their own when memory runs out in them, nor
-      // has mmCIF, of which gemmi allocates some 600 times.
+      // SDF and mol2 have no rows, since RDKit's parsers leak a block when memory runs out in them. mmCIF has none,
+      // since gemmi makes some 600 allocations.
       CALL_AS("nxf_read_molecule", kMolecule, a_file, deleted(nxf_read_molecule(written_path.c_str(), "pdb"))),
       CALL_AS("nxf_read_molecule_from_memory", kMolecule, lists, read<kPqr>("a.pqr")),
       CALL_AS("nxf_read_molecule_from_memory of pdb", kMolecule, lists, read<kPdb>("a.pdb")),
@@ -122,14 +122,14 @@ std::vector<Scenario> files_scenarios() {
       CALL_AS("nxf_open_memory_reader", kFails, lists,
               opened(nxf_open_memory_reader(kXyz, sizeof kXyz - 1, "a.xyz", nullptr))),
       CALL_AS("nxf_read_record", kMolecule, a_reader, record_read()),
-      // Numbers that name no reader: the message.
+      // Handles of no reader: the allocation is for the message.
       CALL(nxf_skip_record, kFails, room_for_messages, (kNoReader)),
       CALL(nxf_record_text, kFails, room_for_messages, (nullptr, kNoReader)),
       CALL(nxf_record_number, kFails, room_for_messages, (kNoReader)),
       CALL(nxf_record_line, kFails, room_for_messages, (kNoReader)),
       CALL(nxf_reader_format, kFails, room_for_messages, (kNoReader)),
       CALL(nxf_close_reader, kFails, room_for_messages, (kNoReader)),
-      // The tag. Texts are "" then.
+      // The allocation is for the tag. Without it texts are "".
       CALL(nxf_molecule_format, kWithout, bare, (mol)),
       CALL(nxf_molecule_model, kFails, bare, (mol)),
       CALL(nxf_molecule_title, kWithout, bare, (mol)),

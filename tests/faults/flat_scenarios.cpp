@@ -62,7 +62,8 @@ void saved() {
   nxi_write_memory_table(stream, object);
 }
 
-// A report of what is held has an owner to look up while the registry is being made.
+// A table whose owner is no object, so that the report of exhausted memory must look the owner up while the registry is
+// being made.
 void owned_elsewhere() { nxi_add_memory_table(1); }
 
 void many_objects() {
@@ -93,12 +94,12 @@ constexpr const char* kLongText = "a text that is too long to be kept within the
 constexpr const char* kLongNames = "A\0B\0C\0D\0E\0F\0G\0H\0CCCCCCCCCCCCCCCCCCCCCCCCCCCCCCCC\0";
 constexpr float kTurn[] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 constexpr int kBonds[] = {0, 1, 1, 1, 2, 1};
-// Orders that are not those of chemistry are kept elsewhere.
+// Unusual bond orders are stored separately.
 constexpr int kOddBonds[] = {0, 1, 1000, 1, 2, 1000};
 constexpr PdbStruct kRecords[2] = {};
 
-// Propionamide's heavy atoms and a hydrogen, with a three-ring behind: chains, rings, two residues. Without tags: those
-// of masks, transforms and file names are given out at their first use, which is then the call under test.
+// The heavy atoms of propionamide and a hydrogen, followed by a ring of three: chains, rings, two residues. No tags
+// exist: those of masks, transforms and file names are made at their first use, which is then the call under test.
 void bare() {
   mol = test_support::make_molecule({{"CA", "ALA", 0, 0, 0, 0.1F},
                                      {"CB", "ALA", 1.53F, 0, 0, -0.1F},
@@ -123,7 +124,7 @@ void bonded() {
   nx_add_to_list(other, list);
 }
 
-// Atoms were deleted, so that the points of those that are left are copied before they are superposed.
+// Atoms were deleted, so that the remaining points are copied before they are superposed.
 void thinned() {
   bonded();
   for (const int each : {mol, other}) {
@@ -136,7 +137,7 @@ void turned() {
   nx_set_molecule_transform(kTurn, mol);
 }
 
-// Rings are perceived anew once a bond was changed.
+// A changed bond makes the next query perceive rings again.
 void unperceived() {
   bonded();
   nx_set_molecule_bonds_element(kBonds, 0, mol);
@@ -152,7 +153,8 @@ void unwired() {
   nx_set_molecule_bond_number(2, mol);
 }
 
-// A name within a string itself is not allocated; a residue record that changes is copied, its name too.
+// Names too long for a string's internal buffer, so that they are allocated. A residue record that changes is copied
+// with its name.
 void long_names() {
   bare();
   std::string names;

@@ -1,5 +1,5 @@
-// What is called while an allocation fails: a row for each function that allocates, by itself and in a state where it
-// does, and how it may end; and what makes tables grow.
+// The calls made while an allocation fails: a row for each function that allocates, with a state in which it does and
+// the ways in which it may end; and helpers that make tables grow.
 #ifndef NXBRIOCHEM_TESTS_FAULTS_SCENARIOS_H
 #define NXBRIOCHEM_TESTS_FAULTS_SCENARIOS_H
 
@@ -13,25 +13,25 @@ namespace faults {
 // How a call ends when an allocation within it failed.
 enum End : unsigned {
   kBlock = 1,     // exit status 1: no memory for a block or an index
-  kBooks = 2,     // exit status 0: no memory for the books of the tracked allocator
+  kBooks = 2,     // exit status 0: no memory for the bookkeeping of the tracked allocator
   kTable = 4,     // exit status 7: no memory for an object's block or its table
   kFatal = 8,     // exit status 1: fatal report of the molecule layer
   kFails = 16,    // returns its failure value (0, false, null), and leaves nothing behind
-  kWithout = 32,  // returns nothing or another value: it does without what it did not get, and leaves nothing behind
+  kWithout = 32,  // returns nothing or another value: it works without the memory, and leaves nothing behind
   kThrows = 64,   // C++ only: std::bad_alloc, and leaves nothing behind
 };
 
 struct Scenario {
-  const char* name;  // the function's, in C++ with its arguments
-  unsigned ends;     // those that are met, no more and no less
+  const char* name;  // of the function, in C++ with its arguments
+  unsigned ends;     // the ends that must occur: all of them and no others
   void (*set_up)();  // null: none; the process is fresh before
-  bool (*call)();    // whether it returned other than its failure value; can be made again after one that failed
+  bool (*call)();    // whether it returned anything but its failure value; can be repeated after a failure
 };
 
 // Where structure files are written to, in a directory of their own.
 extern std::string written_path;
 
-// The scenarios of a header.
+// The scenarios of one header.
 struct Family {
   std::string name;
   std::vector<Scenario> scenarios;
@@ -66,7 +66,7 @@ bool gave(Call call) {
     name, ends, set_up, [] { return ::faults::gave([] { return expression; }); } \
   }
 
-// Beyond what a table has room for at first.
+// Makes more objects than a table has room for at first.
 template <int n, class Make>
 bool times(Make make) {
   for (int i = 0; i < n; ++i) {

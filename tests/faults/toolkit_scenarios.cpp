@@ -61,7 +61,7 @@ void thinned() {
   }
 }
 
-// What bonds it made before it failed stay: of another molecule each time.
+// Bonds made before the failure stay, so each call uses another molecule.
 void determine_connectivity() {
   std::unique_ptr<NxChem::NxMolBase> copy;
   {

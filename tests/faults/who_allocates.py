@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Finds the exported functions from which the heap can be reached and checks that each has a row in the fault tests, or
-is one of those that are known not to get there.
+is in the list of functions that never allocate.
 
 usage: who_allocates.py LEAST LIBRARY EXPORTS_LIST SOURCE...
 
-LEAST is how many such functions there are at least.
+LEAST is the minimum number of such functions.
 
 Follows the library's machine code from function to function, by every address that an instruction names. Calls through
 pointers are not followed; neither are the reports of the molecule layer, which cut a long text where memory is refused.
@@ -20,7 +20,7 @@ FUNCTION = re.compile(r"^[0-9a-f]+ <(.+)>:$")
 TARGET = re.compile(r"<([^>+]+)(?:\+0x[0-9a-f]+)?>")
 ROW = re.compile(r"\b(?:CALL|FAILS)(?:_AS)?\(\s*(?:\"(?P<quoted>[^\"]*)\"|(?P<plain>\w+))")
 
-# What stands between these and the heap is never the case in them.
+# Functions that never allocate: the condition for the allocation is never true in them.
 IDLE = {
     # The room that they look for, or make indices in, was made with what they give back or ask about.
     "nx_delete", "nx_free_all_memory", "clear_memory_system", "nxi_delete_all_memory_tables", "nx_delete_molecule",
@@ -31,14 +31,14 @@ IDLE = {
     "NxBrioChem::NxReleaseAllGridHandles(NxSystem::NxBrioGrid const&)",
     "NxChem::NxMolBase::DeleteAtom(NxChem::NxAtomBase*)", "NxChem::NxMolBase::DeleteBond(NxChem::NxBondBase*)",
     "NxChem::NxMolBase::Clear()", "NxChem::nxmolostream::close()",
-    # A list that is there has a table, and the table an index.
+    # An existing list has a memory table, and the table has an index.
     "nx_set_list_name", "nx_delete_from_list", "nx_go_to_list_object", "nx_is_handle_in_list",
     "nx_get_list_current_object", "nx_get_list_length_of_type", "nx_get_list_name", "nx_decrement_list",
     "nx_delete_current_from_list", "nx_get_list_length", "nx_go_to_list_end", "nx_go_to_list_start",
     "nx_increment_list", "nx_is_list_name_set", "nx_list_length",
-    # A title of the keyword's length lies within its string.
+    # A title as short as the keyword is stored within its string.
     "nx_charge_protein",
-    # A ligand has as many values as before.
+    # The number of values of a ligand does not change.
     "nxd_set_ligand_parameters", "nxd_set_ligand_charges",
     # Nothing is read.
     "nx_get_list_of_molecules_from_list_file", "nx_get_list_of_molecules_from_file",
@@ -48,7 +48,7 @@ IDLE = {
 
 
 def named_by_functions(library):
-    """Each function's name, and the names that its instructions hold."""
+    """The name of each function, and the names that its instructions refer to."""
     code = subprocess.run(
         ["objdump", "--disassemble", "--wide", "--no-show-raw-insn", library],
         check=True, capture_output=True, text=True).stdout

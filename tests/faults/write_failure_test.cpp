@@ -29,7 +29,7 @@ long open_descriptors() {
   return std::distance(begin(all), end(all));
 }
 
-// While it lives, no file of the process grows beyond so many bytes: what captures a warning neither.
+// In its scope no file of the process can grow beyond this many bytes, also not one that captures warnings.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes) {
@@ -54,7 +54,7 @@ struct Writer {
 class WriteFailure : public testing::Test {
  protected:
   WriteFailure() {
-    // The calling program decides about signals; one that wants to hear of failed writes ignores these two.
+    // The calling program must ignore these two signals to get failed writes as errors.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     constexpr int kAtoms = 3000;
@@ -66,7 +66,7 @@ class WriteFailure : public testing::Test {
     nx_add_to_list(mol_, list_);
     nx_add_to_list(mol_, list_);
     records_.resize(kAtoms);
-    // An SD record holds 999 atoms.
+    // An SD record holds at most 999 atoms.
     const int small = nx_make_molecule();
     nx_set_molecule_atom_number(999, small);
     const int small_list = nx_make_list();
@@ -86,7 +86,7 @@ class WriteFailure : public testing::Test {
                         }});
   }
 
-  // Every writer fails on the path with a warning that ends so, and keeps nothing.
+  // Checks that every writer fails on the path with a warning that ends in `reason`, and keeps nothing.
   void expect_failures(const std::string& path, const std::string& reason) {
     for (const Writer& writer : writers_) {
       SCOPED_TRACE(writer.name);
@@ -156,7 +156,7 @@ TEST_F(WriteFailure, PipeThatNobodyReads) {
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   for (const Writer& writer : writers_) {
     SCOPED_TRACE(writer.name);
-    // Leaves after the first byte, while the writer waits for room.
+    // The reader closes the pipe after the first byte, while the writer waits for room.
     std::thread reader([&path] {
       const int fd = open(path.c_str(), O_RDONLY);
       char byte = 0;
@@ -169,7 +169,7 @@ TEST_F(WriteFailure, PipeThatNobodyReads) {
   }
 }
 
-// The stream is the caller's: what it holds back is told by its own fclose.
+// The stream belongs to the caller: an error in buffered data is reported by the caller's fclose.
 TEST_F(WriteFailure, SavedTable) {
   const int object = nx_make_list();
   nx_attach_floats_to_object("values", 100, object);
@@ -198,7 +198,7 @@ TEST_F(WriteFailure, SavedTable) {
   nx_delete_list(object);
 }
 
-// A log that cannot be written is passed over without a word; the messages are queued all the same.
+// A log that cannot be written is ignored without a message; messages are still queued.
 TEST_F(WriteFailure, ErrorLog) {
   const std::string directory = scratch_.path("directory");
   std::filesystem::create_directory(directory);
@@ -234,7 +234,7 @@ TEST_F(WriteFailure, ErrorLog) {
   EXPECT_EQ(test_support::read_file(scratch_.path("log")), "ERROR: told\n");
 }
 
-// Of what a slow reader has no room for, whole messages are left out; none waits for it.
+// When a slow reader has no room, whole messages are dropped; writing never waits for it.
 TEST_F(WriteFailure, ErrorLogThatIsAFullPipe) {
   const std::string path = scratch_.path("log");
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);

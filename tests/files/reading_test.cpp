@@ -1,4 +1,4 @@
-// Reading: what files say, what they leave out, and faulty files.
+// Reading: what files contain, what the library adds where they leave it out, and faulty files.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <unistd.h>
@@ -25,7 +25,7 @@ class Reading : public testing::Test {
     ASSERT_NE(mol_, 0) << nxf_last_error();
   }
 
-  // "" when the text is read.
+  // The message of the refusal; "" when the text is read.
   static std::string refusal(const std::string& text, const char* name) {
     const int errors = nx_number_of_errors();
     const int mol = nxf_read_molecule_from_memory(text.data(), text.size(), name, nullptr);
@@ -43,7 +43,7 @@ class Reading : public testing::Test {
     return numbers;
   }
 
-  // Of the atoms that have one, by name.
+  // The charges of the charged atoms, by name.
   std::string charges() const {
     std::string found;
     for (int i = 0; i < nx_get_molecule_atom_number(mol_); ++i) {
@@ -69,7 +69,7 @@ class Reading : public testing::Test {
   int mol_ = 0;
 };
 
-// A PDB record, with what stands behind column 54.
+// A PDB record; `rest` is the text after column 54.
 std::string pdb(const char* record, int serial, const char* name, const char* residue, char chain, int number,
                 const char* tail = "  1.00  0.00") {
   char line[128];
@@ -124,7 +124,7 @@ TEST_F(Reading, HydrogensAndPhosphatesOfSideChainsAreHeeded) {
   EXPECT_NE(notes().find("left neutral: 2 phosphates, 1 modified residue\n"), std::string::npos) << notes();
 }
 
-// A file's own formal charges hold in their residue, and the rest stays by rule.
+// Formal charges in a file count for their whole residue; other residues are charged by rule.
 TEST_F(Reading, FormalChargesOfTheFileComeFirst) {
   read(pdb("ATOM", 1, " OD1", "ASP", 'A', 2, "  1.00  0.00           O  ") +
            pdb("ATOM", 2, " OD2", "ASP", 'A', 2, "  1.00  0.00           O1-") +
@@ -135,7 +135,7 @@ TEST_F(Reading, FormalChargesOfTheFileComeFirst) {
 }
 
 TEST_F(Reading, ElementsWithoutColumnsGoByResidueAndName) {
-  // Names that all start in column 13, where " CA " would be right.
+  // All names start in column 13, although the alpha carbon should be " CA ".
   read(pdb("ATOM", 1, "CA  ", "ALA", 'A', 1) + pdb("ATOM", 2, "CD  ", "PRO", 'A', 2) +
            pdb("ATOM", 3, "HE1 ", "HIS", 'A', 3) + pdb("HETATM", 4, " CA ", " CA", 'A', 4) +
            pdb("HETATM", 5, "CA  ", "LIG", 'A', 5),
@@ -150,7 +150,7 @@ TEST_F(Reading, TextInOldColumnsIsPassedOver) {
        "a.pdb");
   EXPECT_EQ(elements(), (std::vector<int>{7, 6}));
   EXPECT_NE(notes().find("columns 73 to 80"), std::string::npos) << notes();
-  // A digit alone is no charge.
+  // A digit without a sign is no charge.
   nx_delete_molecule(mol_);
   read(pdb("HETATM", 1, " C1 ", "LIG", 'A', 1, "  1.00 10.00      1ABC   7"), "a.pdb");
   EXPECT_EQ(charges(), "");
@@ -234,7 +234,7 @@ TEST_F(Reading, AFaultyRecordIsToldAndPassedOver) {
       nx_delete_molecule(mol_);
     }
     seen.emplace_back(name);
-    // The text of a record is a file of its own.
+    // The text of a record can be read as a file.
     std::size_t size = 0;
     const std::string record = nxf_record_text(&size, reader);
     EXPECT_EQ(record.size(), size);
@@ -252,7 +252,7 @@ TEST_F(Reading, AFaultyRecordIsToldAndPassedOver) {
   EXPECT_EQ(nx_get_list_length(list), 0);
 }
 
-// What is there of a damaged file is read; the rest is a fault, and no end.
+// The readable part of a damaged file is read; the rest is a fault, not an end of file.
 TEST_F(Reading, AFileThatBreaksOffIsAFaultyRecord) {
   std::string text;
   for (int i = 0; i < 4000; ++i) {
@@ -277,7 +277,7 @@ TEST_F(Reading, AFileThatBreaksOffIsAFaultyRecord) {
   nx_delete_list(list);
 }
 
-// Connections behind the models belong to each of them, in the text of a record too.
+// CONECT records after the models belong to each model, also in the text of a record.
 TEST_F(Reading, ModelsOfPdbShareTheirConnections) {
   const std::string model = pdb("HETATM", 1, " C1 ", "LIG", 'A', 1) + pdb("HETATM", 2, " O1 ", "LIG", 'A', 1);
   const std::string text =
@@ -394,7 +394,7 @@ TEST_F(Reading, ChosenAtomsBecomeAMolecule) {
   EXPECT_EQ(nxf_extract_atoms(none, mol_), 0);
   EXPECT_EQ(nxf_extract_atoms(nullptr, mol_), 0);
 
-  // Bonds that have no ends yet stay behind.
+  // Bonds without ends are not copied.
   nx_set_molecule_bond_number(nx_get_molecule_bond_number(mol_) + 2, mol_);
   const int without_ends = nxf_extract_atoms(all, mol_);
   EXPECT_EQ(nx_get_molecule_bond_number(without_ends), nx_get_molecule_bond_number(mol_) - 2);

@@ -1,4 +1,4 @@
-// What is written is read back: every format, to a path and to memory, plain and gzipped.
+// Writes and reads back every format, to a path and to memory, plain and gzipped.
 #include <gtest/gtest.h>
 
 #include <nxbriochem/nxbriochem.h>

@@ -19,7 +19,7 @@ namespace {
 
 Sites sites(const Charges& charges) { return {charges.records.data(), charges.q.data(), charges.count()}; }
 
-// The sum as it is defined, written out a second time: every intermediate value in a variable of its width.
+// The definition of the sum, written independently: every intermediate value is stored in a variable of its precision.
 PairSum by_definition(const Charges& target, const Charges& ligand) {
   PairSum sum;
   for (std::size_t i = 0; i < target.q.size(); ++i) {
@@ -55,7 +55,7 @@ bool same_bits(float a, float b) {
   return (std::isnan(a) && std::isnan(b)) || std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b);
 }
 
-// All versions that the processor has give the defined sum, to the bit.
+// All versions that the processor supports must give the bits of the definition.
 void expect_all_equal(const Charges& target, const Charges& ligand) {
   const PairSum expected = by_definition(target, ligand);
   for (const Kernel kernel : coulomb::supported_kernels()) {
@@ -67,7 +67,7 @@ void expect_all_equal(const Charges& target, const Charges& ligand) {
   }
 }
 
-// Charges on a coarse lattice, so that some pairs are at one place, and some of them zero.
+// Charges on a coarse lattice, so that some pairs coincide. Some charges are zero.
 Charges random_charges(std::mt19937& random, int count) {
   std::uniform_int_distribution<int> place(-3, 3);
   std::uniform_real_distribution<float> jitter(-0.5F, 0.5F);
@@ -104,7 +104,8 @@ TEST(PairSum, AllVersionsAgreeOnExtremeInput) {
       Limits::min(), 1e19F, kMax, -kMax, kInfinity, -kInfinity, Limits::quiet_NaN()};
   std::mt19937 random(7);
   for (int round = 0; round < 20000; ++round) {
-    // Early rounds leave out what makes a whole sum infinite or not a number, so that finite extremes are seen too.
+    // Every other round leaves out the values that make a whole sum infinite or not a number, so that finite extremes
+    // are tested too.
     const std::size_t kinds = round % 2 == 0 ? 9 : std::size(values);
     const auto pick = [&] { return values[random() % kinds]; };
     Charges sets[2];
@@ -121,8 +122,8 @@ TEST(PairSum, AllVersionsAgreeOnExtremeInput) {
   }
 }
 
-// Sums that come to lie on the boundary between two floats, where the smallest error of a term shows: a term below the
-// power of two of the sum, with an odd last bit, at a distance that has an exact root.
+// Sums that lie on the boundary between two floats, where the smallest error of a term changes the rounding. Each term
+// is below the power of two of the sum and has an odd last bit; its distance has an exact square root.
 TEST(PairSum, AllVersionsRoundAlikeAtTheBoundaries) {
   std::mt19937 random(11);
   for (int round = 0; round < 4000; ++round) {
@@ -138,7 +139,7 @@ TEST(PairSum, AllVersionsRoundAlikeAtTheBoundaries) {
       const auto odd = 0.5F * static_cast<float>((1 << 23) + 2 * static_cast<int>(random() % (1 << 21)) + 1);
       const auto distance = static_cast<float>(1 << (random() % 8));
       ligand.add(0, distance, 0, odd * distance * scale);
-      // Back to 0, so that the next sum is as short.
+      // Subtracts the sum again, so that the next boundary starts from 0.
       const float sum = static_cast<float>(double{above * scale} + double{odd * scale});
       ligand.add(0, 0, 1, -sum);
     }

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <nxbriochem/geometry/eigen_jag.h>
-#include <nxbriochem/geometry/jacobi_sweeps_internal.h>
 #include <nxbriochem/geometry/instruction_set_internal.h>
+#include <nxbriochem/geometry/jacobi_sweeps_internal.h>
 #include <nxbriochem/objects/memory.h>
 
 #include <tests/support/plain_jacobi.h>
@@ -30,7 +30,7 @@ bool same_bits(const std::vector<T>& x, const std::vector<T>& y) {
   return true;
 }
 
-// What a run leaves.
+// The results of a run.
 template <class T>
 struct Outcome {
   explicit Outcome(const Square<T>& matrix) : a(matrix), v(matrix.size()), d(matrix.n), b(matrix.n), z(matrix.n) {}
@@ -62,7 +62,7 @@ void expect_all_equal(const Square<T>& matrix, const char* what) {
   }
 }
 
-// Spectra that the thresholds and the negligible rotations treat differently.
+// Spectra that exercise the different thresholds and the skipping of negligible rotations.
 template <class T>
 void expect_all_equal_for_size(std::mt19937& random, int n) {
   using Limits = std::numeric_limits<T>;
@@ -108,7 +108,7 @@ void expect_accurate(const Square<T>& matrix, double limit) {
   const EigenErrors errors = eigen_errors(matrix, run.d, exact_square(run.v));
   EXPECT_LE(errors.element, limit) << matrix.n;
   EXPECT_LE(errors.orthonormal, 6 * limit) << matrix.n;
-  // Upper triangle used up, the rest as it was.
+  // The upper triangle is destroyed, the rest unchanged.
   for (std::size_t i = 0; i < matrix.n; ++i) {
     for (std::size_t j = 0; j < matrix.n; ++j) {
       ASSERT_EQ(run.a.at(i, j), j > i ? T{0} : matrix.at(i, j));
@@ -144,7 +144,7 @@ TEST(Jacobi, IsAccurateAgainstLongDouble) {
   EXPECT_EQ(nx_total_number_of_active_pointers(), 0);
 }
 
-// The sum above the diagonal is then never 0.
+// With it the sum above the diagonal never becomes 0.
 TEST(Jacobi, SaysSoAfterFiftySweepsAndKeepsTwoWorkVectors) {
   for (const int n : {3, 40}) {
     std::mt19937 random(43);
@@ -200,7 +200,7 @@ TEST(EigenSolve, LeavesTheMatrixWhole) {
 TEST(EigenSolve, FramesOfThreeAreRightHandedAndSorted) {
   std::mt19937 random(46);
   for (int round = 0; round < 3000; ++round) {
-    // Whole numbers, so that equal eigenvalues and zeros are seen too.
+    // Whole numbers, so that equal eigenvalues and zeros occur.
     Square<float> a(3);
     for (std::size_t i = 0; i < 3; ++i) {
       for (std::size_t j = 0; j <= i; ++j) {

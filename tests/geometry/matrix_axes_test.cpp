@@ -52,7 +52,8 @@ class Adversary {
   RowsF next(int kind) {
     const double spread = std::pow(10.0, -18 * uniform_(random_));
     const double tiny = std::pow(10.0, -8 * uniform_(random_));
-    // In its own directions; or whole numbers, tiny off-diagonals, gradings by rows and columns, a block and an axis.
+    // Kinds: along its own axes, turned, whole numbers, tiny off-diagonals, graded by rows and columns, a 2 x 2 block
+    // and an axis.
     const std::array<Vector3d, 3> turned = {
         Vector3d(1, 1 + tiny, 1 + (uniform_(random_) < 0.5 ? tiny * tiny : normal())),
         Vector3d(1, spread, normal() * spread * tiny), Vector3d(normal(), small() * normal(), small())};
@@ -93,7 +94,7 @@ struct Worst {
   double residual = 0, skew = 0, value = 0;
 };
 
-// One function's answer for m; the status.
+// Checks the answer of one function for m. Returns the status.
 int check(const RowsF& m, int status, const RowsF& rows, const double* roots, Worst& worst) {
   const double size = m.cast<double>().norm();
   const Vector3d found(roots);
@@ -111,7 +112,7 @@ int check(const RowsF& m, int status, const RowsF& rows, const double* roots, Wo
     EXPECT_FALSE(std::any_of(r.data(), r.data() + 9, [](double x) { return x == 0 && std::signbit(x); }));
   } else {
     EXPECT_TRUE(status == 2 || status == 4) << status;
-    // What off-diagonals below the tolerances can hide.
+    // The error that off-diagonal elements below the tolerances may cause.
     EXPECT_LE(one * size, status == 4 ? 3e-6 : std::sqrt(3.5e-6 * size + 3e-12) + 2e-6 + 1e-7 * size);
     EXPECT_EQ(skew(r), 0);
   }
@@ -141,7 +142,7 @@ TEST(MatrixAxes, AgreeWithJacobiInLongDouble) {
     ++met[static_cast<std::size_t>(status)];
     EXPECT_EQ(nx_make_rmat_alt_d(wide.data(), other.data(), own), status);
     EXPECT_TRUE(std::equal(own, own + 3, Roots) && other == r);
-    // By the other method a tie at the tolerances may fall otherwise.
+    // At the tolerances the two methods may give different statuses.
     EXPECT_TRUE(check(m, make_rmat1(m.data(), other.data(), 0), other, Roots, older) == status || status != 4);
   }
   EXPECT_LT(inner.residual, 3e-15);
@@ -177,7 +178,7 @@ TEST(MatrixAxes, RangeAndClustersOfDoubles) {
     EXPECT_NEAR(axes.values[0] / scale, 3, 3e-15);
     EXPECT_NEAR(axes.values[2] / scale, 1, 3e-15);
   }
-  // The directions are those of what is left of a matrix when its mean is off.
+  // The directions are compared on the matrix less its mean.
   RowsD left;
   left << 1, 2, 3, 2, -1.5, 5, 3, 5, 0.75;
   const RowsD m = RowsD(0.1 * RowsD::Identity() + 0x1p-40 * left);
@@ -205,7 +206,7 @@ TEST(MatrixAxes, StatusesAndOrderOfChecks) {
   EXPECT_DOUBLE_EQ(Roots[1], 3);
   EXPECT_EQ(make_rmat1(full, r, -1), 0);
 
-  // Bad input leaves everything.
+  // Bad input changes nothing.
   std::array<float, 9> bad = {2, 1, 0, 1, std::numeric_limits<float>::quiet_NaN(), 0, 0, 0, 5};
   double own[3] = {7, 7, 7};
   Roots[0] = 7;
@@ -223,7 +224,8 @@ TEST(MatrixAxes, StatusesAndOrderOfChecks) {
 }
 
 TEST(MatrixAxes, Relatives) {
-  // Only the upper triangle, then only the lower one, holds [2 1; 1 2]: which one is read shows.
+  // The upper triangle of one matrix and the lower one of the other hold [2 1; 1 2]. The result shows which triangle is
+  // read.
   const float upper[9] = {2, 1, 0, 0, 2, 0, 0, 0, 5};
   float values[3];
   float m[9];

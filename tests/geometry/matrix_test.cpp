@@ -26,7 +26,7 @@ std::vector<Real> random_elements(std::mt19937& random, int count) {
   return elements;
 }
 
-// The product as it is defined, in the type of the elements.
+// The product by its definition, in the type of the elements.
 template <class Real, class Multiply>
 void expect_product(std::mt19937& random, Multiply multiply, int ra, int ca, int cb) {
   const auto a = random_elements<Real>(random, ra * ca);
@@ -88,7 +88,7 @@ TEST(Matrix, CopiesIdentitiesTransposes) {
             "1.000000 2.000000 3.000000 \n4.000000 5.000000 6.250000 \n");
 }
 
-// Negative dimensions leave nothing to do, which is done.
+// Negative dimensions: success, and nothing is written.
 TEST(Matrix, NegativeDimensions) {
   double m[4] = {1, 2, 3, 4};
   float f[4] = {1, 2, 3, 4};
@@ -122,7 +122,7 @@ TEST(Matrix, TorsionTurnsAboutItsAxis) {
 }
 
 TEST(Matrix, ReorthogonalizedRowsStayInOrder) {
-  // Gram and Schmidt by hand, of rows far from length 1.
+  // Rows far from length 1; the expected values are Gram-Schmidt by hand.
   const float expected[9] = {0.6F, 0.8F, 0, -0.8F, 0.6F, 0, 0, 0, 1};
   for (const float scale : {1e-18F, 1.0F, 1e18F}) {
     float m[9] = {0.3F, 0.4F, 0, 0.6F - 0.8F, 0.8F + 0.6F, 0, 0.5F, 0.25F, 2};
@@ -143,10 +143,10 @@ TEST(Matrix, FramesOfThreePoints) {
   const float at_origin[9] = {0, 1, 2, 0, 4, 2, 0, 5, 7};
   const float point[3] = {1, 2, 3};
   float out[3];
-  // e1 = y; e2 comes of (0, 5, 7) less its y: z; e3 = x.
+  // e1 = y. e2 = z: the direction of (0, 5, 7) without its y component. e3 = x.
   EXPECT_EQ(nx_get_3_point_coords(at_origin, point, out, 1), 1);
   EXPECT_EQ(std::vector<float>(out, out + 3), (std::vector<float>{1, 1, 1}));
-  // The x of the first point goes off all three components of the third: v = (0, 2, -1), not (0, 2, 1).
+  // The x of the first point is subtracted from all three components of the third: v = (0, 2, -1), not (0, 2, 1).
   const float quirk[9] = {1, 1, 0, 1, 2, 0, 1, 3, 0};
   float r[9];
   EXPECT_EQ(nx_rotation_matrix_from_3_atoms(quirk, at_origin, r), 1);
@@ -163,7 +163,8 @@ TEST(Matrix, FramesOfThreePoints) {
       ASSERT_NEAR(moved[k], points[k], 4e-6);
     }
   }
-  // A step square to e1 leaves the rounding errors alone: those of a multiplication by the square root of 1 / |d|^2.
+  // The step is perpendicular to e1, so that the coordinate shows rounding errors only: those of multiplying by the
+  // square root of 1 / |d|^2.
   for (int round = 0; round < 200; ++round) {
     std::array<float, 9> p = {};
     std::generate_n(p.begin(), 8, [&random] { return static_cast<float>(random() % 100); });
@@ -193,7 +194,7 @@ TEST(Matrix, SymmetricSystems) {
     ASSERT_EQ(nx_solve_bilinear_equation_f(a.data(), b.data(), x.data(), n), 1) << n;
     EXPECT_LT((a.lazyProduct(x) - Eigen::Map<const Eigen::VectorXf>(b.data(), n)).norm(), 1e-5) << n;
   }
-  // Eigenvalues 1 and 6e-8, which counts as 0: the shortest of the best.
+  // The eigenvalues are 1 and 6e-8. The latter counts as 0, so the result is the shortest least-squares solution.
   const float singular[4] = {0.5F + 6e-8F, 0.5F, 0.5F, 0.5F + 6e-8F};
   const float right[2] = {3, 1};
   float x[2] = {7, 7};

@@ -47,7 +47,7 @@ int molecule_of(const Atoms& atoms) {
   return mol;
 }
 
-// Which atoms take part, by the rules as they are written down, and how often each warning comes.
+// Which atoms take part by the documented rules, and how many warnings of each kind are expected.
 struct Expected {
   std::vector<bool> in;
   int warnings_of_hydrogen = 0;
@@ -139,14 +139,14 @@ Atoms random_atoms(Random& random) {
   return atoms;
 }
 
-// The frame of what has been oriented: centre at the origin, axes in order.
+// Checks an oriented molecule: centre at the origin, axes in descending order of extent.
 void expect_oriented(const Atoms& atoms, const Expected& expected, const std::array<double, 3>& moments, double loose) {
   const ExactFrame frame(atoms, expected);
   const ExactMatrix<3> s = frame.second_moments / frame.count;
   for (int k = 0; k < 3; ++k) {
     EXPECT_NEAR(static_cast<double>(frame.centre[k]), 0, loose);
     EXPECT_NEAR(static_cast<double>(std::sqrt(s(k, k))), moments[static_cast<std::size_t>(k)], 2e-3 + loose);
-    // The make_rmat family takes eigenvalues for the diagonal that differ from it by up to 1e-6.
+    // make_rmat takes the diagonal elements for the eigenvalues when they differ by up to 1e-6.
     EXPECT_NEAR(static_cast<double>(s(k, (k + 1) % 3)), 0, 1e-3 * (1 + moments[0]) + 10 * loose);
   }
 }
@@ -158,7 +158,7 @@ Atoms with_coordinates(Atoms atoms, const std::vector<float>& xyz) {
   return atoms;
 }
 
-// Volumes and handedness are those of before, to the rounding of coordinates of this size.
+// Volumes and handedness are unchanged, to the rounding of coordinates of this size.
 void expect_rigid(const std::vector<float>& before, const std::vector<float>& after, double loose) {
   for (std::size_t at = 0; at + 12 <= before.size(); at += 3) {
     const auto volume = [at](const std::vector<float>& xyz) {
@@ -172,7 +172,8 @@ void expect_rigid(const std::vector<float>& before, const std::vector<float>& af
   }
 }
 
-// The kept translation is -R c of the very rotation that was kept, to its last digit.
+// The stored translation is -R c with the stored rotation R, to the last digit. A translation computed from another
+// rounding of R would fail.
 void expect_translation_of_kept_rotation(int mol, const ExactVector& centre) {
   Eigen::Matrix3f transposed;
   Eigen::Vector3f t;
@@ -270,7 +271,7 @@ TEST(OrientBase, FollowsItsSelectorOnRandomMolecules) {
   }
 }
 
-// Over so many atoms, sums in double would give other moments.
+// With so many atoms, sums in double would give other moments than the float sums that programs rely on.
 TEST(Moments, ComeFromSumsInSinglePrecision) {
   Random random(35);
   std::normal_distribution<float> normal;
@@ -322,7 +323,7 @@ TEST(OrientWrappers, PassTheirSelectors) {
     EXPECT_EQ(out, expected) << flag;
     EXPECT_EQ(coordinates_of(by_name), coordinates_of(by_flag)) << flag;
   }
-  // Of the moments functions 1 is the result always.
+  // The moments functions always return 1.
   const int mol = molecule_of(atoms);
   EXPECT_EQ(nx_orient_m_i_base(mol, 3, nullptr), 0);
   EXPECT_EQ(nx_moments_of_inertia(mol, nullptr), 1);

@@ -43,7 +43,7 @@ Eigen::Matrix3d random_rotation(Random& random) {
   return Eigen::Quaterniond{normal(random), normal(random), normal(random), normal(random)}.normalized().matrix();
 }
 
-// Turns, then shifts; in double, rounded at the end.
+// Turns the points, then shifts them; in double, rounded at the end.
 Points moved(const Points& points, const Eigen::Matrix3d& r, double shift) {
   Points out(points.size());
   Eigen::Matrix3Xf::Map(out.data(), 3, count(points)) =
@@ -54,8 +54,8 @@ Points moved(const Points& points, const Eigen::Matrix3d& r, double shift) {
 
 double pick(Random& random, std::initializer_list<double> values) { return values.begin()[random() % values.size()]; }
 
-// A pair of sets of any shape: round, flat, straight or a point, nearly or exactly so, near or far from the origin; the
-// second unrelated to the first, or a turned copy of it, mirrored or not, off by anything from nothing to much.
+// A pair of sets of any shape: round, flat, straight or a point, nearly or exactly so, near or far from the origin. The
+// second is unrelated to the first, or a turned copy of it, mirrored or not, with noise from none to much.
 std::pair<Points, Points> random_pair(Random& random) {
   const auto n = static_cast<std::size_t>(1 + random() % (random() % 8 == 0 ? 40 : 9));
   const double size = pick(random, {1e-3, 1, 3, 8});
@@ -92,7 +92,7 @@ std::array<float, 12> motion_of(int first, int second) {
   return motion;
 }
 
-// t = c1 - R c2 with the R that was written, to its last digit and a rounding of the centres.
+// t = c1 - R c2 with the written R, to the last digit and a rounding of the centres.
 void expect_translation_of_written_rotation(const std::array<float, 12>& m, const Points& first, const Points& second,
                                             double rounding) {
   const auto transposed = Eigen::Matrix3f::Map(m.data()).cast<long double>();
@@ -104,7 +104,7 @@ void expect_translation_of_written_rotation(const std::array<float, 12>& m, cons
   }
 }
 
-// Of a struct of 16 doubles.
+// The bits of a struct of 16 doubles.
 template <class Sums>
 std::array<uint64_t, 16> bits(const Sums& sums) {
   return std::bit_cast<std::array<uint64_t, 16>>(sums);
@@ -148,7 +148,8 @@ TEST(RmsBetweenPoints, IsTheLeastOverProperRotationsForEveryShape) {
   std::printf("worst difference from long double: %.3g angstrom\n", worst);
 }
 
-// Noise around what the sums over the points still tell, where the residuals take over; few of the sets above have it.
+// Noise near the size at which the deviation is computed from the residuals instead of the sums. Few of the sets above
+// have it.
 TEST(RmsBetweenPoints, OfManyPointsIsExactHoweverSmall) {
   Random random(46);
   for (int round = 0; round < 300; ++round) {
@@ -253,7 +254,7 @@ TEST(Superposition, MovesTheSecondOntoTheFirstByAProperRotation) {
     }
     EXPECT_FALSE(test_support::has_negative_zero(after));
     expect_translation_of_written_rotation(m, first, second, 1e-14 * farthest);
-    // The moved atoms were rounded to single precision once more.
+    // The moved atoms were rounded to single precision.
     EXPECT_NEAR(std::sqrt(squares / count(first)), expected, 1.1e-7 * farthest + kTolerance);
     nx_delete_molecule(mol2);
     nx_delete_molecule(mol1);
@@ -261,7 +262,7 @@ TEST(Superposition, MovesTheSecondOntoTheFirstByAProperRotation) {
   }
 }
 
-// Where powers of the coordinates leave the range of a double too.
+// Scales include some at which powers of the coordinates leave the range of a double.
 TEST(Superposition, TurnsAlikeAtEveryScale) {
   const auto fit_of = [](Points first, Points second, int exponent) {
     for (Points* points : {&first, &second}) {
@@ -291,7 +292,7 @@ TEST(Superposition, TurnsAlikeAtEveryScale) {
   }
 }
 
-// No rotation and no translation, exactly: for every shape, at the origin and far off, also for one handle twice.
+// The motion is exactly the identity: for every shape, at the origin and far off, also for the same handle twice.
 TEST(Superposition, OfIdenticalMoleculesIsNoMotion) {
   const std::array<float, 12> none = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
   Random random(44);

@@ -77,7 +77,7 @@ TEST(CBind, LeavesOutCoincidentPairsAndWarnsOnce) {
             "WARNING: 1 charges were coincident. these interactions were ignored\n");
   EXPECT_FLOAT_EQ(energy, 560.73706F * (2.0F / 5 + 1.0F / 2 + 1.0F / 3));
 
-  // Zero charges at one place are no pair.
+  // A zero charge makes no pair, even at the same place.
   EXPECT_EQ(printed([&] { energy = bind(charge_at(0, 0), charge_at(0, 1)); }), "");
   EXPECT_EQ(energy, 0.0F);
 }
@@ -135,7 +135,7 @@ TEST(CBindCut1, CapsHydrogensOnEitherSideOnly) {
   EXPECT_EQ(printed([&] { energy = cut(1.25F); }),
             coincident + "WARNING: 1 H-interactions where less than 1.250000.  These distances were capped \n");
   EXPECT_FLOAT_EQ(energy, 560.73706F * (1 / 1.25F + 1 / 10.0F + 1 / 9.5F));
-  // Too small to cap anything: the plain energy.
+  // The cap is too small to apply: the plain energy.
   EXPECT_EQ(printed([&] { energy = cut(0.5F); }), coincident);
   EXPECT_EQ(energy, bind(target, ligand));
   mark_hydrogen(ligand, 1);
@@ -150,7 +150,7 @@ TEST(CBindDipolar, AddsTheEnergyOfDipolesInTheOthersField) {
   ligand.add(0, 0, 0, -1);  // at the dipole's place: nothing
   mark_hydrogen(target, 0);
   const float along[] = {0.5F, 7, 0};
-  const float none[] = {1, 1, 1, 0, 0, 0};  // meets no charge of the target
+  const float none[] = {1, 1, 1, 0, 0, 0};  // its atom has no charge of the target nearby
   float energy = 0;
   // q p.r / r^3 = 3 * (0.5 * 2) / 8
   EXPECT_EQ(printed([&] {
@@ -177,7 +177,7 @@ TEST(MonopoleAndDipole, FollowsTheSignsPresent) {
   using Moments = std::array<float, 8>;
   const std::vector<float> xyz = {1, 0, 0, 3, 0, 0, 0, 2, 4};
   EXPECT_EQ(moments(xyz, {1, 3, 0}), (Moments{2.5F, 0, 0, 4, 0, 0, 0, 1}));
-  // The weighted sum as it stands, and a positive monopole.
+  // Only negative charges: the undivided weighted sum, and a positive monopole.
   EXPECT_EQ(moments(xyz, {-1, -3, 0}), (Moments{10, 0, 0, 4, 0, 0, 0, 1}));
   EXPECT_EQ(moments(xyz, {1, 3, -2}), (Moments{2.5F, 0, 0, 2, 2.5F, -2, -4, 0}));
   EXPECT_EQ(moments(xyz, {1, 0, -2}), (Moments{0, 2, 4, -1, 1, -2, -4, 1}));

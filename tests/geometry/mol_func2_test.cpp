@@ -22,7 +22,7 @@ float element_radius(char code) {
   return radius;
 }
 
-// A value of each atom.
+// One value for each atom.
 template <class T>
 std::vector<T> all_of(int (*get)(T*, int), int mol) {
   std::vector<T> values(static_cast<std::size_t>(nx_get_molecule_radii_length(mol)));
@@ -66,7 +66,7 @@ TEST(ElementRadii, CallersValuesSurviveTheDefaultsButForZAndX) {
   EXPECT_EQ(element_radius('Z'), 1.34F);
   EXPECT_EQ(element_radius('X'), 0.0F);
   EXPECT_EQ(element_radius(static_cast<char>(-3)), 0.5F);
-  // Once they are filled in, a value for Z holds until they are filled in again.
+  // After the defaults are filled in, a value set for Z stays until they are filled in again.
   nx_set_element_radius('Z', 2.0F);
   EXPECT_EQ(element_radius('Z'), 2.0F);
   set_default_element_radii();
@@ -81,7 +81,7 @@ TEST(ElementRadii, AssignsByElementAndMakesMissingElements) {
   EXPECT_EQ(elements_of(mol), "COHL");
   EXPECT_EQ(radii_of(mol), (std::vector<float>{1.7F, 1.6F, 1.0F, 1.9F}));
 
-  // Elements that are there stay, whatever the names say; deleted atoms are passed over.
+  // Existing elements stay, whatever the names say; deleted atoms are skipped.
   nx_set_molecule_element("NNNN", mol);
   nx_set_molecule_atom_number(2, mol);
   EXPECT_EQ(nx_assign_radii_by_element(mol), 1);

@@ -17,7 +17,7 @@ using namespace test_support;
 
 namespace {
 
-// What the library's rand() gives: these numbers over and over, or random ones when there are none.
+// The numbers that rand() returns to the library, repeated; random ones when the list is empty.
 std::vector<int> given_numbers;
 std::size_t next_number = 0;
 
@@ -31,7 +31,7 @@ namespace {
 
 constexpr int kZeroNumber = RAND_MAX / 2;  // makes an element of a start vector 0
 
-// The eigenpairs are A's to rounding, sorted; the eigenvalues where they are known.
+// Checks that the eigenpairs are those of A to rounding, and sorted; and the eigenvalues, where they are known.
 void expect_eigenpairs(const Square<double>& a, std::vector<double> known, const char* what) {
   Square<double> v = a;
   std::vector<double> values(a.n);
@@ -53,7 +53,7 @@ void expect_eigenpairs(const Square<double>& a, std::vector<double> known, const
   EXPECT_EQ(nx_total_number_of_active_pointers(), 0);
 }
 
-// What the call writes to standard error while DebugFlag is set.
+// The text on standard error with DebugFlag set.
 std::string debug_output(int result, Square<double> a) {
   const Square<double> before = a;
   std::vector<double> values(a.n, 0.5);
@@ -85,7 +85,7 @@ Square<double> two_by_two(double diagonal, double beside) {
   return a;
 }
 
-// Of these elements on the diagonal and, from the second on, beside it.
+// The tridiagonal matrix with this diagonal and subdiagonal (beside[0] is not used).
 ExactSquare tridiagonal(const std::vector<double>& diagonal, const std::vector<double>& beside) {
   Square<double> a(static_cast<int>(diagonal.size()));
   for (std::size_t i = 0; i < a.n; ++i) {
@@ -177,12 +177,12 @@ TEST(EigenVectors, ReportUnderTheDebugFlagOnly) {
   given_numbers = {kZeroNumber};
   EXPECT_EQ(debug_output(0, two_by_two(2, 1)), "Exhaus dot product is zero!\n");
 
-  // Every start is the eigenvector (1, 0) of the diagonal matrix: nothing is left of it for the second one.
+  // Every start is the eigenvector (1, 0) of the diagonal matrix, so that no start is left for the second eigenvector.
   given_numbers = {RAND_MAX, kZeroNumber};
   EXPECT_EQ(debug_output(0, two_by_two(5, 0)),
             "Exhaus Eigen 0 Value 5 in 1 iterations\nExhaus negative eigen dimensions!\n");
 
-  // A seventh start that is another one is still in time.
+  // A different seventh start is still accepted.
   given_numbers = {RAND_MAX, kZeroNumber, RAND_MAX, kZeroNumber, RAND_MAX, kZeroNumber, RAND_MAX,    kZeroNumber,
                    RAND_MAX, kZeroNumber, RAND_MAX, kZeroNumber, RAND_MAX, kZeroNumber, kZeroNumber, RAND_MAX};
   EXPECT_EQ(debug_output(1, two_by_two(5, 0)),

@@ -49,7 +49,7 @@ TEST(Roots, OfPolynomialsMadeFromTheirRoots) {
   std::uniform_real_distribution<double> place(-4.0, 1.0);
   for (int round = 0; round < 20000 && !testing::Test::HasFailure(); ++round) {
     SCOPED_TRACE(round);
-    // Four that keep apart, so that each is determined to nearly all of its digits.
+    // Four well separated roots, so that the coefficients determine nearly all digits of each.
     std::vector<double> x = {place(random)};
     for (int k = 0; k < 3; ++k) {
       x.push_back(x.back() + step(random));
@@ -62,7 +62,7 @@ TEST(Roots, OfPolynomialsMadeFromTheirRoots) {
     auto c = expanded(a, {x[0], x[1]});
     expect_roots({x[0], x[1]}, nx_SolveQuadratic(c[0], c[1], c[2]), 1e-12);
     c = expanded(a, {x[0], x[1], x[2]});
-    // As far as the ten decimals of the constants go.
+    // As exact as the ten decimals of the constants allow.
     expect_roots({x[0], x[1], x[2]}, nx_SolveCubic(c[0], c[1], c[2], c[3]), 2e-10);
     double own[3];
     EXPECT_EQ(nx_SolveCubicRoots(c[0], c[1], c[2], c[3], own), 3);
@@ -79,7 +79,7 @@ TEST(Roots, OfPolynomialsMadeFromTheirRoots) {
 }
 
 TEST(Roots, QuarticSlotsAndEqualRoots) {
-  // y = 1, 2, 4 and -7 keep to the slots of their signs: q is negative here, and positive when turned round.
+  // The roots y are 1, 2, 4 and -7. q is negative here and positive for the negated roots, which reverses the slots.
   ASSERT_EQ(nx_SolveQuartic(1, 0, -35, 90, -56), 4);
   const std::vector<double> slots = first_roots(4);
   EXPECT_NEAR(slots[0], -7, 1e-12);
@@ -103,7 +103,7 @@ TEST(Roots, QuarticSlotsAndEqualRoots) {
   expect_roots({3, 2, 1}, nx_SolveQuartic(9e-7, 1, -6, 11, -6), 1e-9);
 }
 
-// Roots that are far apart, and of any size: to the last digits each.
+// Roots far apart and of any size: each must be right to the last digits.
 TEST(Roots, QuarticOfEveryScale) {
   std::mt19937 random(7);
   std::uniform_real_distribution<double> step(0.3, 2.0);
@@ -125,7 +125,7 @@ TEST(Roots, QuarticOfEveryScale) {
       }
     };
     const double top = high + 5;
-    // In the slots 0, 1, 3, 2 from the far one on.
+    // The slots are 0, 1, 3, 2, starting with the far root.
     expect({low, high, top, far},
            far > 0 ? std::vector<double>{far, top, low, high} : std::vector<double>{far, low, top, high});
     expect({pair, std::conj(pair), top, far}, {std::min(far, top), std::max(far, top)});
@@ -137,7 +137,7 @@ TEST(Roots, QuarticOfEveryScale) {
     EXPECT_EQ(Roots[0], -Roots[1]);
   }
   expect_roots({0, std::cbrt(1e160)}, nx_SolveQuartic(1, 0, 0, -1e160, 0), 1e39);
-  // (x - 1) (x - 2) ((x - 5)^2 + 1e-12), and with a last term that no double tells from 0.
+  // (x - 1) (x - 2) ((x - 5)^2 + 1e-12) has two real roots. Without the 1e-12 the last two are equal real roots.
   expect_roots({1, 2}, nx_SolveQuartic(1, -13, 57 + 1e-12, -95 - 3e-12, 50 + 2e-12), 1e-13);
   expect_roots({1, 2, 5, 5}, nx_SolveQuartic(1, -13, 57, -95, 50), 1e-7);
 }
@@ -157,7 +157,8 @@ TEST(Roots, CubicWithOneRealRootKeepsItsFormula) {
     EXPECT_EQ(own[3], kUntouched);
     EXPECT_TRUE(std::equal(own, own + 4, Roots));
   }
-  // x^3 - 3 x + 2 has D of exactly 0: the roots in one solver, the inflexion in the other. So has a triple root.
+  // x^3 - 3 x + 2 has D of exactly 0: one solver gives the roots, the other the inflexion point. A triple root has D =
+  // 0, too.
   double own[3];
   expect_roots({-2, 1, 1}, nx_SolveCubic(1, 0, -3, 2), 1e-9);
   EXPECT_EQ(nx_SolveCubicRoots(1, 3, 0, -4, own), 1);
@@ -199,7 +200,7 @@ TEST(Roots, BadInputChangesNothing) {
     EXPECT_EQ(nx_SolveQuadraticRoots(0, bad, 1, own) + nx_SolveCubicRoots(0, bad, 1, 1, own), 0);
   }
   EXPECT_EQ(nx_SolveQuadratic(1, 1e300, 1) + nx_SolveCubic(1, 1e300, 1, 1), 0);
-  // Roots beyond a double.
+  // Roots beyond the range of a double.
   EXPECT_EQ(nx_SolveLinear(1e-6, 1e308) + nx_SolveCubic(0, 0, 1e-6, -1e308) + nx_SolveLinearRoots(-1e-6, 1e308, own),
             0);
   EXPECT_EQ(nx_SolveQuartic(1e-6, 1e308, 0, 0, 0) + nx_SolveQuartic(0, 0, 0, 1e-6, 1e308), 0);

@@ -27,7 +27,7 @@ long number(const char* variable) {
   return text != nullptr ? std::atol(text) : 0;
 }
 
-// Nothing is counted or fails before the program's own constructors.
+// Before the program's own constructors nothing is counted and nothing fails.
 bool started = false;
 long allocation = 0;
 bool later = false;

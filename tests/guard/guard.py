@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Holds nxbrio to what docs/errors.md promises of sudden ends.
+"""Checks what docs/errors.md promises about nxbrio when memory runs out or a signal ends it.
 
 usage: guard.py allocations|steps|kills PROGRAM FILES [PRELOAD] [--seed SEED]
 
@@ -36,7 +36,7 @@ READING = ["info $F/peptide.pdb", "rms $F/water.pqr $F/water.pqr --json", "momen
 SIGNALS = [signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL]
 TEMPORARY = re.compile(r"\.nxbrio-[0-9a-f]{16}")
 OLD = b"old contents\n"
-# No command line has more, and all of them are tried.
+# No command line makes more allocations than this; each of them is made to fail.
 MOST_RUNS = 20000
 RUN_SECONDS = 60
 
@@ -44,7 +44,7 @@ Result = collections.namedtuple("Result", "status out err files")
 
 
 class Command:
-    """A command line, and what it makes of a directory whose first output is there already."""
+    """A command line, and the files that it leaves in a directory where its first output already exists."""
 
     def __init__(self, options, line, outputs):
         self.options, self.line, self.outputs = options, line, outputs
@@ -80,7 +80,7 @@ class Command:
             return Result(process.returncode, out.decode(errors="replace"), err.decode(errors="replace"), files)
 
     def fault_of_failure(self, result):
-        """What is wrong with an end for want of memory; empty when nothing is."""
+        """What is wrong with the end of a run that had no memory; empty when nothing is."""
         if result.status == 0:
             return "" if result.files == self.after else "status 0, but other files than usual"
         if result.status != 1:
@@ -92,7 +92,7 @@ class Command:
         return "" if result.files in (self.before, self.after) else "files neither old nor new"
 
     def fault_of_signal(self, result, sent):
-        """What is wrong with an end by a signal, or, where that came too late, with the usual one."""
+        """What is wrong with the end of a run that got a signal, maybe after its normal end."""
         if result.status not in (0, -sent):
             return "ended otherwise"
         if result.status == 0 and result.files != self.after:

@@ -14,7 +14,7 @@ void expect(bool right, const char* what) {
   }
 }
 
-// A bit of every module that keeps tables.
+// Uses every module that keeps tables.
 class Use {
  public:
   explicit Use(const char* when) {
@@ -35,7 +35,7 @@ class Use {
     std::printf("%s: made\n", when);
   }
 
-  // Later, what was made is still there.
+  // Checks later that everything made is still there.
   void finish(const char* when) {
     float xyz[9] = {};
     expect(nx_get_molecule_coordinates(xyz, mol_) == 1 && xyz[3] == 1.0F, "the molecule's coordinates");

@@ -1,6 +1,6 @@
-// What the documentation calls safe in several threads, for ThreadSanitizer: molecule and list handles under the
-// library's lock, and the numeric functions that share no state, without it. Each result is held against that of one
-// thread alone.
+// For ThreadSanitizer, what the documentation calls safe in several threads: molecule and list handles under the
+// library's lock, and the numeric functions that share no state, without it. Each result is compared with that of a
+// single thread.
 #include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/nxbriochem.h>
 
@@ -17,14 +17,14 @@ constexpr int kRounds = 200;
 
 using Numbers = std::vector<double>;
 
-// A call under the lock, which several threads may ask for first.
+// Makes a call under the lock. Several threads may be the first to ask for it.
 template <class Call>
 auto locked(Call call) {
   const std::lock_guard lock(NxBrioChem::NxGetBrioChemLock());
   return call();
 }
 
-// Each thread has molecules of its own; every call is locked by itself, so that others come between.
+// Each thread has its own molecules. Every call takes the lock separately, so that calls of other threads come between.
 Numbers use_handles(int seed) {
   Numbers results;
   for (int round = 0; round < kRounds; ++round) {

@@ -16,12 +16,12 @@ using namespace test_support;
 
 const std::string kSource = NXBRIO_SOURCE_DIR;
 const std::string kBuild = NXBRIO_BUILD_DIR;
-// Programs that link a library under a sanitizer are built with it too.
+// Programs that link a library built with a sanitizer must be built with it, too.
 const std::string kSanitize = *NXBRIO_SANITIZE == '\0' ? "" : "-fsanitize=" NXBRIO_SANITIZE;
 
 class Install : public testing::Test {
  protected:
-  // Installed in one place, moved to another.
+  // Installs to one place and moves the tree to another.
   void SetUp() override {
     const RunResult result = run({NXBRIO_CMAKE, "--install", kBuild, "--prefix", scratch_.path("first")});
     ASSERT_EQ(result.status, 0) << result.err;
@@ -29,14 +29,14 @@ class Install : public testing::Test {
     ASSERT_TRUE(fs::is_directory(library_dir())) << "nothing in PREFIX/" NXBRIO_LIBDIR;
   }
 
-  // In the scratch directory, with the environment of a user who knows the prefix and nothing of the tree.
+  // Runs a command in the scratch directory, with the environment of a user who knows only the prefix.
   RunResult shell(const std::string& command) const {
     return run({"/bin/sh", "-c",
                 "cd '" + scratch_.path("") + "' && export PKG_CONFIG_PATH='" + (library_dir() / "pkgconfig").string() +
                     "' && unset CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH LIBRARY_PATH LD_LIBRARY_PATH && " + command});
   }
 
-  // A project in C alone, in the directory c.
+  // Configures a project in C only, in the directory c.
   RunResult configure_c(const std::string& package, const std::string& targets) const {
     fs::create_directory(scratch_.path("c"));
     scratch_.write("c/CMakeLists.txt",
@@ -63,7 +63,7 @@ class Install : public testing::Test {
   const std::string prefix_ = scratch_.path("moved");
 };
 
-// Headers that are C say no word of C++'s.
+// Whether a header is C: it has no namespace.
 bool is_c(const std::string& header) { return header.find("\nnamespace ") == std::string::npos; }
 
 bool is_there(const std::string& compiler) { return run({"/bin/sh", "-c", "command -v " + compiler}).status == 0; }
@@ -79,7 +79,7 @@ TEST_F(Install, TreeIsComplete) {
     EXPECT_TRUE(fs::is_regular_file(fs::path(prefix_) / file)) << file;
   }
   EXPECT_TRUE(fs::is_regular_file(library_dir() / "libnxbriochem.a"));
-  // Nothing private, and no place but its own: not the source's, not the build's, not the prefix's first one.
+  // No private header is installed, and no file contains a path of the source, of the build or of the first prefix.
   for (const fs::path& header : headers()) {
     EXPECT_FALSE(header.string().ends_with("_state.h")) << header;
   }
@@ -112,7 +112,7 @@ TEST_F(Install, CProgramIsBuiltThroughPkgConfig) {
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_NE(result.out.find("writing: errors 0\nmemory held: 0 bytes\n"), std::string::npos) << result.out;
 
-  if (kSanitize.empty()) {  // the sanitizers do not go into a static program
+  if (kSanitize.empty()) {  // sanitizers do not work in a static program
     result =
         shell(NXBRIO_CC " examples/first.c -static $(pkg-config --static --cflags --libs nxbriochem) -o first_static");
     ASSERT_EQ(result.status, 0) << result.err;
@@ -143,14 +143,14 @@ TEST_F(Install, CxxProgramIsBuiltThroughFindPackage) {
   EXPECT_TRUE(result.out.starts_with(answer + answer)) << result.out;
   EXPECT_EQ(result.out.find("libnxbriochem"), std::string::npos) << result.out;
 
-  // Another major version is another interface, and an unknown component is refused.
+  // A request for another major version or for an unknown component must be refused.
   EXPECT_NE(configure_c(std::to_string(std::stoi(NXBRIO_VERSION_MAJOR) + 1), "").err.find("version: " NXBRIO_VERSION),
             std::string::npos);
   EXPECT_NE(configure_c("COMPONENTS nothing", "").err.find("nxbriochem has no component nothing here"),
             std::string::npos);
 }
 
-// Programs in C of the libraries beside it, by the words of their pages.
+// Programs in C that use the two other libraries, built as their pages say.
 TEST_F(Install, CProgramsTakeTheOtherLibraries) {
   const struct {
     const char* library;
@@ -202,7 +202,7 @@ TEST_F(Install, CProgramsTakeTheOtherLibraries) {
   }
 }
 
-// The static library brings along what C does not.
+// The static library must bring the C++ libraries into a C project.
 TEST_F(Install, CProjectTakesTheStaticLibrary) {
   fs::create_directory(scratch_.path("c"));
   fs::copy_file(kSource + "/examples/first.c", scratch_.path("c/first.c"));
@@ -214,7 +214,8 @@ TEST_F(Install, CProjectTakesTheStaticLibrary) {
   EXPECT_EQ(result.status, 0) << result.out << result.err;
 }
 
-// Each by itself, so that none leans on another's includes; the umbrella header with every compiler that is there.
+// Each header is compiled by itself, so that none depends on the includes of another; the umbrella header with every
+// installed compiler.
 TEST_F(Install, EveryHeaderCompilesAlone) {
   std::string c_files;
   std::string cxx_files;
@@ -248,7 +249,7 @@ TEST_F(Install, EveryHeaderCompilesAlone) {
   }
 }
 
-// A header has what its subject calls for, wherever it is declared.
+// nxbriochem.h must give access to what its subject needs, wherever that is declared.
 TEST_F(Install, HeadersHaveTheirSubjects) {
   const struct {
     const char* header;

@@ -12,8 +12,8 @@
 
 namespace {
 
-// What a field of these two words holds, and the words after it was put: the first takes it by OR, the next, if it
-// reaches there, is replaced.
+// A model of a field over two words: what it reads as, and the words after it was written. Writing ORs it into the
+// first word and, if it reaches into the second, replaces that.
 struct Pair {
   uint64_t words;
 
@@ -26,8 +26,8 @@ struct Pair {
   }
 };
 
-// At the start of a string and two words on. As many words as the field touches, so that the sanitizers see a step
-// beyond.
+// Fields at the start of a string and two words further on. The string has only the words that the field touches, so
+// that the sanitizers detect an access beyond them.
 TEST(Bits, FieldsAtEveryPositionAndWidth) {
   std::mt19937 random(2);
   for (unsigned width = 1; width <= 32; ++width) {
@@ -101,7 +101,7 @@ TEST(Bits, CountsGoByTheTable) {
   nx_count_bits(words.data(), words.data(), n);
   counts.pop_back();
   EXPECT_EQ(words, counts);
-  // A program's own entry counts for few words and for many.
+  // An entry changed by the program counts, for few words and for many.
   const std::vector<uint32_t> ones(9001, 0xFFFFFFFFU);
   nx_short_nob[0xFFFF] = 5;
   for (const int some : {1, n}) {

@@ -24,7 +24,7 @@ int active_of(int mol) {
   return active;
 }
 
-// Conformers by index, each known by the x coordinate of the one atom.
+// A model: conformers by index, each identified by the x coordinate of its single atom.
 struct Model {
   std::map<int, float> conformers = {{0, 0.0F}};
   int active = 0;
@@ -154,7 +154,7 @@ TEST(Conformers, StrangeArgumentsChangeNothing) {
   nx_set_molecule_conformer_number(2, mol);
   EXPECT_EQ(nx_set_molecule_conformer(INT32_MIN, mol), 0);
   EXPECT_EQ(nx_get_molecule_conformer(nullptr, mol), 0);
-  EXPECT_EQ(nx_set_molecule_conformer_number(INT32_MAX, mol), 0);  // a third of a terabyte
+  EXPECT_EQ(nx_set_molecule_conformer_number(INT32_MAX, mol), 0);  // would take a third of a terabyte
   EXPECT_EQ(nx_get_molecule_conformer_number(mol), 2);
   EXPECT_EQ(active_of(mol), 0);
 

@@ -25,7 +25,7 @@ constexpr const char* kOwnData = "a caller's own data";
 
 using Bond = std::array<int, 3>;
 
-// All that there is to say of an atom but its places.
+// All properties of an atom except its coordinates.
 std::string facts_of(const NxAtomBase& atom) {
   const NxResidue& residue = NxChem::NxAtomGetResidue(atom);
   std::ostringstream facts;
@@ -37,14 +37,14 @@ std::string facts_of(const NxAtomBase& atom) {
   return facts.str();
 }
 
-// A molecule by the index of its parts.
+// The contents of a molecule, by the indices of its parts.
 struct Snapshot {
-  std::map<int, std::string> atoms;  // facts, and the place in each conformer
+  std::map<int, std::string> atoms;  // properties, and the coordinates in each conformer
   std::map<int, Bond> bonds;
   int atom_bound = 0;
   int bond_bound = 0;
   std::vector<int> mask;
-  std::string others;  // what the part has of the whole
+  std::string others;  // data of the molecule that a part also has
 
   bool operator==(const Snapshot&) const = default;
 };
@@ -102,7 +102,7 @@ Snapshot snapshot_of(int mol) {
   return snapshot;
 }
 
-// What is left of a molecule when only the atoms of the mask are.
+// What is left of a molecule when only the atoms in the mask are kept.
 Snapshot part_of(const Snapshot& whole) {
   Snapshot part;
   std::map<int, int> place;
@@ -223,7 +223,7 @@ class Builder {
   std::mt19937 random_;
 };
 
-// A molecule of its own, or a toolkit's plain one; both are deleted through their handles.
+// A molecule made by the library, or a plain one of the toolkit. Both are deleted through their handles.
 int make_source(bool multi_conformer) {
   return multi_conformer ? nx_make_molecule() : NxBrioChem::NxAcquireHandle(*new NxMolBase);
 }
@@ -284,7 +284,7 @@ TEST(Copies, OfAMaskSeeTheirOwnRingsAndDropTheWholesArrays) {
   EXPECT_EQ(nx_get_molecule_conformer_number(empty), 1);
 }
 
-// In a child that ends at once: the molecules that got no handle are not freed.
+// In a child process that ends at once, since molecules that got no handle are not freed.
 TEST(CopiesDeathTest, FailWhenHandlesAreUsedUp) {
   const int mol = nx_make_molecule();
   nx_set_molecule_atom_number(2, mol);

@@ -1,5 +1,5 @@
-// Molecules and lists of them as files, held against the toolkit's stream, whose files other software reads in its
-// tests.
+// Molecules and lists written as files. They are compared with the output of the toolkit's stream, which has its own
+// tests against other software.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -33,7 +33,7 @@ int list_of(const std::vector<int>& members) {
   return list;
 }
 
-// A chain of n atoms with all that the formats show of them.
+// A chain of n atoms with all properties that the formats contain.
 int chain_of(int n) {
   const int mol = nx_make_molecule();
   nx_set_molecule_name(("chain of " + std::to_string(n)).c_str(), mol);
@@ -51,7 +51,7 @@ constexpr struct {
   const char* word;
   NxFileType type;
   unsigned flavor;
-  const char* empty;  // the file of no molecule
+  const char* empty;  // the file written for an empty list
 } kFormats[] = {{"pdb", NxFileType::Pdb, 0, "END\n"}, {"delphi_pdb", NxFileType::Pdb, kNxPdbFlavorDelPhi, "END\n"},
                 {"mol2", NxFileType::Mol2, 0, ""},    {"sdf", NxFileType::Sdf, 0, ""},
                 {"xyz", NxFileType::Xyz, 0, ""},      {"pqr", NxFileType::Pqr, 0, "END\n"}};
@@ -93,7 +93,7 @@ TEST(BriochemFiles, ListsAreWalkedInOrderIntoNestedOnesAndKeepTheirCursor) {
   EXPECT_EQ(nx_increment_list(inner), 0);
 }
 
-// Writing one molecule and writing a list check alike, in this order, and leave no file.
+// Writing a molecule and writing a list make the same checks in the same order. A failure leaves no file.
 TEST(BriochemFiles, WritingChecksInOrderAndLeavesNoFile) {
   const ScratchDirectory directory;
   const std::string path = directory.path("list.pdb");

@@ -35,7 +35,7 @@ Mask mask_of(int mol) {
   return mask;
 }
 
-// What is said of masks, on a plain array of slots.
+// A model of the documented masks, on a plain array of slots.
 struct Model {
   std::vector<int> slots;  // atomic number; -1 for a deleted atom
   std::optional<Mask> mask;
@@ -127,7 +127,7 @@ class RandomMasks {
   }
 
  private:
-  // One entry more than there are slots, so that it always has an address.
+  // One entry more than there are slots, so that the array is never empty.
   Mask any_mask() {
     Mask mask(model_.slots.size() + 1);
     for (int& entry : mask) {
@@ -206,7 +206,7 @@ TEST(Masks, NullsAndStrangeIndicesChangeNothing) {
   EXPECT_EQ(nx_is_molecule_atom_mask_set(empty), 0);
 }
 
-// The mask is the molecule's data under its tag, for better or worse.
+// The mask is generic data of the molecule: what a program stores under its tag counts.
 TEST(Masks, AreGenericData) {
   const int mol = make_pair();
   const int tag = NxSystem::NxGetTag("NxBrioAtomMask");

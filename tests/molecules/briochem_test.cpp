@@ -28,7 +28,7 @@ std::string name_of(int atom, int mol) {
   return name;
 }
 
-// What a function writes into a buffer, its first argument; its result is the given one.
+// What a function writes into the buffer that is its first argument. Checks its result.
 template <class Function, class... Arguments>
 std::string written(int result, Function function, Arguments... arguments) {
   std::string buffer(24, '#');
@@ -65,7 +65,7 @@ struct Family {
   int (*length_string)(char*, int);
   int (*get_one)(T*, int, int);
   int (*set_one)(T, int, int);
-  std::vector<T> values;  // for three atoms; the first is the value of none
+  std::vector<T> values;  // for three atoms; the first means that nothing is set
 };
 
 template <class T>
@@ -174,7 +174,7 @@ TEST(Briochem, CoordinatesAreReadAndWrittenByFlatIndex) {
   float value = 0;
   EXPECT_EQ(nx_get_molecule_coordinates_element(&value, 5, mol), 1);
   EXPECT_EQ(value, 6.0F);
-  EXPECT_EQ(nx_get_molecule_coordinates_element(&value, 6, mol), 1);  // just past the end: let through
+  EXPECT_EQ(nx_get_molecule_coordinates_element(&value, 6, mol), 1);  // just past the end: accepted
   EXPECT_EQ(value, 0.0F);
   EXPECT_EQ(nx_set_molecule_coordinates_element(9, 6, mol), 1);
   for (const int i : {-1, 7, INT32_MAX, INT32_MIN}) {
@@ -210,7 +210,7 @@ TEST(Briochem, SurplusAtomsAndBondsGoFromTheFront) {
   EXPECT_EQ(nx_get_molecule_bond_number(mol), 0);
   EXPECT_EQ(nx_set_molecule_atom_number(-1, mol), 0);
   EXPECT_EQ(nx_set_molecule_bond_number(-1, mol), 0);
-  EXPECT_EQ(nx_set_molecule_atom_number(INT32_MAX, mol), 0);  // half a terabyte
+  EXPECT_EQ(nx_set_molecule_atom_number(INT32_MAX, mol), 0);  // would take half a terabyte
   EXPECT_EQ(nx_get_molecule_atom_number(mol), 3);
 }
 
@@ -270,7 +270,7 @@ TEST(Briochem, AtomNamesArePackedAtFourCharacters) {
   EXPECT_EQ(nx_get_molecule_atom_names_element_length(9, mol), 0);
   EXPECT_EQ(all_of(nx_get_molecule_atom_names_index, 3, mol), (std::vector<int>{0, 5, 7}));
   EXPECT_EQ(written(1, nx_get_molecule_atom_names_element, 0, 5, mol),
-            "CA12X\0"s);  // as long as the name: the NUL comes beyond
+            "CA12X\0"s);  // the length is that of the name: the NUL is written after it
   EXPECT_EQ(written(1, nx_get_molecule_atom_names_element, 0, 3, mol), "CA1");
   EXPECT_EQ(written(0, nx_get_molecule_atom_names_element, 3, 5, mol), "");
   EXPECT_EQ(written(0, nx_get_molecule_atom_names_element, 0, -1, mol), "");

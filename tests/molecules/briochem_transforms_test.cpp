@@ -24,7 +24,7 @@ constexpr const char* kZeroWarning = "Warning: quaternion of length zero set for
 using Transform = std::array<float, 7>;
 using Rotation = Eigen::Matrix<float, 3, 3, Eigen::RowMajor>;
 
-// p -> q* p q of the quaternion made a unit one; the matrix's columns are where the axes go.
+// The rotation p -> q* p q for the normalised quaternion q. The columns of the matrix are the images of the axes.
 ExactMatrix<3> turn_of(const float* q) {
   return Eigen::Quaternion<long double>(q[0], q[1], q[2], q[3]).normalized().conjugate().matrix();
 }
@@ -35,7 +35,7 @@ Transform transform_of(int mol) {
   return t;
 }
 
-// A molecule of random atoms in three conformers, 0 and 2 to 3, of which the first atom and a conformer were deleted.
+// A molecule of random atoms. The first atom and conformer 1 were deleted, so that conformers 0, 2 and 3 remain.
 class Molecule {
  public:
   explicit Molecule(unsigned seed) : random(seed), mol(nx_make_molecule()) {
@@ -66,7 +66,7 @@ class Molecule {
     }
     return t;
   }
-  // Each conformer's coordinates, one after the other.
+  // The coordinates of all conformers, one after the other.
   std::vector<float> all() const {
     std::vector<float> result;
     for (const auto& conf : toolkit().GetConfs()) {
@@ -93,7 +93,7 @@ TEST(Transforms, MoveEveryConformerAsTheQuaternionProductDoesAndBack) {
     const std::vector<float> after = molecule.all();
     ASSERT_EQ(before.size(), 3U * 36);
     for (std::size_t at = 0; at < before.size(); at += 3) {
-      const bool deleted = at % 36 == 15;  // read as zero, before and after
+      const bool deleted = at % 36 == 15;  // reads as zero before and after
       const ExactVector p = turn_of(t.data()) * ExactVector(before[at], before[at + 1], before[at + 2]);
       for (std::size_t i = 0; i < 3; ++i) {
         const auto expected = static_cast<double>(deleted ? 0 : p[static_cast<int>(i)] + t[4 + i]);
@@ -115,7 +115,7 @@ TEST(Transforms, MoveEveryConformerAsTheQuaternionProductDoesAndBack) {
   }
 }
 
-// Components of every size, or none: angles down to nothing, up to the half-turn and just about it, about any axis.
+// Components of any size or zero: angles from almost 0 to about a half turn, around any axis.
 TEST(Transforms, SettingAMatrixAndGettingItGivesItBack) {
   std::mt19937 random(11);
   std::normal_distribution<float> normal;
@@ -167,7 +167,7 @@ TEST(Transforms, NormaliseAnyLengthThatIsNotZero) {
   const float tiny = std::numeric_limits<float>::denorm_min();
   const float huge = std::numeric_limits<float>::max();
   for (const float length : {2.0F, -1.0F, tiny, huge}) {
-    // A third of a turn carries x to z: the transpose of what carries it to y.
+    // A third of a turn takes x to z. The transposed rotation would take it to y.
     nx_set_molecule_transform((Transform{length, length, length, length, 1, 0, 0}).data(), mol);
     EXPECT_EQ(nx_transform_molecule(mol), 1);
     EXPECT_EQ(coordinates_of(mol), (std::vector<float>{-1, 3, 1.5F}));
@@ -202,7 +202,7 @@ TEST(Transforms, ThatCannotBeUsedMoveNothing) {
   EXPECT_EQ(warned(0, [&] { return nx_get_molecule_transform_matrix(m, moved, mol); }), kZeroWarning);
   EXPECT_EQ(m[0], -99.0F);
   EXPECT_EQ(moved[0], -99.0F);
-  EXPECT_EQ(nx_get_molecule_transform_matrix(nullptr, moved, mol), 1);  // which the quaternion has no part in
+  EXPECT_EQ(nx_get_molecule_transform_matrix(nullptr, moved, mol), 1);  // needs no quaternion
   EXPECT_EQ(moved[2], 3.0F);
 
   for (const float bad : {kInfinity, -kInfinity, kNaN}) {

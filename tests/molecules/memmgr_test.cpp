@@ -21,7 +21,7 @@ using NxChem::NxMolBase;
 using NxSystem::NxBrioGrid;
 using test_support::warned;
 
-// The table as described: slots searched from the first, free handles on a stack.
+// A model of the documented table: slots are searched from the first, free handles are on a stack.
 struct Model {
   std::vector<const NxMolBase*> slots;
   std::vector<int> references;
@@ -64,7 +64,7 @@ struct Model {
   }
 };
 
-// Every molecule is the handles' to delete; one that was deleted is made anew, often at the same address.
+// Handles own all molecules. A deleted molecule is replaced by a new one, often at the same address.
 TEST(Memmgr, AgreesWithTheDescriptionUnderRandomCalls) {
   std::mt19937 random(3);
   std::vector<NxMolBase*> molecules(350);

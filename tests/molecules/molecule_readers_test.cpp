@@ -34,7 +34,7 @@ const std::string kWriteBinary = "nxi_write_binary_pdb(char*,File_list,PdbStruct
 const std::string kWriteDelphiBinary =
     "nxi_write_binary_pdb_q_r(char*,File_list,PdbStruct*,int*,float*,float*) not implemented";
 
-// A reading entry point, with the report that each of its format words ends in.
+// A reading function, and the fatal report for each of its format words.
 struct EntryPoint {
   const char* name;
   int (*call)(const char* filename, const char* format, int* out);
@@ -218,7 +218,7 @@ TEST(MoleculeReadersDeathTest, LowLevelFunctionsSayThatTheyAreNotThere) {
   for (const auto& [call, text] : stubs) {
     expect_fatal(call, text);
   }
-  // One is an error that returns.
+  // One of them reports an error and returns.
   EXPECT_EQ(warned(1, [] { return nx_write_molecule_object("x", -1); }),
             "Error: nx_write_molecule_object(char*,int) not implemented\n");
 }

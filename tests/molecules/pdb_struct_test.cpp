@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
+#include <nxbriochem/molecules/atom_names_internal.h>
 #include <nxbriochem/molecules/briochem.h>
 #include <nxbriochem/molecules/memmgr.h>
 #include <nxbriochem/molecules/memmgr_state.h>
-#include <nxbriochem/molecules/atom_names_internal.h>
 #include <nxbriochem/molecules/pdb_struct_internal.h>
 #include <nxbriochem/objects/list_obj.h>
 #include <nxbriochem/toolkit/nxelements.h>
@@ -27,14 +27,14 @@ namespace {
 using namespace briochem;
 using namespace test_support;
 
-// The handle that the next molecule gets: a different one when a call before left one behind.
+// The handle that the next molecule gets. It changes when a call before left a handle behind.
 int next_handle() {
   const int mol = nx_make_molecule();
   nx_delete_molecule(mol);
   return mol;
 }
 
-// Copies the text; a field that it fills has no NUL.
+// Copies the text. A field that the text fills has no NUL.
 template <std::size_t kSize>
 void put(char (&field)[kSize], const std::string& text) {
   std::memset(field, 0, kSize);
@@ -163,7 +163,7 @@ TEST(PdbStruct, WhatFailsLeavesNeitherFileNorHandle) {
   EXPECT_EQ(directory.names(), std::vector<std::string>());
 }
 
-// Full fields at the very end of a block: the sanitizer sees a read beyond them.
+// Full fields at the very end of a block, so that the sanitizer detects a read beyond them.
 TEST(PdbStruct, FieldsWithoutNulAreNotReadBeyond) {
   const ScratchDirectory directory;
   std::vector<PdbStruct> records(1);
@@ -241,7 +241,7 @@ TEST(PdbRecords, ExtractedMoleculesAreAppendedInOrderAndWrittenAsTheirRecords) {
       expected.alternate_location = expected.alternate_location == 'B' ? 'B' : ' ';
       const NxChem::NxMolBase& molecule = *NxBrioChem::NxDerefMolHandle(mol);
       const PdbStruct back = record_of(molecule, *molecule.GetAtom(i));
-      // The record has no padding, and its texts are filled up with NULs.
+      // memcmp is valid: the record has no padding, and its texts are filled up with NULs.
       EXPECT_EQ(std::memcmp(&back, &expected, sizeof back), 0) << "atom " << i << " of " << n;
     }
     // The same records make the same file.

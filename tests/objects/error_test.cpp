@@ -48,7 +48,7 @@ TEST(Error, ErrorsPrintToTheLetter) {
   }
   EXPECT_EQ(printed([] { nx_print_error(5); }), "");
   EXPECT_EQ(printed(nx_print_last_error), "LAST ERROR MESSAGE (#5): message 4\n");
-  EXPECT_EQ(nx_new_errors(), 1);  // neither of the two touches what is new
+  EXPECT_EQ(nx_new_errors(), 1);  // neither printing changes which messages are new
   EXPECT_EQ(printed(nx_print_new_errors), "\nNEW ERROR MESSAGES:\n" + five + "\n");
   EXPECT_EQ(nx_new_errors(), 0);
   EXPECT_EQ(printed(nx_print_new_errors), "NO NEW ERROR MESSAGES\n");
@@ -130,7 +130,7 @@ TEST(Error, BufferDoublesAndAnExactFitIsNoOverrun) {
   nxi_err(std::string(static_cast<std::size_t>(2000 - error::err_str_pos), 'w').c_str());
   EXPECT_EQ(nx_error_queue_memory(), 2000);
   EXPECT_STREQ(nx_error_with_tag("absent", 0), "");
-  // A stored message may be queued again, also when that moves the buffer.
+  // A stored message may be queued again, even when that moves the buffer that holds it.
   nxi_err(nx_error_with_tag("y", 0));
   EXPECT_EQ(nx_error_queue_memory(), 4000);
   EXPECT_EQ(nx_number_of_errors_with_tag("y"), 2);
@@ -168,7 +168,7 @@ TEST(Error, MessagesAndLogOutliveAReleaseOfAllMemory) {
     EXPECT_EQ(nx_total_number_of_active_pointers(), 0);
     EXPECT_STREQ(nx_error_with_tag("one", 0), "one");
     EXPECT_EQ(nx_number_of_warnings(), 1);
-    // The buffer grows as if nothing had happened, and is on the books again.
+    // The buffer still grows, and is a tracked block again.
     const int capacity = nx_error_queue_memory();
     while (nx_error_queue_memory() == capacity) {
       nxi_err("more");

@@ -31,7 +31,7 @@ TEST(Files, AnOpenFileIsSharedAndAClosedOneRegisteredAnew) {
   EXPECT_EQ(nxi_is_file_open(a.c_str()), 1);
   const uint32_t before = nx_total_memory_allocated();
   EXPECT_EQ(nxi_fclose(stream), 1);
-  EXPECT_EQ(nx_total_memory_allocated(), before - a.size() - 1);  // the name's copy went back
+  EXPECT_EQ(nx_total_memory_allocated(), before - a.size() - 1);  // the copy of the name was freed
   EXPECT_EQ(nxi_is_fopen(stream), 0);
   EXPECT_EQ(nxi_is_file_open(a.c_str()), 0);
   nxi_fopen(a.c_str(), "r");
@@ -43,7 +43,7 @@ TEST(Files, AnOpenFileIsSharedAndAClosedOneRegisteredAnew) {
   EXPECT_EQ(nx_total_memory_allocated(), before);  // closing by name keeps the copy
 }
 
-// The list as it is described, every look-up a scan of the entries.
+// A model of the list as documented: every look-up scans the entries.
 class FilesModel {
  public:
   struct Entry {

@@ -57,7 +57,7 @@ std::vector<int> unrolled(int list) {
   return {first, first + nx_object_integers_size("ulist", list)};
 }
 
-// Lists as they are described, each in a vector, descended into by recursion.
+// A model of the documented lists: each is a vector, and nested lists are walked by recursion.
 struct Model {
   struct List {
     std::vector<int> members;
@@ -76,8 +76,8 @@ struct Model {
   std::map<int, List> lists;  // deleted ones too
   std::vector<int> alive;
 
-  // The list that a value names, or 0. The registry takes every value for a live handle that is the only one to agree
-  // with it in the low 16 bits.
+  // The list that a value names, or 0. The registry takes a value for a live handle when that handle is the only one
+  // with the same low 16 bits.
   int named(int value) const {
     if (value < 0) {
       return 0;
@@ -129,7 +129,7 @@ struct Model {
   }
 };
 
-// Does the same random operations to the library and to the model, and compares results and state.
+// Applies the same random operations to the library and the model, and compares results and state.
 class Twins {
  public:
   void step() {
@@ -193,13 +193,13 @@ class Twins {
   std::size_t lists_made() const { return model_.lists.size(); }
 
  private:
-  // Molecules, a grid, and values that the library never heard of.
+  // Handles of molecules and a grid, and values that are no handles.
   static constexpr int kGrid = -1000000001;
   static constexpr int kPlain[] = {-1, -2, -999999999, kGrid, 0, 7 + 65536, 7 + 3 * 65536};
 
   std::size_t below(std::size_t n) { return random_() % n; }
 
-  // Something, a list that is alive, or one that was deleted.
+  // Any value: no list, a live list, or a deleted one.
   int any() {
     switch (below(8)) {
       case 0:
@@ -237,8 +237,8 @@ class Twins {
     list.current = move.possible ? move.to : list.current;
   }
 
-  // Handles of deleted lists stay where they are but are not added: that is for those that were lists when added. The
-  // nestings are bounded, since what a list unrolls to may double with each.
+  // Handles of deleted lists stay in the lists that hold them, but are not added to others. The depth of nesting is
+  // bounded, since each level may double the length of an unrolled list.
   void add(int member, int handle) {
     const bool nests = model_.named(member) != 0;
     if (nests ? model_.nestings() > 25 : model_.lists.count(member) != 0) {
@@ -274,7 +274,7 @@ TEST(ListObj, AgreesWithTheDescriptionUnderRandomOperations) {
   EXPECT_EQ(nx_number_of_errors() + nx_number_of_warnings(), 0);
 }
 
-// The members come in under a value that names the list by the registry's shortcut.
+// Members are added under a value that names the list by the registry's shortcut.
 TEST(ListObj, NewListIsEmptyAndGrowsByAHundred) {
   const int list = nx_make_list();
   const int alias = list + 65536;
@@ -309,7 +309,7 @@ TEST(ListObj, NamesAreCutAtSeventyNine) {
 
 TEST(ListObj, UnrollingMovesTheCursorBehindTheMembers) {
   const int list = make_list({-3});
-  nx_add_to_list(list, list);  // passed over
+  nx_add_to_list(list, list);  // skipped when unrolled
   int array[2] = {};
   int* cursor = array;
   EXPECT_EQ(nxi_unroll_list(&cursor, list), 1);
@@ -318,7 +318,7 @@ TEST(ListObj, UnrollingMovesTheCursorBehindTheMembers) {
   EXPECT_EQ(nxi_unroll_list(nullptr, list) + nx_get_list_current_object(nullptr, list), 0);
 }
 
-// The program's own block under the name stands behind a pad of three bytes.
+// The program has a block of the same name behind a pad of three bytes, so it is not aligned.
 TEST(ListObj, UnrollsIntoABlockThatIsNotAligned) {
   const int list = make_list({-3, 70000, -5});
   nxi_set_memory_padding(list, 1);
@@ -425,7 +425,7 @@ TEST(ListObj, ObjectsOfTheListsTypeThatAProgramMakesAreNoLists) {
   const int deleted = make_list({-9});
   const int list = make_list({-1});
   nx_delete_list(deleted);
-  // The first one's bytes are those that the list had before it moved up.
+  // The first object has the bytes that the list had before it moved.
   uint32_t handle = 0;
   for (int i = 0; i < 25; ++i) {
     nxi_make_object(kList, &handle);

@@ -18,7 +18,7 @@ namespace {
 using test_support::expect_exit;
 using test_support::printed;
 
-// The allocator's books as they are described: every look-up is a scan.
+// A model of the allocator's records as documented: every look-up is a scan.
 class Model {
  public:
   std::vector<void*> list;
@@ -74,8 +74,8 @@ class Model {
   }
 };
 
-// Random calls, against the model: releases of the newest, of any and of unknown blocks, both paths of reallocation,
-// and blocks that are freed behind the library's back, so that an address comes to be on record twice.
+// Random calls, compared with the model: freeing the newest, any and unknown blocks, both kinds of reallocation, and
+// blocks freed by the heap's own free(), so that an address can be on record twice.
 class MemoryBooks : public testing::TestWithParam<int> {};
 
 TEST_P(MemoryBooks, AgreeWithTheScansUnderRandomCalls) {
@@ -93,7 +93,7 @@ TEST_P(MemoryBooks, AgreeWithTheScansUnderRandomCalls) {
 
   for (int step = 0; step < 20000; ++step) {
     const auto bytes = static_cast<int64_t>(below(200));
-    // Up to a thousand and more live blocks, nearly all of which go again in any order.
+    // The number of live blocks grows to more than a thousand, then nearly all are freed in random order.
     const bool grows = step / 3000 % 2 == 0;
     const std::size_t choice = below(100);
     if (live.empty() || choice < (grows ? 60 : 20)) {
@@ -127,7 +127,7 @@ TEST_P(MemoryBooks, AgreeWithTheScansUnderRandomCalls) {
     } else if (below(lenient_share) == 0) {
       void* foreign = std::malloc(16);
       if (model.find(foreign) >= 0) {
-        std::free(foreign);  // an address that is on record, of a block freed behind the library's back
+        std::free(foreign);  // its address stays on record
         continue;
       }
       void* block = nx_realloc(foreign, bytes + 1);
@@ -166,7 +166,7 @@ TEST(Memory, BlocksKeepTheirContentsAndTheListsDouble) {
   }
   EXPECT_EQ(memory::pnt_list_size, 1000);
   nx_free(block);
-  nx_malloc(1);  // goes to the freed slot, but the lists grow before that is looked for
+  nx_malloc(1);  // takes the freed slot, but the lists grow before the search for it
   EXPECT_EQ(memory::pnt_num, 1000);
   EXPECT_EQ(memory::pnt_list_size, 2000);
   clear_memory_system();
@@ -204,8 +204,8 @@ TEST(Memory, StrictModeIsSwitchedByTheCrossedSetters) {
   EXPECT_STREQ(nx_warning_with_tag("old pointer", 0), text);
 }
 
-// The newest record, which the lenient path overwrites, is the warning queue's own: the queue must grow all the same,
-// in strict mode too, and not warn of itself without end.
+// The newest record, which the lenient path overwrites, is that of the warning queue. The queue must still grow, in
+// strict mode too, without endlessly warning about itself.
 TEST(Memory, QueueThatDroppedFromTheBooksStillGrows) {
   nx_realloc(std::malloc(8), 16);
   nx_set_strict_memory_off();
@@ -240,7 +240,7 @@ TEST(Memory, SizesAreAnnouncedListedAndSummedUpInDecimalMegabytes) {
 }
 
 TEST(MemoryDeathTest, RunningOutPrintsAReportAndEndsWithStatus1) {
-  // Not from the start of the output: the address sanitizer's own warning may precede the report.
+  // The report need not start the output: a warning of the address sanitizer may precede it.
   const std::string report = "Out of memory trying to allocate ";
   expect_exit(objects::kMemoryExhausted, report + "-5 bytes of memory\n\n\\*{7}\nTotal nx_memory",
               [] { nx_malloc(-5); });

@@ -44,10 +44,11 @@ int64_t value_of(int type, int handle) {
   return static_cast<int64_t*>(obj_man::ObjProp[type].objects)[nxi_translate_handle(handle)];
 }
 
-// The handle that the grown index lacks until the next deletion, or 0. It is found by the scan.
+// The handle that is missing in the index after it has grown, until the next deletion; 0 for none. The registry finds
+// it by scanning.
 int absent = 0;
 
-// The described look-up over the registry's own records: shortcut, then scan.
+// The documented look-up, applied to the registry's records: shortcut, then scan.
 const obj_man::Handle* described_lookup(int handle) {
   const uint32_t slot = static_cast<uint32_t>(handle) & obj_man::HashBlank;
   if (obj_man::HandleHashOcc[slot] == 1 && (absent == 0 || handle != absent)) {
@@ -69,7 +70,7 @@ void expect_described(int handle) {
   }
 }
 
-// The described rehash over the registry's own records.
+// Checks that the index is what the documented rehash makes of the registry's records.
 void expect_rehashed() {
   std::map<uint32_t, std::pair<int, int>> slots;  // position of the last record, number of records
   for (int i = 0; i < obj_man::HandlesNum; ++i) {
@@ -131,8 +132,8 @@ TEST(ObjMan, AgreesWithTheDescriptionUnderRandomMakingAndDeletion) {
   }
 }
 
-// How many handles to make and delete first, so that the one made when the index grows has its slot in the grown index
-// in common with exactly one of the others.
+// How many handles to make and delete first, so that the handle made when the index grows shares its slot in the grown
+// index with exactly one other.
 int draws_before_a_shared_slot() {
   constexpr std::size_t kOthers = 16384;
   const int sequence = nx_make_rseq_with_prime_and_seed(982569952, 0);
@@ -179,7 +180,7 @@ TEST(ObjMan, IndexGrowsAndMissesTheHandleMadeAtThatMoment) {
   absent = 0;
   EXPECT_EQ(nxi_translate_handle(handles.back()), 16383U);
   ASSERT_NO_FATAL_FAILURE(expect_rehashed());
-  // Newest, oldest and between, with many slots shared.
+  // Deletes the newest, the oldest and others between, with many shared slots.
   std::mt19937 random(2);
   for (int i = 0; i < 100; ++i) {
     const int last = obj_man::HandlesNum - 1;
@@ -235,7 +236,7 @@ TEST(ObjMan, Molecules_GridsAndNamesAreToldByCode) {
   EXPECT_STREQ(nxi_object_type_name(987654321), "UNKNOWN");
 }
 
-// The numbers that programs see; tests of the reports go by the names.
+// The numbers are part of the interface; tests of the reports check the names.
 TEST(Codes, HaveTheirNumbers) {
   using namespace objects;
   EXPECT_EQ((std::array<int, 4>{kHandleType, kListType, kMoleculeType, kGridType}), (std::array{1, 2, 3, 4}));
@@ -342,7 +343,7 @@ TEST(ObjMan, MakingIsMonitoredAndListed) {
   EXPECT_EQ(printed(print_handle_list), "handle 0 is " + shown + "\n");
 }
 
-// A program takes them for its own: handles and tables are new ones all the same.
+// A program uses the library's sequences as its own. Handles and tables must still be new ones.
 TEST(ObjMan, SequencesOfHandlesAreNotDisturbedByMistake) {
   std::set<int> handles = {make(50, 0)};
   const int own = nx_make_rseq();

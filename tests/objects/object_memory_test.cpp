@@ -32,7 +32,7 @@ int make_object() {
 
 const Table& table_of(int handle) { return *object_memory::memtab[nxi_get_memory_table(handle)]; }
 
-// ---- Random use of one table against what a caller remembers of its blocks ----
+// ---- Random use of one table, compared with a model of its blocks ----
 
 struct Block {
   unsigned char* bytes;
@@ -103,7 +103,7 @@ TEST_P(TableUse, KeepsContentsPadsTotalsAndOrder) {
                 1);
     } else {
       const auto at = random() % 3 == 0 ? blocks.size() - 1 : random() % blocks.size();
-      // Blocks of no bytes are remarked on.
+      // Freeing a block of no bytes prints a remark.
       printed([&] { ASSERT_EQ(nxi_free(handle, blocks[at].bytes), nullptr); });
       blocks.erase(blocks.begin() + static_cast<std::ptrdiff_t>(at));
     }
@@ -128,8 +128,8 @@ TEST_P(TableUse, KeepsContentsPadsTotalsAndOrder) {
   EXPECT_EQ(nxi_mem_total(handle), static_cast<int>(total));
 }
 
-// Entries are named and numbered by their order, with others gone before them, and the second of two that have a
-// pointer is the one that is named.
+// Entries are named and numbered in their order after others before them were removed. Of two entries with the same
+// pointer the second is named.
 TEST(ObjectMemory, OrderAndNumbersOutliveReleasesInALargeTable) {
   const int handle = make_object();
   nxi_set_memory_padding(handle, 2);
@@ -480,7 +480,7 @@ class SavedTable : public testing::Test {
 };
 
 TEST_F(SavedTable, HasTheLayoutThatIsPromised) {
-  // 13 words, then per entry 2 words, name, pointer and 9 words, and the block.
+  // 13 words; then per entry 2 words, name, pointer, 9 words and the block.
   ASSERT_EQ(saved_.size(), 13U * 4 + 3 * (2 * 4 + 40 + 8 + 9 * 4) + 6 + 40 + 300);
   const int32_t expected[] = {0, 3, 100, 346, 0, 0, 0, 0, 1, table_of(source_).handle, source_};
   for (std::size_t i = 0; i < std::size(expected); ++i) {
@@ -502,9 +502,9 @@ TEST_F(SavedTable, ReadsBackAndWritesTheSameBytes) {
   EXPECT_STREQ(static_cast<char*>(nxi_get_pointer_by_name("text", target)), "contents");
   std::string again = save(target);
   ASSERT_EQ(again.size(), saved_.size());
-  again.replace(36, 4, saved_.substr(36, 4));  // but for the table handle
+  again.replace(36, 4, saved_.substr(36, 4));  // except the table handle
   EXPECT_EQ(again, saved_);
-  // Blocks without pads of their own pass the checks, shrink, grow and are freed; new ones are padded again.
+  // Blocks read from a file have no pads. They pass the checks, shrink, grow and are freed; new blocks have pads again.
   EXPECT_EQ(nxi_boundscheck_all_s(target), 0);
   void* text = nxi_get_pointer_by_name("text", target);
   text = nx_object_realloc(target, 2, 4, "text", text);
@@ -544,8 +544,8 @@ TEST_F(SavedTable, CutShortGivesZeroAndChangesNothing) {
   EXPECT_NE(nxi_get_pointer_by_name("stays", target), nullptr);
 }
 
-// A saved table as the layout says it: what reading `bytes` and writing it back gives, null where it cannot be
-// followed.
+// A model of the saved layout: the bytes that reading `bytes` and writing the table again must give; null where the
+// bytes are not a valid table.
 class SavedWords {
  public:
   static std::optional<std::string> written_back(const std::string& bytes) {
@@ -626,9 +626,9 @@ TEST_F(SavedTable, OddWordsAreCarriedAndImpossibleOnesRefused) {
       continue;
     }
     ++carried;
-    expected->replace(36, 4, after.substr(36, 4));  // but for the table handle
+    expected->replace(36, 4, after.substr(36, 4));  // except the table handle
     ASSERT_EQ(after, *expected) << "round " << round;
-    // Whatever it says, the table can be used.
+    // Whatever was read, the table can be used.
     printed([&] {
       nxi_set_memory_padding(target, static_cast<int>(random() % 4));
       nx_set_object_float("text", target, 1.0F);

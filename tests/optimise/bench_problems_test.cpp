@@ -28,7 +28,7 @@ std::vector<double> gradient_at(const Problem& problem, std::vector<double> x) {
   return gradient;
 }
 
-// The derivative by x[j] from central differences extrapolated to step 0 (Ridders 1982), and how far off it may be.
+// The derivative by x[j] from central differences extrapolated to step 0 (Ridders 1982), and its estimated error.
 std::pair<double, double> difference(const Problem& problem, std::vector<double> x, std::size_t j) {
   const double at = x[j];
   const double rounding = 1e-16 * std::fabs(value_at(problem, x));
@@ -66,7 +66,7 @@ void expect_gradient(const Problem& problem, const std::vector<double>& x) {
   }
   for (std::size_t j = 0; j < x.size(); ++j) {
     const auto [derivative, error] = difference(problem, x, j);
-    // What the extrapolation says of itself must leave something to compare with.
+    // The estimated error must be small, or the comparison below would test nothing.
     EXPECT_LE(error, 1e-5 * norm + 1e-9) << problem.name << ", variable " << j;
     EXPECT_NEAR(gradient[j], derivative, 10 * error + 1e-9 * norm) << problem.name << ", variable " << j;
   }
@@ -95,8 +95,8 @@ TEST(Problems, GradientsAreThoseOfTheValues) {
   }
 }
 
-// What is published of the values, to six digits: at the start where a round number or a report of it is known, and at
-// the minimum, where it is not 0.
+// Published values, to six digits: at the start, where a round number or a report is known, and at the minimum, where
+// it is not 0.
 TEST(Problems, ValuesAgreeWithPublishedOnes) {
   struct Published {
     double start;  // 0: none

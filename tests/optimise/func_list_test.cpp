@@ -18,8 +18,8 @@ namespace {
 
 using func_list::List;
 
-// What a term does: it notes its number (plain ones have small numbers, extended ones the caller's handle), spoils x,
-// and adds to the gradient. All numbers are small integers, so floats are exact.
+// Each term records its number (small for plain terms, the caller's handle for extended ones), changes x, and adds to
+// the gradient. All numbers are small integers, so that floats are exact.
 std::vector<int> called;
 std::function<void(int)> meanwhile;
 
@@ -61,7 +61,7 @@ Real extended_gradient(Real* x, Real* out, int n, int handle) {
 
 enum Kind { kEnergy, kGradient, kHessian };
 
-// Adds term `number`: 1 to 3 are plain, above are extended.
+// Adds term `number`: 1 to 3 are plain, higher numbers extended.
 template <class Real>
 int add(Kind kind, int number, int list) {
   using Energy = Real (*)(Real*, int);
@@ -91,7 +91,7 @@ double evaluate(double* x, int n, int list) { return nx_function_list_double(x, 
 float evaluate(float* x, float* g, int n, int list) { return nx_gradient_list(x, g, n, list); }
 double evaluate(double* x, double* g, int n, int list) { return nx_gradient_list_double(x, g, n, list); }
 
-// A list as it is described.
+// A model of the documented list.
 struct Model {
   struct Array {
     std::vector<int> numbers;
@@ -238,7 +238,7 @@ TEST(FuncList, FirstRoomAndBadInput) {
   EXPECT_EQ(nx_make_function_list(), 0);
 }
 
-// Terms that change the list which they are called from, in all ways, while they read x and write the gradient after.
+// Terms that add to their list, evaluate it or delete it, and then still read x and write the gradient.
 TEST(FuncList, TermsMayChangeTheirList) {
   const int list = nx_make_function_list();
   nx_protect_function_list_variables(list);
@@ -267,7 +267,7 @@ TEST(FuncList, TermsMayChangeTheirList) {
   EXPECT_EQ(called, (Numbers{1, 2, 5, 6}));
   EXPECT_EQ(g[99], 4 + 14);
 
-  // A term that evaluates the list, at a larger size: its own copies stay as they are.
+  // A term that evaluates the list at a larger size: the copies of the outer evaluation must not change.
   std::vector<double> large(1000, 3);
   std::vector<double> large_gradient(1000);
   bool nested = false;
@@ -282,7 +282,7 @@ TEST(FuncList, TermsMayChangeTheirList) {
   EXPECT_EQ(large_gradient[999], 204 * 3 + 14 + 100 * (3 + 7));
   EXPECT_EQ(func_list::Func[list].scratch_capacity, 2000);
 
-  // One that deletes it, and whose handle is given out again at once.
+  // A term that deletes its list, whose handle is then given out again at once.
   const int blocks = nx_total_number_of_active_pointers();
   EXPECT_EQ(run([list](int number) {
               if (number == 2) {

@@ -130,7 +130,7 @@ TEST_F(LineSearch, FindsKnownMinima) {
         EXPECT_LE(std::fabs(slope(by_cubics.step)), 0.9 * std::fabs(slope(0)));
       }
 
-      // The polynomial finds a step that is good to three digits about as fast as one that is barely acceptable.
+      // nx_LineMinimize2 needs few more trials for a step accurate to three digits than for a barely acceptable one.
       for (const double beta : {0.9, 1e-3}) {
         nx_set_opt_beta(opt_, static_cast<float>(beta));
         const Outcome interpolated = run(nx_LineMinimize2, first);
@@ -145,7 +145,7 @@ TEST_F(LineSearch, FindsKnownMinima) {
   }
 }
 
-// Nothing to be found, or nothing sensible: the searches end.
+// Functions without a minimum along the line: every search must end.
 TEST_F(LineSearch, EndsWhereThereIsNoMinimum) {
   for (const Search search : {LineMinimize, nxi_au_section, nxi_bi_section, nxi_armijo_section, nx_LineMinimize2}) {
     slope = [](double) { return -1; };
@@ -156,7 +156,7 @@ TEST_F(LineSearch, EndsWhereThereIsNoMinimum) {
       EXPECT_LE(calls, 500);
     }
     phi = [](double t) { return -t; };
-    run(search, 1e-3);  // without end: whatever was found is lower and finite
+    run(search, 1e-3);  // no lower bound: the result must be lower and finite
     EXPECT_LE(calls, 501);
     slope = [](double t) { return t == 0 ? -1 : kNaN; };
     EXPECT_EQ(run(search, 1).count, 0);
@@ -190,7 +190,7 @@ TEST_F(LineSearch, RefusesBadArguments) {
   double value = 1;
   double step = 1;
   for (const Search search : {LineMinimize, nxi_au_section, nxi_bi_section, nxi_armijo_section, nx_LineMinimize2}) {
-    // `missing` of the six arrays and numbers is null; none for 6.
+    // Passes null for argument number `missing` of the six pointers; 6 for none.
     const auto call = [&](int n, int missing, int slot) {
       const auto given = [missing](int which, double* array) { return which == missing ? nullptr : array; };
       return search(n, given(0, vectors[0]), given(1, vectors[1]), given(2, vectors[2]), given(3, vectors[3]),
@@ -232,7 +232,7 @@ TEST_F(LineSearch, LineMinimize2Tells) {
   EXPECT_EQ(calls, 5);
 }
 
-// Against the polynomial itself, by Horner's rule in long double.
+// Compared with the polynomial itself, evaluated by Horner's rule in long double.
 TEST(Lagrange, ReproducesPolynomials) {
   std::mt19937 random(47);
   std::uniform_real_distribution<double> uniform(-1, 1);
@@ -264,7 +264,8 @@ TEST(Lagrange, ReproducesPolynomials) {
       double slope_at = 0;
       ASSERT_EQ(nx_lagrange_interpolate_with_gradients(t.data(), y.data(), dy.data(), count, at, &value, &slope_at), 1);
       const long double expected = horner(c, at, derivative);
-      // The values that go in are rounded: a few units in the last place of the largest, times the slope of the basis.
+      // The input values are rounded. That allows errors of a few units in the last place of the largest, times the
+      // slope of the basis.
       const double unit = std::numeric_limits<double>::epsilon() * (std::fabs(static_cast<double>(c[0])) + count);
       EXPECT_NEAR(value, static_cast<double>(expected), 8 * unit);
       EXPECT_NEAR(slope_at, static_cast<double>(derivative), 8 * count * count * unit);
@@ -282,7 +283,7 @@ TEST(Lagrange, ReproducesPolynomials) {
   const double none[] = {0, 0, 0};
   double slope_at = 7;
   EXPECT_EQ(nx_lagrange_interpolate_with_gradients(apart, same, none, 3, 0.9, nullptr, &slope_at), 1);
-  EXPECT_EQ(slope_at, 0);  // what all values share costs no digits
+  EXPECT_EQ(slope_at, 0);  // a common offset costs no digits
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Functions minimised through the library's interface, and what holds of every run.
+// Functions to minimise, and the checks that every run must pass.
 #ifndef NXBRIOCHEM_TESTS_OPTIMISE_MINIMISED_H
 #define NXBRIOCHEM_TESTS_OPTIMISE_MINIMISED_H
 
@@ -22,8 +22,8 @@ inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 inline constexpr int kCodes[] = {0, 1, 2};  // of nx_set_opt_method: vector-only, steepest descent, dense
 
-// What the optimisers of these tests minimise; it counts its calls and keeps the lowest value that it gave with all
-// finite and a gradient that is not zero.
+// The function that the optimisers of these tests minimise. gradient_of counts its calls and keeps the lowest value
+// seen where everything was finite and the gradient not zero.
 inline Function f;
 inline int calls;
 inline double lowest;
@@ -57,8 +57,8 @@ struct Outcome {
   std::vector<double> x;
 };
 
-// Runs, and checks what holds of every run: the value is that of x, and none that was seen is lower, unless at a point
-// with a zero gradient; the counts are true.
+// Runs and checks what every run must fulfil: the value is that of x; no lower value was seen, except at points with a
+// zero gradient; the counts are right.
 inline Outcome minimise(int opt, std::vector<double> x) {
   calls = 0;
   lowest = kInfinity;

@@ -1,4 +1,4 @@
-// Runs whose callbacks mislead, follow or disturb them.
+// Runs whose callbacks give wrong values, follow the run, or change optimisers meanwhile.
 #include "tests/optimise/minimised.h"
 
 #include <gtest/gtest.h>
@@ -18,8 +18,8 @@ namespace {
 
 using namespace minimised;
 
-// No method accepts a value that is not finite, nor, unless values at rest are to count, says that it has converged
-// where it was misled.
+// With an energy convergence of 0, no method accepts a value that is not finite or reports convergence after wrong
+// values or gradients.
 TEST(MinimiseCallbacks, EndsWhereCallbacksMislead) {
   const std::vector<std::pair<const char*, Function>> misleading = {
       {"NaN", [](const double*, double* g, int) { return g[0] = g[1] = kNaN; }},
@@ -62,8 +62,7 @@ TEST(MinimiseCallbacks, EndsWhereCallbacksMislead) {
   }
 }
 
-// Where the gradient jumps, and where nothing but noise has lowered the value, no method says that it has converged,
-// unless values at rest are to count.
+// With an energy convergence of 0, no method reports convergence at a jump of the gradient.
 TEST(MinimiseCallbacks, KinksAreNoMinima) {
   const Function kink = [](const double* x, double* g, int) {
     const double side = x[1] > x[0] * x[0] ? 8 : -8;
@@ -94,7 +93,7 @@ TEST(MinimiseCallbacks, KinksAreNoMinima) {
   }
 }
 
-// What an earlier run has left in the workspace must not pass for a gradient.
+// A callback that writes no gradient: the run must not use what an earlier run has left in the workspace.
 TEST(MinimiseCallbacks, TakesNoOldGradientWhereACallbackWritesNone) {
   for (const int code : kCodes) {
     const int used = optimiser(2, code, rosenbrock);
@@ -112,7 +111,7 @@ TEST(MinimiseCallbacks, TakesNoOldGradientWhereACallbackWritesNone) {
   }
 }
 
-// Neither in the first step nor in what counts as rounding.
+// A variable with derivative 0, however large, must affect neither the first step nor what counts as rounding.
 TEST(MinimiseCallbacks, LeavesOutVariablesThatPlayNoPart) {
   for (const int code : {0, 2}) {
     for (const double cliff : {0.0, 1e3}) {
@@ -127,7 +126,7 @@ TEST(MinimiseCallbacks, LeavesOutVariablesThatPlayNoPart) {
   }
 }
 
-// However far a run goes, and whatever a line search is told to accept.
+// Values without a lower bound, and absurd settings of the line search: runs end after a bounded number of calls.
 TEST(MinimiseCallbacks, StaysWithinBounds) {
   int opt = optimiser(1, 1, [](const double* x, double* g, int) { return g[0] = -0.01, -0.01 * x[0]; });
   nx_set_opt_maximum_iterations(opt, 10000);
@@ -143,7 +142,7 @@ TEST(MinimiseCallbacks, StaysWithinBounds) {
   }
 }
 
-// Between the two points of a difference x is not what the caller has in it.
+// Central differences change x for a moment. A callback that throws then must not leave it changed.
 TEST(MinimiseCallbacks, PutsVariablesBackWhenACallbackThrows) {
   const int opt = optimiser(1, 2, [](const double* x, double*, int) { return calls > 1 ? throw 1 : x[0]; });
   nx_set_opt_gradient(nullptr, opt);
@@ -154,7 +153,7 @@ TEST(MinimiseCallbacks, PutsVariablesBackWhenACallbackThrows) {
   EXPECT_EQ(x, 3);
 }
 
-// A part of the plane where there is no value is walked around.
+// The value is not a number in a part of the plane: the methods must find their way around it.
 TEST(MinimiseCallbacks, ShrinksStepsThatLeadNowhere) {
   for (const int code : {0, 2}) {
     const int opt = optimiser(2, code, [](const double* x, double* g, int) {
@@ -165,7 +164,8 @@ TEST(MinimiseCallbacks, ShrinksStepsThatLeadNowhere) {
   }
 }
 
-// Sums of squares that overflow and underflow are no ground to fall on; ordinary ones of any size are solved.
+// Values and variables of extreme size, whose sums of squares overflow or underflow, must do no harm; for moderate ones
+// the minimum is found.
 TEST(MinimiseCallbacks, StandsAnySize) {
   for (const double size : {1e-305, 1e-160, 1e-60, 1e-20, 1e20, 1e60, 1e150, 1e300}) {
     for (const double length : {1e-200, 1e-30, 1.0, 1e30, 1e200}) {
@@ -189,7 +189,7 @@ TEST(MinimiseCallbacks, StandsAnySize) {
   }
 }
 
-// A caller who follows a run sees each new iterate in the latest evaluation before the count went up.
+// With itersave, the latest evaluation before the count goes up is the new iterate.
 TEST(MinimiseCallbacks, ReportsIterations) {
   for (const int code : kCodes) {
     int opt = 0;
@@ -218,7 +218,8 @@ TEST(MinimiseCallbacks, ReportsIterations) {
   }
 }
 
-// The table grows and moves, and others come and go, while a run is under way; the run is as if nothing had happened.
+// Callbacks make, clear and delete other optimisers, so that the table moves during the run. The run must give the same
+// result as an undisturbed one.
 TEST(MinimiseCallbacks, StandsCallbacksThatUseOptimisers) {
   for (const int code : kCodes) {
     const int plain = optimiser(2, code, rosenbrock);

@@ -33,7 +33,7 @@ struct Solved {
   int locally = 0;  // to 1e-6, published local minima too
 };
 
-// `far` as the authors have it: what multiplies the standard start, or takes the place of its zeros if it is all zero.
+// `far` is the authors' factor: it multiplies the standard start, or replaces its zeros if all are zero.
 std::vector<double> start_of(const Problem& problem, double far) {
   std::vector<double> x = problem.start;
   const bool zero = std::all_of(x.begin(), x.end(), [](double element) { return element == 0; });
@@ -122,13 +122,14 @@ double powell_singular(const double* x, double* g, int n) {
   return value;
 }
 
-// Where the second derivatives vanish at the minimum, a run ends in time, whatever its limit, moved off the origin too.
+// Where the second derivatives vanish at the minimum, runs end long before their limit, also with the minimum moved off
+// the origin.
 TEST(Minimise, StopsAtSingularMinima) {
   for (const int n : {4, 8, 12, 40, 200}) {
     for (const int code : {0, 2}) {
       for (const double shift : {0.0, 1.0}) {
         if (code == 2 && n > 40) {
-          continue;  // the dense method is not one for these
+          continue;  // too large for the dense method
         }
         SCOPED_TRACE(testing::Message() << n << " " << code << " " << shift);
         int to_tenth = 0;
@@ -153,7 +154,7 @@ TEST(Minimise, StopsAtSingularMinima) {
   }
 }
 
-// The values after each iteration, from runs of so many; the first is the start's.
+// The values after each iteration, from runs with growing limits. The first is the value at the start.
 std::vector<double> values_by_iteration(int opt, const std::vector<double>& start, int most) {
   std::vector<double> values;
   for (int limit = 0; limit <= most; ++limit) {
@@ -163,7 +164,7 @@ std::vector<double> values_by_iteration(int opt, const std::vector<double>& star
   return values;
 }
 
-// A model of the test over the last three values: it ends a run with 1, as soon as it holds, and whatever else happens.
+// A model of the test over the last three values: as soon as it holds, the run must end with 1, whatever else happens.
 // Runs from a start, from where that run ended, and from close by. Only the very first search may fail before it.
 TEST(Minimise, ValuesAtRestAreConvergence) {
   std::mt19937 random(7);
@@ -210,7 +211,7 @@ TEST(Minimise, ValuesAtRestAreConvergence) {
   EXPECT_GT(rested, 100);
 }
 
-// A search that can accept nothing has failed, whatever it saw.
+// A line search whose settings accept nothing fails, even if it saw lower values: the run must give 0.
 TEST(Minimise, FailsWhereSearchesAcceptNothing) {
   for (const Problem& problem : bench::more_garbow_hillstrom()) {
     for (const int code : {0, 2}) {
@@ -221,7 +222,7 @@ TEST(Minimise, FailsWhereSearchesAcceptNothing) {
         int result = 1;
         const std::string text = printed([&] { result = minimise(opt, problem.start).result; });
         if (text.find("stepped into a zero gradient area") != std::string::npos) {
-          continue;  // by luck, the very minimum
+          continue;  // hit the minimum by chance
         }
         EXPECT_EQ(result, 0) << problem.name << " " << code;
         EXPECT_EQ(text.find("Failed Initial Line Search: overlap volume: ") != std::string::npos, code == 2);
@@ -291,7 +292,7 @@ TEST(Minimise, ChoosesAMethod) {
   EXPECT_EQ(chosen(41, true, true), 3);
   EXPECT_EQ(chosen(2, false, true), 3);
   EXPECT_EQ(chosen(2, false, false), 1);
-  // A choice without any callback is made again once there is one; another one stays.
+  // A choice made without any callback is made again when there is one; any other choice stays.
   double x[] = {0, 0};
   double value = 0;
   f = Quadratic(2);
@@ -305,7 +306,8 @@ TEST(Minimise, ChoosesAMethod) {
   }
 }
 
-// With the exact second derivatives the first step goes to the minimum; what is no use is as if it were not there.
+// With exact second derivatives the first step goes to the minimum. Useless ones (not positive definite or not finite)
+// are ignored.
 TEST(Minimise, StartsFromSecondDerivatives) {
   for (int n = 1; n < 40; n += 3) {
     Quadratic quadratic(n, static_cast<unsigned>(n));
@@ -373,7 +375,7 @@ TEST(Minimise, CopiesAndConverts) {
   EXPECT_LT(narrow_value, 1e-20F);
 }
 
-// Values alone do, by differences, which leave x as it was.
+// A value callback alone is enough. The differences must leave x unchanged.
 TEST(Minimise, WorksWithoutAGradient) {
   for (const int code : kCodes) {
     const int opt = optimiser(2, code, rosenbrock);
@@ -386,7 +388,7 @@ TEST(Minimise, WorksWithoutAGradient) {
   }
 }
 
-// A run that takes up the curvature needs fewer evaluations.
+// A restart uses the curvature of the last run and so needs fewer evaluations.
 TEST(Minimise, TakesUpCurvature) {
   for (const int code : {0, 2}) {
     const int opt = optimiser(20, code, [](const double* x, double* g, int n) {
@@ -401,7 +403,7 @@ TEST(Minimise, TakesUpCurvature) {
     nx_set_opt_restart(opt);
     EXPECT_EQ(minimise(opt, start).result, 1);
     EXPECT_LT(calls, fresh);
-    // From none after a run of another size, which in the pool writes over what was kept.
+    // After a run of another size there is no curvature to use: in the pool that run has overwritten it.
     const Function same = f;
     nx_set_opt_size(500, opt);
     f = [](const double*, double* g, int n) { return *std::fill_n(g, n - 1, 1e3) = kNaN; };
@@ -413,7 +415,7 @@ TEST(Minimise, TakesUpCurvature) {
   }
 }
 
-// Steepest descent goes on with its last step, but not with one that has failed, nor before one that is set.
+// A restarted steepest descent starts with its last step, but not after a failure, and not when a first step is set.
 TEST(Minimise, TakesUpTheStep) {
   const auto bowl = [](const double* x, double* g, int) { return g[0] = 2e-3 * x[0], 1e-3 * x[0] * x[0]; };
   const int opt = optimiser(1, 1, bowl);

@@ -40,8 +40,8 @@ auto fields_of(const Optimiser& r) {
 
 Optimiser& record(int handle) { return opt::Opt[handle - 1]; }
 
-// The table as it is described: what is in use, and what it should hold in tracked memory. What is done to a handle
-// that is not in use has no effect.
+// A model of the documented table: the slots in use and the tracked memory that they should hold. Operations on handles
+// not in use have no effect.
 struct Model {
   struct Slot {
     bool used = false;
@@ -142,7 +142,8 @@ TEST(OptTable, RandomOperationsMatchAModel) {
         break;
       case 5:
         model.change(handle, [&](Model::Slot& slot) {
-          // For handle 1 the largest that a method needs, written to the last double: the pool must have the room.
+          // For handle 1 the largest workspace that a method needs is written to its last double: the pool must have
+          // room for it.
           const int64_t doubles = slot.size * (handle == 1 ? slot.size + 9 : below(3)) + 1;
           double* workspace = opt::workspace_of(handle - 1, static_cast<uint64_t>(doubles));
           std::fill_n(workspace, doubles - 1, 1.0);
@@ -187,8 +188,8 @@ Optimiser with_defaults() {
   return record;
 }
 
-// The number of calls that worked. Integers are 3, the handle of a bystander, so that a call that took its arguments in
-// another order would show there.
+// Returns the number of calls that succeeded. All integers are 3, the handle of a bystander: a setter that took its
+// arguments in the wrong order would change the bystander.
 int set_all(int h) {
   return nx_set_opt_function_with_handle(value_with_handle, 3, h) + nx_set_opt_gradient_list(3, h) +
          nx_set_opt_hessian_with_handle(hessian_with_handle, 3, h) + nx_set_opt_zero(h, 3) +
@@ -198,7 +199,7 @@ int set_all(int h) {
          nx_set_opt_maximum_iterations(h, 3) + nx_set_opt_method(h, 3);
 }
 
-// The callbacks once more, by the other names.
+// Sets the callbacks by the remaining functions.
 int set_callbacks(int h) {
   return nx_set_opt_function(value, h) + nx_set_opt_gradient(gradient, h) + nx_set_opt_hessian(hessian, h) +
          nx_set_opt_function_list(3, h) + nx_set_opt_gradient_with_handle(gradient_with_handle, 3, h) +
@@ -243,12 +244,12 @@ TEST(OptTable, SettersAndDefaults) {
   for (const int handle : {0, -1, 4, 11, INT_MAX, INT_MIN}) {
     EXPECT_EQ(set_all(handle) + set_callbacks(handle) + nx_set_opt_size(1, handle), 0);
   }
-  // One wider than the slots ever used: there the flag decides.
+  // The setters accept the slot behind the last one ever used; there the flag decides.
   opt::Opt_Occupancy[3] = 1;
   EXPECT_EQ(set_all(4) + set_callbacks(4), 24);
   EXPECT_EQ(nx_clear_opt(4) + nx_delete_opt(4), 0);
 
-  // Clearing keeps the method, and a slot that is taken again not even that.
+  // Clearing keeps the method. A slot that is taken again has all defaults.
   EXPECT_EQ(nx_clear_opt(2), 1);
   expected = with_defaults();
   expected.method = opt::kSteepestDescent;
@@ -269,7 +270,7 @@ TEST(OptTable, GettersAndTraces) {
   EXPECT_EQ(nx_get_opt_stepsize(handle, &step) + nx_get_opt_saveval(handle, &saved) +
                 nx_get_opt_total_function_calls(handle, &calls) + nx_get_opt_total_iterations(handle, &iterations),
             4);
-  EXPECT_EQ(std::tuple(iterations, calls, saved, step), std::tuple(1, 2, 3.0F, 4.0F));  // the step is not what was set
+  EXPECT_EQ(std::tuple(iterations, calls, saved, step), std::tuple(1, 2, 3.0F, 4.0F));  // the step is not the one set
   EXPECT_EQ(nx_get_opt_stepsize(handle + 1, &step) + nx_get_opt_saveval(0, &saved) +
                 nx_get_opt_total_iterations(handle, nullptr) + nx_get_opt_saveval(handle, nullptr),
             0);
@@ -295,7 +296,7 @@ TEST(OptTable, RefusesWhatItCannotDo) {
     EXPECT_EQ(nx_delete_opt(nx_init_opt(5, value)), 1);
   }
   EXPECT_EQ(fields_of(record(handle)), before);
-  // A full table has no flag behind its last.
+  // A full table has no flag behind its last slot: none must be read.
   while (opt::Onum < opt::Oinc) {
     nx_init_opt(1, value);
   }

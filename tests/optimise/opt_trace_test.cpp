@@ -103,7 +103,7 @@ TEST(LineTrace, FirstStepIsAccepted) {
                             "return on initial step, 0.250000 0.900000, 0.500000 0.900000\n");
 }
 
-// The cubic through both ends of a piece of a cubic finds its minimum exactly.
+// On a cubic function the cubic fit finds the minimum exactly.
 TEST(LineTrace, Interpolates) {
   const Searched found = search(
       [](double t, double& slope) {
@@ -124,7 +124,7 @@ TEST(LineTrace, Interpolates) {
 }
 
 TEST(LineTrace, Extrapolates) {
-  // A cubic with its minimum at 1, from a step far too short.
+  // A cubic function with its minimum at 1, and a first step far too short.
   const Along cubic = [](double t, double& slope) {
     slope = 3 * t * t + 3 * t - 6;
     return t * t * t + 1.5 * t * t - 6 * t;
@@ -134,7 +134,7 @@ TEST(LineTrace, Extrapolates) {
   EXPECT_TRUE(has(found.text, "try: 0\n"));
   EXPECT_TRUE(has(found.text, "negative gradient: extrapolating "));
   EXPECT_NEAR(found.step, 1, 0.3);
-  // A straight line: twice the step, and twice that beyond the new left end.
+  // A straight line: the distance doubles each time, measured from the left end.
   found = search([](double t, double& slope) { return slope = -1, -t; }, 1, 1);
   EXPECT_EQ(found.count, 0);
   EXPECT_TRUE(has(found.text, "negative gradient: extrapolating by doubling\nsuggested l is 2.000000e+00, from"));
@@ -144,7 +144,7 @@ TEST(LineTrace, Extrapolates) {
   EXPECT_EQ(tried.size(), 4U);
 }
 
-// Wherever the last extrapolation went: beyond the right end.
+// Doubling always goes beyond the right end, wherever the last extrapolation went.
 TEST(LineTrace, DoublesOutwards) {
   const std::string doubling = "by doubling\nsuggested l is ([^ \n]+), from [^ \n]+ and ([^ \n]+),";
   int doubled = 0;
@@ -162,7 +162,7 @@ TEST(LineTrace, DoublesOutwards) {
   EXPECT_GT(doubled, 100);
 }
 
-// A hump between the ends: the cubic's minimum lies before it, the alternative is mirrored at the far end.
+// A hump between the ends: the minimum of the cubic lies before it, and the alternative is mirrored at the far end.
 TEST(LineTrace, TriesTheAlternative) {
   const Along wave = [](double t, double& slope) {
     slope = -std::cos(t);
@@ -194,7 +194,7 @@ TEST(LineTrace, StepsBackFromZeroGradients) {
   for (std::size_t i = 0; i < 5; ++i) {
     EXPECT_NEAR(tried[i], std::pow(0.1, static_cast<double>(i)), 1e-15);
   }
-  // A rejected point is not taken by a run either, though it is the lowest.
+  // A point that the zero-gradient guard rejects is not taken by a run, although it is the lowest.
   for (const int code : {0, 2}) {
     const int opt = tracing_optimiser(code, flat_from(1e-14));
     nx_set_opt_stepsize(opt, 1);
@@ -206,7 +206,7 @@ TEST(LineTrace, StepsBackFromZeroGradients) {
     EXPECT_EQ(value, 0);
     EXPECT_EQ(result, 0);
   }
-  found = search(parabola, 1);  // the minimum itself, which is stepped to again
+  found = search(parabola, 1);  // the first step hits the minimum; after the guard's step back the search returns to it
   EXPECT_TRUE(has(found.text, reduced));
   EXPECT_NEAR(found.step, 1, 1e-12);
 }
@@ -221,22 +221,22 @@ TEST(LineTrace, Fails) {
   EXPECT_EQ(tried.size(), 3U);
   found = search(parabola, 0);
   EXPECT_TRUE(has(found.text, "zero stepsize in LineMinimize\n"));
-  for (const int tries : {-5, -1, 0, 3, 50}) {  // not finite anywhere: bounded, by the passes
+  for (const int tries : {-5, -1, 0, 3, 50}) {  // values are not finite: the number of passes bounds the search
     found = search([](double t, double& slope) { return slope = -1, t == 0 ? 0 : std::nan(""); }, 1, tries);
     EXPECT_EQ(found.count, 0);
     EXPECT_EQ(static_cast<int>(tried.size()), 3 + std::max(tries, -2));
     EXPECT_TRUE(has(found.text, "exhausted tries\nfailed to improve by line search\n"));
   }
   found = search([](double t, double& slope) { return t < 0.05 ? parabola(t, slope) : slope = std::nan(""); }, 1);
-  EXPECT_EQ(found.count, 0);  // 0.01 is lower, but too short a step
+  EXPECT_EQ(found.count, 0);  // the step 0.01 is lower, but too short
   EXPECT_TRUE(has(found.text, "exhausted tries\n"));
-  found = search([](double t, double& slope) { return slope = 2 * t, t * t; }, 1);  // no slope at the start
+  found = search([](double t, double& slope) { return slope = 2 * t, t * t; }, 1);  // the slope at the start is 0
   EXPECT_FALSE(has(found.text, "wrong direction!!"));
   EXPECT_TRUE(has(found.text, "initial step fails on value 1.000000>0.000000\n"));
   EXPECT_EQ(found.count, 0);
 }
 
-// Method 1 in (t / 2)^2, where a step of 2 goes to the minimum.
+// Method 1 on (t / 2)^2, where a step of 2 hits the minimum.
 TEST(MethodTrace, SteepestDescent) {
   const auto run = [](double start, float step, int limit) {
     const int opt = tracing_optimiser(1, [](double t, double& slope) { return slope = t / 2, t * t / 4; });
@@ -248,7 +248,7 @@ TEST(MethodTrace, SteepestDescent) {
   EXPECT_EQ(run(4, 0, 2),
             "START VOL IS 4.000000\n\n\niteration 1: 4.000000\nfirst val is 1.000000\nINCREASE STEP to 1.200000\n\n"
             "iteration 2: 1.000000\nfirst val is 0.160000\nINCREASE STEP to 1.440000\n\n");
-  // Halved once and accepted, which takes a value and then a gradient.
+  // The step is halved once and accepted: one evaluation of the value, then one of the gradient.
   EXPECT_EQ(run(1, 4, 9),
             "START VOL IS 0.250000\n\n\niteration 1: 0.250000\nfirst val is 0.250000\n"
             "step is 2.000000, val is 0.000000, step lim is 0.000000\niteration 2: 0.000000\nfirst val is 0.000000\n"
@@ -258,7 +258,7 @@ TEST(MethodTrace, SteepestDescent) {
 
 const std::string kSearch = "(\nIn LineMin_E\n\n.*)";
 
-// The step that is told of is the last one of the trace, a failed search's too.
+// nx_get_opt_stepsize gives the last step in the trace, also after a failed search.
 TEST(MethodTrace, ToldStepIsTheLastSearchs) {
   for (const int code : {0, 2}) {
     for (const int limit : {1, 2, 3, 5, 50}) {
@@ -340,14 +340,14 @@ TEST(MethodTrace, Dense) {
   EXPECT_TRUE(matches(text, "iter:    2 [^\n]*\nCOMP f,f1,f2 TO ZERO \\(0.000000\\): [0-9. ]+\n"));
   text = run(well, 3, 2, 1e-50, 1e-2);
   EXPECT_TRUE(has(text, formatted("CONVERGED OVER LAST THREE ITERATIONS, total function calls= %zu\n", tried.size())));
-  // The value's rounding is that of its offset; the slope goes on falling.
+  // A large offset hides the last decreases of the value, while the slope still falls.
   text = run([](double t, double& slope) { return slope = std::sinh(t - 1e-3), std::cosh(t - 1e-3) + 1e6; }, 3, 2);
   EXPECT_TRUE(
       matches(text,
 
               "\nCOMP [^\n]*\nreset hessian!!!\n.*CONVERGED VIRTUE 2nd ATTEMPT TO RESET HESSIAN: overlap volume: "
               "1000001.000000  grms 0.0[0-9]{5} \n$"));
-  // Concave at first.
+  // A function that is concave at the start, where updates are skipped.
   text = run([](double t, double& slope) { return slope = -2 * t * std::exp(-t * t), std::exp(-t * t); }, 0.1, 2);
   EXPECT_TRUE(matches(text, "Skipped Hessian Update, -?[0-9.e+-]+ < [0-9.e+-]+\n"));
 }

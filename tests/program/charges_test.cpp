@@ -31,7 +31,7 @@ TEST(ChargesPage, ItsCommandsRunAndPrintWhatItShows) {
   for (const std::string& line : lines_of(shown)) {
     EXPECT_NE(result.out.find(line + "\n"), std::string::npos) << line << "\n" << result.out;
   }
-  // A force field's charges add up to a whole number; the repulsion without them is told too.
+  // The charges of a force field add up to a whole number.
   const double charge = nxbrio_json({"info", scratch.path("protein.pqr")})["net_charge_e"];
   EXPECT_NEAR(charge, std::round(charge), 1e-3);
   const nlohmann::json formal =

@@ -23,7 +23,7 @@ using nlohmann::json;
 
 const std::string kExamples = APBS_EXAMPLES;
 
-// Two models of a glycine, a water and a calcium ion; the second one is moved by 10 in x and lacks the ion.
+// Two models of a glycine, a water and a calcium ion. The second is moved by 10 in x and has no ion.
 const std::string kModels = read_file(NXBRIO_SOURCE_DIR "/tests/program/files/models.pdb");
 
 struct ReadAtom {
@@ -33,7 +33,7 @@ struct ReadAtom {
 
 struct Record {
   std::vector<ReadAtom> atoms;
-  // Begin and end, from 0, and order.
+  // Begin and end (counted from 0) and order of each bond.
   std::vector<std::tuple<int, int, int>> bonds;
 };
 
@@ -62,7 +62,8 @@ void expect_atoms(const std::vector<Record>& have, const std::vector<Record>& wa
   }
 }
 
-// A file as gemmi or RDKit reads it; a PQR file by way of the program's own reader, which gemmi confirms by columns.
+// The contents of a file, read by gemmi or RDKit. A PQR file is read by the program itself and checked against gemmi's
+// reading by columns.
 std::vector<Record> read(const std::string& format, const std::string& path) {
   if (format.ends_with("pdb")) {
     return read_pdb(read_file(path));
@@ -133,7 +134,7 @@ TEST(Convert, PdbRecordsKeepWhatTheySay) {
   const std::string text = read_file(out);
   std::istringstream lines(kModels);
   for (std::string line; std::getline(lines, line);) {
-    // Serials count on; all else, the element's column to the formal charge, is as it was.
+    // Serials are counted anew; all other columns, up to the element and the formal charge, must be unchanged.
     if (line.starts_with("ATOM") || line.starts_with("HETATM")) {
       EXPECT_NE(text.find(line.substr(11)), std::string::npos) << line << "\n" << text;
     }
@@ -142,7 +143,7 @@ TEST(Convert, PdbRecordsKeepWhatTheySay) {
   EXPECT_NE(text.find("\nCONECT    1    2\n"), std::string::npos) << text;
 }
 
-// The chemistry of a sulfonamide drug, of which the file gives places alone.
+// Bonds and charges of a sulfonamide drug, of which the file gives only positions.
 TEST(Convert, BondsOfTheFileOrByDistance) {
   const ScratchDirectory scratch;
   const std::string acet = kExamples + "/hca-bind/acet.pqr";
@@ -174,8 +175,8 @@ TEST(Convert, BondsOfTheFileOrByDistance) {
   EXPECT_EQ(bonds(acet, "pdb", "distance"), (Bonds{18, "distances"}));
   EXPECT_EQ(bonds(acet, "xyz", "distance"), (Bonds{0, "not in this format"}));
 
-  // The file's bonds and their orders stand where they reach every atom and orders are told; where not, distances add
-  // the others and geometry tells the orders.
+  // Bonds and orders of the file are used where they cover every atom and have orders. Otherwise distances give the
+  // missing bonds and the geometry gives the orders.
   const std::string atoms =
       "HETATM    1  C1  LIG A   1       0.000   0.000   0.000  1.00  0.00           C\n"
       "HETATM    2  C2  LIG A   1       1.530   0.000   0.000  1.00  0.00           C\n"
@@ -195,8 +196,8 @@ TEST(Convert, BondsOfTheFileOrByDistance) {
   EXPECT_EQ(bonds(some, "sdf", "file"), (Bonds{1, "file"}));
 }
 
-// A quarter turn by a quaternion that is not of unit length, in both ways of giving an option a value that starts below
-// 0. How other quaternions turn is the library's to test.
+// A quarter turn by a quaternion not of unit length, with both ways of giving an option a value that starts with a
+// minus sign. Other quaternions are tested with the library.
 TEST(Convert, TransformsEveryModel) {
   const ScratchDirectory scratch;
   const std::string in = scratch.write("in.pdb", kModels);

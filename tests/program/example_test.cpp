@@ -53,7 +53,7 @@ Blocks blocks_of(const std::string& page) {
   return blocks;
 }
 
-// Whether a line is the shown one, in which "..." stands for anything if it may.
+// Whether a line equals the one shown. With wildcards, "..." in the latter stands for anything.
 bool is_shown(const std::string& line, const std::string& shown, bool wildcards) {
   const std::size_t dots = wildcards ? shown.find("...") : std::string::npos;
   if (dots == std::string::npos) {
@@ -63,7 +63,7 @@ bool is_shown(const std::string& line, const std::string& shown, bool wildcards)
   return line.size() + 3 >= shown.size() && line.starts_with(shown.substr(0, dots)) && line.ends_with(end);
 }
 
-// The first line of a block that the whole has not at its place, or an empty text. A line of "..." parts a block.
+// The first line of a block that `whole` does not have in that order, or "". A line of "..." stands for any lines.
 std::string first_stranger(const Lines& block, const Lines& whole, bool wildcards) {
   for (auto part = block.begin(); part != block.end();) {
     const auto end = std::find(part, block.end(), "...");
@@ -82,7 +82,7 @@ std::string first_stranger(const Lines& block, const Lines& whole, bool wildcard
   return "";
 }
 
-// Each page with C in it names its program, shows parts of it, and shows parts of what it prints.
+// Each page with C code must name its program, and show only lines of it and of its output.
 TEST(Pages, ShowTheirProgramsAndWhatThesePrint) {
   int pages = 0;
   for (const auto& entry : std::filesystem::directory_iterator(kSource + "/docs")) {
@@ -115,7 +115,7 @@ TEST(Pages, ShowTheirProgramsAndWhatThesePrint) {
   EXPECT_GE(pages, 9);
 }
 
-// Every link of a page leads to a page or a file that is there.
+// Every link of a page must lead to an existing page or file.
 TEST(Pages, LinkToWhatIsThere) {
   for (const std::string file : {"README.md", "CONTRIBUTING.md", "docs"}) {
     const std::filesystem::path root = kSource + "/" + file;
@@ -151,11 +151,11 @@ TEST(ExampleFirst, EnergyOfTwoWatersStaysWhenBothAreTurned) {
   EXPECT_EQ(result.out, std::string("two molecules: errors 0\nenergy as given: ") + energy +
                             "binding: errors 0\norientation: errors 0\nenergy turned:   " + energy +
                             "binding: errors 0\nwriting: errors 0\nmemory held: 0 bytes\n");
-  // What the README says it prints.
+  // The output must be what the README shows.
   for (const std::string& line : lines_of(result.out)) {
     EXPECT_NE(read_file(kSource + "/README.md").find("\n    " + line + "\n"), std::string::npos) << line;
   }
-  // In the principal frame: the hydrogens along x, the oxygen on y.
+  // In the principal frame the hydrogens lie along x and the oxygen on y.
   EXPECT_NE(read_file(scratch.path("water.pdb")).find("  O   UNL     1       0.000  -0.391   0.000"),
             std::string::npos);
 }

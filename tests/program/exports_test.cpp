@@ -1,4 +1,4 @@
-// The binary interface from outside: what the shared library exports and needs, and that the headers tell of it.
+// The binary interface from outside: what the shared library exports and needs, and that the headers declare it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,10 +22,10 @@ const std::string kSource = NXBRIO_SOURCE_DIR;
 
 struct Library {
   std::string name;
-  // How much there is at least: a list that was not read is a failure.
+  // The least number of exported names: an empty list must be a failure.
   std::size_t exported;
   std::size_t declared;
-  // Libraries that it needs besides the compiler's and the system's.
+  // The libraries that it needs besides those of the compiler and the system.
   std::string needed;
 };
 std::ostream& operator<<(std::ostream& stream, const Library& library) { return stream << library.name; }
@@ -42,7 +42,7 @@ class Exports : public testing::TestWithParam<Library> {
  protected:
   static std::string binary() { return std::string(NXBRIO_LIBRARIES) + "/lib" + GetParam().name + ".so"; }
 
-  // The list's symbols, each with the header below which it stands.
+  // The symbols of the list, each with the header under which it is listed.
   static std::map<std::string, std::string> listed() {
     std::map<std::string, std::string> symbols;
     std::string header;
@@ -61,7 +61,7 @@ class Exports : public testing::TestWithParam<Library> {
     std::string header;
   };
 
-  // The names that the headers mark.
+  // The names that the headers mark as exported.
   static std::multimap<std::string, Declaration> declared() {
     std::multimap<std::string, Declaration> names;
     const std::string declaration = "^(extern )?NX_API ([^([;]*[^([;[:alnum:]_])?([[:alnum:]_]+)[([;]";
@@ -111,7 +111,8 @@ TEST_P(Exports, TheSonameIsTheMajorVersionAndOnlyKnownLibrariesAreNeeded) {
   EXPECT_EQ(lines, Names{});
 }
 
-// Right above its declaration, where `make docs` and a reader look for it, and not the rule that heads a section.
+// The comment must be right above the declaration, where `make docs` and readers look for it, and not be the heading of
+// a section.
 TEST_P(Exports, EveryNameIsDeclaredListedAndCommented) {
   const std::map<std::string, std::string> symbols = listed();
   const std::multimap<std::string, Declaration> names = declared();

@@ -16,7 +16,7 @@ using nlohmann::json;
 // Two ions, for the shortest of jobs.
 class Formula : public testing::Test {
  protected:
-  // The dielectrics that come of these formulas, in a run without a fault.
+  // The dielectrics that these formulas give, in a run that must succeed.
   std::vector<double> dielectrics(const std::vector<std::string>& formulas, const std::string& parameters = "") {
     const json report = nxbrio_json(arguments(formulas, parameters));
     EXPECT_EQ(report["memory_held"], (json{{"bytes", 0}, {"blocks", 0}}));
@@ -51,7 +51,7 @@ class Formula : public testing::Test {
 TEST_F(Formula, NumbersFormulasAndDefinitionsInOrder) {
   EXPECT_EQ(dielectrics({"78.54", "1e2", ".5", "eps = 2^2", "2*eps", " ( eps + 1 ) / 2 ", "+eps", "eps - -1"}),
             (std::vector<double>{78.54, 100, 0.5, 4, 8, 2.5, 4, 5}));
-  // Powers from the left, before products, after signs; blanks do not matter; a definition is a value.
+  // Powers are taken from the left, before products and after signs. Blanks do not matter. A definition has a value.
   EXPECT_EQ(dielectrics({"2^3^2", "2 * 3^2", "2^-1", "1 + 2 * (a = 3 + 1) + a", "b = c = 7", "b + c"}),
             (std::vector<double>{64, 18, 0.5, 13, 7, 14}));
   EXPECT_EQ(dielectrics({"2.", "(2. )*3.5", "1.0E2", "1.5e+1", std::string(40, 'a') + "=3", std::string(40, 'a')}),
@@ -68,7 +68,7 @@ TEST_F(Formula, ParametersComeFromFiles) {
                                          "# solvents\r\n\r\n \t \n  # indented = comment\r\nwater = 78.54\n"
                                          "\tin_side=4\nmean = ( water + in_side ) / 2\rlast = 1.0E1");
   EXPECT_EQ(dielectrics({"water", "mean", "in_side*last"}, file), (std::vector<double>{78.54, 41.27, 40}));
-  // A line as long as one may be.
+  // The longest permitted line.
   const std::string longest = scratch.write("long.txt", "a = 1" + std::string(3993, ' ') + "+1\nb = a\n");
   EXPECT_EQ(dielectrics({"b"}, longest), std::vector<double>{2});
 }

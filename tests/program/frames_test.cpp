@@ -1,5 +1,5 @@
-// nxbrio orient, moments, rms and superpose, and bind --orient, from outside. Numbers are held against the places
-// written.
+// nxbrio orient, moments, rms and superpose, and bind --orient, from outside. Numbers are compared with those computed
+// from the written positions.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -26,7 +26,7 @@ constexpr double kRadii[] = {1.7, 1.55, 1.2, 1.52, 1.1, 0.0, 1.7};
 
 bool is_hydrogen(std::size_t atom) { return atom % 7 == 2 || atom % 7 == 4; }
 
-// One molecule of a PQR file, with the names and radii above, over and over.
+// A molecule of a PQR file; names and radii repeat those above.
 std::string pqr(const Places& places, const char* first_name = "C1") {
   std::string text;
   for (std::size_t i = 0; i < places.size(); ++i) {
@@ -85,8 +85,8 @@ void expect_places(const Places& have, const Places& want, double tolerance) {
   }
 }
 
-// Five models: a flat one far from the origin, a turned copy of it, its mirror image, and two that have nothing to do
-// with it. All decimals are in the file.
+// Five models: a flat one far from the origin, a turned copy of it, its mirror image, and two unrelated ones.
+// Coordinates are rounded to the decimals of the file.
 std::vector<Places> ensemble() {
   std::mt19937 random(7);
   const auto real = [&](double size) { return size * (static_cast<double>(random() % 20001) / 10000 - 1); };
@@ -159,7 +159,7 @@ TEST(Frames, MomentsBeyondSinglePrecisionAreAFailure) {
                  file + ": moments are beyond single precision: coordinates or radii are too large");
 }
 
-// Names are no library call's business here, and come through whole.
+// Names that are too long for the library's calls must be kept whole.
 TEST(Frames, KeepsLongNames) {
   const ScratchDirectory scratch;
   const std::string file = scratch.write("n.pqr",
@@ -174,7 +174,8 @@ TEST(Frames, KeepsLongNames) {
   }
 }
 
-// The deviations that the commands tell are those of the places written; the library's tests hold that they are least.
+// The deviations that the commands print must be those of the written positions. That they are the least is tested with
+// the library.
 TEST(Frames, SuperposesModelsOntoTheReference) {
   const ScratchDirectory scratch;
   const std::vector<Places> models = ensemble();
@@ -261,12 +262,12 @@ TEST(Frames, WhatDoesNotPairIsTold) {
   expect_failure(nxbrio({"moments", a, "--tolerance", "0"}), 2, "--tolerance: '0' is not a finite number above 0");
   expect_failure(nxbrio({"rms", a}), 2, "rms: FILE or --all is required");
   EXPECT_EQ(scratch.names(), (std::vector<std::string>{"a.pqr", "b.pqr", "c.pqr", "d.pqr", "h.pqr"}));
-  // All atoms hydrogens: the library takes all, and its warning is passed on.
+  // All atoms are hydrogens: the library uses all, and its warning is passed on.
   const json warnings = nxbrio_json({"orient", hydrogen, out})["warnings"];
   EXPECT_NE(warnings.dump().find("all atoms hydrogen"), std::string::npos) << warnings;
 }
 
-// The README shows what the main job prints of the first complex.
+// The README shows the output of the main job for the first complex.
 TEST(Frames, AComplexTurnsAsOne) {
   const std::string pair = APBS_EXAMPLES "/pbsam-barn_bars/";
   const std::vector<std::string> call{

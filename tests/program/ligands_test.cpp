@@ -1,4 +1,4 @@
-// Several ligands at once, what screens their charges, and what residues do, from outside.
+// Several ligands in one run, screened charges, and contributions of residues, from outside.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -20,7 +20,7 @@ const std::string kTarget = APBS_EXAMPLES "/hca-bind/hca.pqr";
 const std::string kLigand = APBS_EXAMPLES "/hca-bind/acet.pqr";
 const std::string kComplex = RDKIT_CONTRIB "/CalcLigRMSD/data/6c83.pdb";
 
-// Acetazolamide in its pocket and about it, each in a file, and two of them as models of one.
+// Acetazolamide in its pocket and near it, each in a file, and two of them as models of one file.
 class Ligands : public testing::Test {
  protected:
   Ligands() {
@@ -38,7 +38,7 @@ class Ligands : public testing::Test {
     return nxbrio_json(arguments);
   }
 
-  // The file that a row's ligand is alone in.
+  // The file that holds only the ligand of a row.
   std::string alone(const json& row) {
     const std::string file = row["file"];
     return file != together_[0] ? file : row["model"] == 3 ? files_[2] : files_[3];
@@ -105,7 +105,7 @@ TEST_F(Ligands, RefinedOnesAreTheSameOnAnyNumberOfThreadsAndAlone) {
     fields += row["after"]["total"]["kcal_per_mol"].dump() + "\n";
   }
   expect_sorted(energies);
-  // RDKit reads the energies from the file, in order.
+  // RDKit must find the energies in the file, in order.
   const RunResult rdkit = run({"/usr/bin/python3", "-c",
                                "import sys\nfrom rdkit import Chem\n"
                                "for mol in Chem.SDMolSupplier(sys.argv[1], sanitize=False):\n"
@@ -114,7 +114,7 @@ TEST_F(Ligands, RefinedOnesAreTheSameOnAnyNumberOfThreadsAndAlone) {
   EXPECT_EQ(rdkit.out, fields) << rdkit.err;
 }
 
-// From the four starts it comes to one place, within a hundredth of an angstrom.
+// The four starts lead to one pose, within a hundredth of an angstrom.
 TEST_F(Ligands, ClustersStandForTheirMembersAndTheBestAreKept) {
   std::vector<std::string> call{"refine", kTarget};
   call.insert(call.end(), together_.begin(), together_.end());
@@ -124,7 +124,7 @@ TEST_F(Ligands, ClustersStandForTheirMembersAndTheBestAreKept) {
   EXPECT_EQ(report["ligands"][0]["cluster_size"], 4);
   EXPECT_EQ(report["refined"], 4);
   EXPECT_EQ(report["written"]["models"], 1);
-  // Where they start, they are half an angstrom and more apart; from the middle one to all others it is one at most.
+  // The starts are at least half an angstrom apart, and at most one angstrom from the middle one.
   report = several(call, {"--cluster", "0.4", "-n", "0"});
   EXPECT_EQ(report["ligands"].size(), 4U);
   report = several(call, {"--cluster", "1.05", "-n", "0"});
@@ -157,7 +157,7 @@ TEST_F(Ligands, FaultyRecordsAreToldAndPassedOver) {
                             "nxbrio: 1 of 3 ligands failed\n");
   EXPECT_EQ(json::parse(result.out)["written"]["models"], 2);
 
-  // Nothing is left to write or to tell.
+  // No ligand is left, so nothing is written or reported.
   result = nxbrio({"refine", kTarget, bad, none, scratch_.path("never.sdf"), "--csv", scratch_.path("never.csv")});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.out, "");
@@ -176,7 +176,7 @@ TEST_F(Ligands, AnInterruptKeepsWhatIsDone) {
   const std::string target = scratch_.path("target.pqr");
   nxbrio_json({"convert", kLigand, target, "--transform", "1 0 0 0 9 0 0"});
   const std::string out = scratch_.path("out.sdf");
-  // The signal comes later and later, until the machine has got as far as the first ligands.
+  // The signal is sent later in each attempt, until the first ligands are finished before it.
   RunResult result;
   for (int seconds = 1; seconds <= 64 && result.out.empty(); seconds *= 2) {
     result = run({"/usr/bin/timeout", "-s", "INT", "--preserve-status", std::to_string(seconds), NXBRIO_PROGRAM,

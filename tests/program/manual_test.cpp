@@ -1,4 +1,4 @@
-// The manual page and the bash completion, held against the help that the program gives itself.
+// The manual page and the bash completion must agree with the program's own help.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -39,7 +39,7 @@ std::set<std::string> commands() {
   return names;
 }
 
-// The names of arguments, without the brackets and dots of --help and the macros of the page that say how often.
+// The names of arguments, without the brackets and dots of --help and the macros of the page.
 std::string plain(const std::string& arguments) {
   std::string result;
   for (const Groups& word : all_matches(arguments, "[^] .[]+")) {
@@ -50,7 +50,7 @@ std::string plain(const std::string& arguments) {
   return result;
 }
 
-// What --help tells of a command, or of the program when the name is empty.
+// What --help says about a command, or about the program when the name is empty.
 Command of_help(const std::string& name) {
   Command command;
   std::vector<std::string> arguments{"--help"};
@@ -70,7 +70,7 @@ Command of_help(const std::string& name) {
   return command;
 }
 
-// The same of the manual page; "" for what it tells of all commands.
+// What the manual page says about each command; "" for the program.
 std::map<std::string, Command> of_page() {
   std::map<std::string, Command> page;
   std::string name;
@@ -104,7 +104,7 @@ TEST(ManualPage, TellsTheOptionsOfEveryCommand) {
   EXPECT_EQ(told, commands());
 }
 
-// What bash would offer behind these words, with the cursor at the end of the last one. The program is given as typed.
+// What bash would offer after these words, with the cursor at the end of the last one. `program` is the name as typed.
 std::set<std::string> offered(const ScratchDirectory& scratch, const std::vector<std::string>& words,
                               const std::string& program = "nxbrio") {
   std::string quoted;
@@ -146,7 +146,7 @@ TEST(Completion, OffersWhatTheHelpTells) {
   }
   EXPECT_EQ(offered(scratch, {"convert", "a.pdb", "b", "--tr"}), std::set<std::string>{"--transform"});
   EXPECT_EQ(offered(scratch, {"convert", "-t", "-"}), std::set<std::string>{});
-  // The words of options that take one of a few are those that the help tells.
+  // For options with a fixed set of words, completion offers the words in the help.
   for (const auto& [option, brief] : {std::pair{"--format", "-f"}, std::pair{"--bonds", "-b"}}) {
     const std::string help = nxbrio({"convert", "--help"}).out;
     const std::size_t start = help.find(std::string(option) + " WORD");

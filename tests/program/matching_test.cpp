@@ -1,4 +1,4 @@
-// Superpositions of what two structures share, from outside.
+// Superpositions of the residues that two structures share, from outside.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -16,11 +16,11 @@ namespace {
 using namespace test_support;
 using nlohmann::json;
 
-// Two entries of a kinase, in frames of their own: four chains, and one with waters and other ends.
+// Two entries of a kinase in different frames: one has four chains, the other one chain, waters and other termini.
 const std::string kReference = RDKIT_CONTRIB "/CalcLigRMSD/data/6c83.pdb";
 const std::string kOther = RDKIT_CONTRIB "/CalcLigRMSD/data/5dpv.pdb";
 
-// The alpha carbons that both chains A have under a residue number.
+// The alpha carbons of the residue numbers that chain A has in both entries.
 std::pair<std::vector<gemmi::Position>, std::vector<gemmi::Position>> shared_carbons(const std::string& other) {
   gemmi::Structure a = gemmi::read_pdb_file(kReference);
   gemmi::Structure b = gemmi::read_pdb_file(other);
@@ -59,7 +59,7 @@ TEST(Matching, TwoEntriesOfOneProteinSuperposeOnWhatTheyShare) {
     EXPECT_EQ(fit["pairs"], pairs.first.size());
     EXPECT_NEAR(fit["rms_A"], gemmi_says.rmsd, 1e-3);
     EXPECT_NEAR(fit["rms_before_A"], in_place(pairs), 1e-2);
-    // All of the entry has moved, by the same motion; the file has three decimals.
+    // The whole entry must be moved, by the same motion. The file has three decimals.
     EXPECT_EQ(report["written"]["atoms"], nxbrio_json({"info", kOther})["atoms"]);
     EXPECT_NEAR(in_place(shared_carbons(out)), gemmi_says.rmsd, 2e-3);
     const json again = nxbrio_json({"rms", kReference, out, "--in-place", "--match", match, "--select", "A//CA[C]"});
@@ -67,7 +67,7 @@ TEST(Matching, TwoEntriesOfOneProteinSuperposeOnWhatTheyShare) {
   }
 }
 
-// Other chains' letters and numbers, a residue less in the middle and another one in place of the last.
+// Chain letters and numbers differ, a residue is missing in the middle, and the last is another one.
 TEST(Matching, ResiduesPairByTheirSequences) {
   const auto chain = [](char letter, int first, const std::vector<const char*>& residues, double shift) {
     std::string text;
@@ -87,7 +87,7 @@ TEST(Matching, ResiduesPairByTheirSequences) {
   std::string moved = chain('B', 1, {"ALA", "SER", "VAL"}, 0) + chain('B', 5, {"PHE", "TRP", "LYS"}, 0);
   const std::string second = scratch.write("b.pdb", moved);
   const json fit = nxbrio_json({"rms", first, second, "--match", "residues"})["fits"][0];
-  // Both atoms of five residues, and the backbone of the last.
+  // Two atoms of each of five residues, and the backbone atom of the last.
   EXPECT_EQ(fit["pairs"], 11);
   EXPECT_NEAR(fit["rms_A"], 0.0, 1e-3);
   const json in_place = nxbrio_json({"rms", first, second, "--match", "residues", "--in-place"})["fits"][0];

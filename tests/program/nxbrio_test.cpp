@@ -24,7 +24,7 @@ using nlohmann::json;
 const std::string kExamples = APBS_EXAMPLES;
 const std::string kFiles = NXBRIO_SOURCE_DIR "/tests/program/files/";
 
-// An atom as the test itself reads a PQR file of white-space fields: the last five are numbers.
+// An atom as the test reads it from a PQR file with fields separated by white space: the last five are numbers.
 struct PqrAtom {
   std::string name;
   double x, y, z, q, r;
@@ -65,7 +65,7 @@ TEST(RealComplex, EnergiesAndMultipolesAgreeWithAnIndependentSum) {
     const std::vector<PqrAtom> b = parse_pqr(ligand);
     const json report = nxbrio_json({"bind", target, ligand, "-e", "1", "--dielectric", "78.54", "--verbose"});
 
-    // 332.0637 kcal/mol angstrom between unit charges; the library's unit is that over 560.737 of its own.
+    // 332.0637 kcal/mol angstrom between unit charges is 560.737 in the library's unit.
     const double sum = coulomb_sum(a, b);
     ASSERT_EQ(report["energies"].size(), 2U);
     for (const json& energy : report["energies"]) {
@@ -100,7 +100,7 @@ TEST(RealComplex, EnergiesAndMultipolesAgreeWithAnIndependentSum) {
   }
 }
 
-// The ligand's atoms are told apart by their chain, in both files. What the formats hold is the library's to test.
+// The ligand's atoms have a chain of their own in both files. The formats themselves are tested with the library.
 TEST(RealComplex, WritesTheComplex) {
   for (const auto& [target, ligand] : kComplexes) {
     SCOPED_TRACE(target);
@@ -166,7 +166,7 @@ TEST(Nxbrio, CoincidentPairsAreCountedAndLeftOut) {
 
 // ---- Formats ----
 
-// Elements that no one-letter code stands for are told in a PDB file by the column that the name starts in.
+// In a PDB file the column in which the name starts tells elements that have no one-letter code.
 TEST(Nxbrio, IonsKeepTheirElementInTheComplex) {
   const ScratchDirectory scratch;
   const std::string ions =
@@ -206,7 +206,7 @@ TEST(Pqr, AllLayoutsReadAlike) {
   }
 }
 
-// The centre of the charges of 0.5 and 2 is told; the one of -0.3 is 3.25 A away from it.
+// The printed centre is that of the charges 0.5 and 2; the charge -0.3 is 3.25 A away from it.
 TEST(Pqr, InfoTellsWhatAFileHolds) {
   const RunResult result = nxbrio({"info", kFiles + "plain.pqr"});
   EXPECT_EQ(result.status, 0);
@@ -260,7 +260,7 @@ TEST(Formats, PdbAndMmcifPlainGzippedAndUnnamed) {
     EXPECT_EQ(info["low_A"], (json{1.0, 2.0, 3.0}));
     EXPECT_EQ(info["high_A"], (json{9.0, 2.0, 3.0}));
     EXPECT_EQ(info["composition"], (json{{"C", 1}, {"N", 1}, {"O", 2}, {"S", 1}}));
-    // +1 on the lysine nitrogen, -0.5 on the one carboxylate oxygen there is.
+    // +1 on the lysine nitrogen, -0.5 on the only carboxylate oxygen.
     EXPECT_EQ(info["net_charge_e"], 0.5);
     EXPECT_EQ(info["charges_from"], "formal");
     EXPECT_EQ(info["radii_A"], (json{1.52, 1.8}));
@@ -281,7 +281,7 @@ TEST(Formats, PdbAndMmcifPlainGzippedAndUnnamed) {
   EXPECT_EQ(carbons, (std::vector<std::string>{"3.500000", "3.500000"}));
 }
 
-// Of zinc, of calcium in its own residue, of chlorine and of a serine's HG the letters tell the element.
+// The letters tell the element of zinc, of calcium in its own residue, of chlorine, and of a serine's HG.
 TEST(Formats, ANoteTellsWhoseRadiiTheNamesDoNotTell) {
   const std::string text =
       "HETATM    1 FE   HEM A   1       3.000   0.000   0.000  1.00  0.00          FE\n"
@@ -365,7 +365,7 @@ TEST(Failures, LeaveNoFileAndAnOlderOneUntouched) {
   EXPECT_EQ(scratch.names(), before);
   EXPECT_EQ(read_file(old), "precious\n");
 
-  // What the format cannot hold is told by the library, and told once.
+  // A value that the format cannot hold is reported by the library, once.
   const std::string far = scratch.write("far.pqr", "ATOM 1 N ALA 1 1e30 0 0 1 1\n");
   const RunResult refused =
       nxbrio({"bind", far, good, "--write", scratch.path("far.xyz"), "--write", scratch.path("far.pdb")});

@@ -30,7 +30,7 @@ class Output : public testing::Test {
     const Names lines = lines_of(result.out);
     return lines.empty() ? "" : lines.back();
   }
-  // Whether files can be given to other users, and the program be run as one of them.
+  // Whether the test can give files to other users and run the program as one of them.
   bool has_other_users() const {
     const std::string other = "setpriv --reuid 4003 --regid 4003 --clear-groups ";
     return geteuid() == 0 &&
@@ -38,7 +38,7 @@ class Output : public testing::Test {
                0;
   }
   bool is_there(const std::string& name) const { return access(scratch_.path(name).c_str(), F_OK) == 0; }
-  // The water as PDB, as it is written to an ordinary file.
+  // The water in PDB format, as written to an ordinary file.
   std::string water() const {
     EXPECT_EQ(shell("$n convert $w usual.pdb").status, 0);
     return read_file(scratch_.path("usual.pdb"));
@@ -47,7 +47,7 @@ class Output : public testing::Test {
   const ScratchDirectory scratch_;
 };
 
-// The structure goes to the descriptor, behind what is there, and the report to standard error.
+// The structure is appended at the descriptor, and the report goes to standard error.
 TEST_F(Output, StandardOutput) {
   const std::string expected = water();
   const std::string report = shell("$n convert $w usual.pdb").out;
@@ -66,7 +66,7 @@ TEST_F(Output, StandardOutput) {
   // Standard output is this very file: the report must not go there.
   EXPECT_NE(shell("$n convert $w same.pdb > same.pdb").err.find("radii from"), std::string::npos);
   EXPECT_EQ(read_file(scratch_.path("same.pdb")), expected);
-  // Another descriptor leaves the report where it was.
+  // With another descriptor the report still goes to standard output.
   const RunResult other = shell("$n convert $w /dev/fd/7 -f pdb 7> seven");
   EXPECT_NE(other.out.find("radii from"), std::string::npos);
   EXPECT_EQ(read_file(scratch_.path("seven")), expected);
@@ -75,7 +75,7 @@ TEST_F(Output, StandardOutput) {
   EXPECT_EQ(read_file(scratch_.path("read")), expected);
 }
 
-// A link is followed, also to where nothing is yet.
+// A link is followed, also to a file that does not exist yet.
 TEST_F(Output, Links) {
   const std::string expected = water();
   ASSERT_EQ(shell("mkdir there; ln -s there/new.pdb dangling.pdb; ln -s dangling.pdb twice.pdb; echo old > old.pdb;"
@@ -102,7 +102,7 @@ TEST_F(Output, Links) {
   expect_one_line(shell("$n convert $w round.pdb"), 1, "round.pdb: Too many levels of symbolic links");
 }
 
-// What others put beside the file, under names that a program may use for a moment, is left alone.
+// Files that others put beside the output, under names that a temporary file might have, are left alone.
 TEST_F(Output, PlantedLinks) {
   scratch_.write("victim", "kept");
   for (const std::string command : {"bind $w $f --write", "orient $w", "refine $w $f", "convert $w"}) {
@@ -140,8 +140,8 @@ TEST_F(Output, Modes) {
   }
 }
 
-// Root keeps everything; who may not give a file away keeps its group if it is one of theirs. Set-ID bits are not
-// handed to another owner or group, and a new group may do no more than others may.
+// Root keeps owner and group. Other users keep the group if they are members. Set-ID bits are dropped when owner or
+// group change, and a new group gets no more permissions than others have.
 TEST_F(Output, OwnersAndGroups) {
   if (!has_other_users()) {
     GTEST_SKIP() << "only root can, and where others may run the program";
@@ -159,13 +159,13 @@ TEST_F(Output, OwnersAndGroups) {
   }
 }
 
-// While the program waits for the reader of a pipe, the other file is on disk under a name of its own.
+// While the program waits for the reader of a pipe, the other file is on disk under a temporary name.
 TEST_F(Output, SignalsRemoveTemporaryFiles) {
   const std::string start =
       "mkfifo pipe.pdb 2> /dev/null; $n bind $w $f --write a.pdb --write pipe.pdb > /dev/null & "
       "for i in $(seq 1000); do ls .nxbrio-* > /dev/null 2>&1 && break; sleep 0.01; done; ";
   for (const std::string signal : {"INT", "TERM", "HUP"}) {
-    // The shell starts what runs in the background with INT ignored: a program in between takes it back.
+    // The shell starts background jobs with INT ignored; env restores its default.
     const std::string heeding = "env --default-signal=INT $n";
     std::string heeded = start;
     heeded.replace(heeded.find("$n"), 2, heeding);
@@ -176,7 +176,8 @@ TEST_F(Output, SignalsRemoveTemporaryFiles) {
   EXPECT_EQ(read_file(scratch_.path("a.pdb")), read_file(scratch_.path("read")));
 }
 
-// In a directory like /tmp no one may replace another's file: then the others are as they were, old or absent.
+// In a directory like /tmp users cannot replace files of others. When that fails, all other outputs must be as they
+// were, old or absent.
 TEST_F(Output, TakenBackWhenALaterOneFails) {
   if (!has_other_users()) {
     GTEST_SKIP() << "only root can, and where others may run the program";

@@ -20,7 +20,7 @@ using nlohmann::json;
 const std::string kTarget = APBS_EXAMPLES "/hca-bind/hca.pqr";
 const std::string kLigand = APBS_EXAMPLES "/hca-bind/acet.pqr";
 
-// Each atom's place, as the file has it.
+// The position of each atom in the file.
 std::vector<gemmi::Position> places_of(const std::string& pqr) {
   const Charges atoms = read_pqr(pqr);
   std::vector<gemmi::Position> places;
@@ -74,7 +74,7 @@ TEST(Refine, TermsAreRdkitsAndThoseOfBind) {
   EXPECT_LT(rms(places_of(out), places_of(kLigand)), 1e-6);
 }
 
-// From several starts, some inside the target: what is told is what the files hold.
+// From several starts, some inside the target, the report must agree with the files.
 TEST(Refine, GoesDownhillAndSaysWhere) {
   const ScratchDirectory scratch;
   const std::string out = scratch.path("o.pqr");
@@ -108,7 +108,7 @@ TEST(Refine, GoesDownhillAndSaysWhere) {
   }
 }
 
-// Carbons without charges, as many and where the file has atoms: their energy is a formula.
+// Carbons without charges at the positions of the file's atoms, whose energy has a formula.
 std::string carbons(const ScratchDirectory& scratch, const char* name, const std::vector<gemmi::Position>& places) {
   std::string text;
   for (const gemmi::Position& p : places) {
@@ -130,8 +130,8 @@ double carbon_energy(const std::vector<gemmi::Position>& target, const std::vect
   return energy;
 }
 
-// From one of the places to the next the energy falls, but for what the last place of the files makes of it: half a
-// thousandth of an angstrom, to the twelfth power at atoms that all but touch.
+// From each frame to the next the energy falls, except for the rounding of coordinates in the file: 0.0005 angstrom, to
+// the twelfth power where atoms almost touch.
 TEST(Refine, TheTrajectoryFalls) {
   const ScratchDirectory scratch;
   const std::string way = scratch.path("way.pdb");
@@ -157,7 +157,7 @@ TEST(Refine, TheTrajectoryFalls) {
   }
 }
 
-// What the README shows, and that other starts come to the same place.
+// The output is what the README shows, and other starts lead to the same pose.
 TEST(Refine, ComesToOnePlaceFromManyAsTheReadmeSays) {
   const ScratchDirectory scratch;
   const std::string readme = read_file(NXBRIO_SOURCE_DIR "/README.md");
@@ -177,7 +177,7 @@ TEST(Refine, ComesToOnePlaceFromManyAsTheReadmeSays) {
   }
 }
 
-// One atom at another: what is known in closed form, and how each way to end is told.
+// One atom near another, where the minimum is known in closed form; and the message for each way to end.
 TEST(Refine, TellsHowItEnded) {
   const ScratchDirectory scratch;
   const std::string out = scratch.path("o.pqr");
@@ -194,7 +194,7 @@ TEST(Refine, TellsHowItEnded) {
   EXPECT_NE(report["target"]["notes"].dump().find("no charges"), std::string::npos);
   EXPECT_NE(report["statement"].dump().find("far away: the nearest atoms are 60.0 A apart"), std::string::npos);
 
-  // Both atoms at the very same places.
+  // Both atoms at exactly the same place.
   report = nxbrio_json({"refine", target, target, out});
   EXPECT_EQ(report["started_inside"], true);
   EXPECT_LT(total(report["after"]), total(report["before"]));
@@ -206,8 +206,7 @@ TEST(Refine, TellsHowItEnded) {
   const std::string two = atoms("two.pqr", "ATOM 1 C LIG 1 -4.6 0 0 0 1.7\nATOM 2 C LIG 1 4.6 0 0 0 1.7\n");
   const std::string hydrogen = atoms("h.pqr", "ATOM 1 H LIG 1 0 0 0 0 1.7\n");
   const std::string hydrogen_far = atoms("h6.pqr", "ATOM 1 H LIG 1 6.5 0 0 0 1.7\n");
-  // Gradients that are 0, midway between two wells and on top of an atom, and one below the threshold far from the
-  // well.
+  // Gradients of 0, midway between two wells and on top of an atom, and one below the threshold far from the well.
   for (const std::string& there : {two, one}) {
     report = nxbrio_json({"refine", there, one, out, "-n", "0"});
     EXPECT_EQ(report["ended"], "out of iterations");

@@ -14,7 +14,7 @@ namespace {
 using namespace test_support;
 using nlohmann::json;
 
-// Four chains of a kinase, each with a nucleotide that is no chain's.
+// Four chains of a kinase, each with a nucleotide that is not part of the chain.
 const std::string kComplex = RDKIT_CONTRIB "/CalcLigRMSD/data/6c83.pdb";
 
 TEST(Selections, CountAsGemmiCounts) {
@@ -32,7 +32,7 @@ TEST(Selections, CountAsGemmiCounts) {
   }
 }
 
-// The two sides of one file are the same as two files, and their charges those that they have in the file.
+// Two selections of one file must give the same as two files, with the charges of the file.
 TEST(Selections, OneFileHoldsBothPartners) {
   const ScratchDirectory scratch;
   const std::string target = scratch.path("target.pqr");

@@ -1,4 +1,4 @@
-// The program where it cannot write: one line, exit status 1, and nothing left of any file it was to write.
+// When the program cannot write, it prints one line, exits with status 1, and leaves none of its output files.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -20,7 +20,7 @@ class ProgramWriteFailure : public testing::Test {
   // Runs a shell command; $0 is the program.
   static RunResult shell(const std::string& command) { return run({"/bin/sh", "-c", command, NXBRIO_PROGRAM}); }
 
-  // Every command that writes, with OUT of an ending at a place where it cannot be written.
+  // Every command that writes, with its output in a place where it cannot be written.
   std::vector<Names> writing(const std::string& directory) const {
     std::vector<Names> commands;
     for (const std::string ending : {".pdb", ".pqr", ".mol2", ".sdf", ".xyz"}) {
@@ -68,19 +68,19 @@ TEST_F(ProgramWriteFailure, FullDevice) {
   }
 }
 
-// Files that are written together appear together: a first that was written does not, when the second fails.
+// Files that are written together appear together: when the second fails, the first must not appear.
 TEST_F(ProgramWriteFailure, SecondFile) {
   const RunResult result = nxbrio({"orient", target_, good_, "--with", ligand_, "/dev/full", "--format", "pdb"});
   expect_one_line(result, 1, "/dev/full: ");
   EXPECT_EQ(scratch_.names(), Names{});
 }
 
-// An old file is kept as it was when the new one does not fit.
+// When the new file does not fit, the old one stays as it was.
 TEST_F(ProgramWriteFailure, FileThatMayNotGrow) {
   const std::string old = scratch_.write("old.pdb", "kept");
   for (const std::string& out : {old, scratch_.path("new.pdb"), scratch_.path("new.mol2")}) {
     SCOPED_TRACE(out);
-    // Blocks of 512 bytes; the output of the run is read through a pipe, which has no limit.
+    // The limit is in blocks of 512 bytes. The run's standard output is a pipe, which has no limit.
     const RunResult result =
         shell("(ulimit -f 1; \"$0\" convert " + kTarget + " " + out + "; echo status $?) 2>&1 | cat");
     EXPECT_EQ(result.out, "nxbrio: " + out + ": File too large\nstatus 1\n");
@@ -102,7 +102,7 @@ TEST_F(ProgramWriteFailure, StandardOutput) {
   }
 }
 
-// Closed streams do not hand their numbers to the files that are written.
+// With standard streams closed, output files must not get their descriptor numbers.
 TEST_F(ProgramWriteFailure, ClosedStreams) {
   const RunResult open = nxbrio({"convert", target_, scratch_.path("open.pdb")});
   EXPECT_EQ(open.status, 0);

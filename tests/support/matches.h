@@ -1,5 +1,5 @@
-// POSIX extended regular expressions; <regex> costs every file that includes it seconds of compilation. "." matches a
-// line's end too.
+// POSIX extended regular expressions, because <regex> adds seconds to the compilation of every file that includes it.
+// "." also matches a line end.
 #ifndef NXBRIOCHEM_TESTS_SUPPORT_MATCHES_H
 #define NXBRIOCHEM_TESTS_SUPPORT_MATCHES_H
 

@@ -1,4 +1,4 @@
-// The reader of lines against a split of the whole text, which does not read character by character.
+// Compares nxi_ReadLine, which reads character by character, with a split of the whole text.
 #ifndef NXBRIOCHEM_TESTS_SUPPORT_SPLIT_LINES_H
 #define NXBRIOCHEM_TESTS_SUPPORT_SPLIT_LINES_H
 
@@ -30,7 +30,7 @@ inline std::vector<std::string> split_lines(const std::string& text, std::size_t
 // Whether the text, which is not empty, is read so into a buffer of that size, and nothing is written behind a line.
 inline bool reads_as_split(std::string text, std::size_t size) {
   std::FILE* const file = fmemopen(text.data(), text.size(), "r");
-  // Exactly as large as is said, so that the address sanitizer sees a longer line.
+  // No larger than `size`, so that the address sanitizer detects a longer line.
   const auto buffer = std::make_unique<char[]>(size);
   const auto read = [&] { return nxi_ReadLine(file, buffer.get(), static_cast<int>(size)); };
   bool same = true;

@@ -45,8 +45,8 @@ Square<T> random_symmetric(std::mt19937& random, int n) {
   return a;
 }
 
-// In long double. What is done with them is compiled once, in the source: Eigen's products and decompositions take
-// long.
+// Matrices in long double. Operations on them are in the source file, since Eigen's products and decompositions take
+// long to compile.
 using ExactSquare = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
 
 template <class T>
@@ -72,11 +72,11 @@ long double largest_element(const ExactSquare& a);
 // The largest element of V^T V - I.
 long double skew_of(const ExactSquare& v);
 
-// diag(values) turned at random and rounded at the end, for float and double.
+// diag(values) in a random orthonormal basis, rounded to float or double at the end.
 template <class T>
 Square<T> with_spectrum(std::mt19937& random, const std::vector<double>& values);
 
-// In long double, |A| being the largest magnitude of an eigenvalue.
+// Errors computed in long double. |A| is the largest magnitude of an eigenvalue.
 struct EigenErrors {
   long double residual;     // the largest |A v - l v| / |A|
   long double element;      // the largest element of any A v - l v, over |A|

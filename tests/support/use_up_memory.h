@@ -1,5 +1,5 @@
-// Leaves the process without memory, for tests of what happens then. Not for use under a sanitizer, which needs its
-// own.
+// Leaves the process without memory, for tests of running out. Not for use under a sanitizer, which needs memory
+// itself.
 #ifndef NXBRIOCHEM_TESTS_SUPPORT_USE_UP_MEMORY_H
 #define NXBRIOCHEM_TESTS_SUPPORT_USE_UP_MEMORY_H
 

@@ -1,4 +1,4 @@
-// What a call says on standard error, for tests of the molecule layer's warnings.
+// The text that a call prints on standard error, for tests of the molecule layer's warnings.
 #ifndef NXBRIOCHEM_TESTS_SUPPORT_WARNED_H
 #define NXBRIOCHEM_TESTS_SUPPORT_WARNED_H
 
@@ -8,7 +8,7 @@
 
 namespace test_support {
 
-// The text of the call's warnings; the call's own result is the given one.
+// The text of the call's warnings. Checks the call's result.
 template <class Result, class Call>
 std::string warned(Result result, Call call) {
   testing::internal::CaptureStderr();

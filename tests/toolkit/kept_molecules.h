@@ -13,7 +13,7 @@
 
 namespace kept_molecules {
 
-// The file's lines but for its comments.
+// The lines of a file, without comments.
 inline std::vector<std::string> ReadLines(const std::string& file) {
   std::ifstream text(NXBRIO_TOOLKIT_TESTS "/" + file);
   std::vector<std::string> lines;
@@ -26,14 +26,14 @@ inline std::vector<std::string> ReadLines(const std::string& file) {
   return lines;
 }
 
-// Of a symbol with a sign for each charge: "C", "N+", "Zn++".
+// Adds an atom given as a symbol followed by a sign for each charge: "C", "N+", "Zn++".
 inline NxChem::NxAtomBase& AddElement(NxChem::NxMolBase& mol, const std::string& symbol) {
   NxChem::NxAtomBase& atom = *mol.NewAtom(NxChem::NxGetAtomicNum(symbol.substr(0, symbol.find_first_of("+-"))));
   atom.SetFormalCharge(static_cast<int>(std::ranges::count(symbol, '+') - std::ranges::count(symbol, '-')));
   return atom;
 }
 
-// At most so many bonds, each begin, end and order.
+// Reads at most n bonds, each as begin, end and order.
 inline void AddBonds(NxChem::NxMolBase& mol, std::istream& text, int n) {
   int bgn = 0;
   int end = 0;

@@ -56,7 +56,7 @@ TEST(NxRings, RandomGraphsAgainstEveryWayRound) {
     const std::size_t m = random() % (2 * n);
     Edges edges;
     for (std::size_t k = 0; k < m; ++k) {
-      // Now and then a bond of an atom with itself, or a second one between two atoms.
+      // Sometimes this is a bond of an atom with itself, or a second bond between two atoms.
       edges.emplace_back(random() % n, random() % n);
     }
     NxMolBase mol;
@@ -116,7 +116,7 @@ TEST(NxRings, Rotors) {
   }
   EXPECT_EQ(rotors, (std::vector<unsigned>{6, 8, 9, 10}));
 
-  // Flags follow every change that they depend on.
+  // Flags are updated after every change that they depend on.
   EXPECT_FALSE(mol.GetBond(11)->IsRotor());
   NxAtomBase* hydrogen = mol.NewAtom(1);
   mol.NewBond(mol.GetAtom(11), hydrogen, 1);
@@ -132,7 +132,7 @@ TEST(NxRings, Rotors) {
   mol.DeleteAtom(mol.GetAtom(10));
   EXPECT_FALSE(mol.GetAtom(11)->IsInRing());
 
-  // A second bond between two atoms is no second neighbour.
+  // A second bond between the same two atoms does not make a second neighbour.
   NxMol ethane;
   Build(ethane, 2, {{0, 1}, {1, 0}, {0, 0}});
   EXPECT_FALSE(ethane.GetBond(0)->IsRotor());

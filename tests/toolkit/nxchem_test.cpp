@@ -22,7 +22,7 @@ using namespace NxChem;
 
 using Triple = std::array<float, 3>;
 
-// What a molecule should hold, in the plainest form: everything by index.
+// A model of a molecule in the simplest form: everything by index.
 struct Model {
   struct Bond {
     int bgn;
@@ -40,7 +40,7 @@ struct Model {
     float b_factor = 0;
     std::vector<int> bonds;  // in the order in which they were attached
     bool operator==(const Atom&) const = default;
-    // By the name, or by the element's symbol.
+    // By the name, or for an unnamed atom by the element's symbol.
     bool is_hydrogen() const { return (name.empty() ? NxGetAtomicSymbol(z)[0] : name[0] & ~32) == 'H'; }
   };
   std::map<int, Atom> atoms;
@@ -110,7 +110,7 @@ void ExpectSame(const NxMCMolBase& mol, const Model& model) {
   ASSERT_FALSE(atom);
   ASSERT_EQ(store.NumNamed(), n_named);
   ASSERT_EQ(store.NumHydrogens(), n_hydrogens);
-  // The whole array leaves deleted atoms' places alone.
+  // GetCoords leaves the places of deleted atoms alone.
   std::vector<float> all(3 * mol.GetMaxAtomIdx(), -7.0F);
   mol.GetCoords(all.data());
   for (int idx = 0; idx < model.next_atom; ++idx) {
@@ -129,7 +129,7 @@ class RandomOperations {
  public:
   explicit RandomOperations(unsigned seed) : random_(seed), mol_(std::make_unique<NxMol>()) { StartConf(); }
 
-  // The commoner operations stand more than once.
+  // Frequent operations have more than one case.
   void Step() {
     using Self = RandomOperations;
     static constexpr void (Self::*kOperations[])() = {
@@ -197,7 +197,7 @@ class RandomOperations {
       mol_->GetBond(idx)->SetOrder(model_.bonds[idx].order = AnyOrder());
     }
   }
-  // Names and residue records that many atoms have, and ones that one has.
+  // Sets names and residue records: shared by many atoms, or of a single atom.
   void Describe() {
     const int idx = AnyOf(model_.atoms);
     if (idx < 0) {
@@ -274,7 +274,8 @@ class RandomOperations {
       model_.saved.pop_back();
     }
   }
-  // Goes on with a part of the molecule: kept atoms and bonds count from 0, conformers keep their indices.
+  // Continues with a part of the molecule: the kept atoms and bonds are renumbered from 0, conformers keep their
+  // indices.
   void TakePart() {
     std::vector<int> mask(mol_->GetMaxAtomIdx());
     std::map<int, int> place;
@@ -340,7 +341,7 @@ class RandomOperations {
     model_.active = 0;
     model_.next_conf = 1;
   }
-  // Goes on with a copy or a part, sweeps, moves everything at once, or clears.
+  // Rare operations: continues with a copy or a part, sweeps, moves everything at once, or clears.
   void Rarely() {
     const auto pick = random_() % 100;
     if (pick < 30) {

@@ -20,7 +20,8 @@ TEST(NxElements, SymbolsAndRadiiAgreeWithGemmi) {
       c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     }
     EXPECT_EQ(NxGetAtomicNum(upper), z);
-    // gemmi has sp2 carbon where the toolkit has sp3, and lutetium and hafnium the wrong way round.
+    // Known differences: gemmi has the radius of sp2 carbon where the toolkit has sp3, and it swaps lutetium and
+    // hafnium.
     if (z <= 96 && z != 6 && z != 71 && z != 72) {
       EXPECT_FLOAT_EQ(NxGetCovalentRadius(z), element.covalent_r()) << upper;
     }

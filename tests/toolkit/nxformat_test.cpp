@@ -22,7 +22,7 @@ std::string Formatted(float value, int decimals) {
   return {room, NxChem::NxFormatFixed(room, value, decimals)};
 }
 
-// A number put into columns between marks, which must stay; empty when it is refused.
+// A number written into columns between marks, which must stay unchanged. Empty when the number is refused.
 template <class Put>
 std::string Field(std::size_t width, Put put) {
   std::string text(width + 2, '#');
@@ -32,7 +32,7 @@ std::string Field(std::size_t width, Put put) {
   return done ? text.substr(1, width) : "";
 }
 
-// Any bits, coordinates, values about rounding ties, and the ends of the ranges that fit the columns.
+// Random bits, coordinates, values near rounding ties, and the ends of the ranges that fit the columns.
 std::vector<float> Samples(int n) {
   std::mt19937 random(20240611);
   const float inf = std::numeric_limits<float>::infinity();
@@ -80,7 +80,7 @@ TEST(NxFormat, ColumnsHoldTheMostDecimalsThatFit) {
   }
 }
 
-// Two sides of every boundary, as the definition of hybrid-36 gives them.
+// Both sides of every boundary, from the definition of hybrid-36.
 TEST(NxFormat, Hybrid36GoesOnWhereDigitsEnd) {
   const auto serial = [](int value) { return Field(5, [&](char* at) { return NxChem::NxPutHybrid36<5>(at, value); }); };
   const auto residue = [](int value) {

@@ -21,7 +21,7 @@ using written_files::Written;
 
 std::string Pdb(const NxMol& mol, unsigned flavor = 0) { return Written(NxFileType::Pdb, {&mol}, flavor); }
 
-// The first line that starts so.
+// The first line that starts with `start`, after skipping `skip` of them.
 std::string Line(const std::string& text, const std::string& start, int skip = 0) {
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {
@@ -152,7 +152,7 @@ void FillAtRandom(NxMol& mol, int n_atoms, std::mt19937& random) {
   }
 }
 
-// A number printed with the most decimals that fit the columns.
+// The value of a number printed with as many decimals as fit the columns.
 double Shown(float value, int width, int decimals) {
   char text[64];
   do {

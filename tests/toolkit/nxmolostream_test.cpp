@@ -38,7 +38,7 @@ bool WriteCarbon(const std::string& filename, float x = 0.0F) {
   return stream.open(filename.c_str()) && stream.write(mol) && stream.close();
 }
 
-// Writes one carbon atom; the warnings that came of it.
+// Writes one carbon atom and returns the warnings.
 std::string WriteTo(const std::string& filename, bool expected, float x = 0.0F) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(WriteCarbon(filename, x), expected) << filename;
@@ -121,7 +121,7 @@ TEST(NxMolOStream, FilesThatCannotBeMadeAreReported) {
   EXPECT_NE(WriteTo(directory.path("loop"), false), "");
   std::filesystem::remove(directory.path("loop"));
   EXPECT_EQ(directory.names().size(), 0U);
-  EXPECT_EQ(WriteTo(directory.path(std::string(255, 'x')), true), "");  // as long as names can be
+  EXPECT_EQ(WriteTo(directory.path(std::string(255, 'x')), true), "");  // the longest possible name
 }
 
 TEST(NxMolOStream, PermissionsAndLinksSurvive) {
@@ -149,7 +149,8 @@ TEST(NxMolOStream, PermissionsAndLinksSurvive) {
   EXPECT_EQ(directory.names().size(), 4U);
 }
 
-// Runs a job as another user with one more group; the job's result is its child's status, `said` what it reports.
+// Runs a job in a child process as another user with one more group. The job's result is the child's status; `said` is
+// the expected report.
 #define EXPECT_AS(user, group, job, said) \
   EXPECT_EXIT(                            \
       {                                   \
@@ -203,12 +204,12 @@ class WrittenByOthers : public testing::Test {
 TEST_F(WrittenByOthers, OwnersAndGroupsAreKeptWhereTheyCanBe) {
   umask(022);
   make(06664);
-  WriteTo(file_, true);  // root gives files away, but not with their set-ID bits
+  WriteTo(file_, true);  // root may restore owner and group, but the set-ID bits must be dropped
   expect(kOwner, kGroup, 0664);
   make(0660);
   EXPECT_AS(kOther, kGroup, WriteCarbon(file_), "");
   expect(kOther, kGroup, 0660);
-  make(0672);  // a member of neither: the new group may do what others may
+  make(0672);  // the user cannot restore the group: the new group gets the permissions of others
   EXPECT_AS(kOther, kOther, WriteCarbon(file_), "");
   expect(kOther, kOther, 0622);
 }
@@ -230,7 +231,7 @@ TEST_F(WrittenByOthers, WhatCannotBeReplacedIsWrittenInPlace) {
   EXPECT_TRUE(read_file(file_).starts_with("old"));
 }
 
-// From where it stands, behind what was printed, as often as it is written.
+// Writing to a descriptor continues at its position, after what was printed before, any number of times.
 TEST(NxMolOStream, DescriptorsAreNotTruncated) {
   const ScratchDirectory directory;
   const std::string file = directory.path("out");
@@ -268,7 +269,7 @@ TEST(NxMolOStream, TheDirectoryIsThatOfOpen) {
 
 // ---- The formats that are read by white space ----
 
-// Names that are no plain words, and the word that a mol2 file has of each; the element's symbol where it is empty.
+// Names that are not plain words, and the word that a mol2 file has instead; "" stands for the element's symbol.
 const std::map<std::string, std::string> kHostileNames = {
     {"", ""},
     {" ", ""},
@@ -281,8 +282,8 @@ const std::map<std::string, std::string> kHostileNames = {
     {"#", "#"},
 };
 
-// A molecule of n atoms with hostile names, deleted atoms, and bonds of which some are placeholders or loops. Every
-// bond is the first between its atoms and in no ring.
+// A molecule of n atoms with hostile names, deleted atoms, and some bonds without ends or with both ends at one atom.
+// No two bonds join the same atoms, and none is in a ring.
 void FillHostile(NxMol& mol, int n, unsigned seed) {
   std::mt19937 random(seed);
   const auto below = [&random](std::size_t end) { return static_cast<int>(random() % end); };
@@ -310,7 +311,7 @@ void FillHostile(NxMol& mol, int n, unsigned seed) {
   }
 }
 
-// What tests/support/read_structures.py is to list of a hostile molecule.
+// The expected output of tests/support/read_structures.py for a hostile molecule.
 std::string Listing(const std::string& format, const NxMol& mol) {
   std::ostringstream out;
   out << std::fixed << std::setprecision(format == "xyz" ? 6 : 4);
@@ -357,7 +358,7 @@ TEST(NxMolOStream, RdkitReadsBackHostileMolecules) {
   }
 }
 
-// Fields of the next line.
+// The fields of the next line.
 std::vector<std::string> Fields(std::istream& text) {
   std::string line;
   std::getline(text, line);
@@ -390,7 +391,7 @@ TEST(NxMolOStream, PqrReadsBack) {
   EXPECT_EQ(Fields(text).at(0), "END");
 }
 
-// All atom records of a file have a chain field or none has, over its models too.
+// Either all atom records of a file have a chain field or none, in all its models.
 TEST(NxMolOStream, PqrChainsAreOfTheWholeFile) {
   NxMol with_chain;
   NxMol without;
@@ -412,7 +413,7 @@ TEST(NxMolOStream, PqrChainsAreOfTheWholeFile) {
   EXPECT_EQ(fields({&without, &with_chain}), "11_ 11_ 11_ 11A 11_ 11B ");
 }
 
-// As far as fields leave blanks between them, readers of PDB columns find what a PDB file has there.
+// Where fields leave blanks between them, readers of PDB columns find the same values as in a PDB file.
 TEST(NxMolOStream, PqrHasThePdbColumns) {
   NxMol mol;
   NxResidue residue;
@@ -447,7 +448,7 @@ TEST(NxMolOStream, Mol2TellsOfSubstructures) {
   SetResidue(AddAtom(mol, 30, "ZN"), residue, "Z N", 5, ' ', true);
   const std::string text = Written(NxFileType::Mol2, {&mol});
   EXPECT_TRUE(text.starts_with("@<TRIPOS>MOLECULE\n****\n    4     0     2     0     0\nBIOPOLYMER\nNO_CHARGES\n\n"));
-  EXPECT_NE(text.find(" N.3       1 ALA-2\n"), std::string::npos) << text;  // without a column of charges
+  EXPECT_NE(text.find(" N.3       1 ALA-2\n"), std::string::npos) << text;  // no column of charges
   EXPECT_EQ(text.substr(text.find("@<TRIPOS>SUBSTRUCTURE")),
             "@<TRIPOS>SUBSTRUCTURE\n"
             "     1 ALA-2          2 RESIDUE 0 A    ALA\n"

@@ -41,7 +41,7 @@ void Perceive(NxMolBase& mol) {
   NxPerceiveBondOrders(mol);
 }
 
-// Begin, end and order of each.
+// Begin, end and order of each bond.
 std::vector<std::array<int, 3>> Bonds(const NxMolBase& mol) {
   std::vector<std::array<int, 3>> bonds;
   for (const NxBondBase& bond : mol.GetBonds()) {
@@ -66,8 +66,8 @@ int Valence(const NxAtomBase& atom) {
   return sum;
 }
 
-// What any right assignment of double bonds has in common, whichever Kekule structure it shows: element, neighbours,
-// valence and charge of the atoms.
+// What all correct assignments of double bonds share, whichever Kekule structure they show: element, number of
+// neighbours, valence and charge of each atom.
 using Signature = std::multiset<std::tuple<unsigned, std::size_t, int, int>>;
 
 Signature SignatureOf(const NxMolBase& mol) {
@@ -80,7 +80,7 @@ Signature SignatureOf(const NxMolBase& mol) {
 
 struct Group {
   std::string name;
-  // Bonded, with orders and charges.
+  // The known molecule, with bonds, orders and charges.
   NxMol mol;
 };
 
@@ -106,7 +106,7 @@ std::vector<Group> ReadGroups(const std::string& file) {
   return groups;
 }
 
-// Without bonds and charges.
+// The same atoms without bonds and charges.
 NxMol Bare(const NxMol& known) {
   NxMol mol(known);
   for (NxBondBase& bond : mol.GetBonds()) {
@@ -118,7 +118,7 @@ NxMol Bare(const NxMol& known) {
   return mol;
 }
 
-// Heavy atoms alone show every double bond; a charge that only a hydrogen tells of is not asked for.
+// Heavy atoms alone determine every double bond. Charges that only hydrogens would show are not expected.
 TEST(NxPerceive, FunctionalGroupsWithoutHydrogens) {
   const std::set<std::string> charged_by_hydrogens = {"imidazolium", "methylammonium", "methanesulfonamide_anion",
                                                       "methanethiolate"};
@@ -141,7 +141,7 @@ TEST(NxPerceive, FunctionalGroupsWithoutHydrogens) {
   }
 }
 
-// The order of atoms and, after the first round, blurred coordinates change nothing.
+// Shuffling the atoms and, after the first round, blurring the coordinates must change nothing.
 TEST(NxPerceive, FunctionalGroupsShuffledAndBlurred) {
   std::mt19937 random(5);
   std::normal_distribution<float> blur(0.0F, 0.015F);
@@ -202,14 +202,15 @@ TEST(NxConnectivity, KeepsExistingBondsAndAlternateLocationsApart) {
   mol.NewBond(mol.GetAtom(1), mol.GetAtom(0), 2);
   mol.NewBond(mol.GetAtom(3), mol.GetAtom(4), 1);
   NxDetermineConnectivity(mol);
-  // The hydrogen is taken already; the carbon gets its second oxygen; the given bond is not doubled.
+  // The hydrogen already has its bond; the carbon gets its second oxygen; the given bond is not added twice.
   ASSERT_EQ(mol.NumBonds(), 4U);
   EXPECT_EQ(mol.GetBond(1)->GetOrder(), 2);
   EXPECT_EQ(mol.GetBond(3)->GetBgnIdx(), 0);
   EXPECT_EQ(mol.GetBond(3)->GetEndIdx(), 2);
 }
 
-// Against every pair, on places without any sense; triangles, which have a rule of their own, are left out.
+// Compared with a loop over all pairs, on random positions. Triangles are left out, since they have a rule of their
+// own.
 TEST(NxConnectivity, GridMissesNothing) {
   std::mt19937 random(77);
   std::uniform_real_distribution<float> place(-25.0F, 25.0F);
@@ -247,8 +248,8 @@ TEST(NxConnectivity, GridMissesNothing) {
   }
 }
 
-// Fields by white space: record, serial, name, residue, [chain,] number, x, y, z, charge, radius. Gives the charge of
-// each residue, under its name and number, and of which atoms it is.
+// A residue of a PQR file, with its total charge and its atoms. Fields are separated by white space: record, serial,
+// name, residue, [chain,] number, x, y, z, charge, radius.
 struct PqrResidue {
   std::string name;
   double charge = 0.0;
@@ -279,8 +280,8 @@ std::vector<PqrResidue> ReadPqr(const std::string& name, NxMolBase& mol) {
   return residues;
 }
 
-// The force field's partial charges of each residue add up to what perception finds from the geometry alone: two
-// structures with all hydrogens, a minimised one, and one with polar hydrogens and a ligand.
+// The formal charge that perception finds for each residue from the geometry alone must be the sum of its force-field
+// charges. Tested on two structures with all hydrogens, a minimised one, and one with polar hydrogens and a ligand.
 TEST(NxPerceive, ResiduesOfProteinsHaveTheirForceFieldCharges) {
   for (const char* name : {"pbsam-barn_bars/barnase.pqr", "pbsam-barn_bars/barstar.pqr", "FKBP/1d7i-min.pqr",
                            "pka-lig/bx6_7_bin_apbs.pqr"}) {
@@ -294,7 +295,7 @@ TEST(NxPerceive, ResiduesOfProteinsHaveTheirForceFieldCharges) {
       for (const NxAtomBase* atom : residue.atoms) {
         net += atom->GetFormalCharge();
       }
-      // In barnase's chain B the terminal oxygen of GLN 2 stands 2 angstrom away from its carbon.
+      // In chain B of barnase the terminal oxygen of GLN 2 is 2 angstrom away from its carbon.
       if (&residue != &residues[1] || residue.name != "GLN 2") {
         EXPECT_NEAR(net, residue.charge, 0.01) << name << " " << residue.name;
       }
@@ -331,7 +332,7 @@ TEST(NxPerceive, LargeAromaticSystemIsFullyPaired) {
   EXPECT_EQ(paired, inner);
 }
 
-// Nonsense must end, soon and without harm.
+// Perception of nonsense must end soon and without harm.
 TEST(NxPerceive, RandomGraphsWithBadGeometry) {
   std::mt19937 random(11);
   const unsigned elements[] = {0, 1, 5, 6, 6, 7, 8, 9, 12, 15, 16, 17, 26, 30, 34, 53, 92, 118};

@@ -21,7 +21,7 @@ TEST(NxErrorHandler, WritesOneLineWithPrefixAndNewline) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "Warning: Attempt 3 of this\nError: ends itself\nWarning: \n");
 }
 
-// Lengths on both sides of any fixed buffer.
+// Texts shorter and longer than any plausible fixed buffer.
 TEST(NxErrorHandler, NeverCutsAText) {
   for (const std::size_t length : {490U, 500U, 501U, 502U, 503U, 504U, 510U, 511U, 512U, 513U, 100000U}) {
     const std::string text(length, 'x');
@@ -64,7 +64,7 @@ TEST(NxBase, KeepsItsOwnCopyUntilReplaced) {
   EXPECT_EQ(base.GetData<float>(tag, &n), stored);
   EXPECT_EQ(n, 3U);
   EXPECT_EQ(stored[2], 3.0F);
-  // A part of the stored item stored over the item itself.
+  // Stores a part of the stored item over the item itself.
   stored = base.SetData(tag, stored + 1, 2);
   EXPECT_EQ(stored[0], 2.0F);
   EXPECT_EQ(stored[1], 3.0F);

@@ -1,4 +1,4 @@
-// Molecules for the tests of structure files, and what is written of them.
+// Molecules for the tests of structure files, and the text that the stream writes for them.
 #ifndef TESTS_TOOLKIT_WRITTEN_FILES_H
 #define TESTS_TOOLKIT_WRITTEN_FILES_H
 

@@ -104,7 +104,7 @@ TEST(ParserTokens, EveryTypeHasItsCode) {
   }
   expected.push_back({0, "@"});
   EXPECT_EQ(tokens_of("a_1B 12 3.5e-2 \"a b\" \"\"();:,. ' + - * / ^ = @"), expected);
-  // What is of no type is not consumed, and white space is blanks, tabs and newlines.
+  // A character of no type is not consumed. White space is blanks, tabs and newlines only.
   const char* position = " \t\n\r5";
   char buffer[NXI_TOKEN_LENGTH + 1];
   for (const std::size_t blanks : {3U, 0U}) {
@@ -123,13 +123,13 @@ TEST(ParserTokens, NamesNumbersAndStringsEndWhereTheyDo) {
       {"1E5", {{2, "1"}, {1, "E5"}}},
       {"1.5E+3 1.5e 1.5E-x", {{3, "1.5E+3"}, {3, "1.5e"}, {3, "1.5E-"}, {1, "x"}}},
       {".5", {{10, "."}, {2, "5"}}},
-      // The character behind the point belongs to the number, the end of the text does not.
+      // The character behind the point belongs to the number, unless the text ends there.
       {"(1.)", {{5, "("}, {3, "1.)"}}},
       {"1. 2", {{3, "1. 2"}}},
       {"1.E+5", {{3, "1.E"}, {12, "+"}, {2, "5"}}},
       {"1..5.5", {{3, "1..5"}, {10, "."}, {2, "5"}}},
       {"1.", {{3, "1."}}},
-      // Long ones are split, long strings cut.
+      // Long names and numbers are split, long strings cut.
       {letters, {{1, letters.substr(5)}, {1, "nnnnn"}}},
       {digits + "7", {{2, digits}, {2, "7"}}},
       {digits + ".25", {{2, digits}, {10, "."}, {2, "25"}}},
@@ -197,13 +197,13 @@ TEST(ParserValues, ComeInTheTypeAskedFor) {
 TEST(ParserValues, AreReadByTheGrammarWithItsOddities) {
   const double nan = std::nan("");
   const std::vector<std::pair<std::string, Values>> cases = {
-      // White space ends an expression behind its first summand only.
+      // White space ends an expression only right after its first summand.
       {"3\t-4\n5", {3, -4, 5}},
-      {"1E5 6", {1, 6}},  // the name went as look-ahead
-      // Powers bind left to right, go by logarithms and take the sign with the base.
+      {"1E5 6", {1, 6}},  // the name E5 was consumed as look-ahead
+      // Powers are taken from left to right and through logarithms; a sign belongs to the base.
       {"2^3^2", {std::exp(2.0 * std::log(std::exp(3.0 * std::log(2.0))))}},
       {"-2^2 0^0", {nan, nan}},
-      // Signs, and what is missing.
+      // Signs, and missing operands.
       {"\"-x\"5", {-5}},
       {") ) 7", {0, 0, 7}},
       {"\"text\" 7", {0, 7}},
@@ -256,7 +256,7 @@ class Model {
   }
 
  private:
-  // Of the characters that the test's texts are made of: one-letter names, one-digit numbers, signs, '@' and blanks.
+  // Scans the characters that the test's texts consist of: one-letter names, one-digit numbers, signs, '@' and blanks.
   void scan() {
     before_ = at_;
     while (at_ < text_.size() && text_[at_] == ' ') {
@@ -352,7 +352,7 @@ TEST(ParserGrammar, AnyOrderOfTokensIsReadAsByTheGrammar) {
   for (int round = 0; round < 60000; ++round) {
     std::string text;
     for (std::size_t n = random() % 14; n > 0; --n) {
-      // Names and numbers are kept apart, or they would grow.
+      // Names and numbers must not touch, or they would join.
       const char next = "123abc  ((()))++--**/^^==,@"[random() % 27];
       const bool word = !text.empty() && std::isalnum(text.back()) != 0 && std::isalnum(next) != 0;
       text += word ? '+' : next;

@@ -114,7 +114,8 @@ TEST(Prand, RangeIsRelativeToZeroAndDrawsNothingWhenTheSpanDividesN) {
   }
   EXPECT_EQ(*seen.begin(), 0);
   EXPECT_EQ(*seen.rbegin(), 6);
-  // A span above N leaves only 0, where drawing one by one would end as well, after up to N draws.
+  // With a span above N only the value 0 is possible. Drawing one value after the other would end there, too, after up
+  // to N draws.
   const int large = nx_make_rseq_with_prime(4000000000U);
   EXPECT_EQ(nx_rand_range(large, INT32_MIN, INT32_MAX), 0);
   EXPECT_EQ(prand::rseq[large - 1].state, 0U);

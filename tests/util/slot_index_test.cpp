@@ -11,7 +11,7 @@
 
 namespace {
 
-// Few keys in many slots, so that keys repeat, runs collide and wrap round the end of the cells.
+// Few keys in many slots, so that keys repeat, and runs of cells collide and wrap around the end.
 TEST(SlotIndex, AgreesWithSetsOfSlotsUnderRandomInsertionAndRemoval) {
   for (const int keys : {3, 50, 5000}) {
     std::mt19937 random(static_cast<unsigned>(keys));

@@ -1,4 +1,4 @@
-// A program of the installed library's: makes a molecule through the toolkit, asks for it through handles.
+// A program that uses the installed library: makes a molecule through the toolkit and reads it through handles.
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriochem/toolkit/nxperceive.h>
 
