@@ -5,6 +5,7 @@ import os
 import sqlite3
 import subprocess
 import sys
+import time
 
 HCA = "/usr/share/apbs/examples/hca-bind/hca.pqr"
 ACET = "/usr/share/apbs/examples/hca-bind/acet.pqr"
@@ -57,4 +58,13 @@ def children(pid):
                     found[int(name)] = file.read().replace("\0", " ")
     for child in list(found):
         found.update(children(child))
+    return found
+
+
+def wait(condition, seconds=150):
+    """Waits until something is so, and gives it."""
+    end = time.monotonic() + seconds
+    while not (found := condition()):
+        assert time.monotonic() < end, "it took too long"
+        time.sleep(0.05)
     return found

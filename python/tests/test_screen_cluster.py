@@ -1,96 +1,15 @@
 """Screens on a cluster of Dask, and what is lost when parts of it are killed: nothing."""
 
-import contextlib
 import os
 import resource
 import signal
 import subprocess
-import sys
 import time
 
 import pytest
-from screens import COMMAND, HCA, children, numbers, poses, rows, run
+from screens import COMMAND, HCA, children, numbers, poses, rows, run, wait
 
 import nxbriochem as nx
-
-# Put before all else on the path of every process of a run: slow ligands, and such as kill or hold up their process.
-SLOW = """
-import os, sys
-if "SLOW" in os.environ:
-    import time
-    import nxbriochem.screening.work as work
-    real = work.score
-
-    def score(scorer, ligands, selection):
-        for source, line, format, text in ligands:
-            if b"KILL" in text:
-                os.kill(os.getpid(), 9)
-            while b"HANG" in text:
-                time.sleep(1)
-            time.sleep(float(os.environ["SLOW"]))
-        return real(scorer, ligands, selection)
-
-    work.score = score
-"""
-
-
-@pytest.fixture
-def slow(tmp_path):
-    """The environment of processes in which a ligand takes so many seconds more."""
-    (tmp_path / "slow").mkdir()
-    (tmp_path / "slow" / "sitecustomize.py").write_text(SLOW)
-
-    def environment(seconds):
-        return {**os.environ, "SLOW": str(seconds), "PYTHONPATH": f"{tmp_path}/slow:{os.environ['PYTHONPATH']}"}
-
-    return environment
-
-
-@pytest.fixture
-def start():
-    """Starts processes, in groups of their own, which end with the test."""
-    started = []
-
-    def start(arguments, **options):
-        child = subprocess.Popen(list(map(str, arguments)), start_new_session=True, text=True, **options)
-        started.append(child)
-        return child
-
-    yield start
-    for child in started:
-        with contextlib.suppress(ProcessLookupError):
-            os.killpg(child.pid, signal.SIGKILL)
-        child.wait()
-
-
-@pytest.fixture
-def cluster(start, tmp_path):
-    """A scheduler and two workers on the loopback: address, scheduler, and a function that starts a worker."""
-    def dask(name, *arguments, **options):
-        log = open(tmp_path / f"{name}.log", "w")
-        return start([sys.executable, "-m", f"distributed.cli.dask_{name}", *arguments], stderr=log, stdout=log,
-                     cwd=tmp_path, **options)
-
-    file = tmp_path / "scheduler.json"
-    scheduler = dask("scheduler", "--host", "127.0.0.1", "--port", 0, "--dashboard-address", "127.0.0.1:0",
-                     "--scheduler-file", file)
-    wait(lambda: file.exists() and file.stat().st_size)
-    import json
-    address = json.loads(file.read_text())["address"]
-
-    def worker(**options):
-        return dask("worker", address, "--nthreads", 1, "--no-dashboard", "--host", "127.0.0.1", **options)
-
-    return address, scheduler, worker
-
-
-def wait(condition, seconds=150):
-    """Waits until something is so, and gives it."""
-    end = time.monotonic() + seconds
-    while not (found := condition()):
-        assert time.monotonic() < end, "it took too long"
-        time.sleep(0.05)
-    return found
 
 
 def stored(path):

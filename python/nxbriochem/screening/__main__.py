@@ -86,7 +86,7 @@ def parser() -> argparse.ArgumentParser:
     )
     what.add_argument("--csv", metavar="FILE", help="all rows, the best first")
     what.add_argument("--report", metavar="FILE", help="one HTML file: table, distribution, contributions, poses in 3D")
-    parser.add_argument("--quiet", "-q", action="store_true", help="no progress line and no table")
+    parser.add_argument("--quiet", "-q", action="store_true", help="no dashboard's address, progress line and table")
     parser.add_argument("--version", action="version", version=f"nxbrio-screen {VERSION}")
     return parser
 
@@ -178,11 +178,7 @@ def run(options: argparse.Namespace, command: str) -> int:
     gc.freeze()
     gc.set_threshold(100_000)
     top = options.top[0] if options.top else 0
-    told = (
-        Progress(options.ligands, len(options.more_targets) + 1)
-        if sys.stderr.isatty() and not options.quiet
-        else contextlib.nullcontext()
-    )
+    told = contextlib.nullcontext() if options.quiet else Progress(options.ligands, len(options.more_targets) + 1)
     with told as tell:
         results = screen(
             [options.target, *options.more_targets],

@@ -121,7 +121,7 @@ def screen(
     keep : int
         Of so many best rows of each target the records are kept, for poses and reports.
     tell : callable, optional
-        Called some times a second with the tally so far.
+        Called some times a second with the `Tally` so far, whose ``dashboard`` is the address of the cluster's page.
     command : str
         What is noted of this run in the database.
 
@@ -138,37 +138,57 @@ def screen(
     ClusterLost
         The scheduler cannot be reached, or is gone. What is done is kept.
     """
-    if multiprocessing.parent_process() is not None and multiprocessing.current_process().name.startswith("Dask"):
-        raise RuntimeError('screen() belongs below  if __name__ == "__main__":  in a script, since it starts processes')
+    _refuse_in_a_worker()
     from . import engine
+    from .dashboard import dashboard_address
 
     protocol = Protocol(refine, dielectric, ionic_strength, temperature, iterations, target_select, ligand_select)
     texts = list(_target_texts(targets, ensemble))
-    first_records = _opened(ligands)
+    records = _opened(ligands)
     with Store(out, protocol, VERSION, keep) as store:
-        numbers = {}
-        for target in texts:
-            molecule = core_molecule(target.source, target.format, target.text, protocol.target_select)
-            work.scorer_of(molecule, protocol)
-            number = store.add_target(
-                target, molecule.name, len(molecule), _core.charge_source(molecule), list(_core.notes(molecule))
-            )
-            numbers[number] = target
+        numbers = _stored_targets(store, protocol, texts)
         store.begin_run(command, VERSION, platform.node())
         cluster = engine.running_cluster(scheduler) if scheduler else engine.local_cluster(workers or cores())
-        outcome = "interrupted"
-        try:
-            with cluster as client:
-                run = engine.Engine(client, store, protocol, numbers, time_limit, batch, tell or (lambda tally: None))
-                tally = run.run(first_records)
-            outcome = "finished"
-        except Exception as error:
-            outcome = str(error)
-            raise
-        finally:
-            with contextlib.suppress(Exception):
-                store.end_run(outcome)
+        with _noted_end(store), cluster as client:
+            run = engine.Engine(client, store, protocol, numbers, time_limit, batch, tell or (lambda tally: None))
+            if tell:
+                run.tally.dashboard = dashboard_address(client)
+            tally = run.run(records)
     return Results(os.fspath(out), protocol, tally)
+
+
+def _refuse_in_a_worker() -> None:
+    """A script that calls `screen` at its top level would do so in each worker that imports it."""
+    if multiprocessing.parent_process() is not None and multiprocessing.current_process().name.startswith("Dask"):
+        raise RuntimeError('screen() belongs below  if __name__ == "__main__":  in a script, since it starts processes')
+
+
+def _stored_targets(store: Store, protocol: Protocol, texts: list[work.TargetText]) -> dict[int, work.TargetText]:
+    """The targets by their numbers in the store. `NxError` when one cannot be scored at."""
+    numbers = {}
+    for target in texts:
+        molecule = core_molecule(target.source, target.format, target.text, protocol.target_select)
+        work.scorer_of(molecule, protocol)
+        number = store.add_target(
+            target, molecule.name, len(molecule), _core.charge_source(molecule), list(_core.notes(molecule))
+        )
+        numbers[number] = target
+    return numbers
+
+
+@contextlib.contextmanager
+def _noted_end(store: Store) -> Iterator[None]:
+    """Notes in the store how the run ended."""
+    outcome = "interrupted"
+    try:
+        yield
+        outcome = "finished"
+    except Exception as error:
+        outcome = str(error)
+        raise
+    finally:
+        with contextlib.suppress(Exception):
+            store.end_run(outcome)
 
 
 def cores() -> int:
