@@ -108,7 +108,7 @@ def cluster(start, tmp_path):
     wait(lambda: file.exists() and file.stat().st_size)
     address = json.loads(file.read_text())["address"]
 
-    def worker(**options):
-        return dask("worker", address, "--nthreads", 1, "--no-dashboard", "--host", "127.0.0.1", **options)
+    def worker(to=address, **options):
+        return dask("worker", to, "--nthreads", 1, "--no-dashboard", "--host", "127.0.0.1", **options)
 
     return address, scheduler, worker

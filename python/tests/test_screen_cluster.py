@@ -1,11 +1,16 @@
 """Screens on a cluster of Dask, and what is lost when parts of it are killed: nothing."""
 
+import contextlib
 import os
+import random
 import resource
 import signal
+import socket
 import subprocess
+import threading
 import time
 
+import distributed
 import pytest
 from screens import COMMAND, HCA, children, numbers, poses, rows, run, wait
 
@@ -146,3 +151,122 @@ def test_full_disk(tmp_path, expected):
     assert 0 < done < 60
     run(HCA, ligands, "--out", out, "--workers", 1)
     assert numbers(out) == whole
+
+
+# A disk of 200 kB of which nobody else sees anything: a screen that fills it; again, with room; and a table for which
+# there is none.
+SMALL_DISK = """
+mount -t tmpfs -o size=200k none disk || exit 99
+"$@" --out disk/out >first 2>&1; echo $? >>first
+cp -r disk then
+mount -o remount,size=4m disk
+"$@" --out disk/out >second 2>&1; echo $? >>second
+cp -r disk later
+cat /dev/zero >disk/filler 2>/dev/null
+"$@" --out later/out --csv disk/all.csv >third 2>&1; echo $? >>third
+ls -A disk >>third
+"""
+
+
+def test_small_disk(tmp_path, expected):
+    ligands, whole = expected
+    (tmp_path / "disk").mkdir()
+    namespace = ["unshare", "-m"] if os.geteuid() == 0 else ["unshare", "-rm"]
+    command = [*COMMAND, HCA, ligands, "--workers", 1, "--batch", 2]
+    done = subprocess.run([*namespace, "sh", "-c", SMALL_DISK, "sh", *map(str, command)], cwd=tmp_path,
+                          capture_output=True, text=True, timeout=250)
+    if not (tmp_path / "first").exists():
+        pytest.skip(f"no file system of its own: {done.stderr.strip()}")
+    assert (tmp_path / "first").read_text() == "nxbrio-screen: disk/out: database or disk is full\n1\n"
+    # The rows stand in the log beside the file, for which there was no room, and are whole.
+    assert sorted(os.listdir(tmp_path / "then")) == ["out", "out-shm", "out-wal"]
+    there = len(rows(tmp_path / "then" / "out"))
+    assert 0 < there < 60
+    assert f"{60 - there} pairs done, {there} were there before" in (tmp_path / "second").read_text()
+    assert os.listdir(tmp_path / "later") == ["out"] and numbers(tmp_path / "later" / "out") == whole
+    assert (tmp_path / "third").read_text() == "nxbrio-screen: disk/all.csv: No space left on device\n1\nfiller\nout\n"
+
+
+class Relay:
+    """Passes on what goes to an address, and counts it: bytes there and back."""
+
+    def __init__(self, address):
+        self.there = self.back = 0
+        self._goal = address.removeprefix("tcp://").split(":")
+        self._server = socket.create_server(("127.0.0.1", 0))
+        self.address = "tcp://127.0.0.1:%d" % self._server.getsockname()[1]
+        threading.Thread(target=self._accept, daemon=True).start()
+
+    def _accept(self):
+        with contextlib.suppress(OSError):
+            while True:
+                near, far = self._server.accept()[0], socket.create_connection(self._goal)
+                threading.Thread(target=self._pass, args=(near, far, "there"), daemon=True).start()
+                threading.Thread(target=self._pass, args=(far, near, "back"), daemon=True).start()
+
+    def _pass(self, source, goal, name):
+        with contextlib.suppress(OSError):
+            while piece := source.recv(1 << 16):
+                setattr(self, name, getattr(self, name) + len(piece))
+                goal.sendall(piece)
+            goal.shutdown(socket.SHUT_WR)
+
+    def close(self):
+        self._server.close()
+
+
+def test_target_travels_once(tmp_path, start, cluster, slow, expected):
+    """Once from the client and once to each worker, to one that joins late too, however many tasks there are."""
+    address, _, worker = cluster
+    ligands, whole = expected
+    # A target of some size: a message of its text cannot hide among the others.
+    random.seed(3)
+    large = tmp_path / "large.pqr"
+    large.write_text("".join(f"ATOM {k} N ALA {k} {random.uniform(-99, 99):.3f} {random.uniform(-99, 99):.3f} "
+                             f"{random.uniform(300, 400):.3f} {random.uniform(-1, 1):.6f} 1.5\n" for k in range(30_000)))
+    size = large.stat().st_size
+    environment = slow(0.1)
+    out = tmp_path / "out"
+    with contextlib.closing(Relay(address)) as client, contextlib.closing(Relay(address)) as late:
+        first = worker(env=environment)
+        screen = start([*COMMAND, large, ligands, "--out", out, "--batch", 1, "--scheduler", client.address],
+                       env=environment, **PIPES)
+        wait(lambda: stored(out) >= 5)
+        # So that the run does not end before the other worker has joined.
+        screen.send_signal(signal.SIGSTOP)
+        worker(late.address, env=environment)
+        wait(lambda: late.back > size / 3)
+        os.killpg(first.pid, signal.SIGKILL)
+        screen.send_signal(signal.SIGCONT)
+        stdout, _ = ended(screen, 0)
+        assert "60 pairs done" in stdout
+        # Dask may compress what it sends.
+        assert size / 3 < client.there < 1.5 * size and size / 3 < late.back < 1.5 * size
+        # 60 tasks, and the talk about them.
+        assert client.back < size / 2
+
+
+def test_two_commands_share_a_cluster(tmp_path, start, cluster, slow, expected):
+    """Each with ligands of its own at one target: the end of one takes nothing from the other, and leaves nothing."""
+    address, _, worker = cluster
+    ligands, whole = expected
+    few = tmp_path / "few.pqr"
+    few.write_text(poses(6, step=0.01))
+    environment = slow(0.1)
+    worker(env=environment)
+    out = tmp_path / "out"
+    long = start([*COMMAND, HCA, ligands, "--out", out, "--batch", 2, "--scheduler", address], env=environment, **PIPES)
+    wait(lambda: stored(out) >= 4)
+    long.send_signal(signal.SIGSTOP)
+    assert stored(out) < 60
+    assert "6 pairs done" in run(HCA, few, "--out", tmp_path / "other", "--scheduler", address)[0]
+    long.send_signal(signal.SIGCONT)
+    command = [*COMMAND, HCA, ligands, "--out", tmp_path / "third", "--batch", 2, "--scheduler", address]
+    third = start(command, env=environment, **PIPES)
+    wait(lambda: stored(tmp_path / "third") >= 2)
+    third.send_signal(signal.SIGINT)
+    ended(third, 130)
+    ended(long, 0)
+    assert numbers(out) == whole
+    with distributed.Client(address, set_as_default=False) as client:
+        assert client.run_on_scheduler(lambda dask_scheduler: list(dask_scheduler.worker_plugins)) == []

@@ -33,7 +33,6 @@ from .work import (
     TargetPlugin,
     TargetText,
     pack,
-    plugin_name,
     score_batch,
     score_guarded,
     unpack,
@@ -189,16 +188,26 @@ class Engine:
 
     def run(self, records: Iterator[Record]) -> Tally:
         """Does what is missing; returns when all is stored."""
+        plugins = [TargetPlugin(target, self._client.id) for target in self._targets.values()]
         try:
-            for target in self._targets.values():
-                self._client.register_worker_plugin(TargetPlugin(target))
+            for plugin in plugins:
+                self._client.register_worker_plugin(plugin)
             self._look()
             self._loop(records)
-            for target in self._targets.values():
-                self._client.unregister_worker_plugin(plugin_name(target.digest))
         except (OSError, distributed.comm.CommClosedError, distributed.TimeoutError) as error:
             raise self._lost() from error
+        finally:
+            self._forget(plugins)
         return self.tally
+
+    def _forget(self, plugins: list[TargetPlugin]) -> None:
+        """Takes the targets back, also after Ctrl-C: the cluster may be somebody else's and go on for long."""
+        for plugin in plugins:
+            if self._client.status == "running":
+                with contextlib.suppress(Exception):
+                    self._client.sync(
+                        self._client.scheduler.unregister_worker_plugin, name=plugin.name, callback_timeout=5
+                    )
 
     def _lost(self) -> ClusterLost:
         return ClusterLost(f"{self._client.scheduler.addr if self._client.scheduler else 'the scheduler'}: "

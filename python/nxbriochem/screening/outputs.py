@@ -59,9 +59,12 @@ def whole_file(path: str | os.PathLike, mode: str = "w", **options) -> Iterator:
             mask = 0o666 & ~_umask()
         os.chmod(temporary, mask)
         os.replace(temporary, real)
-    except BaseException:
+    except BaseException as error:
         with contextlib.suppress(OSError):
             os.unlink(temporary)
+        if isinstance(error, OSError) and error.errno:
+            # A full disk names no file.
+            raise OSError(error.errno, error.strerror, path) from error
         raise
 
 

@@ -88,15 +88,20 @@ def unpack(packed: bytes) -> list[tuple]:
 # A worker is told of each target once, by Dask's plugin below, and makes a molecule of it when the first batch asks.
 
 _texts: dict[bytes, TargetText] = {}
+# The runs that need each of them: several may share a cluster.
+_runs: dict[bytes, set[str]] = {}
 
 
-def add_target(target: TargetText) -> None:
+def add_target(target: TargetText, run: str) -> None:
     _texts[target.digest] = target
+    _runs.setdefault(target.digest, set()).add(run)
 
 
-def drop_target(digest: bytes) -> None:
-    _texts.pop(digest, None)
-    _made.cache_clear()
+def drop_target(digest: bytes, run: str) -> None:
+    _runs[digest].discard(run)
+    if not _runs[digest]:
+        del _runs[digest], _texts[digest]
+        _made.cache_clear()
 
 
 def make_scorer(target: TargetText, protocol: Protocol) -> _core.Scorer:
@@ -124,21 +129,18 @@ def _made(digest: bytes, protocol: Protocol, thread: int) -> _core.Scorer:
 
 
 class TargetPlugin:
-    """Brings a target to each worker of a Dask cluster, to those that join later too."""
+    """Brings a target of a run to each worker of a Dask cluster, to those that join later too."""
 
-    def __init__(self, target: TargetText):
+    def __init__(self, target: TargetText, run: str):
         self.target = target
-        self.name = plugin_name(target.digest)
+        self.run = run
+        self.name = f"nxbriochem-target-{target.digest.hex()}-{run}"
 
     def setup(self, worker):
-        add_target(self.target)
+        add_target(self.target, self.run)
 
     def teardown(self, worker):
-        drop_target(self.target.digest)
-
-
-def plugin_name(digest: bytes) -> str:
-    return "nxbriochem-target-" + digest.hex()
+        drop_target(self.target.digest, self.run)
 
 
 # ---- Time limits ----
