@@ -121,7 +121,48 @@ TEST(Matrix, TorsionTurnsAboutItsAxis) {
   EXPECT_TRUE(std::isnan(m[0]));
 }
 
+// The steps as they are defined. Every element is a float after every step: compilers must not keep what volatile ones
+// were rounded from.
+std::vector<float> reorthogonalized(const std::vector<float>& m) {
+  volatile float rows[3][3];
+  for (std::size_t k = 0; k < 9; ++k) {
+    rows[k / 3][k % 3] = m[k];
+  }
+  const auto product = [&rows](int i, int j) {
+    double sum = 0;
+    for (int k = 0; k < 3; ++k) {
+      sum += static_cast<double>(rows[i][k]) * static_cast<double>(rows[j][k]);
+    }
+    return sum;
+  };
+  const auto normalise = [&](int i) {
+    const double factor = std::sqrt(1.0 / product(i, i));
+    for (int k = 0; k < 3; ++k) {
+      rows[i][k] = static_cast<float>(factor * static_cast<double>(rows[i][k]));
+    }
+  };
+  const auto take_off = [&](int i, int j) {
+    const double along = product(i, j);
+    for (int k = 0; k < 3; ++k) {
+      rows[i][k] = static_cast<float>(static_cast<double>(rows[i][k]) - along * static_cast<double>(rows[j][k]));
+    }
+  };
+  normalise(0), normalise(1), normalise(2);
+  take_off(1, 0), take_off(2, 0);
+  normalise(1), normalise(2);
+  take_off(2, 1);
+  normalise(2);
+  return {&rows[0][0], &rows[0][0] + 9};
+}
+
 TEST(Matrix, ReorthogonalizedRowsStayInOrder) {
+  std::mt19937 random(9);
+  for (int round = 0; round < 200; ++round) {
+    auto m = random_elements<float>(random, 9);
+    const std::vector<float> steps = reorthogonalized(m);
+    ASSERT_EQ(nx_reorthogonalize_rotation(m.data()), 1);
+    ASSERT_EQ(m, steps) << round;
+  }
   // Rows far from length 1; the expected values are Gram-Schmidt by hand.
   const float expected[9] = {0.6F, 0.8F, 0, -0.8F, 0.6F, 0, 0, 0, 1};
   for (const float scale : {1e-18F, 1.0F, 1e18F}) {
