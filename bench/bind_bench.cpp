@@ -28,7 +28,7 @@ using test_support::Charges;
 #define YARDSTICK __attribute__((noinline, optimize("O2")))
 #endif
 
-// The yardstick: the sum as anyone would write it down, at -O2.
+// The yardstick: the sum as a straightforward loop, at -O2.
 YARDSTICK PairSum plain_loop(const Sites& target, const Sites& ligand) {
   PairSum sum;
   for (int i = 0; i < target.count; ++i) {
@@ -62,7 +62,7 @@ Sites sites(const Charges& charges) { return {charges.records.data(), charges.q.
 
 void compare(benchmark::State& state, const Charges& target, const Charges& ligand, Kernel kernel) {
   const double pairs = static_cast<double>(target.count()) * ligand.count();
-  // Small complexes are summed several times over, so that an iteration takes a millisecond or more.
+  // Small complexes are summed several times, so that an iteration takes a millisecond or more.
   const int repeats = std::max(1, static_cast<int>(1e6 / std::max(pairs, 1.0)));
   PairSum expected;
   PairSum sum;
@@ -181,7 +181,7 @@ void binding(benchmark::State& state) {
   bind(state, n, n);
 }
 
-// A ligand of 18 atoms, as it comes thousands of times in screening.
+// A ligand of 18 atoms, a typical size in screening.
 void binding_18(benchmark::State& state) { bind(state, static_cast<int>(state.range(0)), 18); }
 BENCHMARK(binding_18)->Arg(1000)->Arg(10000)->Arg(100000)->Arg(1000000)->UseManualTime()->Unit(benchmark::kMillisecond);
 

@@ -1,6 +1,6 @@
-// Counting the bits of 1 MiB of words against a loop of the compiler's population count: as it comes at -O2, and where
-// the processor has an instruction for it, with that. The counter "ratio" is our time over the loop's: below 1 ours is
-// faster. And the counts word by word against the same loops.
+// Counting the bits of 1 MiB of words, compared with a loop of the compiler's population count: plain -O2, and with the
+// processor's instruction where there is one. The counter "ratio" is our time over the loop's: below 1 ours is faster.
+// And the counts word by word against the same loops.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/molecules/bits.h>
 

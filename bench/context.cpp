@@ -1,4 +1,4 @@
-// Writes into every run's record what it was built with, for the table that scripts/bench makes of them.
+// Writes the compiler and flags into the record of every run, for the table that scripts/bench makes.
 #include <benchmark/benchmark.h>
 
 #include <Eigen/Core>

@@ -49,7 +49,7 @@ class Complex {
   int handle() const { return handle_; }
   double pairs() const { return static_cast<double>(target_.size()) * ligand_.size(); }
 
-  // The energy and its derivatives by the ligand's atoms, as anyone would write it down, at -O2.
+  // The energy and its derivatives by the ligand's atoms, as a straightforward loop, at -O2.
   YARDSTICK double plain_loop(std::vector<double>& gradient) const {
     constexpr double kSquare = 3.851 * 3.851;
     constexpr double kDepth = 0.105;
@@ -119,7 +119,7 @@ void with(benchmark::State& state, const Files& files, const Body& body) {
   body(state, complex);
 }
 
-// Per pair.
+// Times are per pair.
 void sums(benchmark::State& state, const Complex& complex, const nxbriodock::Version& version,
           Derivatives derivatives) {
   const auto object = nxbriodock::energy_of(complex.handle());
@@ -149,7 +149,7 @@ void sums(benchmark::State& state, const Complex& complex, const nxbriodock::Ver
   }
 }
 
-// A whole evaluation on two threads against one, by the clock on the wall: the machine must have both to itself.
+// A whole evaluation on two threads against one, in wall time: both processors must be free.
 void two_threads(benchmark::State& state, const Complex& complex) {
   Variables x{};
   Variables gradient{};
@@ -198,7 +198,8 @@ std::vector<double> random_poses(const Complex& complex, int n, double size) {
   return poses;
 }
 
-// All poses; the yardstick is as many evaluations by the plain loop, which has no second derivatives.
+// Refines all poses. The yardstick is the same number of evaluations by the plain loop, which has no second
+// derivatives.
 void refinement(benchmark::State& state, const Complex& complex, int n) {
   const std::vector<double> start = random_poses(complex, n, 3.0);
   std::vector<double> poses;

@@ -3,8 +3,8 @@
 // another method and need not reproduce the sweep's bits; and the eigenvector iteration by size.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/geometry/eigen_jag.h>
-#include <nxbriochem/geometry/jacobi_sweeps_internal.h>
 #include <nxbriochem/geometry/instruction_set_internal.h>
+#include <nxbriochem/geometry/jacobi_sweeps_internal.h>
 #include <nxbriochem/geometry/r_eig.h>
 
 #include <tests/support/plain_jacobi.h>
@@ -40,7 +40,7 @@ YARDSTICK void yardstick(T** a, int n, T* d, T** v, int* nrot) {
 void jacobi(float** a, int n, float* d, float** v, int* nrot) { vf_jacobi(a, n, d, v, nrot); }
 void jacobi(double** a, int n, double* d, double** v, int* nrot) { vf_jacobi_double_precision(a, n, d, v, nrot); }
 
-// Copies of one random matrix, enough of them for a time that can be measured; each call uses its copy up.
+// Copies of one random matrix, enough of them for a time that can be measured; each call destroys its copy.
 template <class T>
 class Matrices {
  public:

@@ -26,8 +26,7 @@ constexpr std::size_t kChurned = 16000;
 constexpr std::size_t kLeastSlots = 65536;
 constexpr int kType = 90;
 
-// All live handles. They become more in the course of the run and never fewer, which is why benchmarks come in the
-// order of their sizes.
+// All live handles. Their number only grows during the run, so benchmarks are in the order of their sizes.
 std::vector<int> live;
 
 int make_handle() {
@@ -56,7 +55,7 @@ void churn() {
   }
 }
 
-// True when n handles are live, which are made if need be.
+// Makes handles until n are live. False, with an error, when there are already more.
 bool have_live(benchmark::State& state, std::size_t n) {
   make_live(n);
   if (live.size() > n) {
@@ -138,7 +137,7 @@ void translate_churned(benchmark::State& state, bool alone_only) {
 
 constexpr std::size_t kParts = 9;
 
-// From a tenth of n live handles, or how many there are, to n: a ninth of the way in each iteration.
+// Makes handles from n / 10 (or the present number) up to n, a ninth of them in each iteration.
 void make(benchmark::State& state) {
   const auto n = static_cast<std::size_t>(state.range(0));
   make_live(n / 10);
@@ -159,7 +158,7 @@ void make(benchmark::State& state) {
       state, static_cast<double>(part), [&] { make_live(live.size() + part); }, [&] { emplace(part); });
 }
 
-// One deleted and one made in its place: the newest, or the oldest, behind which all others move up.
+// Deletes one handle and makes another: the newest, or the oldest, whose deletion moves up all others.
 void make_and_delete(benchmark::State& state, bool oldest) {
   if (!have_live(state, static_cast<std::size_t>(state.range(0)))) {
     return;
@@ -227,7 +226,7 @@ void acquire_and_release(benchmark::State& state) {
 // The oldest of n lists is deleted: the others' bytes move down by one list, which callers can see.
 void delete_oldest_list(benchmark::State& state) {
   constexpr std::size_t kListBytes = 120;
-  constexpr int kDeleted = 1;  // in turn, so that neither finds its bytes in the cache because it has just moved them
+  constexpr int kDeleted = 1;  // alternating, so that neither side has just moved its bytes and finds them in the cache
   const auto n = static_cast<std::size_t>(state.range(0));
   std::vector<int> lists;
   while (lists.size() < n) {

@@ -1,6 +1,6 @@
 // A list of 1,000 small molecules written to one file, against one large molecule of as many atoms and bonds. The ratio
-// is of times, theirs the large molecule's: 2 means half its atoms per second. The large molecule is beyond what SD
-// files hold in their V2000 form, so it is V3000 there, while the small ones are V2000.
+// is time of the list to time of the large molecule: 2 means half the atoms per second. The large molecule is beyond
+// what SD files hold in their V2000 form, so it is V3000 there, while the small ones are V2000.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/nxbriochem.h>
 

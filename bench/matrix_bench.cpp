@@ -24,8 +24,8 @@ using RowMajor = Eigen::Matrix<Real, 3, 3, Eigen::RowMajor>;
 template <class Real>
 using Solver = Eigen::SelfAdjointEigenSolver<Eigen::Matrix<Real, 3, 3>>;
 
-// Eigenvalues turned in a random direction and rounded to floats: as they come; two or three that are closer than 1e-3,
-// down to equal; or over up to 12 decades; or one axis with a block of two, graded by rows and columns.
+// Random eigenvalues in random directions, rounded to floats. Kinds: random; clustered, with two or three closer than
+// 1e-3 or equal; graded over up to 12 decades; or an axis with a 2 x 2 block, graded by rows and columns.
 enum class Kind { random, clustered, graded, graded_rows };
 constexpr std::array<const char*, 4> kKinds = {"random", "clustered", "graded", "graded_rows"};
 
@@ -55,7 +55,7 @@ std::vector<Floats> matrices(Kind kind) {
       const Eigen::Vector3d d = l.cwiseSqrt();
       m = d.asDiagonal() * (turn * Eigen::Vector3d(0.5, 1, 1.5).asDiagonal() * turn.transpose()) * d.asDiagonal();
     }
-    // Large, so that the fixed tolerances of make_rmat take none of them for diagonal.
+    // Scaled up, so that make_rmat's absolute tolerances take none of them for diagonal.
     m *= 0x1p60;
     Eigen::Map<RowMajor<float>>(floats.data()) = m.cast<float>().selfadjointView<Eigen::Upper>();
   }

@@ -1,5 +1,6 @@
 // Tracked allocation against malloc and free, at various numbers of live blocks: newest first as single pairs and as
-// whole batches, with and without an old hole in the books, in random order, and in rounds after a peak of live blocks.
+// whole batches, with and without an old gap in the records, in random order, and in rounds after a peak of live
+// blocks.
 #include <benchmark/benchmark.h>
 #include <nxbriochem/objects/memory.h>
 
@@ -59,7 +60,7 @@ void pairs() {
   }
 }
 
-// A block is made and freed at once, over and over, above n live blocks.
+// A block is made and freed at once, repeatedly, with n live blocks.
 void newest_pair(benchmark::State& state, bool hole) {
   const auto n = static_cast<std::size_t>(state.range(0));
   std::vector<void*> tracked = hold<Tracked>(n);
@@ -73,8 +74,8 @@ void newest_pair(benchmark::State& state, bool hole) {
   release_all<Plain>(plain);
 }
 
-// Sizes differ from round to round: a round that repeats to the byte is learnt by heart by the branch predictor, which
-// no program that does other things between its allocations gets for free.
+// Sizes differ from round to round. Identical rounds would be learnt by the branch predictor, which real programs with
+// other work between allocations do not benefit from.
 template <class Heap>
 void batch(const std::vector<std::size_t>& wanted, std::vector<void*>& blocks, int rounds, std::size_t& at) {
   for (int round = 0; round < rounds; ++round) {
@@ -95,8 +96,8 @@ void newest_batch(benchmark::State& state, bool hole) {
     nx_free(older[3]);
     older.erase(older.begin() + 3);
   }
-  // Several rounds at a time also for the largest n: the heap itself takes turns at being fast and slow from one round
-  // to the next, and neither side is to get the one or the other every time.
+  // Several rounds at a time also for the largest n: the heap is alternately fast and slow from round to round, and
+  // neither side must always get the fast rounds.
   const int rounds = static_cast<int>(700000 / n);
   std::size_t own_at = 0;
   std::size_t their_at = 0;
@@ -181,7 +182,7 @@ void after_peak(benchmark::State& state, bool newest_first) {
       [&] { rounds<Plain>(wanted, orders); });
 }
 
-// First, in a heap without a past; after_peak has those with one.
+// These run first, in a fresh heap; after_peak measures a heap with a past.
 BENCHMARK(random_order)->RangeMultiplier(10)->Range(100, 1000000)->UseManualTime();
 BENCHMARK_CAPTURE(newest_pair, no_hole, false)->RangeMultiplier(10)->Range(100, 1000000)->UseManualTime();
 BENCHMARK_CAPTURE(newest_pair, old_hole, true)->RangeMultiplier(10)->Range(100, 1000000)->UseManualTime();

@@ -2,11 +2,10 @@
 // large problems: tables first, then the timed comparisons. The tables are benchmarks too, of one iteration, so that
 // --benchmark_filter and --benchmark_list_tests know them.
 //
-// An evaluation is a point at which the value, the gradient or both were asked for; asking again at the point asked for
-// last (GSL takes values and gradients apart) is the same one. A cell of the table gives the number of the first
-// evaluation with f - f* <= tol (1 + |f*|), for tol 1e-6 and 1e-10, "-" where there was none; "L" stands behind a run
-// that ended at a published local minimum instead. A run that saw such a value, but left a worse point in x at its end,
-// does not count as having solved.
+// An evaluation is a point at which the value, the gradient or both were asked for; asking again at the same point (GSL
+// asks for values and gradients separately) counts once. A cell of the table gives the number of the first evaluation
+// with f - f* <= tol (1 + |f*|), for tol 1e-6 and 1e-10, "-" where there was none; "L" marks a run that ended at a
+// published local minimum instead. A run that saw such a value but ended at a worse point does not count as solved.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -36,8 +35,7 @@ struct Call {
 };
 constexpr int kMostTraced = 1000;
 
-// The problem that is being watched: its callbacks have no other way to know. Watching, and its trace, are off the
-// clock.
+// The problem being watched, global because callbacks have no other access to it. Watching and its trace are not timed.
 struct Watch {
   const Problem* problem = nullptr;
   bool trace = false;
@@ -150,7 +148,7 @@ void print_counts(const std::vector<Column>& columns) {
   row("1e-6, local minima too", [](const Outcome& o) { return o.to_1e6 > 0 || o.local; });
 }
 
-// Of evaluations to 1e-10 over the instances that both solve to that.
+// Medians of the evaluations to 1e-10, over the instances that both solve to 1e-10.
 struct Medians {
   double own = 0;
   double peer = 0;
@@ -244,7 +242,7 @@ void count_large(benchmark::State& state, const Contender& own, const Contender&
   state.counters["ratio"] = state.counters["ours"] / state.counters["yardstick"];
 }
 
-// As the authors of the problems move away from a start: a multiple of it, or so much of each variable where it is 0.
+// A far start in the authors' way: the start times the factor, or the factor in each variable where the start is 0.
 Problem from_far(Problem problem, double factor) {
   const bool zero = std::all_of(problem.start.begin(), problem.start.end(), [](double x) { return x == 0; });
   for (double& x : problem.start) {
@@ -296,7 +294,7 @@ void register_singular() {
 }
 
 void register_far() {
-  // With 2,000 iterations: it needs millions of evaluations where it does not come to an end.
+  // Limited to 2,000 iterations, since without a limit it takes millions of evaluations where it does not converge.
   const Contender peer = bench::peer("bfgs2 0.1", 2000);
   if (!peer.prepare) {
     return;
@@ -336,7 +334,7 @@ void register_evaluations() {
 void print_large() {
   constexpr int kLarge = 10000;
   std::printf("Large problems: evaluations to 1e-6 and to 1e-10, and in all with the seconds they took\n");
-  // NLopt takes 10 ms an evaluation here.
+  // NLopt gets fewer iterations, since it takes 10 ms per evaluation here.
   const std::vector<Contender> all = {bench::ours("method 1", {1, 0, 0}),     bench::ours("method 2", {0, 200, 0}),
                                       bench::ours("2, 400 it.", {0, 400, 0}), bench::ours("2, 2000 it.", {0, 2000, 0}),
                                       bench::peer("bfgs2 0.1", 2000),         bench::peer("pr 0.1", 2000),
@@ -369,8 +367,8 @@ class Sweep {
     }
   }
 
-  // What the method takes for itself, in nanoseconds per evaluation: each run less its calls alone. Of a few repeats
-  // the quickest counts, since a difference of two times has no use for interruptions.
+  // The method's own time, in nanoseconds per evaluation: each run less its callbacks alone. The fastest of a few
+  // repeats counts, since interruptions would spoil the difference of two times.
   double own_ns() {
     double seconds = 0;
     for (std::size_t k = 0; k < problems_.size(); ++k) {

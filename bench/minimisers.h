@@ -1,4 +1,4 @@
-// The library's minimisers and their peers behind one face, for comparison.
+// The library's minimisers and their peers behind one interface, for comparison.
 //
 // The peers, where they are installed: GSL's vector_bfgs2 and conjugate_pr with a first step of 0.01, each with the
 // line-search tolerance of the example in GSL's manual (1e-4) and the one that its text recommends (0.1), and NLopt's
@@ -22,7 +22,7 @@ class Minimiser {
   Minimiser(const Minimiser&) = delete;
   Minimiser& operator=(const Minimiser&) = delete;
   virtual ~Minimiser() = default;
-  // Goes down from x (n) until it has converged, cannot go on or is out of iterations, and leaves the point found in x.
+  // Minimises from x (n) until it has converged, cannot continue or is out of iterations. Leaves the point found in x.
   virtual void minimise(double* x) = 0;
 };
 

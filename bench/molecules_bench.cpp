@@ -21,10 +21,10 @@ namespace {
 
 constexpr std::size_t kParts = 9;
 
-// All molecules made by `make`. They become more in the course of the run.
+// All molecules made by `make`. Their number only grows during the run.
 std::vector<int> live;
 
-// From a tenth of n live molecules, or how many there are, to n: a ninth of the way in each iteration.
+// Makes molecules from n / 10 (or the present number) up to n, a ninth of them in each iteration.
 void make(benchmark::State& state) {
   const auto n = static_cast<std::size_t>(state.range(0));
   while (live.size() < n / 10) {
@@ -57,7 +57,7 @@ void make(benchmark::State& state) {
   }
 }
 
-// The yardstick for what comes and goes: a record of the size that an atom or a bond may take.
+// The yardstick for making and deleting: a record of about the size of an atom or a bond.
 using Record = std::array<char, 64>;
 
 void grow_and_shrink(std::deque<Record>& records, int n) {
@@ -111,8 +111,8 @@ void bonds_one_by_one(benchmark::State& state) {
   nx_delete_molecule(mol);
 }
 
-// 20 bonds and two conformers more made and dropped, in a molecule in which that was done n times before. Half of the
-// past is in the middle: two bonds made in between stay.
+// Makes and deletes 20 bonds and two conformers in a molecule in which that was done n times before. Two bonds made
+// halfway through that past stay.
 void made_and_dropped_again(benchmark::State& state) {
   constexpr int kRounds = 200;
   const auto past = static_cast<int>(state.range(0));
@@ -170,7 +170,7 @@ struct Arrays {
   Arrays& operator=(const Arrays&) = delete;
   ~Arrays() { nx_delete_molecule(mol); }
 
-  // What is here and not in the molecule.
+  // The bytes of the arrays that are outside the molecule.
   std::size_t bytes() const {
     return floats.capacity() * sizeof(float) + ints.capacity() * sizeof(int) + letters.capacity() + names.capacity() +
            chains.capacity();
@@ -195,7 +195,7 @@ struct ArrayCall {
   std::size_t bytes;  // of an atom
 };
 
-// What a name of two letters takes, packed.
+// The packed size of a two-letter name.
 constexpr std::size_t kNameBytes = 3;
 
 // Packed names, one after the other.

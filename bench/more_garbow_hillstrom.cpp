@@ -14,12 +14,12 @@ struct Size {
   int m;
 };
 
-// Residual i, counted from 1 as in the paper, at x. Its derivatives go into row (n), which comes cleared.
+// Residual i, counted from 1 as in the paper, at x. Its derivatives go into row (n), which is all 0 before the call.
 using Residual = double (*)(int i, const double* x, Size size, double* row);
 
 double square(double x) { return x * x; }
 
-// Functions 1 and 21: pairs of residuals and variables.
+// Functions 1 and 21: each pair of variables has two residuals.
 double rosenbrock(int i, const double* x, Size, double* row) {
   const int first = (i - 1) / 2 * 2;
   if (i % 2 == 0) {

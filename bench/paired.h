@@ -25,7 +25,7 @@ double seconds_with_clock(Call call) {
   return seconds_of_this_thread() - start;
 }
 
-// What asking the clock takes, a fraction of a microsecond, is taken off.
+// The time of reading the clock, a fraction of a microsecond, is subtracted.
 template <class Call>
 double seconds_of(Call call) {
   static const double clock = [] {

@@ -8,7 +8,7 @@ import sys
 import matplotlib
 
 matplotlib.use("svg")
-# The same file for the same numbers.
+# Makes the output reproducible: the same file for the same numbers.
 matplotlib.rcParams["svg.hashsalt"] = "nxbriochem"
 matplotlib.rcParams["svg.fonttype"] = "none"
 matplotlib.rcParams["font.size"] = 8

@@ -16,7 +16,7 @@ def time_of(ns):
 
 
 def digits(value):
-    """Three significant digits at least, never an exponent."""
+    """At least three significant digits, never an exponent."""
     return f"{value:,.0f}" if value >= 100 else f"{value:.3g}"
 
 

@@ -1,5 +1,5 @@
-// What scoring poses costs in C: each record of a file is read and its Coulombic energy taken. The yardstick of
-// nxbrio-screen in bench/screen_bench.py.
+// The cost of scoring poses in C: reads each record of a file and computes its Coulombic energy. It is the yardstick
+// for nxbrio-screen in bench/screen_bench.py.
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriofiles/nxbriofiles.h>
 #include <stdio.h>

@@ -1,4 +1,4 @@
-// The parts of an energy that atoms and residues have.
+// The contributions of atoms and residues to an energy.
 #include <nxbriodock/contributions.h>
 
 #include <algorithm>

@@ -110,7 +110,7 @@ void replace_charges(const double* charges, int n, Atoms& atoms) {
   atoms.charges.assign(charges, charges + n);
 }
 
-// Changes a copy of the target's atoms, which other objects may share.
+// Changes the target's atoms in a copy, since other objects may share them.
 template <class Change>
 int change_target(Energy& energy, Change change) {
   Atoms atoms = energy.has_target() ? *energy.target.atoms : Atoms();
@@ -144,7 +144,7 @@ double debye_length(double dielectric, double ionic_strength, double temperature
                           (2.0 * kAvogadro * kElementaryCharge * kElementaryCharge * per_cubic_metre));
 }
 
-// The callbacks' value at x, its derivatives being added to the gradient unless that is null.
+// The callbacks' value at x. Its derivatives are added to the gradient unless that is null.
 double value_at(const char* function, const double* x, double* gradient, int n, int handle) {
   return guarded(function, kNaN, [&] {
     const auto energy = energy_of(handle);

@@ -4,15 +4,15 @@
 // Two terms, each times its weight. Coulomb: 332.063713 q_i q_j / (eps r), with eps the same everywhere, or growing
 // with the distance (eps r in its place), or the charges screened by salt (times exp(-kappa r)). 12-6: D (u^6 - 2 u^3)
 // with u = x^2 / r^2, so that two atoms attract most at a distance x, by D; D = sqrt(D_i D_j) and x = sqrt(x_i x_j), or
-// (x_i + x_j) / 2. Very near, each term goes on as the parabola a + b r^2 that has its value and slope at the wall, so
-// that it stays finite, and smooth, down to r = 0.
+// (x_i + x_j) / 2. Below a small distance, the wall, each term continues as the parabola a + b r^2 with the same value
+// and slope at the wall, so that it stays finite and smooth down to r = 0.
 //
 // The six variables x turn the ligand about the mean of its atoms by the rotation vector (x[3], x[4], x[5]) / arm,
 // after the turn of the base pose, and move it by (x[0], x[1], x[2]) on top of the base pose's move. All are lengths in
 // angstrom: the arm is the ligand's radius of gyration, so that they move atoms alike. The derivatives hold for
 // rotations of any size (left Jacobian of the exponential map: Chirikjian, Stochastic Models, Information Theory, and
-// Lie Groups 2, 2012, section 10.7). At a whole turn the Jacobian is singular, and derivatives may vanish that should
-// not; taking the pose reached as the new base cures that.
+// Lie Groups 2, 2012, section 10.7). At a full turn the Jacobian is singular, and derivatives may vanish that should
+// not. To avoid that, make the pose reached the new base pose.
 #ifndef NXBRIODOCK_ENERGY_H
 #define NXBRIODOCK_ENERGY_H
 
@@ -46,7 +46,7 @@ NX_API int nxd_delete_energy(int energy);
 NX_API int nxd_set_target(int mol, int energy);
 // Sets the ligand from a molecule; its place becomes the base pose.
 NX_API int nxd_set_ligand(int mol, int energy);
-// Sets the target from n atoms: 3n coordinates, n charges and n atomic numbers. Null charges are none; with null
+// Sets the target from n atoms: 3n coordinates, n charges and n atomic numbers. Null charges mean no charges; with null
 // elements the atoms take no part in the 12-6 term until nxd_set_target_parameters is called. All are one residue.
 NX_API int nxd_set_target_arrays(const double* coordinates, const double* charges, const int* elements, int n,
                                  int energy);
@@ -79,12 +79,12 @@ NX_API int nxd_set_screened_dielectric(double dielectric, double ionic_strength,
 // Writes the Debye length, angstrom: sqrt(eps0 eps k T / (2 N e^2 I)) with an ionic strength I in mol/l and a
 // temperature in kelvin (CODATA 2018 constants). Infinite where I is 0. 0 for numbers that are not above 0 otherwise.
 NX_API int nxd_get_debye_length(double dielectric, double ionic_strength, double temperature, double* length);
-// Both terms' weights, 1 at first; a term with weight 0 is off, and costs nothing.
+// Both terms' weights, 1 at first; a term with weight 0 is not computed.
 NX_API int nxd_set_weights(double coulomb, double twelve_six, int energy);
 // The rule of the 12-6 distances: 0, at first, the geometric mean, which is UFF's; 1 the arithmetic one (Lorentz).
 NX_API int nxd_set_distance_rule(int arithmetic, int energy);
-// Where the walls are: Coulomb's in angstrom, the 12-6 term's as a fraction of x, from above 0 to 1; 0.1 both at first.
-// A higher wall makes a softer term, in which overlapping atoms can move apart.
+// Sets the walls: that of the Coulomb term in angstrom, that of the 12-6 term as a fraction of x, above 0 and at most
+// 1. Both start as 0.1. A higher wall makes a softer term, in which overlapping atoms can move apart.
 NX_API int nxd_set_walls(double coulomb, double twelve_six, int energy);
 // A restraint for minimisers that do not limit their steps: where |x| > length, the callbacks below add
 // strength (|x|^2 - length^2)^2, kcal/mol, which keeps the ligand near the base pose. A strength of 0, the default,
@@ -96,20 +96,20 @@ NX_API int nxd_set_threads(int threads, int energy);
 
 // ---- Value and derivatives ----
 //
-// These have the types of the callbacks of nxbriochem/optimise: `n` is NXD_VARIABLES. What fails gives NaN.
+// These have the types of the callbacks of nxbriochem/optimise: `n` is NXD_VARIABLES. On failure they return NaN.
 
 // The energy at x, about the base pose; for nx_set_opt_function_with_handle, and as an extended value term of a list.
 NX_API double nxd_energy(double* x, int n, int energy);
 // The energy at x, and its 6 derivatives into gradient; for nx_set_opt_gradient_with_handle.
 NX_API double nxd_energy_gradient(double* x, double* gradient, int n, int energy);
-// The energy at x, its 6 derivatives being added to gradient; an extended gradient term of a list.
+// The energy at x. Its 6 derivatives are added to gradient. For use as an extended gradient term of a list.
 NX_API double nxd_add_energy_gradient(double* x, double* gradient, int n, int energy);
 
 // Writes both terms at a pose (pose.h), each times its weight, and the 6 derivatives there; each may be null.
 NX_API int nxd_get_energy_at_pose(const double* pose, double* coulomb, double* twelve_six, double* gradient,
                                   int energy);
 // Writes the closest contact at a pose, which is the least distance as a fraction of x: the indices of its two atoms,
-// their distance and the fraction; each may be null. Atoms without extent, whose x is 0, count by their distance.
+// their distance and the fraction; each may be null. For pairs whose x is 0 the fraction is replaced by the distance.
 NX_API int nxd_get_closest_contact(const double* pose, int* target_atom, int* ligand_atom, double* distance,
                                    double* fraction, int energy);
 

@@ -17,9 +17,9 @@ namespace {
 
 constexpr double kCoulombKcal = 332.063713;  // N e^2 / (4 pi eps0), kcal/mol angstrom (CODATA 2018)
 
-// Pairs below which one thread is faster than two, whose start takes some 30 microseconds.
+// Below this number of pairs one thread is faster than two, since starting a thread takes some 30 microseconds.
 constexpr long long kWorthThreads = 300000;
-// Atoms of the ligand that a thread takes at a time, at most.
+// The most atoms of the ligand that a thread takes at a time.
 constexpr int kMostInAPart = 16;
 
 // The sums of single atoms with a whole side.
@@ -41,7 +41,7 @@ class Summation {
     return {at[0], at[1], at[2], factor_ * atoms.charges[i], distance, weight_ * std::sqrt(atoms.depths[i]), near};
   }
 
-  // Fills room.sums with those of room.atoms.
+  // Computes room.sums, the sums of room.atoms.
   void run(Derivatives derivatives, int most_threads, Workspace& room) const {
     const TargetArrays arrays = others_.arrays();
     const SumPairs sum = versions().best().sum;
@@ -77,7 +77,7 @@ Packed::Packed(const Atoms& atoms, bool arithmetic) {
   const std::size_t n = (atoms.size() + kLanes - 1) / kLanes * kLanes;
   count_ = static_cast<int>(n);
   values_.assign(6 * n, 0.0);
-  // The filling atoms are far away and contribute nothing.
+  // The filling atoms are far away, so that they contribute nothing.
   std::fill_n(values_.begin(), 3 * n, 1e6);
   for (std::size_t j = 0; j < atoms.size(); ++j) {
     for (std::size_t k = 0; k < 3; ++k) {
@@ -305,7 +305,7 @@ int keep_energy(std::shared_ptr<Energy> energy) {
 
 bool delete_energy(int handle) {
   Table& all = table();
-  // What is deleted is destroyed once the table is free again.
+  // The deleted object is destroyed after the table's lock is released.
   std::shared_ptr<Energy> energy;
   const std::unique_lock lock(all.turn);
   const auto found = all.energies.find(handle);

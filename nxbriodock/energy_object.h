@@ -1,4 +1,4 @@
-// What is behind an energy handle. Private to the library.
+// The object behind an energy handle. Private to the library.
 #ifndef NXBRIODOCK_ENERGY_OBJECT_H
 #define NXBRIODOCK_ENERGY_OBJECT_H
 
@@ -24,7 +24,8 @@ struct Atoms {
   int residue_number() const;
 };
 
-// Atoms as the sums take them: in arrays, filled up. Distances and depths are those of the rule that it was made for.
+// Atoms in the form that the sums take: arrays, filled up to whole vectors. Distances and depths are prepared for one
+// rule.
 class Packed {
  public:
   Packed(const Atoms& atoms, bool arithmetic);
@@ -38,7 +39,7 @@ class Packed {
   double largest_distance_ = 0.0;
 };
 
-// The target, shared by copies of an energy; what is prepared is replaced, never changed.
+// The target, shared by copies of an energy. Prepared data are replaced, never changed.
 struct Target {
   Target() = default;
   Target(std::shared_ptr<const Atoms> all, bool arithmetic);
@@ -61,7 +62,7 @@ struct Terms {
   double twelve_six_wall = 0.1;
 
   Model model() const;
-  // What a product of two charges is multiplied by.
+  // The factor by which products of two charges are multiplied.
   double coulomb_factor() const;
 };
 
@@ -78,8 +79,9 @@ struct RefineSettings {
   void* on_pose_data = nullptr;
 };
 
-// The energy at a placement, with derivatives by the ligand's move and by a small turn about its centre, times 1 /
-// arm: all in angstrom. The second derivatives are those along the path of the exponential map.
+// The energy at a placement, with derivatives by the ligand's translation and by a small rotation about its centre.
+// Rotations are scaled by the arm, so that all variables are in angstrom. The second derivatives are along the path of
+// the exponential map.
 struct Value {
   double coulomb = 0.0;
   double twelve_six = 0.0;
@@ -89,7 +91,7 @@ struct Value {
   double total() const { return coulomb + twelve_six; }
 };
 
-// Room for sums, to be used again.
+// Work arrays of the sums, kept between calls.
 struct Workspace {
   std::vector<LigandAtom> atoms;
   std::vector<AtomSums> sums;
@@ -110,11 +112,11 @@ class Energy {
 
   bool has_target() const { return target.atoms != nullptr; }
   bool has_ligand() const { return ligand.size() > 0; }
-  // Refuses an object without both.
+  // Fails for an object without target or ligand.
   void require_both() const;
 
   Placement placement_at(const double* x) const;
-  // Refuses null and what is no pose.
+  // Fails for null and for values that are no pose.
   Placement placement_of_pose(const double* pose) const;
   // The value of the terms at a placement. `most_threads` 1: on this thread alone.
   Value evaluate(const Terms& which, const Placement& placement, Derivatives derivatives, int most_threads,
@@ -148,12 +150,12 @@ class Energy {
   Workspace workspace;
 };
 
-// The object behind a handle, which stays while the caller holds it. Refuses a handle that names none.
+// The object behind a handle; it stays alive while the caller holds it. Fails for a handle that names none.
 std::shared_ptr<Energy> energy_of(int handle);
 // Gives an object a handle.
 int keep_energy(std::shared_ptr<Energy> energy);
 bool delete_energy(int handle);
-// The threads that a setting of so many stands for.
+// The number of threads for a setting (0: as many as processors).
 int threads_of(int setting);
 
 }  // namespace nxbriodock

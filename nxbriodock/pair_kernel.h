@@ -75,8 +75,8 @@ inline Real scaled(Real v, Real shifted) { return (Real)((Bits)v + ((Bits)shifte
 
 inline Real larger(Real a, Real b) { return a > b ? a : b; }
 
-// exp(-y) for y from 0 on, to the last place but one: 2^k times the series for what is left, at most ln(2) / 2. Beyond
-// 690, which is nothing beside any other term, it stays at exp(-690).
+// exp(-y) for y >= 0, accurate to two units in the last place: 2^k times a series in the remainder, which is at most
+// ln(2) / 2. Beyond 690 it stays at exp(-690), which is negligible beside any other term.
 inline Real decay(Real y) {
   constexpr double kMost = 690.0;
   constexpr double kShift = 6755399441055744.0;  // 1.5 * 2^52: adding it rounds to a whole number
@@ -87,7 +87,7 @@ inline Real decay(Real y) {
   const Real shifted = x * kLog2E + kShift;
   const Real k = shifted - kShift;
   const Real rest = (x - k * kLn2High) - k * kLn2Low;
-  // Two halves side by side, so that one need not wait for the other's result.
+  // The series is summed in two independent halves, so that neither waits for the other.
   const Real square = rest * rest;
   Real even = spread(1.0 / 479001600);
   even = even * square + 1.0 / 3628800;
@@ -158,7 +158,7 @@ inline Term twelve_six_at(Real inverse, Real least, Real depth) {
   return term;
 }
 
-// What a term that was taken at its wall, `wall`, is at s below it. Elsewhere nothing changes, to the last bit.
+// Below the wall, replaces a term taken at the wall by its parabola at s. Elsewhere the term keeps all its bits.
 inline void beyond_wall(Term& term, Real s, Real wall) {
   term.energy = term.energy - 0.5 * term.pull * (s - wall);
   term.bend = s < wall ? Real{} : term.bend;
@@ -272,7 +272,7 @@ inline void take_sums(const Lanes& lanes, AtomSums& sums) {
   }
 }
 
-// Tile by tile of the target, so that what all atoms of the ligand go over stays in the first cache.
+// The target is processed in tiles, so that a tile stays in the first-level cache while all atoms of the ligand use it.
 constexpr int kTile = 512;
 constexpr int kGroup = 16;
 

@@ -1,4 +1,4 @@
-// The plain version of the pair sums, which says what the others must give, and the choice among them.
+// The plain version of the pair sums, which defines the results of the others, and the choice among the versions.
 #define NXD_WIDTH 1
 #define NXD_SUM_PAIRS sum_pairs_plain
 #include "pair_kernel.h"

@@ -6,7 +6,7 @@
 //   Coulomb   uniform dielectric q q' / r; distance-dependent q q' / r^2; screened q q' exp(-kappa r) / r, where the
 //             ligand's charge comes times the factor over the dielectric
 //   12-6      D (u^6 - 2 u^3) with u = x^2 / s, D = sqrt(D_i D_j) and x = sqrt(x_i x_j), or (x_i + x_j) / 2
-// Nearer than its wall, a term goes on as the parabola a + b s that has its value and slope there.
+// Below its wall, a term continues as the parabola a + b s with the same value and slope at the wall.
 //
 // A ligand atom's sums have kLanes lanes: the target's atom j goes to lane j modulo kLanes, in order, and in the end
 // the lanes are added up as (0 + 1) + (2 + 3). That defines the bits, however many lanes a processor's vectors have.
@@ -20,14 +20,14 @@ constexpr int kLanes = 4;
 enum class Coulomb { Off, Uniform, DistanceDependent, Screened };
 enum class TwelveSix { Off, Geometric, Arithmetic };
 
-// What is summed; walls as squares.
+// The terms to sum; walls are given as squares.
 struct Model {
   Coulomb coulomb = Coulomb::Uniform;
   TwelveSix twelve_six = TwelveSix::Geometric;
   // 1/angstrom.
   double kappa = 0.0;
   double coulomb_wall = 0.0;
-  // Of u's inverse, and the least s of all pairs: that of atoms without extent.
+  // The 12-6 wall as a fraction of x^2. Pairs without extent, whose x is 0, have their wall at kLeastSquare.
   double twelve_six_wall = 0.0;
 };
 constexpr double kLeastSquare = 1e-6;

@@ -54,7 +54,7 @@ void in_parallel(int parts, int threads, const std::function<void(int)>& part) {
       others.emplace_back([&work] { work.take_part(); });
     }
   } catch (const std::system_error&) {
-    // The threads that could be started do all the work.
+    // When not all threads can be started, the others do all the work.
   } catch (const std::bad_alloc&) {
   }
   work.take_part();

@@ -15,11 +15,11 @@ namespace {
 
 using RowMajor = Eigen::Matrix<double, 3, 3, Eigen::RowMajor>;
 
-// How far a matrix may be from a rotation: what floats and files make of one.
+// The allowed deviation of a matrix from a rotation, enough for the rounding of floats and files.
 constexpr double kNearlyRotation = 1e-3;
 
-// From the mean product of arms, so that no atom is looked at: the mean square of (R1 - R2) a + m1 - m2 with arms of
-// mean 0.
+// Computed from the mean product of arms, without a loop over atoms: the mean square of (R1 - R2) a + m1 - m2, where
+// the arms a have the mean 0.
 double rms_between(const Energy& energy, const Placement& a, const Placement& b) {
   const Matrix3 turn = a.rotation - b.rotation;
   const double square = (turn * energy.spread * turn.transpose()).trace() + (a.move - b.move).squaredNorm();
@@ -91,7 +91,7 @@ int nxd_make_pose(const double* rotation, const double* translation, double* pos
     placement.rotation = Eigen::Map<const RowMajor>(needed(rotation, "rotation"));
     placement.move = Vector3(needed(translation, "translation"));
     const Matrix3 product = placement.rotation * placement.rotation.transpose();
-    // Written so that what is not finite is refused too.
+    // The negated comparison also refuses values that are not finite.
     if (!((product - Matrix3::Identity()).cwiseAbs().maxCoeff() < kNearlyRotation) ||
         placement.rotation.determinant() < 0.0 || !placement.move.allFinite()) {
       throw Refused("this is no rotation and translation");

@@ -1,7 +1,7 @@
-// Poses of a rigid ligand: where it stands, as 7 doubles, a quaternion (a, b, c, d) and a translation in angstrom,
-// which are what nx_set_molecule_transform takes as floats: an atom at p, as the ligand was set, goes to M p + t with
-// the M of nxbriochem/molecules/briochem.h. So {1, 0, 0, 0, 0, 0, 0} is the ligand as it was set. Quaternions may have
-// any length but 0; poses that are written have one of length 1 with a not negative.
+// Poses of a rigid ligand: 7 doubles, a quaternion (a, b, c, d) and a translation in angstrom, in the form that
+// nx_set_molecule_transform takes as floats. An atom at p, where the ligand was set, goes to M p + t with the M of
+// nxbriochem/molecules/briochem.h. So {1, 0, 0, 0, 0, 0, 0} is the ligand as it was set. Quaternions may have any
+// length but 0; poses that are written have one of length 1 with a not negative.
 #ifndef NXBRIODOCK_POSE_H
 #define NXBRIODOCK_POSE_H
 
@@ -12,7 +12,7 @@ NX_BEGIN_DECLS
 // The numbers of a pose.
 enum { NXD_POSE = 7 };
 
-// Sets the base pose, about which the six variables are (energy.h).
+// Sets the base pose, to which the six variables are relative (energy.h).
 NX_API int nxd_set_base_pose(const double* pose, int energy);
 // Writes the base pose.
 NX_API int nxd_get_base_pose(double* pose, int energy);

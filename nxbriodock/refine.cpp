@@ -21,10 +21,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How often the caller hears of many poses.
+// How often the callback for many poses is called.
 constexpr std::chrono::milliseconds kInterval{80};
 
-// What a callback or another thread does to the object meanwhile does not matter to the work.
+// The work uses a copy, so that callbacks and other threads may change the object meanwhile.
 Energy copy_of(int handle) {
   const auto energy = energy_of(handle);
   energy->require_both();
@@ -33,7 +33,7 @@ Energy copy_of(int handle) {
 
 bool flagged(const RefineSettings& settings) { return settings.stop != nullptr && *settings.stop != 0; }
 
-// Many poses, which threads take one after the other, while the calling thread tells how far they have come.
+// Many poses: threads take them one after the other, while the calling thread reports progress.
 class Poses {
  public:
   Poses(const Energy& energy, const double* poses, int n) : energy_(energy), results_(static_cast<std::size_t>(n)) {
@@ -51,7 +51,7 @@ class Poses {
           workers.emplace_back([this] { work(false); });
         }
       } catch (const std::system_error&) {
-        // The threads that could be started do all the work.
+        // When not all threads can be started, the others do all the work.
       }
     }
     if (workers.empty()) {
@@ -81,11 +81,11 @@ class Poses {
     return finished;
   }
 
-  // A pose that is kept is kept to the last bit.
+  // Whether the pose moved. A pose that did not move must keep its bits.
   static bool moved(const nxd_refinement& result) { return result.iterations > 0 && result.start_kept == 0; }
 
  private:
-  // Takes poses until there are none. Alone, it is on the calling thread, and tells as well.
+  // Takes poses until there are none. When `alone`, it runs on the calling thread and also reports progress.
   void work(bool alone) noexcept {
     try {
       Workspace workspace;

@@ -34,7 +34,7 @@ enum {
   NXD_OUT_OF_ITERATIONS = 6,
   // Stopped by a callback or by the flag.
   NXD_INTERRUPTED = 7,
-  // The energy at the start, or its derivatives, are too large to be told; the pose is that of the start.
+  // The energy at the start, or its derivatives, are not finite; the pose is that of the start.
   NXD_NOT_FINITE = 8
 };
 
@@ -80,23 +80,23 @@ NX_API int nxd_refine_poses(double* poses, nxd_refinement* results, int n, int e
 // "interrupted", "not finite", "not started"; null for another number.
 NX_API const char* nxd_get_ending_name(int ended);
 
-// The most iterations of a run, 300 at first; 0 leaves the pose where it is and tells its energy.
+// The most iterations of a run, 300 at first; 0 leaves the pose unchanged and computes its energy.
 NX_API int nxd_set_refine_iterations(int most, int energy);
-// The length of the gradient below which a pose may be a minimum, 1e-3 kcal/mol/angstrom at first. Against the
-// stiffness of a contact, some 10 kcal/mol/angstrom^2, that is a ten-thousandth of an angstrom.
+// The length of the gradient below which a pose may be a minimum, 1e-3 kcal/mol/angstrom at first. With the stiffness
+// of a contact, some 10 kcal/mol/angstrom^2, that corresponds to 0.0001 angstrom.
 NX_API int nxd_set_refine_tolerance(double gradient, int energy);
 // The largest step in the six variables, angstrom, 0.3 at first.
 NX_API int nxd_set_refine_step(double largest, int energy);
 // Whether a ligand that starts inside the target is pushed out first; 1 at first.
 NX_API int nxd_set_refine_push(int on, int energy);
 
-// Called after each iteration of nxd_refine_pose, with the lowest pose so far and the energy that goes down: of the
-// soft term while `pushing`. Not 0 ends the run.
+// Called after each iteration of nxd_refine_pose, with the lowest pose so far and the energy that is being minimised
+// (that of the soft term while `pushing`). A result other than 0 ends the run.
 typedef int (*nxd_iteration_callback)(int iteration, const double* pose, double value, int pushing, void* data);
-// Called by nxd_refine_poses, on the thread that called it, after each pose that is finished, and at least some ten
-// times a second, with the number of poses that are finished. Not 0 ends the work.
+// Called by nxd_refine_poses, on the thread that called it, after each finished pose, and at least some ten times a
+// second, with the number of finished poses. A result other than 0 ends the work.
 typedef int (*nxd_poses_callback)(int done, int n, void* data);
-// Sets the first callback; null for none. `data` is handed on.
+// Sets the first callback; null for none. `data` is passed to it.
 NX_API int nxd_set_iteration_callback(nxd_iteration_callback callback, void* data, int energy);
 // As nxd_set_iteration_callback, for the callback of nxd_refine_poses.
 NX_API int nxd_set_poses_callback(nxd_poses_callback callback, void* data, int energy);

@@ -30,7 +30,7 @@ ordered_json energy_json(const BindReport& report, const Energy& energy) {
           {"energy", energy.units}};
 }
 
-// The energies of the only ligand, a row for each dielectric.
+// The table of energies for a single ligand, a row for each dielectric.
 std::string energies_text(const BindReport& report) {
   std::vector<Row> rows{{"dielectric", {"kcal/mol", "kJ/mol"}}};
   for (const Energy& energy : report.ligands.front().energies) {
@@ -46,7 +46,7 @@ std::string energies_text(const BindReport& report) {
   return table(rows);
 }
 
-// A row for each ligand.
+// The table of several ligands, a row for each.
 std::string ligands_text(const BindReport& report) {
   std::vector<Row> rows{ligand_header()};
   for (const float dielectric : report.dielectrics) {

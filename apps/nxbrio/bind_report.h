@@ -26,9 +26,9 @@ struct BoundLigand {
 
 struct BindReport {
   Summary target;
-  // Of a single ligand; empty for several.
+  // The summary of a single ligand; empty for several.
   std::optional<Summary> ligand;
-  // The rotation of all, with --orient.
+  // With --orient, the motion of target and ligands.
   std::optional<Orientation> orientation;
   Medium medium;
   std::vector<float> dielectrics;
@@ -41,11 +41,11 @@ struct BindReport {
   bool library_unit = false;
   // Notes on the ligands when there are several.
   std::vector<std::string> ligand_notes;
-  // The complex with the first ligand, and a table.
+  // The written files: the complex with the first ligand, and the table.
   std::vector<WrittenFile> written;
   std::optional<std::string> csv;
   std::optional<std::string> residue_csv;
-  // On the written files.
+  // Notes on the written files.
   std::vector<std::string> notes;
 };
 

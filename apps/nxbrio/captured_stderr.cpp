@@ -9,11 +9,11 @@
 namespace nxbrio {
 namespace {
 
-// The descriptor that holds what is captured now, and standard error as it was; -1 when nothing is captured.
+// The descriptor that collects the captured text, and that of the original standard error; -1 when nothing is captured.
 int held_now = -1;
 int saved_now = -1;
 
-// The next part of what is held back, from a place on; empty at its end.
+// The next part of the captured text, from a position on; empty at its end.
 template <std::size_t n>
 std::size_t read_part(int held, std::array<char, n>& part, std::size_t at) {
   const ssize_t length = pread(held, part.data(), n, static_cast<off_t>(at));

@@ -9,24 +9,25 @@
 
 namespace nxbrio {
 
-// Captures from construction to take() or destruction, one at a time. Where the system refuses, nothing is captured.
+// Captures from construction to take() or destruction. There can be only one at a time. When the system refuses,
+// nothing is captured.
 class CapturedStderr {
  public:
   CapturedStderr();
   CapturedStderr(const CapturedStderr&) = delete;
   CapturedStderr& operator=(const CapturedStderr&) = delete;
-  // What was not taken is dropped.
+  // Discards text that was not taken.
   ~CapturedStderr();
 
   // Ends the capture and gives what was written.
   std::string take();
-  // Ends a capture and tells what was written: for the end of the process within a call of the library.
+  // Ends a capture and prints the text. Used when the library ends the process within a call.
   static void let_out();
 
  private:
   void end();
 
-  // Memory; and standard error as it was, none when nothing is captured.
+  // A file in memory that collects the text; and the original standard error, none when nothing is captured.
   Descriptor held_;
   Descriptor saved_;
 };

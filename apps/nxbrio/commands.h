@@ -18,7 +18,7 @@ namespace nxbrio {
 
 struct BindOptions {
   Sides sides;
-  // As given, numbers and formulas; none means 1, 4 and 80.
+  // Numbers and formulas as given on the command line; empty means 1, 4 and 80.
   std::vector<std::string> dielectrics;
   MediumOptions medium;
   // Files of variables.
@@ -36,7 +36,7 @@ struct BindOptions {
 
 struct InfoOptions {
   std::string file;
-  // Which atoms are read (nxf_select); none means all.
+  // A selection of atoms to read (nxf_select); none means all.
   std::optional<std::string> select;
   Printing print;
 };
@@ -62,7 +62,7 @@ struct OrientOptions {
   std::string output;
   std::optional<std::string> format;
   FrameChoice choice;
-  // What is moved along with the input, and where it is written.
+  // Files that are moved along with the input, each with its output file.
   std::vector<std::pair<std::string, std::string>> with;
   Printing print;
 };
@@ -77,7 +77,7 @@ struct MomentsOptions {
 
 struct RmsOptions {
   std::string reference;
-  // What is compared with the reference.
+  // The files that are compared with the reference.
   std::vector<std::string> files;
   // Compare all models of all files, the reference's too, with one another.
   bool all = false;
@@ -91,7 +91,7 @@ struct SuperposeOptions {
   std::string output;
   std::optional<std::string> format;
   FitOptions fit;
-  // Whether the motions are told.
+  // Whether the motions are printed.
   bool matrix = false;
   Printing print;
 };
@@ -107,12 +107,12 @@ struct RefineOptions {
   int iterations = 500;
   // How many of several ligands are kept; none means all.
   std::optional<int> best;
-  // Of each cluster only the lowest is kept: as given, angstrom.
+  // The radius of clusters in angstrom, as given; only the lowest pose of each is kept.
   std::optional<std::string> cluster;
   // None means as many as there are processors.
   int threads = 0;
   std::optional<std::string> csv;
-  // The ligand on its way, and target and ligand at its end.
+  // Output files: the ligand's trajectory, and the final complex.
   std::optional<std::string> trajectory;
   std::optional<std::string> complex;
   bool library_unit = false;

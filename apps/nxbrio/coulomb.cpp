@@ -15,7 +15,7 @@ namespace {
 
 constexpr double kAsItStands[NXD_POSE] = {1, 0, 0, 0, 0, 0, 0};
 
-// The atoms of one side, as nxd_set_target_arrays has them: the 12-6 term is off, and so elements do not matter.
+// The atoms of one side for nxd_set_target_arrays. Elements are left out, since the 12-6 term is off.
 struct Arrays {
   std::vector<double> coordinates;
   std::vector<double> charges;

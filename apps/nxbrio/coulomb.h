@@ -1,4 +1,4 @@
-// Coulombic energies of a target and its ligands, as the commands give them.
+// Coulombic energies of a target and its ligands, as the commands print them.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_COULOMB_H
 #define NXBRIOCHEM_APPS_NXBRIO_COULOMB_H
 
@@ -44,7 +44,7 @@ struct ResidueEnergy {
 // The energies of ligands at one target.
 class CoulombEnergies {
  public:
-  // `threads` as nxd_set_threads has it.
+  // `threads` as in nxd_set_threads.
   CoulombEnergies(const Structure& target, const Molecule& molecule, std::vector<float> dielectrics,
                   const Medium& medium);
 

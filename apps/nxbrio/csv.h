@@ -1,4 +1,4 @@
-// Tables of values parted by commas (RFC 4180, with LF as line ends).
+// Tables of comma-separated values (RFC 4180, with LF as line ends).
 #ifndef NXBRIOCHEM_APPS_NXBRIO_CSV_H
 #define NXBRIOCHEM_APPS_NXBRIO_CSV_H
 
@@ -11,7 +11,7 @@ class Csv {
   // Adds a cell to the row; a text is quoted where it has to be.
   Csv& operator<<(const std::string& text);
   Csv& operator<<(const char* text) { return *this << std::string(text); }
-  // The shortest decimal that means the number.
+  // The shortest decimal text that reads back as the same number.
   Csv& operator<<(double number);
   Csv& operator<<(int number);
   // Ends the row.

@@ -1,5 +1,5 @@
-// How the program gives up: the job could not be done (exit status 1), or it was called wrongly (exit status 2). The
-// text is one line, without the program's name.
+// The ways in which the program fails: the job could not be done (exit status 1), or the call was wrong (exit status
+// 2). The text is one line, without the program's name.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_FAILURE_H
 #define NXBRIOCHEM_APPS_NXBRIO_FAILURE_H
 

@@ -18,11 +18,11 @@ namespace {
 
 constexpr int kMostCharacters = 4000;
 
-// The library reads blanks within a formula only in parentheses. It would take a parenthesis right behind a decimal
-// point into the number; the blank prevents that.
+// The library reads blanks within a formula only in parentheses. It would read a parenthesis right after a decimal
+// point as part of the number; the blank prevents that.
 std::string in_parentheses(const std::string& formula) { return "(" + formula + " )"; }
 
-// Has the library read so many values from a line.
+// Lets the library read n values from a line.
 std::vector<double> read_values(const std::string& line, std::size_t n) {
   std::vector<double> values;
   nxi_SetScanLine(line.c_str());

@@ -25,10 +25,11 @@ class Formulas {
 
   // Reads lines "name = formula"; blank lines, and lines whose first character other than a blank is '#', are passed
   // over. Throws Failure with file and line: for a fault in a formula, a variable that is not defined, or defined
-  // twice, or that is no finite number, a line of more than 4000 characters, a NUL byte, a file that cannot be read.
+  // twice, or that is no finite number, a line of more than 4000 characters, a NUL byte, or a file that cannot be read.
   void read_parameters(const std::string& path);
 
-  // The value of one formula given to an option. Throws UsageError for a fault and for what no float can hold.
+  // The value of one formula given to an option. Throws UsageError for a fault and for a value beyond the range of a
+  // float.
   float value(const std::string& option, const std::string& text);
   // A value above 0, of a formula or a plain number of any notation. Throws UsageError for anything else.
   float positive_value(const std::string& option, const std::string& text);

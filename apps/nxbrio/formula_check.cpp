@@ -50,8 +50,8 @@ void check_length(const Token& token) {
   }
 }
 
-// The library takes whatever follows a decimal point into the number, reads as far as that makes sense, and gives the
-// largest number it has for one that is too large.
+// The library takes any character after a decimal point as part of the number, converts as much of it as is valid, and
+// replaces a number that is too large by the largest one. All of these are refused here.
 void check_number(const Token& token) {
   check_length(token);
   const std::string_view text = trimmed(token.text);
@@ -74,7 +74,8 @@ void check_number(const Token& token) {
   }
 }
 
-// Two values, or a value and a parenthesis, with no operator between them; often one that the library reads as two.
+// Refuses two values, or a value and a parenthesis, without an operator between them. Often it is one number that the
+// library would read as two.
 [[noreturn]] void refuse_second_value(const Token& first, const Token& second) {
   const bool touching = first.end == second.begin;
   const bool exponent = touching && first.type == NXI_TOKEN_INTEGER && second.type == NXI_TOKEN_NAME &&
@@ -93,7 +94,7 @@ void check_number(const Token& token) {
                      in_quotes(trimmed(second.text)));
 }
 
-// Walks a formula: values and operators take turns.
+// Checks a formula, in which values and operators must alternate.
 class Checker {
  public:
   Checker(std::string place, Definitions& defined) : place_(std::move(place)), defined_(defined) {}
@@ -118,11 +119,11 @@ class Checker {
   void start_formula();
   void end_definitions();
 
-  // Where a formula's value or a parenthesis may begin, a plus sign may stand; where a factor may, a minus sign.
+  // A plus sign may precede the first value of a formula or parenthesis; a minus sign may precede any factor.
   bool value_due_ = true;
   bool may_be_plus_ = true;
   bool may_be_minus_ = true;
-  // Parentheses, as empty names, and definitions that are not complete yet.
+  // The open parentheses, as empty names, and the definitions that are not complete yet.
   std::vector<std::string> open_;
   Token last_;
   std::string place_;
@@ -156,7 +157,7 @@ void Checker::take_value(const Token& token, const char*& text) {
   }
 }
 
-// A definition, if '=' follows, or a variable.
+// Takes a name: a definition if '=' follows, else a variable.
 void Checker::take_name(const Token& token, const char*& text) {
   check_length(token);
   const char* after = text;
@@ -194,7 +195,8 @@ void Checker::take_operator(const Token& token) {
   }
 }
 
-// A variable is defined once the formula behind its '=' has ended. The library would leave a second definition aside.
+// A variable is defined when the formula after its '=' ends. A second definition is refused, since the library would
+// ignore it.
 void Checker::end_definitions() {
   while (!open_.empty() && !open_.back().empty()) {
     const auto [before, is_new] = defined_.emplace(open_.back(), place_);

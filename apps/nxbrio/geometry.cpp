@@ -16,7 +16,7 @@ std::vector<char> packed_names(int mol) {
   return names;
 }
 
-// A copy without atom names, for as long as it lives. The library takes none of its atoms for a hydrogen.
+// A temporary copy without atom names, so that the library takes none of its atoms for a hydrogen.
 class NamelessCopy {
  public:
   explicit NamelessCopy(const Molecule& molecule) : copy_(nx_copy_molecule(molecule.handle())) {
@@ -36,7 +36,7 @@ class NamelessCopy {
 }  // namespace
 
 Moments principal_moments(const Molecule& molecule, FrameChoice choice) {
-  // nx_orient_m_i_base's number; the weighted function that is called "with hydrogens" leaves them out.
+  // The number for nx_orient_m_i_base, since the weighted function called "with hydrogens" leaves them out.
   constexpr int kWeightedWithHydrogens = 8;
   const int mol = molecule.handle();
   Moments found{};

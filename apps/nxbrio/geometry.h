@@ -27,10 +27,10 @@ struct FrameChoice {
 using Moments = std::array<float, 3>;
 Moments principal_moments(const Molecule& molecule, FrameChoice choice);
 
-// What nx_perceive_top_symmetry says of these moments.
+// The result of nx_perceive_top_symmetry for these moments.
 int top_symmetry(const Molecule& molecule, FrameChoice choice, float tolerance);
-// Its name. Moments here are extents: two equal large ones are those of a disc (oblate), two equal small ones those of
-// a rod (prolate). Without extent across the axis, to a thousandth, it is linear.
+// The name of the result. Moments here are extents: two equal large ones mean a disc (oblate), two equal small ones a
+// rod (prolate). It is linear when both extents across the axis are below a thousandth of the largest.
 std::string top_name(int symmetry, const Moments& moments);
 
 // A molecule in its principal frame: its extents, and the motion that brought it there.
@@ -44,7 +44,7 @@ Orientation orient_molecule(const Molecule& molecule, FrameChoice choice);
 // Moves one molecule by another one's transform.
 void move_along(const Molecule& leader, const Molecule& follower);
 
-// The least RMS deviation of two molecules of as many atoms, angstrom.
+// The least RMS deviation of two molecules with equal numbers of atoms, angstrom.
 float least_rms(const Molecule& first, const Molecule& second, bool hydrogens);
 // Moves the second onto the first and gives the RMS deviation; `motion` is what moved it.
 float move_onto(const Molecule& first, const Molecule& second, bool hydrogens, Motion& motion);

@@ -11,14 +11,14 @@ using nlohmann::ordered_json;
 
 constexpr const char* kMotionText = "  An atom at x goes to R x + t. Row i of R is the new axis i in the old frame.\n";
 
-// Without the sign of a zero.
+// Formats a number; a zero has no sign.
 std::string number(float value, const char* format = "%.4f") {
   return formatted(format, static_cast<double>(value) + 0.0);
 }
 
 std::string atoms_text(bool hydrogens) { return hydrogens ? "with hydrogens" : "without hydrogens"; }
 
-// A row for each axis: first what `lead` says of it, then the motion's row of R and component of t.
+// A row for each axis: first the text of `lead`, then the motion's row of R and component of t.
 template <class Lead>
 void add_motion(std::vector<Row>& rows, const std::string& label, const Motion& motion, Lead lead) {
   for (std::size_t i = 0; i < 3; ++i) {

@@ -1,4 +1,4 @@
-// What the commands on frames and superpositions print.
+// The reports of the commands on frames and superpositions.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_GEOMETRY_REPORT_H
 #define NXBRIOCHEM_APPS_NXBRIO_GEOMETRY_REPORT_H
 
@@ -25,12 +25,12 @@ struct OrientReport {
   FrameChoice choice;
   std::vector<OrientedModel> models;
   Written written;
-  // What was moved along: the files it came from, and those it went to.
+  // The files that were moved along, each with its output.
   std::vector<std::pair<std::string, Written>> along;
   std::vector<std::string> notes;
 };
 
-// A line that tells what a file of models holds, and from what it was made.
+// A line about a written file: its contents, and the file that it was made from.
 std::string written_text(const std::string& from, const Written& written);
 nlohmann::ordered_json motion_json(const Motion& motion);
 // An orientation as a table and as JSON.

@@ -1,4 +1,4 @@
-// The command that tells what a structure file holds.
+// The command that prints the contents of a structure file.
 #include "commands.h"
 #include "molecule.h"
 #include "report.h"

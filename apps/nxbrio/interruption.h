@@ -6,8 +6,8 @@
 
 namespace nxbrio {
 
-// While it lives, the first SIGINT sets a flag, and the second does what the first would have done otherwise. One at a
-// time.
+// In its scope, the first SIGINT sets a flag, and the second has the previous effect of SIGINT. There can be only one
+// at a time.
 class Interruption {
  public:
   Interruption();
@@ -15,7 +15,7 @@ class Interruption {
   Interruption& operator=(const Interruption&) = delete;
   ~Interruption();
 
-  // Whether it was asked for; static, since the handler sets it.
+  // Whether the user has asked for an interruption; static, since the signal handler sets it.
   static bool asked();
   static const volatile int* flag();
 

@@ -14,7 +14,7 @@
 namespace nxbrio {
 namespace {
 
-// More texts than that are only counted.
+// The most different texts that are kept; further ones are only counted.
 constexpr std::size_t kMostNotes = 30;
 
 }  // namespace
@@ -57,7 +57,7 @@ Ligands::Ligands(const Sides& sides, const Structure& target)
   }
 }
 
-// Of several ligands each bears its model's number.
+// Appends the model number to a ligand's name when there are several.
 void Ligands::add_model(Ligand& ligand) const {
   if (several_ && ligand.structure) {
     ligand.structure->label += " model " + std::to_string(ligand.structure->model);
@@ -101,7 +101,7 @@ std::optional<Ligand> Ligands::read_next() {
   return std::nullopt;
 }
 
-// Throws Failure for atoms that selections make part of both sides.
+// Throws Failure when an atom is selected on both sides.
 void Ligands::refuse_shared_atoms(const Structure& ligand) const {
   std::error_code ignored;
   if (!selected_ || !std::filesystem::equivalent(target_.path, ligand.path, ignored)) {

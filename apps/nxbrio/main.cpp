@@ -22,7 +22,7 @@ namespace {
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
-// As shells have it for the signal INT.
+// The status that shells use for the signal INT.
 constexpr int kInterrupted = 130;
 
 constexpr const char* kFormats =
@@ -279,7 +279,7 @@ void set_up_rms(CLI::App& app, nxbrio::RmsOptions& options) {
   rms->callback([&options] { nxbrio::rms(options); });
 }
 
-// CLI11 has one positional argument for files that are read and OUT behind them. The usage line shows both.
+// CLI11 has a single positional argument for the input files and OUT. This usage line shows both.
 class UsageLine : public CLI::Formatter {
  public:
   explicit UsageLine(std::string files) : files_(std::move(files)) {}
@@ -372,7 +372,7 @@ void keep_standard_numbers() {
   }
 }
 
-// What was wrong with the call, and whose help to read.
+// The message about a wrong call, with the command whose help to read.
 std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
   const std::vector<CLI::App*> named = app.get_subcommands();
   const std::vector<std::string> strangers = app.remaining();

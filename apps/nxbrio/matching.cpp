@@ -30,7 +30,7 @@ Pairs by_order(const Structure& first, const Structure& second) {
   return pairs;
 }
 
-// Of atoms that are named alike the first counts.
+// When several atoms have the same name, the first is taken.
 Pairs by_names(const Structure& first, const Structure& second) {
   const auto key = [](const Atom& atom) {
     return std::tuple(atom.chain, atom.residue_number, atom.insertion_code, atom.name);
@@ -50,7 +50,7 @@ Pairs by_names(const Structure& first, const Structure& second) {
   return pairs;
 }
 
-// The residues of a chain that are of a polymer: their names, and the atoms of each by name.
+// The polymer residues of a chain: their names, and the atoms of each by name.
 struct Chain {
   std::vector<std::string> names;
   std::vector<std::map<std::string, int>> residues;
@@ -84,7 +84,7 @@ std::vector<Chain> polymers_of(const Structure& structure) {
   return chains;
 }
 
-// Of unlike residues only these atoms are paired: the backbone of proteins.
+// In residues of different names only these atoms are paired: the backbone of proteins.
 bool is_backbone(const std::string& name) { return name == "N" || name == "CA" || name == "C" || name == "O"; }
 
 void pair_residues(const Chain& first, std::size_t i, const Chain& second, std::size_t j, Pairs& pairs) {
@@ -112,7 +112,8 @@ void pair_chains(const Chain& first, const Chain& second, const gemmi::Alignment
   }
 }
 
-// Chains are paired by how many residues their alignment has alike, the most first; ties go by the order in the files.
+// Chains are paired by the number of identical residues in their alignment, highest first; ties are resolved by the
+// order in the files.
 Pairs by_residues(const Structure& first, const Structure& second) {
   const std::vector<Chain> ours = polymers_of(first);
   const std::vector<Chain> theirs = polymers_of(second);
@@ -197,7 +198,7 @@ float rms_in_place(const Structure& first, const Structure& second, const Pairs&
 float least_rms(const Structure& first, const Structure& second, const Pairs& pairs, Motion& motion) {
   const Molecule ours(side_of(first, pairs, [](const auto& pair) { return pair.first; }));
   const Molecule theirs(side_of(second, pairs, [](const auto& pair) { return pair.second; }));
-  // Hydrogens are among the pairs where they are wanted.
+  // All atoms are used, since unwanted hydrogens are not among the pairs.
   return move_onto(ours, theirs, true, motion);
 }
 

@@ -1,4 +1,4 @@
-// Which atoms of two structures are compared, and the comparison where not all of them are.
+// Which atoms of two structures are compared, and the comparison of a part of them.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_MATCHING_H
 #define NXBRIOCHEM_APPS_NXBRIO_MATCHING_H
 
@@ -14,7 +14,7 @@ namespace nxbrio {
 
 // How atoms are paired.
 enum class Match {
-  // By their order; both structures need as many.
+  // By their order; both structures need the same number of atoms.
   Order,
   // By chain, residue number, insertion code and name.
   Names,
@@ -43,7 +43,8 @@ Pairs matched(const Structure& first, const Structure& second, const FitOptions&
 
 // The root mean square distance of the pairs as they stand, angstrom.
 float rms_in_place(const Structure& first, const Structure& second, const Pairs& pairs);
-// The least one over proper rotations and translations, and the motion that brings the second structure there.
+// The least root mean square distance over proper rotations and translations, and the motion of the second structure
+// that gives it.
 float least_rms(const Structure& first, const Structure& second, const Pairs& pairs, Motion& motion);
 // Moves all atoms.
 void apply_motion(const Motion& motion, Structure& structure);

@@ -1,4 +1,4 @@
-// What is between the charges: a dielectric constant, and what makes charges weaker with their distance.
+// The medium between charges: a dielectric constant, and screening or a distance-dependent dielectric.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_MEDIUM_H
 #define NXBRIOCHEM_APPS_NXBRIO_MEDIUM_H
 
@@ -10,7 +10,7 @@
 
 namespace nxbrio {
 
-// What --ionic-strength and --distance-dependent say, as given.
+// The options --ionic-strength and --distance-dependent as given.
 struct MediumOptions {
   std::optional<std::string> ionic_strength;
   bool distance_dependent = false;
@@ -28,7 +28,7 @@ struct Medium {
 // Kelvin.
 inline constexpr double kTemperature = 298.0;
 
-// Throws UsageError for both at once, and for an ionic strength that is no finite number from 0 on.
+// Throws UsageError for both at once, and for an ionic strength that is negative or not finite.
 Medium parse_medium(const MediumOptions& options, Formulas& formulas);
 // Gives an energy object of libnxbriodock the medium.
 void set_medium(const Medium& medium, double dielectric, int energy);

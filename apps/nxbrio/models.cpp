@@ -16,7 +16,7 @@ bool needs_distances(BondSource source, const std::string& format, const std::ve
   return format_needs_bonds(format) && !std::all_of(structures.begin(), structures.end(), bonds_are_complete);
 }
 
-// Entries of small molecules bear names; models of the others all have the file's.
+// Records of small-molecule formats have names of their own; models of other formats all have the file's name.
 bool records_have_names(const Structure& structure) {
   return structure.format == "SDF" || structure.format == "mol2" || structure.format == "XYZ";
 }

@@ -47,8 +47,8 @@ struct Written {
   std::string bond_source;
 };
 
-// Makes the molecules of a file with their bonds, and fills `written`. With several models, the name of one that has
-// the file's gets its number.
+// Makes the molecules of a file with their bonds, and fills `written`. With several models, the model number is
+// appended to names that are the file's.
 Ensemble make_written_models(const WrittenFile& file, BondSource source, std::vector<Structure> structures,
                              Written& written);
 

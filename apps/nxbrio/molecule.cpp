@@ -49,8 +49,8 @@ void set_names(const Structure& structure, int mol) {
   require(nx_set_molecule_sequence_number(per_atom<int>(structure, sequence).data(), mol), "the sequence numbers");
 }
 
-// What the flat arrays have no room for: they know elements by one letter, which many metals lack, and of a residue its
-// name, numbers and chain.
+// Sets properties that the flat arrays cannot hold: these have one-letter elements, which many metals lack, and of a
+// residue only its name, numbers and chain.
 void set_atom_records(const Structure& structure, int mol) {
   const NxChem::NxMolBase& molecule = *NxBrioChem::NxDerefMolHandle(mol);
   int index = 0;
@@ -93,7 +93,7 @@ std::vector<float> coordinates_of(const Structure& structure) {
   return coordinates;
 }
 
-// What a structure may have been given since its molecule was read: a name, other places, no bonds.
+// Updates the molecule with changes made to the structure since it was read: name, positions, removed bonds.
 void bring_up_to_date(const Structure& structure, int mol) {
   require(nx_set_molecule_name(structure.name.c_str(), mol), "the name");
   require(nx_set_molecule_coordinates(coordinates_of(structure).data(), mol), "the coordinates");
@@ -305,7 +305,7 @@ Structure make_complex(const Structure& target, const Structure& ligand) {
 
 float binding_energy(const Molecule& target, const Molecule& ligand, float dielectric) {
   float energy = 0.0F;
-  // Its result is 0 whatever happens.
+  // The result is always 0, so it is not checked.
   nx_calculate_coulombic_binding(target.handle(), ligand.handle(), &energy, dielectric);
   return energy;
 }
@@ -313,7 +313,7 @@ float binding_energy(const Molecule& target, const Molecule& ligand, float diele
 long long coincident_pairs(const Structure& target, const Structure& ligand) {
   std::map<std::array<float, 3>, long long> places;
   const auto place = [](const Atom& atom) {
-    // Adding zero makes -0 and 0 one place.
+    // Adding zero turns -0 into 0, so that both count as the same position.
     return std::array<float, 3>{atom.position[0] + 0.0F, atom.position[1] + 0.0F, atom.position[2] + 0.0F};
   };
   for (const Atom& atom : ligand.atoms) {

@@ -1,5 +1,5 @@
-// Molecules of the library, built and read through its flat functions; what atoms have beyond the flat arrays is set on
-// the toolkit's own objects behind the handle.
+// Molecules of the library, built and read through its flat functions; properties of atoms beyond the flat arrays are
+// set on the toolkit's objects behind the handle.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_MOLECULE_H
 #define NXBRIOCHEM_APPS_NXBRIO_MOLECULE_H
 
@@ -56,7 +56,7 @@ using Transform = std::array<float, 7>;
 // Moves the molecule.
 void apply_transform(const Transform& transform, const Molecule& molecule);
 
-// Takes the atoms' places from the molecule, once it has moved.
+// Copies the atoms' positions from the molecule after it has moved.
 void take_positions(const Molecule& molecule, Structure& structure);
 
 // What there is to say about a molecule: counts from its file, the rest from the library's arrays and functions.
@@ -93,11 +93,11 @@ std::string charge_source(const Structure& structure);
 std::string radius_source(const Structure& structure);
 
 Summary summarise(const Structure& structure, const Molecule& molecule);
-// Of two molecules of one file, the second one loses the notes that the first one has.
+// For two molecules of one file: removes from the second the notes that the first also has.
 void drop_repeated_notes(const Summary& first, Summary& second);
 
-// Target and ligand as one structure, named after both. Ligand chains whose letter the target has too take free ones,
-// which the result's notes say.
+// Target and ligand as one structure, named after both. Ligand chains whose letter the target also has get free
+// letters; notes in the result say so.
 Structure make_complex(const Structure& target, const Structure& ligand);
 
 // The energy of two molecules in a uniform dielectric, in the library's unit.

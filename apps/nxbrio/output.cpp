@@ -55,7 +55,7 @@ std::string listed(Text text) {
   return list;
 }
 
-// The format word that a path's ending stands for. Throws UsageError, which names what the path was given as.
+// The format word that a path's ending stands for. Throws UsageError with the name of the argument (`given_as`).
 std::string format_by_ending(const std::string& given_as, const std::string& path) {
   std::filesystem::path name = path;
   const bool gzipped = lower_case(name.extension().string()) == kGzipped;

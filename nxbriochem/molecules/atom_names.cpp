@@ -22,7 +22,7 @@ char upper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned 
 // Characters of an atom's name in a PDB file.
 constexpr std::size_t kColumns = 4;
 
-// Elements of two letters that the names of amino acids' and nucleotides' atoms do not start with.
+// Two-letter elements with which no atom name of amino acids and nucleotides starts.
 constexpr std::array<std::string_view, 6> kUnmistakable = {"BR", "CL", "CU", "FE", "SE", "SI"};
 
 // Elements of two letters that an element code can stand for. One named like its residue is an ion; `where` says when
@@ -43,7 +43,7 @@ constexpr TwoLetterElement kTwoLetterElements[] = {
     {"FE", 'U', TwoLetters::alone},
     {"SE", 'E', TwoLetters::alone},
     {"BR", 'R', TwoLetters::before_no_letter},
-    // Lone pairs, and ions that no code stands for: without them their first letter would decide.
+    // Lone pairs, and ions without a code of their own. Without these rows their first letter would decide.
     {"LP", 'Z', TwoLetters::always},
     {"CA", 'Z', TwoLetters::as_ion},
     {"CU", 'Z', TwoLetters::as_ion},

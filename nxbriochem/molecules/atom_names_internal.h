@@ -1,7 +1,7 @@
-// The element that an atom's name means, by two rules. Records of a PDB file are read by the columns of the name, and
-// any element may come out. Element codes are told from names in whatever columns, and only what has a code may come
-// out; nx_make_element_list in mol_func2.h has that rule. Radii by name follow a third rule, which knows radii and no
-// elements: nx_assign_bondi_radii. Not exported.
+// The element of an atom by its name, by two rules. For records of a PDB file the columns of the name count, and the
+// result may be any element. For element codes the columns do not count, and the result is an element that has a code;
+// nx_make_element_list in mol_func2.h describes that rule. Radii by name follow a third rule, without elements:
+// nx_assign_bondi_radii. Not exported.
 #ifndef NXBRIOCHEM_MOLECULES_ATOM_NAMES_INTERNAL_H
 #define NXBRIOCHEM_MOLECULES_ATOM_NAMES_INTERNAL_H
 

@@ -1,5 +1,5 @@
-// Shifts are by less than a word's width throughout, so that no compiler may take a field at a word's end for undefined
-// behaviour.
+// All shifts are by less than a word's width, since other shifts are undefined behaviour; this matters for a field at
+// the end of a word.
 #include <nxbriochem/molecules/bits.h>
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned kWordBits = 32;
 constexpr int kIntBits = 32;
 
-// From this many words on, it pays to check whether the table is still as it was made.
+// From this many words on, checking whether the table is unchanged pays off.
 constexpr int kManyWords = 8192;
 
 uint32_t table_count(uint32_t word) {
@@ -52,7 +52,7 @@ bool is_table_exact() {
   return differences == 0;
 }
 
-// The words go two at a time: `count` counts the bits of 64.
+// Two words are counted at a time: `count` counts the bits of 64.
 template <class Count>
 __attribute__((always_inline)) inline uint64_t sum_of_counts(const uint32_t* words, std::size_t n, Count count) {
   uint64_t sum = 0;
@@ -68,7 +68,7 @@ __attribute__((always_inline)) inline uint64_t sum_of_counts(const uint32_t* wor
 #if defined(__x86_64__)
 
 __attribute__((target("popcnt"))) uint64_t sum_by_instruction(const uint32_t* words, std::size_t n) {
-  // Inlined, this takes on the instruction set of its caller.
+  // This is inlined and compiled for the instruction set of its caller.
   const auto count = [](uint64_t pair) __attribute__((always_inline)) {
     return static_cast<uint64_t>(__builtin_popcountll(pair));
   };

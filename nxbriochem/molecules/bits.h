@@ -30,8 +30,8 @@ NX_API void nx_count_bits(const uint32_t* words, uint32_t* counts, int n);
 // words in increasing order of position. A width of 0 ORs the whole value, shifted, into the first word. 1; 0, nothing
 // changed, for a width above 32.
 NX_API int nx_put_bits_in_bitstring(uint32_t value, uint32_t* bits, unsigned position, unsigned width);
-// Reads a field of `width` bits at bit `position`. What a width of 0 reads is of no use. 1; 0, nothing stored, for a
-// width above 32.
+// Reads a field of `width` bits at bit `position`. With a width of 0 the result has no meaning. 1; 0, nothing stored,
+// for a width above 32.
 NX_API int nx_extract_int_from_bitstring(uint32_t* out, const uint32_t* bits, unsigned position, unsigned width);
 
 // ---- For the library's modules ----

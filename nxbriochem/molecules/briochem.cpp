@@ -40,7 +40,7 @@ int copy_text(char* out, const char* text) {
   return 1;
 }
 
-// How a count of atoms or bonds is set: missing ones are made, surplus ones deleted. kBytes is what one takes.
+// How a count of atoms or bonds is set: missing ones are made, surplus ones deleted. kBytes is the size of one.
 struct Atoms {
   using Item = NxAtomBase;
   static constexpr std::size_t kBytes = 48;

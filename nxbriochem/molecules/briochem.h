@@ -8,9 +8,10 @@
 //
 // An atom's place in an array is its atom index. Arrays have an entry per index up to the index bound, which exceeds
 // the atom count once atoms were deleted; getters leave the places of deleted atoms as they were. The bound is what
-// nx_get_molecule_*_length gives; of coordinates and bonds that is 3 times their bounds, and of names, whose bound is
-// nx_get_molecule_*_size, the bytes of the packed array. Only the packed arrays of names walk the atoms that are there,
-// in index order. The usual order of building a molecule is atom number, per-atom arrays, bond number, bonds.
+// nx_get_molecule_*_length gives; for coordinates and bonds that is 3 times their bounds; for names it is the bytes of
+// the packed array, and their bound is nx_get_molecule_*_size. Only the packed arrays of names skip deleted atoms: they
+// hold the existing atoms in index order. The usual order of building a molecule is atom number, per-atom arrays, bond
+// number, bonds.
 //
 // Two more headers come with this one: pdb_struct.h (nxi_write_pdb) and molecule_readers.h (the reading entry points).
 #ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_H
@@ -96,7 +97,7 @@ NX_API int nx_get_molecule_coordinates_length_string(char* out, int mol);
 // One component, at flat index 3 * atom + component. 0 below 0, beyond 3 * bound, and for an atom that is not there.
 // Kept: programs rely on 1 for the index 3 * bound itself, which reads 0.
 NX_API int nx_get_molecule_coordinates_element(float* out, int i, int mol);
-// Sets one component; the index 3 * bound is let through and changes nothing.
+// Sets one component; the index 3 * bound gives 1 and changes nothing.
 NX_API int nx_set_molecule_coordinates_element(float value, int i, int mol);
 
 // ---- Radii: 1 float per atom, angstrom ----
@@ -242,7 +243,7 @@ NX_API int nx_get_molecule_atom_names_element(char* out, int atom, int length, i
 NX_API int nx_get_molecule_atom_names_element_length(int atom, int mol);
 // Writes, at each atom's index, where its name starts in the packed names.
 NX_API int nx_get_molecule_atom_names_index(int* index, int mol);
-// Takes all atoms' names away.
+// Removes the names of all atoms.
 NX_API int nxi_unset_molecule_atom_names(int mol);
 
 // ---- Residue names: packed, each name whole and ended by a NUL, one per atom; empty for an atom without residue ----
@@ -400,12 +401,12 @@ NX_API int nx_is_molecule_conformer_number_set(int mol);
 // multi-conformer molecule becomes one, as nx_make_molecule makes them; of any other the copy has one set of
 // coordinates, those that the handle shows. 0 with a warning when handles are used up.
 NX_API int nx_copy_molecule(int mol);
-// A new molecule of the atoms that the mask selects, all atoms when no mask is set. The atoms keep their order and are
-// numbered from 0; with them go all their properties, names, residues and coordinates in every conformer. The bonds of
-// which both ends are kept go too, in their order and numbered from 0; bonds that were never wired do not. Title,
-// transform and the other data items are carried as they are, and conformers with their indices, their data and which
-// is active; of the mask the entries of the kept atoms are carried, and the internal arrays of nxi_molecule_* are not.
-// Its handle, 0 as above.
+// A new molecule of the atoms that the mask selects, or of all atoms when no mask is set. The atoms keep their order
+// and are numbered from 0; all their properties, names, residues and coordinates in every conformer are copied. Bonds
+// with both ends kept are copied in their order and numbered from 0; bonds without ends are not. Title, transform,
+// other data items and conformers (with indices, data and the active one) are copied unchanged; of the mask the entries
+// of the kept atoms. The internal arrays of nxi_molecule_* are not copied. Returns its handle; 0 as for
+// nx_copy_molecule.
 NX_API int nx_make_molecule_from_mask(int mol);
 
 // ---- Files ----
@@ -415,11 +416,11 @@ NX_API int nx_make_molecule_from_mask(int mol);
 // a warning for a null name or format, a file that cannot be made, an unknown format, or a molecule that the format
 // cannot hold; then there is no file, or the old one.
 NX_API int nx_write_molecule(const char* filename, const char* format, int mol);
-// Writes every molecule of a list to one file, in list order from the start wherever the list's cursor stands, which
-// is not moved; lists within the list are written in their place, other members are passed over. Several molecules are
-// MODELs of a PDB or PQR file (9999 at most in PDB) and records of the other formats; an empty list makes a file
-// without molecules. Otherwise as nx_write_molecule, and 0 with a warning for what is no list. A member that is the
-// handle of a deleted molecule ends the process with a fatal report, as everywhere; there is no file then.
+// Writes every molecule of a list to one file, in list order from the start. The list's cursor does not matter and is
+// not moved. Nested lists are replaced by their molecules; other members are skipped. Several molecules are MODELs of a
+// PDB or PQR file (9999 at most in PDB) and records of the other formats; an empty list makes a file without molecules.
+// Otherwise as nx_write_molecule, and 0 with a warning for what is no list. A member that is the handle of a deleted
+// molecule ends the process with a fatal report, as everywhere; there is no file then.
 NX_API int nx_write_list_of_molecules(const char* filename, const char* format, int list);
 // Writes n points (3n floats, angstrom) as a PDB file: one HETATM record per point, numbered from 1, of atom "DU", a
 // dummy without element, in residue "PTS" 1 without chain. 1; 0, with a warning where the file cannot be made or has no

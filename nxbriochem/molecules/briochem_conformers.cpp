@@ -29,7 +29,7 @@ int step_to_next(NxMCMolBase* molecule, int step) {
   if (next == table.Bound()) {
     return 0;
   }
-  molecule->ClearActiveStack();  // whoever steps has left the conformers that were to be returned to
+  molecule->ClearActiveStack();  // after a step nobody returns to the saved conformers
   molecule->SetActive(table.Get(next));
   return 1;
 }

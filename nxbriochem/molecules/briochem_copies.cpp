@@ -13,8 +13,8 @@ using NxChem::NxAtomBase;
 using NxChem::NxMol;
 using NxChem::NxMolBase;
 
-// Gives a new molecule a handle, whose user owns it from then on. Kept: programs rely on the molecule's not being freed
-// when no handle is left, as with nx_make_molecule; the result is 0 then.
+// Gives a new molecule a handle, whose user owns it from then on. Kept: programs rely on the molecule not being freed
+// when no handle is left, as in nx_make_molecule; the result is 0 then.
 template <class Molecule>
 int hand_over(std::unique_ptr<Molecule> molecule) {
   return NxBrioChem::NxAcquireHandle(*molecule.release());
@@ -31,7 +31,8 @@ std::vector<int> selected_entries(const NxMolBase& molecule, const int* mask) {
   return entries;
 }
 
-// Gives a part of a molecule the mask's entries of its atoms and takes away what belongs to the whole. Its handle.
+// Finishes a part of a molecule: sets the mask entries of its atoms and removes data that belong to the whole molecule.
+// Returns its handle.
 template <class Molecule>
 int finish_part(std::unique_ptr<Molecule> part, const NxMolBase& whole, const int* mask) {
   drop_internal_arrays(*part);
@@ -47,7 +48,7 @@ int finish_part(std::unique_ptr<Molecule> part, const NxMolBase& whole, const in
 
 using namespace briochem;
 
-// A copy is of the kind that the source's handle was acquired as.
+// The kind of the copy is that with which the source's handle was acquired.
 
 int nx_copy_molecule(int mol) {
   const NxMolBase& molecule = model(mol);

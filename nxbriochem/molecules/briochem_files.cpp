@@ -1,4 +1,4 @@
-// Molecules as structure files, and the bonds that such files seldom tell.
+// Molecules as structure files, and bonds by distance, which such files seldom contain.
 #include <nxbriochem/molecules/briochem_files_internal.h>
 
 #include <fcntl.h>
@@ -94,8 +94,8 @@ Format find_format(const char* word) {
   return {NxChem::NxGetFileType(word), 0};
 }
 
-// Makes a file of what `write` puts into the stream, in the order of checks that callers rely on: names, the file, the
-// format, and only then what is to be written. Nothing appears when `write` gives false.
+// Writes a file with what `write` puts into the stream. Callers rely on the order of the checks: names, the file, the
+// format, and then the contents. No file appears when `write` returns false.
 template <class Write>
 int write_file(const char* filename, const char* format, Write write) {
   if (!are_names_given(filename, format)) {
@@ -105,7 +105,7 @@ int write_file(const char* filename, const char* format, Write write) {
     const Format found = find_format(format);
     NxChem::nxmolostream stream;
     if (!stream.open(filename)) {
-      return 0;  // the stream said why
+      return 0;  // the stream has reported the reason
     }
     if (found.type == NxFileType::Undefined) {
       warn_of_unknown_format(format);
@@ -117,8 +117,8 @@ int write_file(const char* filename, const char* format, Write write) {
   });
 }
 
-// A dummy atom per point. The name's blanks hold it in columns 13-14, where readers look for an element symbol: there
-// "DU" is none, while a "D" in column 14 would be deuterium.
+// A dummy atom per point. The blanks in the name keep it in columns 13-14, where readers look for an element symbol:
+// "DU" there is no element, while "D" in column 14 would be deuterium.
 void fill_with_points(NxMolBase& mol, const float* points, int n) {
   NxResidue residue;
   residue.SetName("PTS");

@@ -1,4 +1,4 @@
-// What the functions for structure files share: their checks, and the molecules of a list. Not exported.
+// Shared by the functions for structure files: checks, and the molecules of a list. Not exported.
 #ifndef NXBRIOCHEM_MOLECULES_BRIOCHEM_FILES_INTERNAL_H
 #define NXBRIOCHEM_MOLECULES_BRIOCHEM_FILES_INTERNAL_H
 
@@ -20,7 +20,7 @@ bool can_be_read(const char* filename);
 // Whether the handle names a list; warns when it does not.
 bool is_list(int list);
 
-// The molecule handles of a list in order, those of lists within it in their place; other members are passed over.
+// The molecule handles of a list in order. Nested lists are replaced by their molecules; other members are skipped.
 std::vector<int> molecules_of_list(int list);
 
 // The row of a table that has the word as its `word`, or null.

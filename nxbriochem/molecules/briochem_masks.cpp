@@ -10,8 +10,8 @@ namespace {
 
 using NxChem::NxMolBase;
 
-// The entries of a molecule without a mask. Kept: programs rely on the two being different; they see which one a
-// function starts from when they combine its result with a mask of their own.
+// The entries of a molecule without a mask. Kept: programs rely on these two different values, which show when they
+// combine the result with a mask of their own.
 constexpr int kEveryByteOne = 0x01010101;
 constexpr int kOne = 1;
 
@@ -22,14 +22,14 @@ int* find_mask(NxMolBase& molecule) {
   const int* mask = molecule.GetData<int>(mask_tag(), &length);
   const std::size_t bound = molecule.GetMaxAtomIdx();
   if (mask == nullptr || length == bound) {
-    return const_cast<int*>(mask);  // the molecule's own, and the molecule may be changed
+    return const_cast<int*>(mask);  // allowed: the array belongs to the molecule, which is not const
   }
   std::vector<int> entries(mask, mask + std::min(length, bound));
   entries.resize(bound);
   return molecule.SetData(mask_tag(), entries.data(), bound);
 }
 
-// The mask to be changed. When none is set, one with this entry for every atom is set first.
+// The mask, to be changed. When none is set, a mask with this entry for every atom is made first.
 int* find_or_make_mask(NxMolBase& molecule, int entry) {
   if (int* mask = find_mask(molecule)) {
     return mask;
@@ -38,7 +38,7 @@ int* find_or_make_mask(NxMolBase& molecule, int entry) {
   return molecule.SetData(mask_tag(), entries.data(), entries.size());
 }
 
-// Replaces every entry by what `combined` makes of it and of the given mask's entry.
+// Replaces every entry by combined(entry, entry of the given mask).
 template <class Combined>
 int combine(const int* mask, int mol, Combined combined) {
   NxMolBase& molecule = model(mol);

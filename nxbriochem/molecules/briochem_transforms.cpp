@@ -38,8 +38,8 @@ const float* find_transform(const NxMolBase& molecule) {
   return length == kTransform ? transform : nullptr;
 }
 
-// Scales to unit length. False for what has no direction: all zero, which is warned of, and what is not finite. Squares
-// of floats neither vanish nor overflow in double precision.
+// Scales to unit length. False for a quaternion of length 0, with a warning, and for one that is not finite. Squares of
+// floats neither vanish nor overflow in double precision.
 bool normalise(Quaternion& q) {
   const double s = q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3];
   if (s == 0) {
@@ -63,7 +63,7 @@ Matrix matrix_of(const Quaternion& q) {
           2 * (b * d + a * c),           2 * (c * d - a * b),           a * a - b * b - c * c + d * d};
 }
 
-// Not yet of unit length.
+// The quaternion of a rotation matrix, not yet of unit length.
 Quaternion quaternion_of(const Matrix& m) {
   // Four times the products of each two components of the quaternion.
   const double aa = 1 + m[0] + m[4] + m[8];
@@ -76,7 +76,8 @@ Quaternion quaternion_of(const Matrix& m) {
   const double bc = m[1] + m[3];
   const double bd = m[2] + m[6];
   const double cd = m[5] + m[7];
-  // Each row is the quaternion times four of its components; the one with the largest square is the most exact.
+  // Each row is the quaternion times four times one of its components. The row of the largest component is the most
+  // accurate.
   const std::array<double, kQuaternion> squares = {aa, bb, cc, dd};
   const std::array<Quaternion, kQuaternion> rows = {
       {{aa, ab, ac, ad}, {ab, bb, bc, bd}, {ac, bc, cc, cd}, {ad, bd, cd, dd}}};
@@ -106,7 +107,7 @@ struct Motion {
   }
 };
 
-// Moves a molecule's or a conformer's atoms. `xyz` is room for all coordinates.
+// Moves a molecule's or a conformer's atoms. `xyz` is a work array for all coordinates.
 template <class Owner>
 void move(Owner& owner, const Motion& motion, std::vector<float>& xyz) {
   owner.GetCoords(xyz.data());
@@ -128,7 +129,7 @@ void move_all(int mol, const Motion& motion) {
   }
 }
 
-// The unit quaternion of a transform. False when it has none.
+// The unit quaternion of a transform. False when it cannot be normalised.
 bool unit_quaternion(const float* transform, Quaternion& q) {
   std::copy_n(transform, kQuaternion, q.begin());
   return normalise(q);

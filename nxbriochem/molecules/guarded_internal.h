@@ -1,4 +1,5 @@
-// How the molecule layer ends when memory runs out: nothing is thrown to a caller. Not exported.
+// What the molecule layer does when memory runs out: it ends the process, since nothing is thrown to a caller. Not
+// exported.
 #ifndef NXBRIOCHEM_MOLECULES_GUARDED_INTERNAL_H
 #define NXBRIOCHEM_MOLECULES_GUARDED_INTERNAL_H
 

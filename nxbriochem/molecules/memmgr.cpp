@@ -1,6 +1,6 @@
-// The molecule and the grid table are one template over their descriptions. A handle is looked up by indexing. An
-// object is looked up as if the slots were scanned from the first; an index from objects to slots, which no object has
-// two of, stands in for the scan.
+// The molecule and the grid table are made from one template, with a description of each. A handle is looked up by
+// indexing. Finding the slot of an object is defined as a scan from the first slot; an index from objects to slots
+// gives the same answer, since no object has two slots.
 #include <nxbriochem/molecules/memmgr.h>
 
 #include <algorithm>
@@ -80,7 +80,7 @@ class HandleTable {
 
   static Entry& entry(int handle) { return T::entries()[T::slot_of(handle)]; }
 
-  // The object's handle with one more reference, and whether it is a new one.
+  // The object's handle, with one more reference. Tells whether the handle is new.
   static int acquire(Object& object, bool& is_new) {
     const int slot = HasHandle(object);
     is_new = slot < 0;
@@ -127,7 +127,8 @@ class HandleTable {
     return true;
   }
 
-  // Takes the object off a handle that is in use and drops one reference. The slot stays taken while others hold some.
+  // Removes the object from a handle in use and drops one reference. The slot stays taken while there are other
+  // references.
   static void release_destroyed(int handle) {
     Entry& left = entry(handle);
     index_.erase(left.object, T::slot_of(handle));
@@ -162,8 +163,8 @@ class HandleTable {
     T::free_handles().push_back(T::handle_of(slot));
   }
 
-  // A hundred slots more for callers to count. The memory behind them doubles, so that growing costs the same per
-  // handle however many there are.
+  // Adds the documented hundred slots. The memory behind them doubles, so that the cost of growing per handle does not
+  // depend on their number.
   static void grow() {
     const int old = T::count();
     const int count = old + kIncrement;
@@ -200,7 +201,7 @@ class HandleTable {
   using Index = util::SlotIndex<const void*>;
   static inline constinit util::NeverDestroyed<Index> index_storage_;
   static inline constinit Index& index_ = *index_storage_;
-  static inline int room_ = 0;  // entries that there is memory for; those behind the count are zero
+  static inline int room_ = 0;  // allocated entries; those above the count are zero
 };
 
 using MolTable = HandleTable<Molecules>;

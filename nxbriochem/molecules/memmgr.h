@@ -14,8 +14,8 @@
 namespace NxBrioChem {
 
 // The object's handle, with one more reference on it: the same one for an object that has a handle already, else the
-// one released last, else the next. 0 with a warning when handles are used up. A molecule acquired so cannot be used as
-// a multi-conformer one through its handle.
+// one released last, else the next. 0 with a warning when handles are used up. Through this handle the molecule cannot
+// be used as a multi-conformer one.
 NX_API int NxAcquireHandle(const NxChem::NxMolBase& mol);
 // As for a const molecule.
 NX_API int NxAcquireHandle(NxChem::NxMolBase& mol);

@@ -1,4 +1,4 @@
-// What the handle tables do for the molecule functions alone. Not exported.
+// A function of the handle tables that only the molecule functions use. Not exported.
 #ifndef NXBRIOCHEM_MOLECULES_MEMMGR_INTERNAL_H
 #define NXBRIOCHEM_MOLECULES_MEMMGR_INTERNAL_H
 

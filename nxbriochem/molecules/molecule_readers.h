@@ -2,8 +2,8 @@
 // structure files: every low-level reader ends the process with a fatal report that says so. Programs read files by
 // themselves and hand the atoms over (briochem.h).
 //
-// The entry points check what they are given first, so that only a call that could have worked ends so. They give 0
-// with a warning for a null file name ("Unrecognized blank filename"), a null format word ("Unrecognized blank file
+// The entry points check what they are given first, so that only calls with valid arguments end the process. They give
+// 0 with a warning for a null file name ("Unrecognized blank filename"), a null format word ("Unrecognized blank file
 // format"), a word that is not theirs ("Unrecognized file format '%s'"), and a file that cannot be opened ("Unable to
 // open %s for reading: %s", or "writing"), in this order; and 0 without a warning for a null out-pointer.
 #ifndef NXBRIOCHEM_MOLECULES_MOLECULE_READERS_H
@@ -41,9 +41,9 @@ NX_API int nx_write_list_of_molecules_to_binary_file(const char* filename, const
 
 // ---- The low-level readers and writers: a fatal report each, unless said otherwise ----
 //
-// Each names itself and says "not implemented". A reader in their place would give 1, and 0 when a
-// file cannot be read; arrays that it hands over stay its own. `type` is 0 for PDB and 1 for radius and charge in the
-// columns of occupancy and temperature factor; with `connect` not 0, bonds are read too.
+// Each names itself and says "not implemented". A reader in their place would give 1, and 0 when a file cannot be read;
+// arrays that it returns would belong to it. `type` is 0 for PDB and 1 for radius and charge in the columns of
+// occupancy and temperature factor; with `connect` not 0, bonds are read too.
 
 // Would write one molecule to a stream.
 NX_API int nxi_write_molecule(FILE* stream, int mol);

@@ -1,5 +1,5 @@
-// Atoms as an array of records, one per atom with all that a PDB file says of it, and their way into files and
-// molecules.
+// Atoms as an array of records, one per atom with all fields of a PDB file, and functions that write them to files and
+// convert them to molecules and back.
 #ifndef NXBRIOCHEM_MOLECULES_PDB_STRUCT_H
 #define NXBRIOCHEM_MOLECULES_PDB_STRUCT_H
 

@@ -1,8 +1,8 @@
 // The tracked allocator's index from a block's address to the slots that hold it. Not exported.
 //
-// Open addressing with linear probing; removal shifts later cells back, so there are no tombstones. A cell has 32 hash
-// bits of the address and the slot, not the address itself: whether a slot holds the address is for the caller's table
-// to say, so a look-up asks a predicate.
+// Open addressing with linear probing; removal shifts later cells back, so there are no tombstones. A cell holds 32
+// hash bits of the address and the slot, not the address itself. Only the caller's table can tell whether a slot holds
+// the address, so a look-up takes a predicate.
 #ifndef NXBRIOCHEM_OBJECTS_BLOCK_INDEX_INTERNAL_H
 #define NXBRIOCHEM_OBJECTS_BLOCK_INDEX_INTERNAL_H
 
@@ -42,11 +42,11 @@ class BlockIndex {
     cells_[hole] = 0;
     --used_;
     if (count_ > kFirstCount && used_ * 32 < count_) {
-      resize(count_ / 4);  // a program past its peak has a small index again
+      resize(count_ / 4);  // so that the index is small again after a peak
     }
   }
 
-  // The highest slot that is entered for the block and satisfies `holds(slot)`, or kNone.
+  // The highest slot entered for the block for which `holds(slot)` is true, or kNone.
   template <class Holds>
   int32_t find_highest(const void* block, Holds holds) const {
     if (used_ == 0) {
@@ -72,8 +72,8 @@ class BlockIndex {
 
  private:
   static constexpr std::size_t kFirstCount = 1024;
-  // From here up a cell is a cache miss, and half of them are used. Below, a quarter is: a pair is then mostly in its
-  // home cell, and the branches are predicted.
+  // From this count up, each access is a cache miss anyway, and half of the cells are used. Below, only a quarter is
+  // used: a pair is then mostly in its home cell, so that branches are predicted.
   static constexpr std::size_t kLargeCount = std::size_t{1} << 16;
 
   // Fibonacci hashing; the high bits of the tag choose the cell.
@@ -94,7 +94,7 @@ class BlockIndex {
     ++used_;
   }
 
-  // To shrink is no need: where there is no memory for it, the cells stay as they are.
+  // Shrinking is optional: when there is no memory for it, the cells stay as they are.
   void resize(std::size_t count) {
     auto* fresh = static_cast<uint64_t*>(std::calloc(count, sizeof(uint64_t)));
     if (fresh == nullptr) {

@@ -1,5 +1,4 @@
-// Object type codes with their names, the ranges of handles, and the statuses that the library ends the process with.
-// Not exported.
+// Object type codes with their names, the ranges of handles, and the exit statuses of the library. Not exported.
 #ifndef NXBRIOCHEM_OBJECTS_CODES_INTERNAL_H
 #define NXBRIOCHEM_OBJECTS_CODES_INTERNAL_H
 

@@ -13,7 +13,7 @@
 
 namespace objects {
 
-// The references are to the module's own variables.
+// The references are to variables of the module that owns the sequence.
 struct HandleSequence {
   static constexpr uint32_t kRange = 982569952;
 
@@ -21,10 +21,10 @@ struct HandleSequence {
   uint32_t& first;    // its first value, where it began; never handed out; 0: nothing drawn yet
   int32_t& overflow;  // 1 once the sequence has returned to `first`; from then on values are checked for uniqueness
   void (*forget)();   // calls forget_record; registered with the tracked allocator
-  uint32_t last = 0;  // the last value drawn, which is the sequence's whole state
+  uint32_t last = 0;  // the last value drawn; it is the whole state of the sequence
 
-  // A program may take the sequence for one of its own and reseed it or draw from it. Each draw therefore goes on from
-  // the last value: values that come back too early would be handles of live objects.
+  // A program may take the sequence for one of its own and reseed it or draw from it. So each draw continues from our
+  // last value: values that come back too early could be handles of live objects.
   uint32_t draw() {
     if (handle == 0) {
       handle = nx_make_rseq_with_prime_and_seed(kRange, last);
@@ -39,7 +39,7 @@ struct HandleSequence {
     return last;
   }
 
-  // A value that is not taken. Ends the process at the n-th taken value in a row.
+  // Draws until a value is not taken. Ends the process after too many taken values in a row.
   template <class Taken>
   uint32_t draw_unique(Taken taken, int n, const char* report, int status) {
     uint32_t value = draw();
@@ -56,8 +56,8 @@ struct HandleSequence {
     return value;
   }
 
-  // All tracked memory was freed, the sequence's record included. The next draw makes a new record that goes on from
-  // the last value, so no handle comes back before the sequence has wrapped.
+  // Called when all tracked memory was freed, including the record of the sequence. The next draw makes a new record
+  // that continues from the last value, so that no handle comes back before the sequence has wrapped.
   void forget_record() { handle = 0; }
 };
 

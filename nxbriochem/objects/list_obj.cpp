@@ -46,13 +46,13 @@ constexpr const char* kUnrolledBlock = "ulist";
 template <class Key>
 using Index = util::SlotIndex<Key, objects::PlainHeap>;
 
-// Handles that were lists when they became members, kept while they are: once such a list is deleted the registry
-// cannot tell its handle from any other unknown value.
+// Handles that were lists when they became members, for as long as they are members. They are kept here because the
+// registry cannot tell the handle of a deleted list from any other unknown value.
 constinit util::NeverDestroyed<Index<int32_t>> nested_handles_storage;
 constinit Index<int32_t>& nested_handles = *nested_handles_storage;
 std::size_t most_nested_handles = 1024;
 
-// The list of a handle, or null. A list whose members a program freed under it is empty from then on.
+// The list of a handle, or null. A list whose member block was freed by the program is empty from then on.
 List* find_list(int handle) {
   if (nxi_return_type_of_handle(handle) != kListType || list_obj::obj_register == 0) {
     return nullptr;
@@ -90,7 +90,7 @@ int32_t position_of(int member, const List& list) {
   return static_cast<int32_t>(std::ranges::find(members, member) - members.begin());
 }
 
-// A list that was deleted counts as the list that it was.
+// Whether a member is a list or was one when it was added.
 bool is_list(int member) {
   const int type = nxi_return_type_of_handle(member);
   return type == kListType || (type == kNoType && nested_handles.find_highest(member) >= 0);
@@ -114,7 +114,7 @@ void prune_nested_handles() {
     looked_at += static_cast<std::size_t>(holder->length);
   }
   nested_handles = held;
-  // The next time is after as many additions as this one took steps, so that each addition costs O(1).
+  // The next pruning comes after as many additions as this one took steps, so that an addition costs O(1) on average.
   most_nested_handles = std::max(most_nested_handles, 2 * held.size() + looked_at);
 }
 
@@ -127,11 +127,11 @@ void remember_nested(int member) {
   }
 }
 
-// Which lists a walk skips: those that it is within, or all that it has visited.
+// Which lists a walk skips: those that it is inside of, or all that it has visited.
 enum class PassOver { open, seen };
 
 // Calls visit(member, whether it is a list) for the members at any depth, in order, depth first, until a call returns
-// true. Whether one did.
+// true. Returns whether one did.
 template <class Visit>
 bool walk(const List& top, PassOver pass_over, Visit visit) {
   struct Level {
@@ -183,14 +183,14 @@ bool make_room_for_member(List& list) {
   return true;
 }
 
-// The last member takes the removed one's place. Kept: programs rely on the cursor's staying where it is. A program
-// that removes members while it steps meets the moved member next.
+// The last member takes the removed one's place. Kept: programs rely on the cursor staying at its position. A program
+// that removes members while it steps through the list meets the moved member next.
 void remove_at(List& list, int32_t position) {
   list.members[position] = list.members[list.length - 1];
   list.length -= 1;
 }
 
-// The member is a list: whether the list holds it, and what is printed about it.
+// For a member that is a list: whether it contains `list`. Prints the result.
 bool would_recurse(int member, int list) {
   const int contained = nx_is_handle_in_list_recurse(list, member);
   nx_printf(list, "checked for recursion! %d\n", contained);
@@ -398,7 +398,7 @@ int nx_make_urolled_list(int list) {
   if (length > kMostHandles) {
     return 0;
   }
-  // By name, since a program that has the block by its name may have freed it.
+  // The block is looked up by name, since a program may have freed it.
   void* old = nxi_get_pointer_by_name(kUnrolledBlock, found->handle);
   void* block = nx_object_realloc(found->handle, length, kHandleSize, kUnrolledBlock, old);
   if (block == nullptr) {
@@ -418,7 +418,7 @@ int nxi_unroll_list(int** cursor, int list) {
   int32_t written = 0;
   walk(*found, PassOver::open, [cursor, &written](int member, bool member_is_list) {
     if (!member_is_list) {
-      // The array may be a block of the program's own, behind a pad of odd size.
+      // The array may be a block of the program behind a pad of odd size, so it need not be aligned.
       std::memcpy((*cursor)++, &member, sizeof member);
       ++written;
     }

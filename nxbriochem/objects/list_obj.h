@@ -2,14 +2,14 @@
 // Members may be any handles, also of molecules, grids and other lists, so lists nest. Duplicates are allowed.
 //
 // A list does not own its members: a deleted object leaves its handle in every list that holds it. A list's arrays are
-// in its own memory table and are freed with it. The list handle is the last argument. A value that is no list, unknown
-// or of another type, gives 0 (a length of 0) and nothing is queued. Null pointers give 0 and change nothing. A list
-// whose member array was freed by the program is empty.
+// in its own memory table and are freed with it. The list handle is the last argument. For a value that is no list
+// (unknown, or of another type) the result is 0 (a length of 0) and nothing is queued. Null pointers give 0 and change
+// nothing. A list whose member array was freed by the program is empty.
 //
 // The functions that descend into nested lists (..._recurse, unrolling) count a list each time they meet it, but skip a
-// list that they meet within itself: a list may contain itself, see nx_add_to_list. A member that was a list when it
-// was added counts as an empty list after its deletion, as long as some list holds it. Every other unknown value is an
-// ordinary member. No list, and no unrolled array, has more than 2^29 - 1 handles.
+// list that they meet within itself: a list may contain itself, see nx_add_to_list. A list that is deleted while it is
+// a member counts as an empty list from then on, as long as some list holds it. Any other unknown value is an ordinary
+// member. No list, and no unrolled array, has more than 2^29 - 1 handles.
 #ifndef NXBRIOCHEM_OBJECTS_LIST_OBJ_H
 #define NXBRIOCHEM_OBJECTS_LIST_OBJ_H
 
@@ -20,7 +20,7 @@
 NX_BEGIN_DECLS
 
 // A new empty list without a name, its cursor at 0. Its handle; the caller deletes it with nx_delete_list. 0 when the
-// program registered object type 2, the lists', for itself.
+// program has registered object type 2, that of lists, itself.
 NX_API int nx_make_list(void);
 // Deletes the list, but none of its members. Kept: programs rely on the result, which is always 1. An unknown handle,
 // or the handle of an object that is no list, deletes nothing and queues the registry's warning.

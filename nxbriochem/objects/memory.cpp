@@ -1,16 +1,16 @@
-// The books are three parallel arrays with a stack of freed slots. A look-up is defined as a scan from the newest slot
-// down that takes the first slot with the block's address. The same answer comes without scanning, in this order:
+// The records are three parallel arrays with a stack of freed slots. A look-up is defined as a scan from the newest
+// slot down that takes the first slot with the block's address. The same answer comes without scanning, in this order:
 //
-// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the answer. It is
-//   for blocks that are freed newest first.
+// - `top` is a bound: no slot above it holds a block. When the slot at `top` holds the block, that is the answer. This
+//   serves blocks that are freed newest first.
 // - `known` is the last answer of the index. Its pair stays in the index when the block is freed, until another answer
 //   takes its place: a block that is freed and comes back to its slot costs the index nothing.
-// - An index from addresses to slots has the rest. It holds the blocks of all slots below `indexed_end`; those from
-//   there up are entered when a look-up gets as far as the index. Blocks that are freed newest first never are.
+// - An index from addresses to slots serves the rest. It holds the blocks of all slots below `indexed_end`. The others
+//   are entered when a look-up needs the index; blocks that are freed newest first never are.
 //
-// An address can stand in two slots: a caller frees a block behind the library's back, and the heap hands its address
-// out again. The lenient path of nx_realloc overwrites records and lowers `pnt_num`; the slots from there up are out of
-// every scan's sight until they are written again.
+// An address can be in two slots: when a caller frees a block with free(), the heap gives out its address again. The
+// lenient path of nx_realloc overwrites records and lowers `pnt_num`; scans do not reach the slots from there up until
+// they are written again.
 #include <nxbriochem/objects/memory.h>
 
 #include <sys/types.h>
@@ -43,7 +43,7 @@ namespace {
 
 constexpr int32_t kFirstCapacity = 1000;
 
-// A block and a slot that it was found in; no block: none.
+// A block and the slot in which it was found; null when there is no such answer.
 struct Known {
   void* block;
   int32_t slot;
@@ -54,7 +54,7 @@ int32_t top = -1;
 int32_t indexed_end = 0;
 Known known{nullptr, 0};
 
-// How the process ends after memory ran out. The report may run out of memory too; the first failure decides.
+// How the process ends after memory ran out. The report may also run out of memory; the first failure decides.
 struct Exhaustion {
   bool reporting;
   int status;
@@ -63,8 +63,8 @@ struct Exhaustion {
 };
 Exhaustion exhaustion{};
 
-// Functions of the library's modules that keep state in tracked blocks, for a release of all memory: called before it
-// and after it; see memory_owners_internal.h. There is room for each of them.
+// Functions of modules that keep state in tracked blocks, called before and after a release of all memory (see
+// memory_owners_internal.h). The arrays have room for all of them.
 void (*savers[4])() = {};
 void (*forgetters[16])() = {};
 
@@ -122,7 +122,7 @@ void set_known(Known answer) {
   known = answer;
 }
 
-// Takes what a slot below `indexed_end` holds out of the index.
+// Removes the block of a slot below `indexed_end` from the index.
 void leave_index(int32_t slot) {
   if (pnt_list[slot] == nullptr) {
     return;
@@ -133,7 +133,7 @@ void leave_index(int32_t slot) {
   }
 }
 
-// Makes a slot above the top the top. The slots between hold nothing, so they count as indexed.
+// Makes a slot above the top the new top. The slots between are empty, so they count as indexed.
 void raise_top(int32_t slot) {
   if (slot != top + 1) {
     complete_index();
@@ -142,7 +142,7 @@ void raise_top(int32_t slot) {
   top = slot;
 }
 
-// Writes a record. A slot that is in use (the lenient path and nx_realloc do that) loses the block that it held.
+// Writes a record. A slot in use loses its old block; the lenient path and nx_realloc overwrite such slots.
 void write_slot(int32_t slot, void* block, int64_t size) {
   const bool is_known = block == known.block;
   if (slot < indexed_end && pnt_list[slot] != block) {
@@ -152,7 +152,7 @@ void write_slot(int32_t slot, void* block, int64_t size) {
     return;
   }
   if (is_known && slot == known.slot && slot < indexed_end) {
-    pnt_list[slot] = block;  // back in its slot, and its pair still in the index
+    pnt_list[slot] = block;  // the same block in the same slot: its pair is still in the index
     pnt_size[slot] = static_cast<uint64_t>(size);
     return;
   }
@@ -162,7 +162,7 @@ void write_slot(int32_t slot, void* block, int64_t size) {
   pnt_list[slot] = block;
   pnt_size[slot] = static_cast<uint64_t>(size);
   if (slot >= pnt_num) {
-    return;  // out of sight
+    return;  // not reached by scans
   }
   if (slot > top) {
     raise_top(slot);
@@ -172,7 +172,7 @@ void write_slot(int32_t slot, void* block, int64_t size) {
 }
 
 void record(void* block, int64_t size) {
-  // The lists grow before a freed slot is looked for, so also when one would do.
+  // The lists grow before a freed slot is looked for, even when there is one.
   if (pnt_num >= pnt_list_size) {
     reallocate_lists();
   }
@@ -182,7 +182,7 @@ void record(void* block, int64_t size) {
 
 int32_t find_below_top(void* block) {
   __builtin_prefetch(static_cast<char*>(block) - sizeof(void*), 1);  // the heap's own header, which free() needs
-  // Holes at the top are passed over, a few at a time so that a look-up stays O(1).
+  // Empty slots at the top are skipped, a few at a time, so that a look-up stays O(1).
   for (int passed = 0; top >= 0 && pnt_list[top] == nullptr && passed < 16; ++passed) {
     --top;
   }
@@ -216,7 +216,7 @@ void announce(int64_t size) {
   }
 }
 
-// Takes a block off the books; its memory stands.
+// Removes the record of a block without freeing it.
 inline void clear_slot(int32_t slot) {
   if (slot < indexed_end && !(known.slot == slot && known.block == pnt_list[slot])) {
     leave_index(slot);

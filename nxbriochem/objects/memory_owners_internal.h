@@ -1,5 +1,5 @@
 // For modules of the library that keep state in tracked blocks. A program may free every tracked block at once, and the
-// lenient path of nx_realloc may drop any block from the books. Not exported.
+// lenient path of nx_realloc may drop the record of any block. Not exported.
 #ifndef NXBRIOCHEM_OBJECTS_MEMORY_OWNERS_INTERNAL_H
 #define NXBRIOCHEM_OBJECTS_MEMORY_OWNERS_INTERNAL_H
 
@@ -11,14 +11,14 @@ namespace memory {
 // starts over at its next use. Registering a function twice changes nothing.
 void when_all_freed(void (*forget)());
 
-// Registers a function that is called before nx_free_all_memory frees all blocks. With take_off_record it saves the
-// module's blocks that are to live on. Registering a function twice changes nothing.
+// Registers a function that is called before nx_free_all_memory frees all blocks. It calls take_off_record for the
+// module's blocks that must stay. Registering a function twice changes nothing.
 void before_all_freed(void (*save)());
-// Removes a block from the records and does not free it. Nothing for null and for a block that is not on record.
+// Removes the record of a block without freeing it. Does nothing for null and for a block that is not on record.
 void take_off_record(void* block);
 
-// As nx_realloc, for a module's own block: a block that is off record is grown without a warning and goes back on
-// record. The message queues need this: a warning of an unknown block needs room in them.
+// As nx_realloc, for a module's own block: a block that is not on record is grown without a warning and recorded again.
+// The message queues need this, since a warning about an unknown block needs room in them.
 __attribute__((returns_nonnull)) void* grow_own(void* block, int64_t size);
 // As nx_free, for a module's own block, which may be off record.
 void free_own(void* block);

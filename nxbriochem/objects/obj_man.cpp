@@ -1,8 +1,8 @@
 // Two indexes lead from a handle to its record. The public index, HandleHash with its counts, uses the low bits alone;
-// a slot with one live handle answers for every value that falls into it. `lone_positions` holds the same in one load:
-// the position of the record for such a slot, none for others. `positions` is exact and answers where a scan of the
-// records is described: for shared slots, for the handle that is not in the index because it grew at that handle's
-// making, and for everything but translation and type.
+// a slot with one live handle answers for every value that falls into it. `lone_positions` gives the same answer in one
+// load: the position of the record for such a slot, none for others. `positions` is exact and replaces a scan of the
+// records: for shared slots, for the handle that is missing in the public index because the index grew when the handle
+// was made, and for everything except translation and type.
 #include <nxbriochem/objects/obj_man.h>
 
 #include <algorithm>
@@ -61,7 +61,7 @@ constinit util::NeverDestroyed<util::SlotIndex<int32_t, objects::PlainHeap>> pos
 constinit auto& positions = *positions_storage;
 
 constexpr int32_t kNoPosition = -1;
-// One per slot of the index. Before it is made there is one slot, so that look-ups need not ask.
+// One position per slot of the index. Before the index is made there is a single slot, so that look-ups need no check.
 int32_t no_position = kNoPosition;
 int32_t* lone_positions = &no_position;
 using LonePositions = std::vector<int32_t, objects::PlainHeap<int32_t>>;
@@ -81,8 +81,8 @@ Handle* find_record(int32_t handle) {
   return position < 0 ? nullptr : &Handles[position];
 }
 
-// The record that translation goes by: that of a slot's only live handle, else the exact handle's. The absent handle is
-// found exactly; any other value in its slot still gets the slot's only entry.
+// The record for translation: that of the slot's only live handle, else that of exactly this handle. The absent handle
+// is found exactly; any other value in its slot still gets the slot's only entry.
 const Handle* translate(int32_t handle) {
   const int32_t slot = slot_of(handle);
   const int32_t lone = lone_positions[slot];
@@ -122,7 +122,7 @@ void rehash_handles() {
 // Slots of the index that can be scanned in the time of one record's look-up.
 constexpr std::size_t kSweptPerRecord = 16;
 
-// The positions behind one that was removed become one less, in every slot.
+// Lowers all positions above a removed one by 1, in every slot.
 void move_up(int32_t* list, int32_t removed) {
   const std::size_t slots = hash_slots();
   for (std::size_t slot = 0; slot < slots; ++slot) {
@@ -130,8 +130,8 @@ void move_up(int32_t* list, int32_t removed) {
   }
 }
 
-// Takes a handle out of the public index whose record, at `position`, has just been removed. The index is as after a
-// rehash, but only the records behind, which moved up, are entered anew.
+// Takes a handle out of the public index whose record, at `position`, has just been removed. The index becomes what a
+// rehash would make it, but only the records after the removed one, which moved up, are entered again.
 void leave_index(int32_t handle, int32_t position) {
   const int32_t slot = slot_of(handle);
   if (HandleHashOcc[slot] <= 1) {  // 0 for a handle that a freshly grown index misses
@@ -166,8 +166,8 @@ void leave_index(int32_t handle, int32_t position) {
   }
 }
 
-// Removes a record. The records behind it were made later, so the objects of its type among them stand behind its
-// object.
+// Removes a record. The records after it were made later, so their objects of the same type come after its object in
+// the type's array.
 void remove_record(int32_t position) {
   const Handle removed = Handles[position];
   HandlesNum -= 1;
@@ -185,8 +185,8 @@ void forget_tracked_blocks();
 objects::HandleSequence sequence{random_sequence_handle, random_sequence_handle_set, handle_overflow,
                                  forget_tracked_blocks};
 
-// All tracked memory was freed by the program, the public index and the sequence's record included. The objects are in
-// memory tables and live on.
+// Called when the program has freed all tracked memory, including the public index and the record of the sequence. The
+// objects are in memory tables and stay.
 void forget_tracked_blocks() {
   HandleHash = nullptr;
   HandleHashOcc = nullptr;
@@ -282,7 +282,7 @@ int32_t draw_handle() {
 }
 
 // Enters the new handle, whose record comes next, under the index as it is, and then grows the index if need be.
-// Growing goes over the records that are there, so the new handle is missing from a freshly grown index until the next
+// Growing enters only the existing records, so the new handle is missing from a freshly grown index until the next
 // rehash.
 void enter_in_index(int32_t handle) {
   const int32_t slot = slot_of(handle);
@@ -392,7 +392,7 @@ void* nxi_make_object(int type, uint32_t* handle) {
     std::printf("make object handle: %d\n", value);
   }
   const int32_t position = HandlesNum;
-  // Filled before any index leads to it: the report of exhausted memory looks handles up.
+  // The record is filled before any index leads to it, since the report of exhausted memory looks handles up.
   Handles[position] = {value, static_cast<int32_t>(properties.count), -1, type, 0};
   enter_in_index(value);
   positions.insert(value, position);

@@ -28,13 +28,13 @@ constexpr std::array kTableFields = {&Table::count,      &Table::capacity,   &Ta
                                      &Table::strictness, &Table::auto_check, &Table::in_check,      &Table::padding,
                                      &Table::handle,     &Table::owner,      &Table::pack_capacity, &Table::pack_used};
 
-// Those behind the name and the initial pointer.
+// The fields that follow the name and the initial pointer.
 constexpr std::array kEntryFields = {&Entry::used,     &Entry::element_size, &Entry::high_seed,
                                      &Entry::low_seed, &Entry::low_pad,      &Entry::high_pad,
                                      &Entry::state,    &Entry::reserved,     &Entry::owner};
 
-// The layout above, held to at compile time: how many bytes stand before the first entry and before each block, and
-// that the words come in the order of the records' fields.
+// Checks the layout above at compile time: the number of bytes before the first entry and before each block, and that
+// the words are in the order of the records' fields.
 template <class Record, std::size_t kCount>
 constexpr bool holds_1_2_3(const Record& record, const std::array<int32_t Record::*, kCount>& fields) {
   for (std::size_t i = 0; i < kCount; ++i) {
@@ -109,8 +109,8 @@ void write_entry(Writer& out, const Entry& entry) {
   out.bytes(entry.pointer, static_cast<std::size_t>(entry.allocated));
 }
 
-// What cannot be followed is refused. Every other word is carried as read and written back: totals, levels, pads,
-// states and what the pack store is said to hold.
+// Only impossible sizes are refused. Every other word is kept as read and written back: totals, levels, pads, states
+// and the size of the pack store.
 bool is_plausible(const Entry& entry) { return entry.allocated >= 0 && entry.used >= 0 && entry.element_size >= 0; }
 
 bool is_plausible(const Table& table) { return table.count >= 0 && table.capacity >= 0; }
@@ -136,8 +136,7 @@ bool read_entry(Reader& in, Entry& entry) {
   entry.allocated = in.word();
   in.bytes(entry.name, kNameSize);
   entry.name[kNameSize] = '\0';
-  // A value to be shown, never followed.
-  // NOLINTNEXTLINE(performance-no-int-to-ptr)
+  // The initial pointer is a value to be shown, never used as an address. NOLINTNEXTLINE(performance-no-int-to-ptr)
   entry.initial_pointer = reinterpret_cast<void*>(static_cast<uintptr_t>(in.integer(kPointerSize)));
   for (const auto field : kEntryFields) {
     entry.*field = in.word();
@@ -151,7 +150,7 @@ bool read_entry(Reader& in, Entry& entry) {
   return entry.block != nullptr;
 }
 
-// Fills `table`, which has only its fields so far, with the entries that they promise.
+// Reads the entries of `table`, whose fields are read already.
 bool read_entries(Reader& in, Table& table) {
   const int32_t promised = table.count;
   const int32_t capacity = table.capacity;
@@ -162,7 +161,7 @@ bool read_entries(Reader& in, Table& table) {
       return false;
     }
     Entry& entry = append_entry(table, table.owner);
-    // An entry of another revision is left unread, and the next one is tried.
+    // An entry of another revision is skipped without reading it.
     if (revision == MEMENT_REV && !read_entry(in, entry)) {
       return false;
     }
@@ -171,7 +170,7 @@ bool read_entries(Reader& in, Table& table) {
   return true;
 }
 
-// Puts a table in the place of what `to` held. Its pack store holds nothing yet; see save_pad.
+// Replaces the contents of `to` by a table. Its pack store is still empty; see save_pad.
 void replace(Table& to, Table& from, int table_handle) {
   free_contents(to);
   set_table_handle(to, table_handle);

@@ -29,9 +29,9 @@ struct Entry {
   int32_t reserved;
   int32_t owner;
 
-  void* block;      // what the heap gave, or the caller; null for what is not to be freed
+  void* block;      // the heap block; null when it must not be freed
   bool gone;        // removed; a gap in the table's array
-  bool pads_stand;  // false for entries that were read or copied: their pad fields are carried, their blocks have none
+  bool pads_stand;  // false for entries that were read or copied: they have pad fields, but their blocks have no pads
 };
 static_assert(offsetof(Entry, pointer) == 0 && offsetof(Entry, allocated) == 8 && offsetof(Entry, name) == 12 &&
               offsetof(Entry, initial_pointer) == 56 && offsetof(Entry, used) == 64 &&
@@ -57,7 +57,7 @@ struct Table {
   int32_t pack_used;
 
   int32_t slots;      // places of `entries` in use, gaps included
-  int32_t room;       // places that `entries` really has; a table that was read may claim more
+  int32_t room;       // allocated places of `entries`; a table that was read may claim more
   int32_t pack_base;  // pack position of the first byte of `pack`: what a table that was read says it used is not there
   int64_t pack_room;  // bytes that `pack` really has room for
   Index* index;       // of the entries; null for a table that is scanned

@@ -1,9 +1,9 @@
 // Look-ups are defined as scans: of the tables by handle, of a table's entries by pointer or by name, first to last.
 // Indexes give the same answers.
 //
-// A removed entry leaves a gap in its table's array, and the gaps are closed when they are the greater part: taking any
-// of n blocks out costs no move of the others. A table of few entries has no index. That of a larger one is made at its
-// first look-up and dropped when gaps are closed.
+// A removed entry leaves a gap in its table's array, and gaps are closed when there are more of them than entries, so
+// that removing a block does not move the others each time. A table of few entries has no index. That of a larger one
+// is made at its first look-up and dropped when gaps are closed.
 #include <nxbriochem/objects/object_memory_store_internal.h>
 
 #include <algorithm>
@@ -41,12 +41,12 @@ Name name_of(const char* text) { return {text, strnlen(text, kNameSize)}; }
 
 }  // namespace
 
-// What leads to a table's entries, by slots of its array.
+// The index of a table's entries. Slots are places in its array.
 struct Index {
   util::SlotIndex<const void*, objects::PlainHeap> pointers;
 
-  // Per name a heap of slots, lowest on top. A slot whose entry has gone or has another name by now is dropped when it
-  // comes to the top. Made when a name is first looked for.
+  // For each name a heap of slots, lowest on top. A slot whose entry was removed or renamed is dropped when it comes to
+  // the top. Made at the first search for a name.
   std::unordered_map<Name, Slots<int32_t>, NameHash, std::equal_to<>,
                      objects::PlainHeap<std::pair<const Name, Slots<int32_t>>>>
       names;
@@ -67,8 +67,8 @@ constexpr int32_t kTablesIncrement = 10;
 constexpr int32_t kEntriesIncrement = 100;
 constexpr int32_t kScannedEntries = 24;  // up to here a scan is as fast as an index
 
-// Tables that memtab really has room for. The count that grows by ten is kept for those who look at it; the room
-// doubles, as that of the entries does.
+// The number of tables for which memtab has room. The documented capacity grows by ten; the real room doubles, like
+// that of the entries.
 int32_t tables_room = 0;
 
 constinit util::NeverDestroyed<util::SlotIndex<int32_t, objects::PlainHeap>> table_index_storage;
@@ -226,7 +226,7 @@ void set_pointer(Table& table, Entry& entry, void* pointer) {
 }
 
 void set_name(Table& table, Entry& entry, const char* name) {
-  // The field is zeros behind the name: a saved table has all of it.
+  // The field is filled with zeros after the name, because all of it goes into a saved table.
   char field[kNameSize] = {};
   std::strncpy(field, name == nullptr ? "" : name, kNameSize);
   const bool same = std::memcmp(entry.name, field, kNameSize) == 0;

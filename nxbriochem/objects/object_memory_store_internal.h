@@ -1,6 +1,6 @@
-// The store of the memory tables: their records, entries and indexes. It answers with pointers and codes and prints
-// nothing; what is said about a table or a block is said by the sources above it. Only exhausted memory ends the
-// process from here. Not exported.
+// The store of the memory tables: their records, entries and indexes. It returns pointers and codes and prints nothing;
+// messages about tables and blocks are printed by the sources above it. It ends the process only when memory runs out.
+// Not exported.
 #ifndef NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_STORE_INTERNAL_H
 #define NXBRIOCHEM_OBJECTS_OBJECT_MEMORY_STORE_INTERNAL_H
 
@@ -12,7 +12,7 @@ namespace object_memory {
 
 // ---- Tables ----
 
-// The place of the table with this very handle in `memtab`, or -1.
+// The place in `memtab` of the table with exactly this handle, or -1.
 int32_t index_of_table(int32_t handle);
 // Makes an empty table at the end of `memtab`.
 Table& append_table(int32_t handle, int32_t owner);
@@ -32,12 +32,13 @@ void remove_entry(Table& table, Entry& entry);
 // Closes the gaps that removed entries left, once there are more gaps than entries. Entries may move.
 void close_gaps(Table& table);
 
-// What an entry is found by is changed through these alone.
+// An entry's pointer and name must be changed by these functions only, since the index depends on them.
 void set_pointer(Table& table, Entry& entry, void* pointer);
-// Of the name 40 characters count; null is an empty name.
+// Sets the name; only 40 characters count, and null is an empty name.
 void set_name(Table& table, Entry& entry, const char* name);
 
-// The first entry of a pointer, and the next one that has it too; null where there is none, and for a null pointer.
+// The first entry with a pointer, and the next one with the same pointer; null where there is none, and for a null
+// pointer.
 struct Found {
   Entry* first;
   Entry* second;

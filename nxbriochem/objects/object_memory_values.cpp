@@ -24,7 +24,7 @@ int attach_values(const char* name, int count, int handle) {
   return static_cast<int>(nx_object_malloc_new(handle, count, kValueSize, name) != nullptr);
 }
 
-// Values in use. A table that was read may say that a block uses more than it has.
+// The number of values in use. In a table that was read, `used` may exceed what the block has.
 int values_in(const Entry& entry) { return std::min(entry.used, entry.allocated) / kValueSize; }
 
 // The block of a name when it holds `least` values or more.
@@ -142,7 +142,7 @@ int nxi_attach_pointer_to_object(int handle, int count, int element_size, const 
   close_gaps(*table);
   Entry& entry = append_entry(*table, handle);
   set_pointer(*table, entry, pointer);
-  entry.block = bytes > 0 ? pointer : nullptr;  // what has no bytes is not freed
+  entry.block = bytes > 0 ? pointer : nullptr;  // a block without bytes is not freed
   entry.allocated = static_cast<int32_t>(bytes);
   entry.used = entry.allocated;
   entry.element_size = element_size;

@@ -13,10 +13,10 @@
 namespace NxChem {
 namespace {
 
-// The bit that tells a lower-case letter from its upper-case form is taken away.
+// Clearing the bit 32 makes a lower-case letter upper case.
 bool BeginsWithH(std::string_view name) { return !name.empty() && (name[0] & 223) == 'H'; }
 
-// By atomic number.
+// The answer by atomic number.
 unsigned SymbolBeginsWithH(unsigned atomic_num) {
   static const std::array<unsigned char, 128> begins = [] {
     std::array<unsigned char, 128> all{};
@@ -237,7 +237,7 @@ void NxAtomStore::Sweep() {
     try {
       Move(size_);
     } catch (const std::bad_alloc&) {
-      // The room stays.
+      // The allocated room stays.
     }
   }
 }
@@ -280,7 +280,7 @@ void NxAtomStore::PutName(unsigned idx, unsigned id) {
   Bytes()[idx] = static_cast<unsigned char>(is_hydrogen);
 }
 
-// Often enough that names given over and over take no room, seldom enough that it takes no time to speak of.
+// Called often enough that renaming atoms again and again takes no memory, and seldom enough that it costs little time.
 void NxAtomStore::DropUnusedNames() {
   std::vector<bool> used(names_.Bound());
   std::for_each_n(NameIds(), size_, [&used](unsigned id) { used[id] = true; });

@@ -1,9 +1,9 @@
 // The properties of a molecule's atoms, as flat arrays by atom index. C++17; for the toolkit and the library's modules.
 //
-// One block holds a column for each property, so that the values of all atoms lie one behind the other. Places of
-// deleted atoms hold zero. Texts are kept once: names in a pool, each different one once, and residue records in a pool
-// where neighbouring atoms with equal records share one. Texts and records stay where they are as long as an atom has
-// them; columns move when atoms are made.
+// One block holds a column for each property, so that the values of all atoms are contiguous. Places of deleted atoms
+// hold zero. Names are kept in a pool that holds each different name once; residue records in a pool where neighbouring
+// atoms with equal records share one. Names and records keep their addresses as long as an atom has them; columns move
+// when atoms are made.
 #ifndef NXBRIOCHEM_TOOLKIT_NXATOM_STORE_H
 #define NXBRIOCHEM_TOOLKIT_NXATOM_STORE_H
 
@@ -21,7 +21,7 @@ namespace NxChem {
 // Texts by number. 0 is the empty text.
 class NxNamePool {
  public:
-  // No text but the empty one.
+  // A pool with only the empty text.
   NxNamePool() = default;
   // A copy, with every text under its number.
   NxNamePool(const NxNamePool& other);
@@ -31,7 +31,7 @@ class NxNamePool {
   const std::string& At(unsigned id) const { return id == 0 ? empty_ : blocks_[id / kBlock]->texts[id % kBlock]; }
   // The number of a text; 0 for the empty text and for one that is not there.
   unsigned Find(std::string_view text) const;
-  // Adds a text that is neither empty nor there. Its number.
+  // Adds a text that is not empty and not in the pool. Returns its number.
   unsigned Add(std::string_view text);
   // How many texts there are and how many of them the last KeepOnly left.
   unsigned Size() const { return size_; }
@@ -56,7 +56,7 @@ class NxNamePool {
   std::string empty_;
   std::vector<std::unique_ptr<Block>> blocks_;
   std::vector<unsigned> cells_;  // a hash table of numbers, 0 where there is none; a power of two, at most half full
-  std::vector<unsigned> free_;   // numbers that are in use no more
+  std::vector<unsigned> free_;   // numbers that are no longer in use
   unsigned size_ = 0;
   unsigned kept_ = 0;
   unsigned bound_ = 1;
@@ -78,7 +78,7 @@ class NxResiduePool {
   // How many atoms have it.
   unsigned& Uses(unsigned id) { return blocks_[id / kBlock]->uses[id % kBlock]; }
 
-  // A number that is free, whose record may be filled. It is still free when something fails before Take.
+  // A free number, whose record may be filled. It stays free until Take, so that nothing is lost when filling fails.
   unsigned Spare();
   // Takes the number that Spare gave for one atom.
   void Take();
@@ -107,7 +107,7 @@ class NxAtomStore {
  public:
   // No atoms.
   NxAtomStore() = default;
-  // A copy of everything, of the size that it has.
+  // A copy of everything, without spare room.
   NxAtomStore(const NxAtomStore& other);
   NxAtomStore& operator=(const NxAtomStore&) = delete;
 
@@ -161,10 +161,10 @@ class NxAtomStore {
   // Changes the records of atoms one after the other.
   class ResidueChanges {
    public:
-    // Of the atoms of this store.
+    // For the atoms of this store.
     explicit ResidueChanges(NxAtomStore& store) : store_(&store) {}
     // Changes one atom's record by change(record), after which is_changed(record) must be true. An atom without record
-    // gets an empty one named "UNL" first. Neighbours with the same record before it have the same one after it.
+    // first gets an empty one named "UNL". Neighbouring atoms that shared a record share one afterwards.
     template <class IsChanged, class Change>
     void Apply(unsigned idx, IsChanged is_changed, Change change) {
       const unsigned own = store_->ResidueIds()[idx];
@@ -182,8 +182,8 @@ class NxAtomStore {
 
    private:
     NxAtomStore* store_;
-    unsigned before_ = 0;  // what the atom before had
-    unsigned after_ = 0;   // and what it has now
+    unsigned before_ = 0;  // the old record of the atom before
+    unsigned after_ = 0;   // and its new record
     const NxResidue* record_ = nullptr;
     unsigned* uses_ = nullptr;
     unsigned next_ = 0;

@@ -203,7 +203,7 @@ bool NxBondGraph::IsFlatRing(const std::vector<unsigned>& ring, const std::vecto
     if (!can_conjugate || Degree(ring[k]) > 3 || (z == 6 && Degree(ring[k]) == 3 && !IsFlat(ring[k]))) {
       return false;
     }
-    // No bond is a full single one; those between heteroatoms are hardly shorter (isoxazole's N-O).
+    // No bond may be a full single bond. Bonds between heteroatoms may be nearly as long as one (the N-O of isoxazole).
     const bool has_carbon = z == 6 || AtomicNum(ring[(k + 1) % n]) == 6;
     const double excess = bonds[ring_bonds[k]].excess;
     if (!(excess <= (has_carbon ? 0.0 : 0.06))) {
@@ -221,7 +221,7 @@ bool NxBondGraph::IsFlatRing(const std::vector<unsigned>& ring, const std::vecto
       return false;
     }
   }
-  // Taken together they are clearly shorter, which holds in a blurred structure too.
+  // Together the bonds are clearly shorter than single bonds; the sum shows that in a blurred structure, too.
   return sum <= -0.07 * n_carbon_bonds;
 }
 

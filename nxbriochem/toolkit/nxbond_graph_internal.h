@@ -1,5 +1,5 @@
 // The graph that bond-order perception works on: atoms and bonds with their geometry, without the dative bonds of
-// metals, and what is known of each atom before any order is. Internal to the toolkit.
+// metals, and the properties of each atom that are known before bond orders. Internal to the toolkit.
 #ifndef NXBRIOCHEM_TOOLKIT_NXBOND_GRAPH_INTERNAL_H
 #define NXBRIOCHEM_TOOLKIT_NXBOND_GRAPH_INTERNAL_H
 
@@ -31,7 +31,7 @@ struct NxGraphAtom {
   std::vector<unsigned> bonds;
   // Every hydrogen that the atom has is in the structure.
   bool is_complete = false;
-  // Size of the smallest flat ring through the atom, 0 outside flat rings. Sought for incomplete carbons only.
+  // Size of the smallest flat ring through the atom, 0 outside flat rings. Computed for incomplete carbons only.
   unsigned flat_ring = 0;
 };
 

@@ -206,7 +206,7 @@ bool NxMolBase::DeleteAtom(NxAtomBase* atom) {
     return false;
   }
   const unsigned idx = atom->GetIdx();
-  // From the front, where taking a bond off an atom is quickest.
+  // From the front, where removing a bond from an atom is fastest.
   while (store_.LastBonds()[idx] != 0) {
     DeleteBond(atom->GetBonds().front());
   }
@@ -269,7 +269,7 @@ void NxMolBase::Detach(unsigned atom, unsigned link) {
   }
 }
 
-// Puts one link of an atom into the place of another; nothing happens when that is not the atom's.
+// Replaces one link of an atom by another. Does nothing when the atom has no such link.
 void NxMolBase::ReplaceLink(unsigned atom, unsigned from, unsigned to) {
   unsigned& last = store_.LastBonds()[atom];
   unsigned before = last;

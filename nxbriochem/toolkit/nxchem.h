@@ -5,10 +5,10 @@
 // given and exceeds the count once something was deleted. Coordinates are float triples in angstrom.
 //
 // Storage: the molecule owns everything. Atoms and bonds are handles of one byte in chunks (nxtable.h); a handle keeps
-// its address from its creation to its deletion. What is known of the atoms lies in columns by atom index
-// (nxatom_store.h), coordinates in one array per conformer, and what is known of a bond in the chunk of its handle.
-// Columns and coordinate arrays move when atoms are made. References to names and residue records hold until the atom
-// is given another one or is deleted.
+// its address from its creation to its deletion. The properties of atoms are in columns by atom index (nxatom_store.h),
+// coordinates in one array per conformer, and the properties of a bond in the chunk of its handle. Columns and
+// coordinate arrays move when atoms are made. References to names and residue records are valid until the atom gets
+// another one or is deleted.
 #ifndef NXBRIOCHEM_TOOLKIT_NXCHEM_H
 #define NXBRIOCHEM_TOOLKIT_NXCHEM_H
 
@@ -36,8 +36,8 @@ class NxConfBase;
 class NxMolBase;
 class NxMCMolBase;
 
-// The bonds of an atom, in the order in which they were attached: a list that is read where the molecule keeps it.
-// Valid until the atom's bonds change.
+// The bonds of an atom, in the order in which they were attached. It is a view of the molecule's own list, valid until
+// the atom's bonds change.
 class NX_API NxAtomBonds {
  public:
   // Iterates over the bonds; its value points to a bond and is never null.
@@ -45,7 +45,7 @@ class NX_API NxAtomBonds {
    public:
     // The types that standard algorithms need.
     using iterator_category = std::forward_iterator_tag;
-    using value_type = NxBondBase*;          // what it gives
+    using value_type = NxBondBase*;          // what dereferencing returns
     using difference_type = std::ptrdiff_t;  // a standard name
     using pointer = const value_type*;       // a standard name
     using reference = value_type;            // a standard name
@@ -77,7 +77,7 @@ class NX_API NxAtomBonds {
   };
   // The iterator under its standard name.
   using const_iterator = Iterator;
-  // What it holds.
+  // The type of the elements.
   using value_type = NxBondBase*;
 
   // The first bond.
@@ -105,8 +105,8 @@ class NX_API NxAtomBonds {
   unsigned last_;
 };
 
-// An atom. Made and owned by its molecule, which keeps what is known of it; the atom is a handle that stays in its
-// place while it lives.
+// An atom. It is made and owned by its molecule, which stores its properties; the atom itself is a handle, which keeps
+// its address while it lives.
 class NX_API NxAtomBase {
  public:
   NxAtomBase(const NxAtomBase&) = delete;
@@ -208,17 +208,17 @@ class NX_API NxBondBase {
   std::uint8_t place_ = 0;  // in its chunk
 };
 
-// Atoms side by side: their handles alone.
+// A chunk of atoms holds only their handles.
 template <>
 struct NxChunk<NxAtomBase> {
   // How many.
   static constexpr unsigned kSize = 64;
 
-  // Handles that know their places.
+  // Numbers the handles by their places.
   NxChunk();
   // The handle of a place.
   NxAtomBase* At(unsigned place) { return atoms + place; }
-  // Nothing has to be done for a handle that ends.
+  // Called when a handle is deleted; there is nothing to do.
   void Drop(unsigned) {}
 
   NxChunkHead head;         // the chunk's place
@@ -231,8 +231,8 @@ inline NxChunk<NxAtomBase>::NxChunk() {
   }
 }
 
-// Bonds side by side: their handles and what is known of each. The bonds of an atom make a ring of links: a link is
-// 2 * bond index + end + 1, and `next` of an end leads to the next bond of the atom there.
+// A chunk of bonds holds their handles and properties. The bonds of an atom make a ring of links: a link is 2 * bond
+// index + end + 1, and `next` of an end leads to the next bond of the atom there.
 template <>
 struct NxChunk<NxBondBase> {
   // How many.
@@ -242,11 +242,11 @@ struct NxChunk<NxBondBase> {
   // An order that does not fit here and is kept by the molecule.
   static constexpr std::int8_t kOddOrder = -128;
 
-  // Handles that know their places.
+  // Numbers the handles by their places.
   NxChunk();
   // The handle of a place.
   NxBondBase* At(unsigned place) { return bonds + place; }
-  // Nothing has to be done for a handle that ends.
+  // Called when a handle is deleted; there is nothing to do.
   void Drop(unsigned) {}
 
   NxChunkHead head;           // the chunk's place
@@ -332,9 +332,9 @@ class NX_API NxMolBase : public NxSystem::NxBase {
   const std::string& GetTitle() const { return title_; }
   void SetTitle(std::string_view title) { title_ = title; }
 
-  // The atoms that are there.
+  // The number of atoms.
   unsigned NumAtoms() const { return atoms_.Count(); }
-  // The bonds that are there, placeholders among them.
+  // The number of bonds, placeholders included.
   unsigned NumBonds() const { return bonds_.Count(); }
   // The index bound of the atoms: one more than the highest index ever given.
   unsigned GetMaxAtomIdx() const { return atoms_.Bound(); }
@@ -348,7 +348,7 @@ class NX_API NxMolBase : public NxSystem::NxBase {
 
   // Makes an atom, with the next index, which stands at the origin in every conformer. The molecule owns it.
   NxAtomBase* NewAtom(unsigned atomic_num);
-  // Makes room for so many atoms and bonds in all; speed only.
+  // Makes room for this many atoms and bonds in all. It affects speed only.
   void Reserve(unsigned n_atoms, unsigned n_bonds);
   // Deletes the atom and its bonds. False, with nothing changed, for null and for an atom of another molecule.
   bool DeleteAtom(NxAtomBase* atom);
@@ -402,15 +402,15 @@ class NX_API NxMolBase : public NxSystem::NxBase {
 
   // Whether the atom is this molecule's; warns when it is not.
   NX_LOCAL bool Owns(const NxAtomBase& atom) const;
-  // From one full coordinate array into another, the places of deleted atoms left as they are.
+  // Copies one full coordinate array into another, except the places of deleted atoms.
   NX_LOCAL void CopyLiveCoords(const float* from, float* to) const;
   // Makes n atoms, as NewAtom does.
   NX_LOCAL void AddAtoms(unsigned n, unsigned atomic_num);
-  // Gives one atom what is known of another molecule's, bonds and coordinates apart.
+  // Copies the properties of an atom of another molecule, except bonds and coordinates.
   NX_LOCAL void CopyAtom(const NxMolBase& other, unsigned from, unsigned to);
   void TopologyChanged() { rings_known_ = false; }
 
-  // The next bond of the atom behind a link.
+  // The link to the next bond of an atom after `link`.
   unsigned& NextLink(unsigned link) const {
     const unsigned bond = (link - 1) / 2;
     return bonds_.ChunkOf(bond)->next[(link - 1) % 2][bond % NxChunk<NxBondBase>::kSize];
@@ -512,7 +512,7 @@ class NX_API NxConfBase : public NxSystem::NxBase {
   std::vector<float> coords_;
 };
 
-// Conformers side by side.
+// A chunk of conformers.
 template <>
 struct NxChunk<NxConfBase> {
   // How many.
@@ -520,7 +520,7 @@ struct NxChunk<NxConfBase> {
 
   // The conformer of a place.
   NxConfBase* At(unsigned place) { return confs[place].get(); }
-  // Ends the conformer of a place.
+  // Deletes the conformer of a place.
   void Drop(unsigned place) { confs[place].reset(); }
 
   NxChunkHead head;                          // the chunk's place
@@ -540,7 +540,7 @@ class NX_API NxMCMolBase : public NxMolBase {
   // Destroys its conformers as well.
   ~NxMCMolBase() override;
 
-  // The conformers that are there.
+  // The number of conformers.
   unsigned NumConfs() const { return confs_.Count(); }
   // One more than the highest conformer index ever given.
   unsigned GetMaxConfIdx() const { return confs_.Bound(); }

@@ -53,7 +53,7 @@ NxMCMolBase::NxMCMolBase(const NxMCMolBase& other, const int* mask) : NxMolBase(
 }
 
 void NxMCMolBase::CopyConfs(const NxMCMolBase& other) {
-  // The base took the active conformer's coordinates for its own; here the conformers hold them all.
+  // The base class has copied the active conformer's coordinates; here only conformers hold coordinates.
   NxMolBase::ResizeCoords(0);
   confs_.CopyFrom(other.confs_, [&](const NxChunk<NxConfBase>& chunk) {
     auto copies = std::make_unique<NxChunk<NxConfBase>>();

@@ -43,7 +43,7 @@ class Graph {
       sum += begin;
       begin = sum;
     }
-    // Filled from behind, which leaves each start where its list begins.
+    // Filled backwards, so that each start ends at the beginning of its list.
     steps_.resize(sum);
     for (unsigned e = static_cast<unsigned>(edges.size()); e-- > 0;) {
       if (kept(e)) {
@@ -122,7 +122,7 @@ class SmallestCycles {
         SearchFrom(v);
       }
     }
-    // What is left are cycles on their own.
+    // The remaining vertices form isolated cycles.
     for (unsigned v = 0; v < graph.NumVertices(); ++v) {
       if (graph.Degree(v) == 2 && size_[graph.At(v, 0).edge] == 0) {
         Spread(v, graph.At(v, 0), Spread(v, graph.At(v, 0), 0));
@@ -157,13 +157,13 @@ class SmallestCycles {
       return;
     }
     unsigned depth = 0;
-    // The queue grows on the way.
+    // The queue grows during the loop.
     std::size_t head = 0;
     while (head < queue_.size()) {
       const unsigned vertex = queue_[head++];
       if (found_[vertex].depth != depth) {
         depth = found_[vertex].depth;
-        // A cycle that shows up from here on has at least 2 depth + 1 edges.
+        // Any cycle found from here on has at least 2 depth + 1 edges.
         if (2 * depth + 1 >= LargestOpen(source)) {
           break;
         }
@@ -206,8 +206,8 @@ class SmallestCycles {
     return largest;
   }
 
-  // Gives the size to the edges from the start by way of the step up to the next branching vertex or back to the start.
-  // Returns how many they are.
+  // Gives the size to the edges from the start along the step, up to the next branching vertex or back to the start.
+  // Returns their number.
   unsigned Spread(unsigned start, Graph::Step step, unsigned size) {
     unsigned n = 1;
     size_[step.edge] = size;
@@ -238,7 +238,7 @@ BondEdges CollectEdges(const NxMolBase& mol) {
   BondEdges result;
   result.edges.reserve(mol.NumBonds());
   result.of_bond.assign(mol.GetMaxBondIdx(), kNone);
-  // The atom whose bonds were last seen leading to an atom, and the edge that they became.
+  // For each atom, the last atom that was seen bonded to it, and the edge of that bond.
   std::vector<std::pair<unsigned, unsigned>> last(mol.GetMaxAtomIdx(), {kNone, kNone});
   for (const NxAtomBase& atom : mol.GetAtoms()) {
     for (const NxBondBase* bond : atom.GetBonds()) {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::array<double, kNxMaxDecimals + 1> kPowersOfTen = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
 
-// One base-36 digit after another from the right.
+// Writes base-36 digits from the right to the left.
 void PutBase36(char* field, int value, int width, const char* digits) {
   for (int i = width - 1; i >= 0; --i) {
     field[i] = digits[value % 36];

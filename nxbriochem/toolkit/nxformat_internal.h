@@ -60,10 +60,10 @@ char* NxFormatFixed(char room[kNxFixedRoom], float value, int decimals);
 // finite.
 bool NxPutFixedAny(char* field, float value, int width, int decimals);
 
-// NxPutFixedAny with fewer decimals, down to none, where the number is too wide.
+// As NxPutFixedAny, with fewer decimals, down to none, where the number is too wide.
 bool NxFitFixed(char* field, float value, int width, int decimals);
 
-// NxFitFixed for the fields that every atom has: three or four columns before the point and two or three decimals.
+// As NxFitFixed, for the fields that every atom has: three or four columns before the point and two or three decimals.
 // Ordinary values take two table look-ups.
 template <int kWidth, int kDecimals>
 inline bool NxPutFixed(char* field, float value) {
@@ -137,7 +137,7 @@ class NxTextBuffer {
   // The characters, valid until the next change.
   char* Data() { return text_.get(); }
 
-  // Makes room for so many more bytes; speed only.
+  // Makes room for this many more bytes. It affects speed only.
   void Reserve(std::size_t more) {
     if (more > capacity_ - size_) {
       Grow(more);
@@ -150,7 +150,7 @@ class NxTextBuffer {
     size_ += n;
     return added;
   }
-  // Forgets all from that size on.
+  // Cuts the text to this size.
   void Truncate(std::size_t size) { size_ = size; }
   // Puts text before position at.
   void Insert(std::size_t at, std::string_view text);
@@ -165,9 +165,9 @@ class NxTextBuffer {
     *Extend(1) = c;
     return *this;
   }
-  // Left-aligned in so many columns, wider when it must be.
+  // Appends the text left-aligned in `width` columns, or more when it is longer.
   NxTextBuffer& AppendLeft(std::string_view text, std::size_t width);
-  // Right-aligned in so many columns, wider when it must be.
+  // Appends the number right-aligned in `width` columns, or more when it is longer.
   NxTextBuffer& AppendInt(int value, int width = 0);
   NxTextBuffer& AppendFixed(float value, int width, int decimals);
 

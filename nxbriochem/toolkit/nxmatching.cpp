@@ -102,7 +102,7 @@ bool NxMatching::ImproveFrom(unsigned vertex) {
     return alone_cost_[vertex] > 0 && Extend(vertex, -alone_cost_[vertex], 0);
   }
   Release(edge);
-  // The vertex is alone now, unless the path comes back to it; its mate looks for another one.
+  // The vertex stays alone, unless the path comes back to it; its mate looks for a new mate.
   if (Extend(Other(edge, vertex), alone_cost_[vertex] - edges_[edge].cost, 0)) {
     return true;
   }
@@ -110,9 +110,9 @@ bool NxMatching::ImproveFrom(unsigned vertex) {
   return false;
 }
 
-// The vertex has just lost its mate, for which nothing was paid yet; change is the cost of everything else done so far.
-// Either it stays alone, or it takes another mate, which may lose its own in turn. False, with everything as before,
-// when no way within the bounds ends below 0.
+// The vertex has just lost its mate; the cost of that is not counted yet. `change` is the cost of everything else done
+// so far. The vertex either stays alone or takes another mate, which may lose its own mate in turn. False, with
+// everything as before, when no way within the bounds ends below 0.
 bool NxMatching::Extend(unsigned vertex, int change, unsigned depth) {
   if (steps_left_ == 0 || depth > kMaxExchanges) {
     return false;

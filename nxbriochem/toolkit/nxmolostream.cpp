@@ -24,7 +24,7 @@ struct Format {
   void (*finish)(NxTextBuffer& text);  // changes the text of all molecules; null when there is nothing to change
 };
 
-// As many as the number of a MODEL has columns for; the fields of other formats are free.
+// The largest number that fits the columns of a MODEL record; other formats have no such limit.
 constexpr std::size_t kMostModels = 9999;
 constexpr std::size_t kAnyNumber = SIZE_MAX;
 
@@ -77,7 +77,7 @@ struct NX_LOCAL nxmolostream::Impl {
   void Finish();
 };
 
-// Puts around and after the molecules what the format wants there.
+// Adds the lines that the format requires around and after the molecules.
 void nxmolostream::Impl::Finish() {
   if (format != nullptr && format->finish != nullptr) {
     format->finish(text);

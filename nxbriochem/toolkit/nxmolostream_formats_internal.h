@@ -1,4 +1,5 @@
-// The writers behind the output stream, one per file type, and what they share. Private to the toolkit. C++ only.
+// The writers behind the output stream, one per file type, and the functions that they share. Private to the toolkit.
+// C++ only.
 #ifndef NXBRIOCHEM_TOOLKIT_NXMOLOSTREAM_FORMATS_INTERNAL_H
 #define NXBRIOCHEM_TOOLKIT_NXMOLOSTREAM_FORMATS_INTERNAL_H
 
@@ -12,7 +13,7 @@
 namespace NxChem {
 
 // Each appends the molecule, active conformer, to the text. False, with a warning, when the format cannot hold it; the
-// text then ends in a part of the molecule, for the caller to cut off. Formats without flavours pass over theirs.
+// text then ends in a part of the molecule, for the caller to cut off. Formats without flavours ignore `flavor`.
 bool NxWritePdb(const NxMolBase& mol, unsigned flavor, NxTextBuffer& text);
 bool NxWriteMol2(const NxMolBase& mol, unsigned flavor, NxTextBuffer& text);
 bool NxWriteSdf(const NxMolBase& mol, unsigned flavor, NxTextBuffer& text);

@@ -8,7 +8,7 @@
 namespace NxChem {
 namespace {
 
-// Stands in the format for a text that is empty.
+// The format's placeholder for an empty text.
 constexpr std::string_view kEmpty = "****";
 
 struct Substructure {

@@ -1,4 +1,4 @@
-// PDB files: the columns of the wwPDB format 3.3, and what is done where they are too narrow (nxmolostream.h tells).
+// PDB files: the columns of the wwPDB format 3.3. nxmolostream.h says what happens where they are too narrow.
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -164,7 +164,7 @@ bool PdbWriter::WriteAtom(const NxAtomBase& atom, const NxResidue& residue, int 
   std::memcpy(line, kBlankLine + (residue.IsHetAtom() ? 0 : kLineLength + 1), kLineLength + 1);
   const auto& symbol = symbols_.text[atom.GetAtomicNum() < Symbols::kCount ? atom.GetAtomicNum() : 0];
 
-  // From left to right: the names' fields reach into the columns after them.
+  // Fields are written from left to right, since the names may overwrite the columns after them.
   PutAtomName(line + Column(13), atom, symbol);
   line[Column(17)] = Printable(residue.GetAlternateLocation());
   PutResidueName(line + Column(18), NxResidueLabel(residue));

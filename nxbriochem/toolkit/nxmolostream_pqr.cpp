@@ -10,8 +10,8 @@ namespace {
 
 constexpr char kNoChain = '_';
 
-// One line. Fields stand in the columns of a PDB file, counted from 1, or, where they would touch the field before, one
-// blank behind it.
+// One line. Fields are in the columns of a PDB file, counted from 1; where a field would touch the one before, it
+// follows after a blank.
 class Record {
  public:
   explicit Record(NxTextBuffer& text) : text_(text), start_(text.Size()) {}
@@ -81,7 +81,7 @@ char* ChainOf(char* line, const char* end) {
   return line + at;
 }
 
-// Calls what(chain) for the chain of every atom record until it gives false.
+// Calls what(chain) for the chain of every atom record until it returns false.
 template <class What>
 bool AllChains(NxTextBuffer& text, What what) {
   char* const end = text.Data() + text.Size();

@@ -21,14 +21,14 @@ namespace {
 constexpr float kCovalentTolerance = 0.45F;
 constexpr float kMetalTolerance = 0.30F;
 constexpr float kShortestBond = 0.4F;
-// Bonds of three-membered rings are short. What is longer is a strained angle: two atoms near one another because both
+// Bonds of three-membered rings are short. A longer distance means a strained angle: two atoms are close because both
 // are bonded to a third.
 constexpr float kThreeRingTolerance = 0.20F;
 
 constexpr unsigned kNone = std::numeric_limits<unsigned>::max();
 
-// More partners than any element takes: what lies beyond cannot be bonded anyway, and a heap of atoms without sense
-// does not fill the memory.
+// More partners than any element can have: further ones cannot be bonded, and the bound keeps nonsense structures from
+// filling the memory.
 constexpr std::size_t kMaxCandidates = 16;
 
 struct Place {
@@ -41,7 +41,7 @@ struct Place {
 };
 
 struct Candidate {
-  // Distance less sum of radii: the smaller, the surer the bond.
+  // Distance less sum of radii: the smaller, the more certain the bond.
   float excess;
   unsigned a;
   unsigned b;
@@ -93,7 +93,7 @@ std::vector<Place> CollectPlaces(const NxMolBase& mol) {
   return places;
 }
 
-// Cells as wide as the longest bond, hashed, so that neither empty space nor an atom far away costs anything.
+// Cells as wide as the longest bond, in a hash table, so that neither empty space nor distant atoms cost memory.
 class CellGrid {
  public:
   CellGrid(const std::vector<Place>& places, double width)
@@ -172,7 +172,7 @@ bool SharesLocation(const Place& a, const Place& b) {
   return a.alternate_location == b.alternate_location || a.alternate_location == ' ' || b.alternate_location == ' ';
 }
 
-// Every pair that is near enough, the surest first.
+// All pairs that are close enough, the most certain first.
 std::vector<Candidate> FindCandidates(const std::vector<Place>& places) {
   float largest = 0.0F;
   for (const Place& place : places) {

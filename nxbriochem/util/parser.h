@@ -42,8 +42,8 @@ enum { NXI_TOKEN_LENGTH = 40 };
 // Reads at most size - 1 characters up to a line end (LF, CR or CR LF), which is consumed and not stored, and ends the
 // text with a NUL; the rest of a longer line is left for the next call. NUL bytes of the file are stored like others. 1
 // for a line, an empty one too; 0, with an empty text where there is room for it, at the end of the file with nothing
-// read, and, reading nothing, for a null stream, a null buffer or a size below 2. So a loop that reads while the result
-// is 1 always ends.
+// read, and, reading nothing, for a null stream, a null buffer or a size below 2. A loop that reads while the result is
+// 1 therefore always ends.
 NX_API int nxi_ReadLine(FILE* stream, char* buffer, int size);
 
 // Starts scanning a text, which must live as long as it is scanned; no token of it is current yet. Null is an empty
@@ -53,9 +53,9 @@ NX_API void nxi_SetScanLine(const char* text);
 // The type of the next token at *position, which moves past the token; its text goes to the buffer, of NXI_TOKEN_LENGTH
 // + 1 characters. Blanks, tabs and newlines before it are skipped. Names and numbers of more than NXI_TOKEN_LENGTH
 // characters are split into several tokens; a longer string is cut, and one without closing quote ends with the text.
-// An exponent is only read after a decimal point, so that 1E5 is the integer 1 and the name E5; the character behind a
+// An exponent is only read after a decimal point, so that 1E5 is the integer 1 and the name E5; the character after a
 // decimal point belongs to the number, whatever it is: the text "(1.)" has no closing parenthesis. Kept: programs rely
-// on both. The end, with an empty text, for null pointers.
+// on both. For null pointers the result is the end, with an empty text.
 NX_API int nxi_ScanLine(const char** position, char* token);
 
 // The next value of the line that nxi_SetScanLine set, as a type: "char" gives the next token's text; "int" the value
@@ -65,24 +65,24 @@ NX_API int nxi_ScanLine(const char** position, char* token);
 // and "Closing down code ", once the expression has been evaluated. Numbers, names, '+', '-', '*', '/', '^', '=' and
 // parentheses make an expression, all in double:
 //
-// - An expression ends before white space, unless within parentheses or behind '='; but only the token right behind
-//   its first summand is looked at: of "1+2 3" the value is 3, and the token 3 is gone. Meant.
-// - '^' binds before '*' and '/', and a^b^c is (a^b)^c; a^b is exp(b log a), so that a negative base gives no number.
-//   Meant.
-// - name = expression defines a variable that is not known yet; one that is known keeps its value, and the expression's
-//   value counts only here. Meant. A name that is neither known nor followed by '=' ends the process with status 0
-//   after "Undefined variable: %s \n".
-// - What should be a number, a name or a parenthesis and is not counts as 0 and is left for what follows, so that +5 is
-//   5; but every value uses up at least one token, unless it is one of type NXI_TOKEN_OTHER or NXI_TOKEN_END.
-//   A closing parenthesis that is missing is taken as if it were there.
-// - A string that begins with '-' is a '-' too. Meant.
+// - An expression ends before white space, unless within parentheses or after '='. But only the token right after its
+//   first summand is checked: "1+2 3" has the value 3, and the token 3 is consumed. Kept: programs rely on this.
+// - '^' binds before '*' and '/', and a^b^c is (a^b)^c. a^b is exp(b log a), so that a negative base gives NaN. Kept:
+//   programs rely on both.
+// - name = expression defines a variable that is not known yet. A known one keeps its value, and the expression's value
+//   is used only here. Kept: programs rely on this. A name that is neither known nor followed by '=' ends the process
+//   with status 0 after "Undefined variable: %s \n".
+// - Where a number, a name or a parenthesis is missing, 0 is taken and the token there is not consumed, so that +5 is
+//   5. But every value consumes at least one token, unless that has the type NXI_TOKEN_OTHER or NXI_TOKEN_END. A
+//   closing parenthesis that is missing is taken as if it were there.
+// - A string that begins with '-' counts as a '-'. Kept: programs rely on this.
 // - An integer beyond a long is the largest long; a real beyond a double is infinite. A decimal point is a point in
 //   every locale.
 NX_API void* nxi_GetDataElement(const char* type);
 
 // The value of the expression, product, signed factor or factor that starts at the current token (the text's first one
-// when none was scanned since nxi_SetScanLine). Each leaves the token behind it as the current one; where white space
-// ends an expression, that token is scanned anew by the next call, whichever it is.
+// when none was scanned since nxi_SetScanLine). Each makes the token after it the current one. Where white space ends
+// an expression, the next call scans that token again, whichever function it is.
 NX_API double nxi_Expression(void);
 // A product: no '+' or '-'.
 NX_API double nxi_SimpleExpression(void);

@@ -19,7 +19,7 @@ struct VariableTable {
   int32_t count;
 };
 
-// Between nxi_SetScanLine and the first token.
+// The token type between nxi_SetScanLine and the first token.
 constexpr int kNoToken = -1;
 
 extern const char* sp;

@@ -8,7 +8,7 @@
 // avoid the short cycles that the low bits have for a power of 2; the registry spreads its handles by those bits. m
 // exceeds N by at most 3 * 7^s, so nearly every step gives a value.
 //
-// Near 2^32 no such m may lie below 2^32; s is then made smaller. In the end, and for N below 343, m = N. For an N
+// Near 2^32 no such m may lie below 2^32; s is then made smaller. If none fits, and for N below 343, m = N. For an N
 // without a square factor the only multiplier with the full period is then 1: a sequence of equal steps. The generator
 // is for handles and light use, not for simulation.
 #include <nxbriochem/util/prand.h>
@@ -57,7 +57,7 @@ constexpr std::array<uint32_t, 256> make_primes() {
 constexpr std::array<uint32_t, 256> kPrimes = make_primes();
 static_assert(kPrimes.front() == 1 && kPrimes[4] == 7 && kPrimes.back() == 1613);
 
-// The number of bits that a byte's value takes.
+// The number of significant bits of a byte.
 constexpr std::array<uint8_t, 256> make_bit_lengths() {
   std::array<uint8_t, 256> table{};
   for (std::size_t i = 1; i < table.size(); ++i) {
@@ -79,8 +79,8 @@ int leading_zeros(uint32_t value) {
   return 32;
 }
 
-// The product of m's prime factors, each once. What trial division leaves has no factor up to 1613 and is taken whole:
-// it is a prime or a product of at most three, and a multiple of it is a multiple of each.
+// The product of m's prime factors, each once. What trial division leaves has no factor up to 1613. It is a prime or a
+// product of at most three primes, and is used whole, since a multiple of it is a multiple of each.
 uint64_t radical(uint64_t m) {
   uint64_t product = 1;
   for (std::size_t i = 1; i < kPrimes.size() && m > 1; ++i) {
@@ -112,7 +112,7 @@ uint32_t choose_modulus(uint32_t range) {
   return range;
 }
 
-// The flag of a sequence that the library keeps for itself; that of any other one in use is 1.
+// The flag of a sequence that the library keeps for itself. Any other sequence in use has 1.
 constexpr int32_t kKept = 2;
 
 bool known(int handle) { return rseq != nullptr && handle >= 1 && handle <= RLnum && rseq_occupancy[handle - 1] != 0; }
@@ -151,8 +151,8 @@ int32_t free_slot() {
 void keep(int handle) { rseq_occupancy[handle - 1] = kKept; }
 
 uint32_t DoubleModulus(uint32_t high, uint32_t low, uint32_t m) {
-  // The divisor is brought to its full 32 bits, and the dividend with it, for the benefit of processors that divide 64
-  // by 32 bits one normalised step at a time; the remainder is shifted back. On 64-bit processors the compiler's
+  // Divisor and dividend are shifted so that the divisor has its highest bit set, which speeds up processors that
+  // divide 64 by 32 bits in normalised steps. The remainder is shifted back. On 64-bit processors the compiler's
   // division of the reduced dividend is one instruction.
   const int shift = leading_zeros(m);
   const uint64_t divisor = static_cast<uint64_t>(m) << shift;
@@ -164,8 +164,8 @@ uint32_t DoubleModulus(uint32_t high, uint32_t low, uint32_t m) {
 
 void DetermineSequence(Sequence& sequence) {
   const uint32_t m = choose_modulus(sequence.range);
-  // a - 1 = step * k: a multiple of what the theorem asks for, with k near the golden section of its range and prime to
-  // m so that no factor of m is in a - 1 more often than need be.
+  // a - 1 = step * k, where step is what the theorem requires. k is near the golden section of its range, and prime to
+  // m so that a - 1 contains the factors of m no more often than needed.
   const uint64_t step = radical(m) * (m % 4 == 0 ? 2 : 1);
   const uint64_t choices = m / step;
   auto k = static_cast<uint64_t>(0.6180339887498949 * static_cast<double>(choices));
@@ -247,7 +247,7 @@ int nx_rand_range(int handle, int low, int high) {
     return 0;  // Kept: programs rely on nothing being drawn
   }
   if (rest == n) {
-    // The span exceeds N, and only the value 0 is small enough. Drawing until it comes would end here as well.
+    // The span exceeds N, and only the value 0 is below the limit. Drawing until 0 comes would leave the same state.
     sequence.state = 0;
     return 0;
   }
@@ -280,6 +280,6 @@ float nx_rand_float_exclude_one(int handle) {
     return 0.0F;
   }
   const double n = rseq[handle - 1].range;
-  // A quotient that is below 1 by less than a float can tell is kept below it.
+  // A quotient just below 1 would round to 1 as a float; the result must stay below 1.
   return std::min(static_cast<float>(static_cast<double>(nx_rand(handle)) / n), std::nextafterf(1.0F, 0.0F));
 }

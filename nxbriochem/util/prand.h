@@ -9,7 +9,7 @@
 
 NX_BEGIN_DECLS
 
-// A new sequence over [0, n) that starts from the seed. Any n from 1 up will do; it need not be a prime. 0 for n = 0.
+// A new sequence over [0, n) that starts from the seed. n is at least 1 and need not be a prime. 0 for n = 0.
 NX_API int nx_make_rseq_with_prime_and_seed(uint32_t n, uint32_t seed);
 // As nx_make_rseq_with_prime_and_seed, with seed 0.
 NX_API int nx_make_rseq_with_prime(uint32_t n);

@@ -1,6 +1,6 @@
-// A hash index from keys (pointers or handles) to slot numbers of a table: what a table that is defined by scanning its
-// slots uses so as not to scan. One key may stand in several slots; the scan's answer is then the highest or lowest
-// one, which `find_highest` gives. Open addressing with linear probing and removal by shifting back, so no tombstones.
+// A hash index from keys (pointers or handles) to slot numbers of a table. It replaces a scan in tables whose look-up
+// is defined as a scan. A key may be in several slots; `find_highest` gives the highest one, which is the answer of a
+// scan from the top. Open addressing with linear probing and removal by shifting back, so no tombstones.
 //
 // Not exported; `Heap` is the standard allocator or one in its place.
 #ifndef NXBRIOCHEM_UTIL_SLOT_INDEX_INTERNAL_H
@@ -81,7 +81,8 @@ class SlotIndex {
   }
 
   // Follows a table that closed a gap: (key, gap) is removed, and every slot from gap + 1 to `last` becomes one less.
-  // `key_of` gives the key that stands in a slot now. Few are looked up; for many, going over all cells is faster.
+  // `key_of` gives the key that stands in a slot now. Few slots are looked up one by one; for many, a pass over all
+  // cells is faster.
   template <class KeyOf>
   void close_gap(Key key, int32_t gap, int32_t last, KeyOf key_of) {
     erase(key, gap);
@@ -133,10 +134,10 @@ class SlotIndex {
   using Cells = std::vector<Cell, Heap<Cell>>;
 
   static constexpr std::size_t kFirstSize = 64;
-  // Cells that are gone over in the time of one look-up.
+  // The number of cells that a pass covers in the time of one look-up.
   static constexpr std::size_t kSweptPerLookup = 16;
 
-  // The cell of the pair, or the empty one where looking for it ends. The index has cells.
+  // The cell of the pair, or the empty cell where the search for it ends. The index must not be empty.
   Cell* find_cell(Key key, int32_t slot) {
     std::size_t at = home(key);
     while (cells_[at].slot != kNone && !(cells_[at].key == key && cells_[at].slot == slot)) {
@@ -174,7 +175,7 @@ class SlotIndex {
     }
   }
 
-  // Closes the gap at `hole` by moving back every later cell of the run that may stand there.
+  // Closes the gap at `hole` by moving back later cells of the run that may be there.
   void erase_cell(std::size_t hole) {
     std::size_t at = hole;
     for (;;) {

@@ -7,7 +7,7 @@
 
 namespace util {
 
-// FNV-1a of the characters up to the NUL, `most` of them at most.
+// FNV-1a hash of the characters up to the NUL, of at most `most` of them.
 inline uint64_t text_hash(const char* text, std::size_t most = SIZE_MAX) {
   uint64_t hash = 0xCBF29CE484222325U;
   for (std::size_t i = 0; i < most && text[i] != '\0'; ++i) {

@@ -29,7 +29,7 @@ template <class Visit>
 void visit_box(const Place* places, int n, const Place& low, const Place& high, Visit visit) {
   int i = 0;
 #ifdef __SSE2__
-  // Four places at a time: 12 floats against the bounds of their axes, a bit for each.
+  // Four positions at a time: 12 floats are compared with the bounds of their axes, giving a bit each.
   __m128 lows[3];
   __m128 highs[3];
   for (std::size_t v = 0; v < 3; ++v) {
@@ -83,7 +83,7 @@ long coincident_pairs(const Molecule& one, const Molecule& other) {
       high[k] = std::max(high[k], few[i][k]);
     }
   }
-  // Only what is in the box of the smaller one is looked at.
+  // Only atoms within the box of the smaller molecule are compared.
   const Place* const many = places_of(large);
   const NxChem::NxMolBase& others = large.model();
   const NxChem::NxMolBase& these = small.model();
@@ -92,7 +92,7 @@ long coincident_pairs(const Molecule& one, const Molecule& other) {
   visit_box(many, large.size(), low, high, [&](int i) {
     if (charged.empty()) {
       for (int j = 0, n = static_cast<int>(these.NumAtoms()); j < n; ++j) {
-        // What is no number has no order, and is at no place.
+        // NaN cannot be sorted and coincides with nothing.
         if (these.GetAtom(j)->GetPartialCharge() != 0.0F && few[j] == few[j]) {
           charged.push_back(few[j]);
         }
@@ -163,7 +163,7 @@ py::array_t<double> coulomb_of_runs(const Molecule& target, const Molecule& liga
 using Pose = std::array<double, NXD_POSE>;
 constexpr Pose kStart{1, 0, 0, 0, 0, 0, 0};
 
-// The first atom without 12-6 parameters is named.
+// Raises an error that names the first atom without 12-6 parameters.
 void require_parameters(const Molecule& molecule, const char* argument) {
   for (const NxChem::NxAtomBase& atom : molecule.model().GetAtoms()) {
     if (nxd_get_uff_parameters(static_cast<int>(atom.GetAtomicNum()), nullptr, nullptr) == 0) {
@@ -185,7 +185,7 @@ class Energy {
     session.require(nxd_set_refine_iterations(most_iterations, handle_), "the number of iterations is refused");
   }
 
-  // Both terms of the ligand as it stands.
+  // Both terms for the ligand at its present coordinates.
   py::tuple at(const Molecule& ligand) const {
     const Use use(*this, ligand, 1);
     return at_pose(use.handle(), kStart);
@@ -216,7 +216,7 @@ class Energy {
   }
 
  private:
-  // Looks now and then whether the user asked for an end.
+  // Checks from time to time whether the user has interrupted.
   class Watch {
    public:
     bool interrupted() {
@@ -284,7 +284,8 @@ class Energy {
     return found;
   }
 
-  // A copy of the ligand at the pose, in double and rounded once, as the command-line program has it.
+  // A copy of the ligand at the pose. Coordinates are computed in double and rounded once, as in the command-line
+  // program.
   static Molecule moved(const Molecule& ligand, const double* rotation, const double* translation) {
     const Session session;
     Molecule copy(nx_copy_molecule(ligand.handle()));
