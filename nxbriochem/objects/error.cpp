@@ -133,9 +133,12 @@ void make_room(Queue& queue, int32_t length) {
   if (queue.text != nullptr && queue.position + length <= queue.capacity) {
     return;
   }
-  const int32_t capacity = queue.capacity == 0 ? kFirstCapacity : queue.capacity * 2;
+  const int64_t capacity = queue.capacity == 0 ? kFirstCapacity : int64_t{queue.capacity} * 2;
+  if (capacity > INT32_MAX) {
+    out_of_memory(capacity + kSpareBytes);  // positions are 32-bit
+  }
   queue.text = static_cast<char*>(memory::grow_own(queue.text, capacity + kSpareBytes));
-  queue.capacity = capacity;
+  queue.capacity = static_cast<int32_t>(capacity);
   memory::before_all_freed(save_blocks);
 }
 

@@ -36,6 +36,9 @@ struct HandleSequence {
       first = nx_rand(handle);
     }
     last = nx_rand(handle);
+    if (last == first) {
+      overflow = 1;
+    }
     return last;
   }
 
@@ -43,15 +46,11 @@ struct HandleSequence {
   template <class Taken>
   uint32_t draw_unique(Taken taken, int n, const char* report, int status) {
     uint32_t value = draw();
-    for (int clashes = 0; overflow != 0 && taken(static_cast<int32_t>(value));) {
+    for (int clashes = 0; overflow != 0 && taken(static_cast<int32_t>(value)); value = draw()) {
       if (++clashes == n) {
         std::puts(report);
         std::exit(status);
       }
-      value = draw();
-    }
-    if (value == first) {
-      overflow = 1;
     }
     return value;
   }

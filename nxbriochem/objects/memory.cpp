@@ -431,10 +431,13 @@ void nx_free_all_memory(void) {
   call_all(savers);
   for (int32_t slot = 0; slot < pnt_num; ++slot) {
     void* block = pnt_list[slot];
-    if (block != nullptr) {
-      clear_slot(find_slot(block));
-      std::free(block);
+    if (block == nullptr) {
+      continue;
     }
+    for (int32_t at = find_slot(block); at >= 0; at = find_slot(block)) {
+      clear_slot(at);  // an address on record twice is one block
+    }
+    std::free(block);
   }
   call_all(forgetters);
 }

@@ -188,6 +188,15 @@ TEST(ErrorDeathTest, ExitPrintsBothQueues) {
                             nx_exit);
 }
 
+// Nearly eleven million long messages.
+TEST(ErrorDeathTest, QueueOf32BitPositionsThatIsFullEndsTheProcess) {
+  error::err_str_len = 2048000000;
+  error::err_str_pos = 2048000000;
+  test_support::expect_exit(objects::kMemoryExhausted,
+                            "^Out of memory trying to allocate 4096000001 bytes of memory\n\n\\*{7}\n",
+                            [] { nxi_err("e"); });
+}
+
 TEST(Error, SeedIsAMicrosecond) { EXPECT_LT(nx_time_dependent_seed(), 1000000U); }
 
 }  // namespace

@@ -173,6 +173,18 @@ TEST(Memory, BlocksKeepTheirContentsAndTheListsDouble) {
   EXPECT_EQ(memory::pnt_list_size + memory::pnt_num, 0);
 }
 
+TEST(Memory, AddressOnRecordTwiceIsOneBlockToFree) {
+  void* const block = nx_malloc(64);
+  std::free(block);  // behind the library's back
+  if (nx_malloc(64) != block) {
+    GTEST_SKIP() << "this heap hands no address out again at once";
+  }
+  nx_malloc(64);
+  EXPECT_EQ(nx_total_number_of_active_pointers(), 3);
+  nx_free_all_memory();
+  EXPECT_EQ(nx_total_number_of_active_pointers(), 0);
+}
+
 TEST(Memory, WarnsOfWhatItNeverHandedOut) {
   nx_free(nullptr);
   EXPECT_EQ(nx_number_of_warnings_with_tag("NULL pointer passed to nx_free\n"), 1);

@@ -20,6 +20,7 @@
 #include <nxbriochem/objects/object_memory_state.h>
 #include <nxbriochem/objects/print.h>
 #include <nxbriochem/util/prand.h>
+#include <nxbriochem/util/prand_state.h>
 
 #include "tests/support/printed.h"
 
@@ -363,6 +364,38 @@ TEST(ObjMan, SequencesOfHandlesAreNotDisturbedByMistake) {
     EXPECT_EQ(nx_delete(&handle), 1);
   }
   EXPECT_EQ(nx_delete_rseq(own), 1);
+}
+
+// The sequences of handles and of tables give nothing but 5 from here on, which is also where they began: they wrap.
+void wrap_sequences() {
+  make(50, 0);
+  for (const int sequence : {obj_man::random_sequence_handle, object_memory::random_sequence_handle}) {
+    prand::rseq[sequence - 1] = {6, 0, 6, 0, 5};
+  }
+  obj_man::random_sequence_handle_set = 5;
+  object_memory::random_sequence_handle_set = 5;
+}
+
+TEST(ObjManDeathTest, WrappedSequencesGiveNoValueTwice) {
+  wrap_sequences();
+  EXPECT_EQ(make(50, 0), 5);
+  EXPECT_EQ(nxi_get_memory_handle(5), 1000000005);
+  EXPECT_EQ(obj_man::handle_overflow + object_memory::handle_overflow, 2);
+  expect_exit(objects::kNoUniqueHandle, "^1000 attempts to find unique handle failed\n$", [] { make(50, 0); });
+  expect_exit(objects::kNoUniqueTableHandle, "^1001 attempts to find unique handle failed\n$",
+              [] { nxi_add_memory_table(1); });
+  prand::rseq[obj_man::random_sequence_handle - 1].increment = 4;
+  obj_man::HashBitNum = 29;
+  obj_man::HashBlank = 0;
+  expect_exit(objects::kHashLimit, "^Hash Tables cant be resized past 2\\*\\*30!\nSorry\n$", [] { make(50, 0); });
+}
+
+TEST(ObjMan, SequenceOfTablesThatWrapsWhilePadsAreSavedIsNoticed) {
+  wrap_sequences();
+  const int handle = obj_man::Handles[0].handle;
+  nxi_set_memory_padding(handle, 1);
+  nx_object_malloc_new(handle, 1, 4, "padded");
+  EXPECT_EQ(object_memory::handle_overflow, 1);
 }
 
 TEST(ObjManDeathTest, SignalHandlerReportsAndExits) {
