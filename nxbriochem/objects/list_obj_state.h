@@ -15,7 +15,7 @@ struct List {
   int32_t length;
   int32_t capacity;
   int32_t current;
-  int32_t handle;  // the list's own; a value that only translates to the list by the registry's shortcut owns no memory
+  int32_t handle;     // the list's own, which its memory is found by: an alias (see nxi_translate_handle) has no memory
   int32_t* unrolled;  // the list's block "ulist"
 };
 static_assert(sizeof(List) == 120, "the size of a list record is part of the interface");

@@ -1,5 +1,4 @@
 // Deleting and purging tables: blocks are released one by one, with the checks and printed lines of a single release.
-#include <algorithm>
 #include <cstdio>
 
 #include <nxbriochem/objects/obj_man.h>
@@ -30,13 +29,6 @@ void free_entries(Table& table) {
   });
 }
 
-// Once the sequence of handles was started anew, a later table may have the handle of the registry's, the first.
-bool is_registry_table(const Table& table) {
-  return obj_man::is_registry_table(table.handle) &&
-         *std::find_if(memtab, memtab + MemTabNum,
-                       [&table](const Table* other) { return other->handle == table.handle; }) == &table;
-}
-
 void delete_table(int32_t index) {
   Table& table = *memtab[index];
   const int32_t entries = table.count;
@@ -44,7 +36,7 @@ void delete_table(int32_t index) {
     std::printf("deleting memory table %d belonging to object: %d of type %s\n", entries, table.owner,
                 nxi_object_type_name(table.owner));
   }
-  const bool registry = is_registry_table(table);
+  const bool registry = obj_man::is_registry_table(table.handle);
   free_entries(table);
   free_contents(table);
   if (NX_MONITOR_DELETE != 0) {
@@ -89,7 +81,7 @@ void nxi_purge_memory_table(int handle) {
   });
   close_gaps(*table);
   std::printf("memory table purged, %d entries remain\n", table->count);
-  if (is_registry_table(*table)) {
+  if (obj_man::is_registry_table(table->handle)) {
     obj_man::registry_blocks_freed();
   }
 }

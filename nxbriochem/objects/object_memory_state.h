@@ -58,7 +58,7 @@ struct Table {
 
   int32_t slots;      // places of `entries` in use, gaps included
   int32_t room;       // allocated places of `entries`; a table that was read may claim more
-  int32_t pack_base;  // pack position of the first byte of `pack`: what a table that was read says it used is not there
+  int32_t pack_base;  // pack position of the first byte of `pack`: earlier pads were neither read nor copied
   int64_t pack_room;  // bytes that `pack` really has room for
   Index* index;       // of the entries; null for a table that is scanned
 };

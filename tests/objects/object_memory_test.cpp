@@ -373,12 +373,18 @@ TEST(ObjectMemory, PurgingSparesProtectedAndAttachedBlocks) {
   EXPECT_EQ(printed([&] { nxi_unprotect_memory(handle, kept); }),
             "pointer to memory called kept marked as unprotected\n");
   EXPECT_EQ(nxi_protect_memory(handle, owned) + nxi_attach_associated_pointer(handle, owned), 0);
-  EXPECT_EQ(nx_number_of_errors_with_tag("found in the pointer table of handle "), 1);
+  EXPECT_EQ(nxi_unattach_associated_pointer(handle, owned), 0);
+  char text[200];
+  std::snprintf(text, sizeof text, "no such pointer as %p found in the pointer table of handle %d!\n", owned, handle);
+  EXPECT_STREQ(nx_error_with_tag("", 0), text);
+  std::snprintf(text, sizeof text, "no such pointer as %p found in the pointer table!\n", owned);
+  EXPECT_STREQ(nx_error_with_tag("", 1), text);
   EXPECT_EQ(nxi_get_attached_pointer(handle, "kept"), kept);
   EXPECT_EQ(nx_number_of_warnings_with_tag("pointer \"kept\" is not of the correct type!\n"), 1);
   EXPECT_EQ(nxi_attach_associated_pointer(handle, kept), 1);
   EXPECT_EQ(nxi_get_attached_pointer(handle, "absent"), nullptr);
-  EXPECT_EQ(nx_number_of_warnings(), 2);
+  std::snprintf(text, sizeof text, "pointer \"absent\" not found in table associated with object handle %d\n", handle);
+  EXPECT_STREQ(nx_warning_with_tag("", 1), text);
   EXPECT_EQ(printed([&] { EXPECT_EQ(nxi_set_pnt_name(handle, owned, "x"), 0); }),
             "no such pointer found in memory table! therefore can't reassign pointer name\n");
   static char no_bytes = 0;
@@ -415,6 +421,25 @@ TEST(ObjectMemory, ReportsAndTracesToTheLetter) {
                 "%d to %d belong to 1st, entry 0\n",
                 table_of(handle).handle, static_cast<int>(address), static_cast<int>(address + 40));
   EXPECT_EQ(printed([&] { nxi_print_mem_alloc_ordered(handle); }), text);
+  std::snprintf(text, sizeof text,
+                "memory table member array has pnt %p\nentry: 0. array 1st, pnt %d, has memory 40\n"
+                "no such pointer found in the pointer table!\n",
+                static_cast<void*>(table_of(handle).entries), static_cast<int>(address));
+  EXPECT_EQ(printed([&] {
+              nxi_print_mem_alloc(handle);
+              EXPECT_EQ(nxi_mem_used_by(handle, text), 0);
+            }),
+            text);
+  const object_memory::Entry* own = object_memory::memtab[0]->entries;  // the records, and objects of no size
+  std::snprintf(text, sizeof text,
+                "entry: 0. array handles, pnt %ld, has memory 20000\nentry: 1. array  , pnt %ld, has memory 0\n"
+                "total memory for table 0 belonging to object 0 of type UNKNOWN is 20000\n"
+                "entry: 0. array 1st, pnt %ld, has memory 40\n"
+                "total memory for table 1 belonging to object %d of type UNKNOWN is 40\n"
+                "total memory for all tables: 20040\n",
+                static_cast<long>(reinterpret_cast<intptr_t>(own[0].pointer)),
+                static_cast<long>(reinterpret_cast<intptr_t>(own[1].pointer)), static_cast<long>(address), handle);
+  EXPECT_EQ(printed(nxi_print_all_allocated_memory), text);
   nxi_monitor_delete();
   std::snprintf(text, sizeof text,
                 "deleting memory table 1 belonging to object: %d of type UNKNOWN\nfreeing memory for 1st\n"
