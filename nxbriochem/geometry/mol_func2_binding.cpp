@@ -90,11 +90,10 @@ struct MoleculeSites {
 // Asks for large pages; a refusal does no harm. The C library returns a block of this size to the system each time it
 // is freed, and getting the next one page by page takes as long as the sum with a small ligand.
 void use_large_pages(void* block, std::size_t bytes) {
-  constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;
-  const auto begin = (reinterpret_cast<std::uintptr_t>(block) + kLargePage - 1) / kLargePage * kLargePage;
-  const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(block) + bytes;
-  if (end > begin && end - begin >= 8 * kLargePage) {
-    madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+  constexpr std::size_t kLargePage = std::size_t{2} << 20;
+  const std::size_t before = (kLargePage - reinterpret_cast<std::uintptr_t>(block) % kLargePage) % kLargePage;
+  if (bytes >= before + 8 * kLargePage) {
+    madvise(static_cast<char*>(block) + before, bytes - before, MADV_HUGEPAGE);
   }
 }
 

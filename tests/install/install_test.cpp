@@ -74,8 +74,8 @@ TEST_F(Install, TreeIsComplete) {
   EXPECT_EQ(fs::read_symlink(library.string() + "." NXBRIO_VERSION_MAJOR), "libnxbriochem.so." NXBRIO_VERSION);
   for (const char* file : {"bin/nxbrio", "share/man/man1/nxbrio.1", "share/bash-completion/completions/nxbrio",
                            "share/doc/nxbriochem/README.md", "share/doc/nxbriochem/docs/docking.md",
-                           "share/doc/nxbriochem/examples/docking.c",
-                           "include/nxbriochem/nxbriochem.h", "include/nxbriochem/molecules/memmgr.h"}) {
+                           "share/doc/nxbriochem/examples/docking.c", "include/nxbriochem/nxbriochem.h",
+                           "include/nxbriochem/molecules/memmgr.h"}) {
     EXPECT_TRUE(fs::is_regular_file(fs::path(prefix_) / file)) << file;
   }
   EXPECT_TRUE(fs::is_regular_file(library_dir() / "libnxbriochem.a"));

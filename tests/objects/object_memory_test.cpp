@@ -320,9 +320,8 @@ TEST(ObjectMemory, LevelsAreConfirmedThroughThePrintingFunction) {
   EXPECT_EQ(printed([&] { nxi_set_memory_padding(handle, 1); }), "");
   nx_set_print_status("standard", handle);
   const auto confirmations = [handle](int (*set)(int, int), std::initializer_list<int> levels) {
-    return printed([&] {
-      std::for_each(levels.begin(), levels.end(), [&](int level) { EXPECT_EQ(set(handle, level), 1); });
-    });
+    return printed(
+        [&] { std::for_each(levels.begin(), levels.end(), [&](int level) { EXPECT_EQ(set(handle, level), 1); }); });
   };
   EXPECT_EQ(confirmations(nxi_set_memory_padding, {1, 2, 3, 0, 9, -1}),
             "memory now to be padded, high and low\nmemory now to be padded, high \nmemory now to be padded, low\n"

@@ -91,8 +91,10 @@ void ExpectSame(const NxMCMolBase& mol, const Model& model) {
     ASSERT_EQ(&atom->GetParent(), &mol);
     ASSERT_EQ(mol.GetAtom(idx), &*atom);
     const NxResidue& residue = NxAtomGetResidue(*atom);
-    Model::Atom real{atom->GetAtomicNum(), atom->GetName(), atom->GetPartialCharge(), NxHasResidue(*atom),
-                     residue.GetName(), residue.GetResidueNumber(), residue.GetBFactor(), {}};
+    Model::Atom real{atom->GetAtomicNum(),     atom->GetName(),
+                     atom->GetPartialCharge(), NxHasResidue(*atom),
+                     residue.GetName(),        residue.GetResidueNumber(),
+                     residue.GetBFactor(),     {}};
     for (const NxBondBase* bond : atom->GetBonds()) {
       real.bonds.push_back(static_cast<int>(bond->GetIdx()));
     }
@@ -211,7 +213,8 @@ class RandomOperations {
       atom.SetAtomicNum(expected.z = static_cast<unsigned>(random_() % 3));
     } else if (pick == 1) {
       const auto which = random_() % 6;
-      atom.SetName(expected.name = which < 5 ? kNames[which] : std::string("N").append(std::to_string(random_() % 100000)));
+      atom.SetName(expected.name =
+                       which < 5 ? kNames[which] : std::string("N").append(std::to_string(random_() % 100000)));
     } else if (pick == 2) {
       atom.SetPartialCharge(expected.charge = AnyFloat());
     } else {
