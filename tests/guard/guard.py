@@ -26,6 +26,8 @@ import time
 # Arguments, in which $F is the directory of structure files, and the files that are written.
 WRITING = [
     ("bind $F/water.pqr $F/far_water.pqr -e 2*3 --orient --write a.pdb --write b.mol2", ["a.pdb", "b.mol2"]),
+    ("bind $F/water.pqr $F/far_water.pqr $F/plain.pqr --write a.pdb --csv t.csv --residue-csv r.csv",
+     ["a.pdb", "r.csv", "t.csv"]),
     ("convert $F/peptide.cif out.sdf --json", ["out.sdf"]),
     ("orient $F/water.pqr out.pqr --with $F/far_water.pqr with.pqr", ["out.pqr", "with.pqr"]),
     ("superpose $F/water.pqr $F/water.pqr out.pdb", ["out.pdb"]),
