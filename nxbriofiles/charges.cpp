@@ -6,7 +6,9 @@
 #include <array>
 #include <gemmi/elem.hpp>
 #include <gemmi/resinfo.hpp>
+#include <map>
 #include <set>
+#include <utility>
 
 #include "element.h"
 #include "text.h"
@@ -101,7 +103,6 @@ class Charging {
       charge_residue(residues_[i], given_[i]);
     }
     charge_chain_ends();
-    tell();
   }
 
  private:
@@ -109,7 +110,7 @@ class Charging {
     Atom* const end = structure_.atoms.data() + structure_.atoms.size();
     for (Atom* at = structure_.atoms.data(); at != end;) {
       Atom* const next = std::find_if(at, end, [at](const Atom& other) {
-        return other.chain != at->chain || other.sequence_number != at->sequence_number;
+        return chain_of(other) != chain_of(*at) || other.sequence_number != at->sequence_number;
       });
       residues_.emplace_back(at, next);
       at = next;
@@ -123,17 +124,31 @@ class Charging {
     }
     const bool amino_acid = is_amino_acid(residue.kind());
     if (residue.find("P") != nullptr && (amino_acid || residue.find("O5'", "O5*") != nullptr)) {
-      phosphates_ += residue.count(kPhosphorus) - charge_phosphate(residue);
+      remark_phosphates(residue, charge_phosphate(residue));
     } else if (amino_acid) {
       charge_side_chain(residue);
       // Selenomethionine is as neutral as methionine.
-      modified_ += !info.is_standard() && info.found() && residue.kind() != "MSE" ? 1 : 0;
+      if (!info.is_standard() && info.found() && residue.kind() != "MSE") {
+        remark(residue, kNeutralModified);
+      }
     } else if (residue.size() == 1 && is_ion_element(residue.begin()->element)) {
       charge_ion(*residue.begin());
     } else if (!info.is_nucleic_acid() && (residue.begin()->het || !info.found())) {
-      ++ligands_;
+      remark(residue, kNeutralLigand);
     } else {
-      phosphates_ += residue.count(kPhosphorus);
+      remark_phosphates(residue, false);
+    }
+  }
+
+  static void remark(const Residue& residue, Remark remark) {
+    std::for_each(residue.begin(), residue.end(), [remark](Atom& atom) { atom.remarks |= remark; });
+  }
+
+  static void remark_phosphates(const Residue& residue, bool first_is_charged) {
+    for (Atom* atom = residue.begin(); atom != residue.end(); ++atom) {
+      if (atom->element == kPhosphorus && !std::exchange(first_is_charged, false)) {
+        atom->remarks |= kNeutralPhosphate;
+      }
     }
   }
 
@@ -155,8 +170,9 @@ class Charging {
     }
   }
 
-  // -1 between two others, -2 at an end or a side chain; a hydrogen on an oxygen takes one back. How many are charged.
-  static int charge_phosphate(const Residue& residue) {
+  // -1 between two others, -2 at an end or a side chain; a hydrogen on an oxygen takes one back. Whether it is
+  // charged.
+  static bool charge_phosphate(const Residue& residue) {
     std::vector<Atom*> oxygens;
     for (const auto& [name, other] : {std::pair{"OP1", "O1P"}, {"OP2", "O2P"}, {"OP3", "O3P"}}) {
       if (Atom* const atom = residue.find(name, other)) {
@@ -165,12 +181,12 @@ class Charging {
     }
     const int charge = 1 - static_cast<int>(oxygens.size()) + residue.hydrogens_named({"HOP2", "HOP3", "HO2P", "HO3P"});
     if (oxygens.size() < 2) {
-      return 0;
+      return false;
     }
     for (Atom* const oxygen : oxygens) {
       oxygen->charge = static_cast<float>(charge) / static_cast<float>(oxygens.size());
     }
-    return 1;
+    return true;
   }
 
   // Metals and halogens.
@@ -179,26 +195,27 @@ class Charging {
     return element.is_metal() || number == 9 || number == 17 || number == 35 || number == 53;
   }
 
-  void charge_ion(Atom& atom) {
+  static void charge_ion(Atom& atom) {
     const std::string name = upper_case(trimmed(atom.residue));
     const auto* const ion =
         std::find_if(kIons.begin(), kIons.end(), [&](const Ion& row) { return row.residue == name; });
     if (ion != kIons.end()) {
       atom.charge = ion->charge;
-      ions_charged_.insert(formatted("%s %+g", name.c_str(), static_cast<double>(ion->charge)));
+      atom.remarks |= kIonByName;
     } else {
-      ++ions_;
+      atom.remarks |= kNeutralIon;
     }
   }
 
   // The first residue of a protein chain and the one behind a terminal oxygen begin it; the one with a terminal oxygen
   // ends it. A last residue without one is an end that stays neutral.
   void charge_chain_ends() {
-    std::set<char> begun;
-    std::set<char> open;
+    std::set<ChainKey> begun;
+    // The carbons of last residues.
+    std::map<ChainKey, Atom*> open;
     for (std::size_t i = 0; i < residues_.size(); ++i) {
       const Residue& residue = residues_[i];
-      const char chain = residue.begin()->chain;
+      const ChainKey chain = chain_of(*residue.begin());
       if (residue.kind() == "NME" || residue.kind() == "NH2") {
         open.erase(chain);
       }
@@ -208,33 +225,35 @@ class Charging {
       if (begun.insert(chain).second && !is_capped(i)) {
         charge_n_terminus(residue, given_[i]);
       }
-      open.insert(chain);
+      open[chain] = residue.find("C", "CA");
       if (has_terminal_oxygen(residue)) {
         charge_c_terminus(residue, given_[i]);
         begun.erase(chain);
         open.erase(chain);
       }
     }
-    ends_ += static_cast<int>(open.size());
+    for (const auto& [chain, carbon] : open) {
+      carbon->remarks |= kNeutralEnd;
+    }
   }
 
   static bool has_terminal_oxygen(const Residue& residue) { return residue.find("OXT", "OT2") != nullptr; }
 
   // An acetyl group or the like before the residue.
   bool is_capped(std::size_t i) const {
-    return i > 0 && residues_[i - 1].begin()->chain == residues_[i].begin()->chain &&
+    return i > 0 && chain_of(*residues_[i - 1].begin()) == chain_of(*residues_[i].begin()) &&
            (residues_[i - 1].kind() == "ACE" || residues_[i - 1].kind() == "FOR");
   }
 
   // Where there are hydrogens they tell whether the end is charged.
-  void charge_n_terminus(const Residue& residue, bool given) {
+  static void charge_n_terminus(const Residue& residue, bool given) {
     if (given && residue.find("N")->charge != 0.0F) {
       return;
     }
     const int needed = residue.kind() == "PRO" ? 2 : 3;
     if (residue.has_hydrogens() && residue.hydrogens_named({"H1", "H2", "H3", "HT1", "HT2", "HT3", "1H", "2H", "3H",
                                                             "HN1", "HN2", "HN3", "H"}) < needed) {
-      ++ends_;
+      residue.find("N")->remarks |= kNeutralEnd;
       return;
     }
     residue.find("N")->charge = 1.0F;
@@ -253,49 +272,76 @@ class Charging {
     }
   }
 
-  void tell() {
-    const bool any = std::any_of(structure_.atoms.begin(), structure_.atoms.end(),
-                                 [](const Atom& atom) { return atom.charge != 0.0F; });
-    structure_.charges = any ? Charges::Formal : Charges::None;
-    std::string neutral;
-    const auto count = [&](int n, const char* one, const char* several) {
-      if (n > 0) {
-        neutral += formatted("%s%d %s", neutral.empty() ? "" : ", ", n, n == 1 ? one : several);
-      }
-    };
-    count(phosphates_, "phosphate", "phosphates");
-    count(ions_, "ion", "ions");
-    count(ligands_, "ligand", "ligands");
-    count(modified_, "modified residue", "modified residues");
-    count(ends_, "chain end", "chain ends");
-    if (!ions_charged_.empty()) {
-      std::string ions;
-      for (const std::string& ion : ions_charged_) {
-        ions.append(ions.empty() ? "" : ", ").append(ion);
-      }
-      structure_.notes.push_back("ions have the charges of their residues' names: " + ions);
-    }
-    if (!any) {
-      structure_.notes.push_back("no charges" + (neutral.empty() ? "" : ": neutral are " + neutral));
-    } else if (!neutral.empty()) {
-      structure_.notes.push_back("left neutral: " + neutral);
-    }
-  }
-
   Structure& structure_;
   std::vector<Residue> residues_;
   // Whether the file gives formal charges in a residue.
   std::vector<bool> given_;
-  int phosphates_ = 0;
-  int ions_ = 0;
-  int ligands_ = 0;
-  int modified_ = 0;
-  int ends_ = 0;
-  std::set<std::string> ions_charged_;
 };
+
+// How many atoms a remark was made on, or of how many residues.
+int count_remarked(const Structure& structure, Remark remark, bool residues) {
+  int count = 0;
+  const Atom* before = nullptr;
+  for (const Atom& atom : structure.atoms) {
+    if ((atom.remarks & remark) != 0) {
+      const bool same = residues && before != nullptr && chain_of(*before) == chain_of(atom) &&
+                        before->sequence_number == atom.sequence_number;
+      count += same ? 0 : 1;
+      before = &atom;
+    }
+  }
+  return count;
+}
+
+// "1 ion, 2 ligands"
+std::string neutral_parts(const Structure& structure) {
+  struct Part {
+    Remark remark;
+    bool residues;
+    const char* one;
+    const char* several;
+  };
+  constexpr std::array<Part, 5> kParts{{{kNeutralPhosphate, false, "phosphate", "phosphates"},
+                                        {kNeutralIon, false, "ion", "ions"},
+                                        {kNeutralLigand, true, "ligand", "ligands"},
+                                        {kNeutralModified, true, "modified residue", "modified residues"},
+                                        {kNeutralEnd, false, "chain end", "chain ends"}}};
+  std::string text;
+  for (const Part& part : kParts) {
+    if (const int n = count_remarked(structure, part.remark, part.residues); n > 0) {
+      text += formatted("%s%d %s", text.empty() ? "" : ", ", n, n == 1 ? part.one : part.several);
+    }
+  }
+  return text;
+}
 
 }  // namespace
 
 void assign_formal_charges(Structure& structure) { Charging(structure).run(); }
+
+void note_formal_charges(Structure& structure) {
+  bool any = false;
+  std::set<std::string> ions;
+  for (const Atom& atom : structure.atoms) {
+    any = any || atom.charge != 0.0F;
+    if ((atom.remarks & kIonByName) != 0) {
+      ions.insert(formatted("%s %+g", upper_case(trimmed(atom.residue)).c_str(), static_cast<double>(atom.charge)));
+    }
+  }
+  structure.charges = any ? Charges::Formal : Charges::None;
+  if (!ions.empty()) {
+    std::string list;
+    for (const std::string& ion : ions) {
+      list.append(list.empty() ? "" : ", ").append(ion);
+    }
+    structure.notes.push_back("ions have the charges of their residues' names: " + list);
+  }
+  const std::string neutral = neutral_parts(structure);
+  if (!any) {
+    structure.notes.push_back("no charges" + (neutral.empty() ? "" : ": neutral are " + neutral));
+  } else if (!neutral.empty()) {
+    structure.notes.push_back("left neutral: " + neutral);
+  }
+}
 
 }  // namespace nxbrio::files

@@ -1,6 +1,7 @@
 // Chosen atoms of a molecule as a molecule of their own.
 #include <nxbriochem/nxbriochem.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -23,10 +24,28 @@ void add_kept(const NxMolBase& mol, int handle, Structure& structure) {
   structure.model = nxf_molecule_model(handle);
   structure.charges = charges == "file" ? Charges::File : charges == "formal" ? Charges::Formal : Charges::None;
   structure.radii_given = std::strcmp(nxf_radius_source(handle), "file") == 0;
+  const int* const on_file = mol.GetData<int>(NxSystem::NxGetTag(kNotesOnFileTag));
+  structure.notes_on_file = on_file != nullptr ? static_cast<std::size_t>(*on_file) : 0;
   structure.notes = texts_of(mol, kNotesTag);
+  structure.notes.resize(std::min(structure.notes.size(), structure.notes_on_file));
   const std::vector<std::string> fields = texts_of(mol, kFieldsTag);
   for (std::size_t k = 0; k + 1 < fields.size(); k += 2) {
     structure.fields.emplace_back(fields[k], fields[k + 1]);
+  }
+}
+
+// Fewer chains may leave letters for those that had none.
+void give_letters(Structure& structure) {
+  ChainLetters letters;
+  for (const Atom& atom : structure.atoms) {
+    if (atom.chain != ' ') {
+      letters.letter({&atom.chain, 1});
+    }
+  }
+  for (Atom& atom : structure.atoms) {
+    if (atom.chain == ' ' && !atom.chain_name.empty()) {
+      letters.set(atom, std::string(atom.chain_name));
+    }
   }
 }
 
@@ -66,7 +85,11 @@ int extract(const int* mask, const NxMolBase& mol, int handle) {
     }
   }
   add_kept(mol, handle, structure);
+  give_letters(structure);
   number_residues(structure);
+  if (!structure.format.empty()) {
+    add_notes_on_atoms(structure);
+  }
   std::string path(static_cast<std::size_t>(nx_get_molecule_file_name_length(handle)) + 1, '\0');
   nx_get_molecule_file_name(path.data(), handle);
   return build_molecule(structure, mol.GetTitle(), path.c_str());

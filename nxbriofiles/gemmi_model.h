@@ -9,9 +9,8 @@
 
 namespace nxbrio::files {
 
-inline std::string chain_name(const Structure& structure, char letter) {
-  const auto name = structure.chain_names.find(letter);
-  return name != structure.chain_names.end() ? name->second : std::string(letter != ' ' ? 1 : 0, letter);
+inline std::string chain_name(const Atom& atom) {
+  return atom.chain_name.empty() && atom.chain != ' ' ? std::string(1, atom.chain) : atom.chain_name;
 }
 
 // Chains and residues are made from consecutive atoms: when a chain's name comes again later, it becomes a second chain
@@ -21,9 +20,9 @@ inline gemmi::Model gemmi_model(const Structure& structure) {
   const Atom* before = nullptr;
   int serial = 0;
   for (const Atom& from : structure.atoms) {
-    const bool new_chain = before == nullptr || before->chain != from.chain;
+    const bool new_chain = before == nullptr || chain_of(*before) != chain_of(from);
     if (new_chain) {
-      model.chains.emplace_back(chain_name(structure, from.chain));
+      model.chains.emplace_back(chain_name(from));
     }
     gemmi::Chain& chain = model.chains.back();
     if (new_chain || before->residue != from.residue || before->residue_number != from.residue_number ||

@@ -1,6 +1,7 @@
 // What is kept with a molecule, and what its atoms have beyond the flat arrays.
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,27 @@ int set_values(const T* values, int mol, Set set) {
 
 const NxChem::NxResidue& residue_of(const NxAtomBase& atom) { return NxChem::NxAtomGetResidue(atom); }
 
+int number_of_residues(const NxMolBase& molecule) {
+  int residues = 0;
+  // By the chain's letter, and by its place where it has none.
+  const NxChem::NxResidue* last[256] = {};
+  std::map<int, const NxChem::NxResidue*> last_without_letter;
+  std::size_t size = 0;
+  const int* const places = molecule.GetData<int>(NxSystem::NxGetTag(kChainPlacesTag), &size);
+  for (const NxAtomBase& atom : molecule.GetAtoms()) {
+    const NxChem::NxResidue& residue = residue_of(atom);
+    const bool without_letter = residue.GetChainID() == ' ' && atom.GetIdx() < size;
+    const NxChem::NxResidue*& before = without_letter ? last_without_letter[places[atom.GetIdx()]]
+                                                      : last[static_cast<unsigned char>(residue.GetChainID())];
+    residues += before == nullptr || before->GetResidueNumber() != residue.GetResidueNumber() ||
+                        before->GetInsertCode() != residue.GetInsertCode() || before->GetName() != residue.GetName()
+                    ? 1
+                    : 0;
+    before = &residue;
+  }
+  return residues;
+}
+
 // An SD file ends a field at an empty line and a record at "$$$$".
 bool fits_sd_file(const char* name, const char* text) {
   if (name == nullptr || text == nullptr || *name == '\0' || std::strpbrk(name, "\r\n>") != nullptr ||
@@ -94,18 +116,8 @@ int nxf_number_of_notes(int mol) { return count_texts(kNotesTag, mol); }
 const char* nxf_note(int k, int mol) { return kth_text(kNotesTag, k, mol); }
 
 int nxf_number_of_residues(int mol) {
-  int residues = 0;
-  const NxChem::NxResidue* last[256] = {};
-  for (const NxAtomBase& atom : model(mol).GetAtoms()) {
-    const NxChem::NxResidue& residue = residue_of(atom);
-    const NxChem::NxResidue*& before = last[static_cast<unsigned char>(residue.GetChainID())];
-    residues += before == nullptr || before->GetResidueNumber() != residue.GetResidueNumber() ||
-                        before->GetInsertCode() != residue.GetInsertCode() || before->GetName() != residue.GetName()
-                    ? 1
-                    : 0;
-    before = &residue;
-  }
-  return residues;
+  const NxMolBase& molecule = model(mol);
+  return reported("memory", 0, [&] { return number_of_residues(molecule); });
 }
 
 int nxf_number_of_chains(int mol) { return static_cast<int>(std::strlen(whole_text(kChainsTag, mol))); }

@@ -47,13 +47,9 @@ void complete(Structure& structure) {
   }
   if (structure.charges != Charges::File) {
     assign_formal_charges(structure);
-  } else if (std::all_of(structure.atoms.begin(), structure.atoms.end(),
-                         [](const Atom& atom) { return atom.charge == 0.0F; })) {
-    structure.notes.emplace_back("no charges: those in the file are all 0");
   }
-  if (!structure.radii_given) {
-    note_radii_by_name(structure);
-  }
+  structure.notes_on_file = structure.notes.size();
+  add_notes_on_atoms(structure);
 }
 
 void add_atoms(const Structure& structure, NxMolBase& mol) {
@@ -83,6 +79,38 @@ void add_atoms(const Structure& structure, NxMolBase& mol) {
   }
 }
 
+void keep_chains(const Structure& structure, NxMolBase& mol) {
+  std::string letters;
+  std::vector<std::string> names;
+  std::map<ChainKey, int> places;
+  for (const Chain& chain : structure.chains) {
+    letters += chain.letter;
+    if (chain.letter == ' ') {
+      places.emplace(ChainKey{' ', chain.name}, static_cast<int>(names.size()));
+    }
+    names.push_back(chain.name);
+  }
+  mol.SetData(NxSystem::NxGetTag(kChainsTag), std::string_view(letters));
+  set_texts(mol, kChainNamesTag, names);
+  if (chains_without_letter(structure) > 0) {
+    std::vector<int> place_of_atom;
+    for (const Atom& atom : structure.atoms) {
+      place_of_atom.push_back(atom.chain == ' ' ? places.at(chain_of(atom)) : -1);
+    }
+    mol.SetData(NxSystem::NxGetTag(kChainPlacesTag), place_of_atom.data(), place_of_atom.size());
+  }
+}
+
+void keep_remarks(const Structure& structure, NxMolBase& mol) {
+  std::string remarks;
+  for (const Atom& atom : structure.atoms) {
+    remarks += static_cast<char>(atom.remarks);
+  }
+  if (remarks.find_first_not_of('\0') != std::string::npos) {
+    mol.SetData(NxSystem::NxGetTag(kRemarksTag), remarks.data(), remarks.size());
+  }
+}
+
 void keep_words(const Structure& structure, NxMolBase& mol) {
   mol.SetData(NxSystem::NxGetTag(kFormatTag), std::string_view(structure.format));
   mol.SetData(NxSystem::NxGetTag(kModelTag), structure.model);
@@ -90,14 +118,10 @@ void keep_words(const Structure& structure, NxMolBase& mol) {
   constexpr const char* kSources[] = {"none", "formal", "file"};
   mol.SetData(NxSystem::NxGetTag(kChargesTag), std::string_view(kSources[static_cast<int>(structure.charges)]));
   mol.SetData(NxSystem::NxGetTag(kRadiiTag), std::string_view(structure.radii_given ? "file" : "Bondi"));
-  mol.SetData(NxSystem::NxGetTag(kChainsTag), std::string_view(structure.chains));
-  std::vector<std::string> names;
-  for (const char letter : structure.chains) {
-    const auto name = structure.chain_names.find(letter);
-    names.push_back(name != structure.chain_names.end() ? name->second : std::string(letter != ' ' ? 1 : 0, letter));
-  }
-  set_texts(mol, kChainNamesTag, names);
+  keep_chains(structure, mol);
   set_texts(mol, kNotesTag, structure.notes);
+  mol.SetData(NxSystem::NxGetTag(kNotesOnFileTag), static_cast<int>(structure.notes_on_file));
+  keep_remarks(structure, mol);
   std::vector<std::string> fields;
   for (const auto& [name, text] : structure.fields) {
     fields.push_back(name);
@@ -106,12 +130,55 @@ void keep_words(const Structure& structure, NxMolBase& mol) {
   set_texts(mol, kFieldsTag, fields);
 }
 
+// The names of chains that are not their letters.
+class ChainNames {
+ public:
+  explicit ChainNames(const NxMolBase& mol)
+      : names_(texts_of(mol, kChainNamesTag)),
+        places_(mol.GetData<int>(NxSystem::NxGetTag(kChainPlacesTag), &places_size_)) {
+    const char* const letters = mol.GetStringData(NxSystem::NxGetTag(kChainsTag));
+    for (std::size_t i = 0; letters != nullptr && letters[i] != '\0' && i < names_.size(); ++i) {
+      if (letters[i] != ' ' && names_[i] != std::string(1, letters[i])) {
+        by_letter_.emplace(letters[i], i);
+      }
+    }
+  }
+
+  std::string of(char letter, std::size_t atom) const {
+    if (letter != ' ') {
+      const auto at = by_letter_.find(letter);
+      return at != by_letter_.end() ? names_[at->second] : std::string();
+    }
+    return atom < places_size_ && places_[atom] >= 0 ? names_.at(static_cast<std::size_t>(places_[atom]))
+                                                     : std::string();
+  }
+
+ private:
+  std::vector<std::string> names_;
+  std::map<char, std::size_t> by_letter_;
+  std::size_t places_size_ = 0;
+  const int* places_;
+};
+
 // Entries of small molecules bear their names; of others the title is a sentence, and the file has the name.
 bool has_names(const Structure& structure) {
   return structure.format == "sdf" || structure.format == "mol2" || structure.format == "xyz";
 }
 
 }  // namespace
+
+void add_notes_on_atoms(Structure& structure) {
+  note_chains(structure);
+  if (structure.charges != Charges::File) {
+    note_formal_charges(structure);
+  } else if (std::all_of(structure.atoms.begin(), structure.atoms.end(),
+                         [](const Atom& atom) { return atom.charge == 0.0F; })) {
+    structure.notes.emplace_back("no charges: those in the file are all 0");
+  }
+  if (!structure.radii_given) {
+    note_radii_by_name(structure);
+  }
+}
 
 NxMolBase& model(int mol) { return *NxBrioChem::NxDerefMolHandle(mol); }
 
@@ -149,19 +216,17 @@ Structure structure_of(const NxMolBase& mol) {
   structure.title = mol.GetTitle();
   const int* const number = mol.GetData<int>(NxSystem::NxGetTag(kModelTag));
   structure.model = number != nullptr ? *number : 1;
-  const char* const letters = mol.GetStringData(NxSystem::NxGetTag(kChainsTag));
-  const std::vector<std::string> names = texts_of(mol, kChainNamesTag);
-  for (std::size_t i = 0; letters != nullptr && letters[i] != '\0' && i < names.size(); ++i) {
-    if (names[i] != std::string(1, letters[i]) && !names[i].empty()) {
-      structure.chain_names.emplace(letters[i], names[i]);
-    }
-  }
+  const ChainNames names(mol);
+  std::size_t remarked = 0;
+  const char* const remarks = mol.GetData<char>(NxSystem::NxGetTag(kRemarksTag), &remarked);
   for (const NxAtomBase& from : mol.GetAtoms()) {
     const NxResidue& residue = NxChem::NxAtomGetResidue(from);
     Atom atom;
     atom.name = trimmed(from.GetName());
     atom.residue = trimmed(residue.GetName());
     atom.chain = residue.GetChainID();
+    atom.chain_name = names.of(atom.chain, from.GetIdx());
+    atom.remarks = from.GetIdx() < remarked ? static_cast<unsigned char>(remarks[from.GetIdx()]) : 0;
     atom.residue_number = residue.GetResidueNumber();
     atom.insertion_code = residue.GetInsertCode();
     atom.element = from.GetAtomicNum() <= 118 ? static_cast<int>(from.GetAtomicNum()) : 0;

@@ -20,6 +20,9 @@ int make_molecule(Structure structure, const std::string& path);
 // Makes a molecule of this name of a structure that lacks nothing. Throws Failure.
 int build_molecule(const Structure& structure, const std::string& name, const std::string& path);
 
+// Adds the notes that go by the atoms themselves: on chains, charges and radii. Residues must be numbered.
+void add_notes_on_atoms(Structure& structure);
+
 NxChem::NxMolBase& model(int mol);
 
 // What a molecule says, as far as structure files hold it: of one that was read, and of any other.
@@ -37,10 +40,16 @@ inline constexpr const char* kModelTag = "nxf_model";
 inline constexpr const char* kChargesTag = "nxf_charges";
 inline constexpr const char* kRadiiTag = "nxf_radii";
 inline constexpr const char* kNotesTag = "nxf_notes";
+// How many of the notes are about the file.
+inline constexpr const char* kNotesOnFileTag = "nxf_notes_on_file";
+// A byte per atom index.
+inline constexpr const char* kRemarksTag = "nxf_remarks";
 inline constexpr const char* kTitleTag = "nxf_title";
 // Letters, and names in the file, in the order of the file.
 inline constexpr const char* kChainsTag = "nxf_chains";
 inline constexpr const char* kChainNamesTag = "nxf_chain_names";
+// The place of each atom's chain among them, by atom index, where chains have no letter.
+inline constexpr const char* kChainPlacesTag = "nxf_chain_places";
 // Data fields: names and texts by turns.
 inline constexpr const char* kFieldsTag = "nxf_fields";
 

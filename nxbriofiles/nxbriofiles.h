@@ -109,7 +109,7 @@ NX_API int nxf_number_of_residues(int mol);
 // How many chains there are.
 NX_API int nxf_number_of_chains(int mol);
 // The k-th chain's letter, from 0 in the order of the file, as nx_get_molecule_chain_names has it; NUL when there is
-// none. Chains with longer names have been given free letters.
+// none. Chains with longer names have been given free letters, of which there are 91; where those end, a blank.
 NX_API char nxf_chain_letter(int k, int mol);
 // The k-th chain's name in the file; null when there is none.
 NX_API const char* nxf_chain_name(int k, int mol);
@@ -162,14 +162,16 @@ NX_API int nxf_get_b_factors(float* factors, int mol);
 NX_API int nxf_select(int* mask, const char* selection, int mol);
 
 // A new molecule of the atoms whose mask is not 0, in their order, with the bonds between them, their charges and
-// radii, and the molecule's notes and fields. Residues and chains are counted anew. The mask has an entry per atom
-// index. Coordinates are those of the active conformer. Its handle; the caller deletes it with nx_delete_molecule. 0,
-// with an error message, for null and when no atom is chosen.
+// radii, and the molecule's fields. Residues and chains are counted anew, a chain without a letter gets a free one, and
+// notes and nxf_charge_source are about the chosen atoms. The mask has an entry per atom index. Coordinates are those
+// of the active conformer. Its handle; the caller deletes it with nx_delete_molecule. 0, with an error message, for
+// null and when no atom is chosen.
 NX_API int nxf_extract_atoms(const int* mask, int mol);
 
 // ---- Writing ----
 
 // Writes the molecule. The file appears whole or not at all; a path that is a device or a pipe is written in place.
+// PQR and PDB are refused where chains have no letter.
 NX_API int nxf_write_molecule(const char* path, const char* format, int mol);
 // Writes the molecules of a list, and of lists within it, into one file, as models or records in order.
 NX_API int nxf_write_list_of_molecules(const char* path, const char* format, int list);

@@ -106,7 +106,6 @@ class Collector {
         at = next;
       }
     }
-    letters_.tell(structure_);
     if (left_out_ > 0) {
       structure_.notes.push_back(formatted("%d atoms in other alternate locations are left out", left_out_));
     }
@@ -142,7 +141,7 @@ class Collector {
     Atom atom;
     atom.name = from.name;
     atom.residue = residue.name;
-    atom.chain = letters_.letter(chain.name);
+    letters_.set(atom, chain.name);
     atom.residue_number = residue.seqid.num.has_value() ? *residue.seqid.num : 0;
     atom.insertion_code = residue.seqid.icode;
     atom.element = from.element.atomic_number();

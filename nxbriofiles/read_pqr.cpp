@@ -111,10 +111,7 @@ class Reader {
   bool has_atoms() const { return !structure_.atoms.empty(); }
   void set_model(int number) { structure_.model = number; }
 
-  Structure finish() {
-    letters_.tell(structure_);
-    return std::move(structure_);
-  }
+  Structure finish() { return std::move(structure_); }
 
  private:
   // Reads an atom by fields. Returns nothing, and the fault, when the fields are no atom.
@@ -147,7 +144,7 @@ class Reader {
     if (!set_numbers(atom, {f[n - 5], f[n - 4], f[n - 3], f[n - 2], f[n - 1]}, fault)) {
       return std::nullopt;
     }
-    atom.chain = letters_.letter(chain);
+    letters_.set(atom, chain);
     atom.element = element;
     return atom;
   }
@@ -182,7 +179,7 @@ class Reader {
                      fault)) {
       return std::nullopt;
     }
-    atom.chain = letters_.letter(columns(line, 21, 22));
+    letters_.set(atom, columns(line, 21, 22));
     return atom;
   }
 

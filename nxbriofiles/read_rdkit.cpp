@@ -158,6 +158,119 @@ void read_fields(std::string_view text, Structure& structure) {
 
 // ---- mol2 ----
 
+// What a group of oxygens, or of a cation's nitrogens, gets instead of what the file says of it: writers give such
+// bonds any order, "ar", "1" and "un" among them, so that their orders and charges come from the atoms' types.
+class Mol2Groups {
+ public:
+  explicit Mol2Groups(RDKit::RWMol& mol) : mol_(mol) {}
+
+  void resolve() {
+    bool hydrogens = false;
+    for (const RDKit::Atom* const atom : mol_.atoms()) {
+      hydrogens = hydrogens || atom->getAtomicNum() == 1;
+    }
+    for (RDKit::Atom* const atom : mol_.atoms()) {
+      // RDKit makes charges of valences that lack their hydrogens. An ion by itself lacks none.
+      if (!hydrogens && atom->getDegree() > 0) {
+        atom->setFormalCharge(type_of(*atom) == "N.4" ? 1 : 0);
+      }
+    }
+    for (RDKit::Atom* const atom : mol_.atoms()) {
+      if (type_of(*atom) == "C.cat") {
+        resolve_cation(*atom);
+      } else if (atom->getAtomicNum() != 1 && atom->getAtomicNum() != 8) {
+        resolve_oxygens(*atom);
+      }
+    }
+  }
+
+ private:
+  static std::string type_of(const RDKit::Atom& atom) {
+    std::string type;
+    atom.getPropIfPresent("_TriposAtomType", type);
+    return type;
+  }
+
+  static bool is_plain(const RDKit::Bond& bond) {
+    return bond.getBondType() == RDKit::Bond::SINGLE || bond.getBondType() == RDKit::Bond::DOUBLE;
+  }
+
+  static bool is_double(const RDKit::Bond& bond) { return bond.getBondType() == RDKit::Bond::DOUBLE; }
+
+  // To atoms of an element, or of any (0); those that the file has as double first.
+  std::vector<RDKit::Bond*> bonds_of(const RDKit::Atom& centre, int element, bool terminal) {
+    std::vector<RDKit::Bond*> bonds;
+    for (const bool doubles : {true, false}) {
+      for (RDKit::Bond* const bond : mol_.atomBonds(&centre)) {
+        const RDKit::Atom& other = *bond->getOtherAtom(&centre);
+        if (is_double(*bond) == doubles && (element == 0 || other.getAtomicNum() == element) &&
+            (!terminal || other.getDegree() == 1)) {
+          bonds.push_back(bond);
+        }
+      }
+    }
+    return bonds;
+  }
+
+  static void set(RDKit::Bond& bond, RDKit::Atom& outer, bool is_double, int charge) {
+    bond.setBondType(is_double ? RDKit::Bond::DOUBLE : RDKit::Bond::SINGLE);
+    bond.setIsAromatic(false);
+    outer.setFormalCharge(charge);
+  }
+
+  void settle(RDKit::Atom& centre, int charge) {
+    const std::vector<RDKit::Bond*> bonds = bonds_of(centre, 0, false);
+    centre.setFormalCharge(charge);
+    centre.setIsAromatic(
+        std::any_of(bonds.begin(), bonds.end(), [](const RDKit::Bond* bond) { return bond->getIsAromatic(); }));
+    for (RDKit::Bond* const bond : bonds) {
+      RDKit::Atom& outer = *bond->getOtherAtom(&centre);
+      outer.setIsAromatic(outer.getIsAromatic() && (outer.getDegree() > 1 || bond->getIsAromatic()));
+    }
+  }
+
+  // Carboxylates, phosphates, sulfonates, nitro groups: the oxygens that have no other neighbour share as many double
+  // bonds as the centre has room for, and the others are charged.
+  void resolve_oxygens(RDKit::Atom& centre) {
+    const std::vector<RDKit::Bond*> bonds = bonds_of(centre, 8, true);
+    if (std::none_of(bonds.begin(), bonds.end(), [&](const RDKit::Bond* bond) {
+          return !is_plain(*bond) || type_of(*bond->getOtherAtom(&centre)) == "O.co2";
+        })) {
+      return;
+    }
+    const bool nitrogen = centre.getAtomicNum() == 7;
+    const std::size_t room = centre.getAtomicNum() == 16 && centre.getDegree() >= 4 ? 2 : 1;
+    for (std::size_t i = 0; i < bonds.size(); ++i) {
+      set(*bonds[i], *bonds[i]->getOtherAtom(&centre), i < room, i < room ? 0 : -1);
+    }
+    settle(centre, nitrogen && bonds.size() > 1 ? 1 : 0);
+  }
+
+  // Guanidinium, amidinium: one nitrogen has the double bond and the charge, one with few neighbours beside hydrogens.
+  void resolve_cation(RDKit::Atom& centre) {
+    const std::vector<RDKit::Bond*> bonds = bonds_of(centre, 7, false);
+    if (bonds.empty()) {
+      return;
+    }
+    const auto heavy = [&](const RDKit::Bond* bond) {
+      int count = 0;
+      for (const RDKit::Atom* const neighbour : mol_.atomNeighbors(bond->getOtherAtom(&centre))) {
+        count += neighbour->getAtomicNum() != 1 ? 1 : 0;
+      }
+      return count;
+    };
+    const auto fewest = std::min_element(
+        bonds.begin(), bonds.end(), [&](const RDKit::Bond* a, const RDKit::Bond* b) { return heavy(a) < heavy(b); });
+    const RDKit::Bond* const first = is_double(*bonds.front()) ? bonds.front() : *fewest;
+    for (RDKit::Bond* const bond : bonds) {
+      set(*bond, *bond->getOtherAtom(&centre), bond == first, bond == first ? 1 : 0);
+    }
+    settle(centre, 0);
+  }
+
+  RDKit::RWMol& mol_;
+};
+
 // "ALA12" is residue 12, an alanine.
 void set_residue(Atom& atom, std::string_view name, std::string_view id) {
   std::size_t digits = name.size();
@@ -193,7 +306,7 @@ void check_count(const RecordText& record) {
 }
 
 // What RDKit leaves out: names, substructures with their chains, and whether there are charges.
-void read_tables(const RecordText& record, const RDKit::RWMol& mol, Structure& structure) {
+void read_tables(const RecordText& record, Structure& structure) {
   std::string_view section;
   std::size_t line_in_section = 0;
   std::size_t atom = 0;
@@ -233,10 +346,8 @@ void read_tables(const RecordText& record, const RDKit::RWMol& mol, Structure& s
   ChainLetters letters;
   for (std::size_t i = 0; i < structure.atoms.size(); ++i) {
     const auto chain = chains.find(substructures[i]);
-    structure.atoms[i].chain = letters.letter(chain != chains.end() ? chain->second : std::string());
+    letters.set(structure.atoms[i], chain != chains.end() ? chain->second : std::string());
   }
-  letters.tell(structure);
-  static_cast<void>(mol);
 }
 
 }  // namespace
@@ -263,10 +374,11 @@ Structure parse_mol2(const RecordText& record) {
   check_count(record);
   const auto mol = parse(record, [](std::istream& stream, unsigned& line) {
     static_cast<void>(line);
-    return RDKit::Mol2DataStreamToMol(stream, false, false, RDKit::CORINA, true);
+    return RDKit::Mol2DataStreamToMol(stream, false, false, RDKit::CORINA, false);
   });
+  Mol2Groups(*mol).resolve();
   Structure structure = structure_of(*mol, record);
-  read_tables(record, *mol, structure);
+  read_tables(record, structure);
   for (std::size_t i = 0; i < structure.atoms.size() && structure.charges == Charges::File; ++i) {
     std::string text;
     std::string fault;

@@ -1,5 +1,7 @@
 #include "structure.h"
 
+#include <algorithm>
+
 #include "text.h"
 
 namespace nxbrio::files {
@@ -26,46 +28,48 @@ char ChainLetters::letter(std::string_view chain_name) {
   return letter;
 }
 
-void ChainLetters::tell(Structure& structure) const {
+void ChainLetters::set(Atom& atom, std::string_view chain_name) {
+  atom.chain = letter(chain_name);
+  atom.chain_name = chain_name.size() == 1 && chain_name[0] == atom.chain ? std::string_view() : chain_name;
+}
+
+int chains_without_letter(const Structure& structure) {
+  return static_cast<int>(std::count_if(structure.chains.begin(), structure.chains.end(),
+                                        [](const Chain& chain) { return chain.letter == ' ' && !chain.name.empty(); }));
+}
+
+void note_chains(Structure& structure) {
   constexpr std::size_t kMostShown = 4;
-  int without_letter = 0;
-  for (const auto& [name, letter] : letters_) {
-    if (!name.empty() && letter == ' ') {
-      ++without_letter;
-    } else if (name.size() > 1 || (name.size() == 1 && name[0] != letter)) {
-      structure.chain_names.emplace(letter, name);
-    }
-  }
   std::string shown;
   std::size_t count = 0;
-  for (const char letter : used_) {
-    const auto at = structure.chain_names.find(letter);
-    if (at != structure.chain_names.end() && ++count <= kMostShown) {
-      shown.append(shown.empty() ? "" : ", ").append(in_quotes(at->second)).append(" as ") += letter;
+  for (const Chain& chain : structure.chains) {
+    if (chain.letter != ' ' && chain.name != std::string(1, chain.letter) && ++count <= kMostShown) {
+      shown.append(shown.empty() ? "" : ", ").append(in_quotes(chain.name)).append(" as ") += chain.letter;
     }
   }
   if (count > 0) {
     structure.notes.push_back("chains under letters of their own: " + shown +
                               (count > kMostShown ? formatted(" and %zu more", count - kMostShown) : ""));
   }
-  if (without_letter > 0) {
-    structure.notes.push_back(
-        formatted("%d chains have no letter and no name any more: there are too many", without_letter));
+  if (const int without = chains_without_letter(structure); without > 0) {
+    structure.notes.push_back(formatted("%d chains have no letter, for there are only %zu; mmCIF holds them by name",
+                                        without, kChainLetters.size()));
   }
 }
 
 void number_residues(Structure& structure) {
-  struct Chain {
+  struct Known {
     const Atom* last = nullptr;
     int residues = 0;
   };
-  std::map<char, Chain> chains;
+  std::map<ChainKey, Known> chains;
   structure.residues = 0;
   structure.chains.clear();
   for (Atom& atom : structure.atoms) {
-    Chain& chain = chains[atom.chain];
+    Known& chain = chains[chain_of(atom)];
     if (chain.last == nullptr) {
-      structure.chains.push_back(atom.chain);
+      const bool named = !atom.chain_name.empty() || atom.chain == ' ';
+      structure.chains.push_back({atom.chain, named ? atom.chain_name : std::string(1, atom.chain)});
     }
     if (chain.last == nullptr || chain.last->residue_number != atom.residue_number ||
         chain.last->insertion_code != atom.insertion_code || chain.last->residue != atom.residue) {

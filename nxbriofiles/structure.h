@@ -13,10 +13,22 @@
 
 namespace nxbrio::files {
 
+// What atoms are counted for in the notes about formal charges; bits.
+enum Remark : unsigned char {
+  kNeutralPhosphate = 1,
+  kNeutralIon = 2,
+  kNeutralLigand = 4,
+  kNeutralModified = 8,
+  kNeutralEnd = 16,
+  kIonByName = 32
+};
+
 struct Atom {
   std::string name;
   std::string residue;
   char chain = ' ';
+  // The chain's name in the file where that is not its letter.
+  std::string chain_name;
   int residue_number = 0;
   char insertion_code = ' ';
   // The residue's place in its chain, from 1, counted over the model.
@@ -34,6 +46,17 @@ struct Atom {
   // Elementary charges; angstrom.
   float charge = 0.0F;
   float radius = 0.0F;
+  unsigned char remarks = 0;
+};
+
+// Chains are told apart by letter and, where there are more of them than letters, by name.
+using ChainKey = std::pair<char, std::string_view>;
+inline ChainKey chain_of(const Atom& atom) { return {atom.chain, atom.chain_name}; }
+
+struct Chain {
+  char letter;
+  // In the file.
+  std::string name;
 };
 
 // Atom indices and order.
@@ -61,15 +84,14 @@ struct Structure {
   bool radii_given = false;
   // How many elements are guessed from names.
   int guessed_elements = 0;
-  // Filled by number_residues: how many residues, and the chains' letters in order.
+  // Filled by number_residues: how many residues, and the chains in order.
   int residues = 0;
-  std::string chains;
-  // The names in the file of the letters that stand for longer ones.
-  std::map<char, std::string> chain_names;
+  std::vector<Chain> chains;
   // Data fields of an SD file, name and text.
   std::vector<std::pair<std::string, std::string>> fields;
-  // What the user should know about the reading, a sentence each.
+  // What the user should know about the reading, a sentence each: those about the file, then those about the atoms.
   std::vector<std::string> notes;
+  std::size_t notes_on_file = 0;
 };
 
 // Gives chains of any name the one character that a molecule has room for: the name itself when it is one character, a
@@ -77,9 +99,8 @@ struct Structure {
 class ChainLetters {
  public:
   char letter(std::string_view chain_name);
-  // Puts what was decided into the structure: the names, and a note for each chain that could not keep its own, in
-  // order of their letters.
-  void tell(Structure& structure) const;
+  // Gives the atom the chain of that name.
+  void set(Atom& atom, std::string_view chain_name);
 
  private:
   std::map<std::string, char, std::less<>> letters_;
@@ -89,6 +110,12 @@ class ChainLetters {
 // Counts residues and chains and sets the sequence numbers. A residue begins where residue name, number or insertion
 // code differ from those of the chain's atom before.
 void number_residues(Structure& structure);
+
+// How many chains have a name and found no letter.
+int chains_without_letter(const Structure& structure);
+
+// Adds a note on the chains that could not keep their names, and one on those without letters.
+void note_chains(Structure& structure);
 
 }  // namespace nxbrio::files
 

@@ -111,7 +111,23 @@ std::string library_text(const std::string& about, Write write) {
   return file.contents();
 }
 
+// Formats with a letter for each chain cannot tell more chains apart than there are letters.
+void refuse_chains_without_letter(const std::string& about, Format format, int mol) {
+  if ((format == Format::Pdb || format == Format::DelphiPdb || format == Format::Pqr) &&
+      model(mol).HasData(NxSystem::NxGetTag(kChainPlacesTag))) {
+    Structure structure = structure_of(model(mol));
+    number_residues(structure);
+    if (const int without = chains_without_letter(structure); without > 0) {
+      throw Failure(about, formatted("%d chains have no letter, which %s needs; mmCIF holds them by name", without,
+                                     format == Format::Pqr ? "PQR" : "PDB"));
+    }
+  }
+}
+
 std::string text_of_molecules(const std::string& about, Format format, const std::vector<int>& molecules) {
+  for (const int mol : molecules) {
+    refuse_chains_without_letter(about, format, mol);
+  }
   if (format == Format::Mmcif) {
     std::vector<Structure> models;
     models.reserve(molecules.size());

@@ -37,18 +37,14 @@ std::string vector_text(const std::array<float, 3>& v) {
 }
 
 std::string chains_text(const Summary& summary) {
+  constexpr std::size_t kMostShown = 20;
+  const std::size_t count = summary.chains.size();
   std::string text;
-  for (const char chain : summary.chains) {
-    if (!text.empty()) {
-      text += ' ';
-    }
-    if (chain == ' ') {
-      text += "(blank)";
-    } else {
-      text += chain;
-    }
+  for (std::size_t k = 0; k < std::min(count, kMostShown); ++k) {
+    const char chain = summary.chains[k];
+    text.append(text.empty() ? "" : " ").append(chain == ' ' ? "(blank)" : std::string(1, chain));
   }
-  return text;
+  return count > kMostShown ? text + formatted(" ... (%zu)", count) : text;
 }
 
 // The rows that bind and info share, one column per molecule.

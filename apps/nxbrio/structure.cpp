@@ -5,6 +5,7 @@
 #include <nxbriofiles/nxbriofiles.h>
 
 #include <algorithm>
+#include <cstring>
 #include <set>
 #include <utility>
 
@@ -28,7 +29,8 @@ std::vector<T> values(int (*get)(T*, int), std::size_t n, int mol) {
 std::string text_of(int (*get)(char*, int), int length, int mol) {
   std::string text(static_cast<std::size_t>(length) + 1, '\0');
   get(text.data(), mol);
-  return text.c_str();
+  text.resize(std::strlen(text.c_str()));
+  return text;
 }
 
 // What files call a format.

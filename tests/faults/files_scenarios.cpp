@@ -18,6 +18,12 @@ constexpr char kPdb[] =
 constexpr char kSdf[] =
     "one\n\n\n  1  0  0  0  0  0  0  0  0  0999 V2000\n    0.0000    0.0000    0.0000 O   0  0\nM  END\n"
     "> <n>\n7\n\n$$$$\n";
+constexpr char kMol2[] =
+    "@<TRIPOS>MOLECULE\none\n2 1 1\nSMALL\nUSER_CHARGES\n@<TRIPOS>ATOM\n1 C1 0 0 0 C.2 1 A1 0.5\n"
+    "2 O1 1 0 0 O.co2 1 A1 -0.5\n@<TRIPOS>BOND\n1 1 2 ar\n@<TRIPOS>SUBSTRUCTURE\n1 A1 1 RESIDUE 1 AA A\n";
+constexpr char kCif[] =
+    "data_x\nloop_\n_atom_site.label_atom_id\n_atom_site.label_comp_id\n_atom_site.label_asym_id\n"
+    "_atom_site.label_seq_id\n_atom_site.Cartn_x\n_atom_site.Cartn_y\n_atom_site.Cartn_z\nCA CA AA 1 0 0 0\n";
 constexpr char kXyz[] = "1\nfirst\nO 0 0 0\n";
 
 // The molecule layer ends the process.
@@ -108,12 +114,13 @@ void bare() {
 
 std::vector<Scenario> files_scenarios() {
   return {
-      // SDF and mol2 have no rows, since RDKit's parsers leak a block when memory runs out in them. mmCIF has none,
-      // since gemmi makes some 600 allocations.
       CALL_AS("nxf_read_molecule", kMolecule, a_file, deleted(nxf_read_molecule(written_path.c_str(), "pdb"))),
       CALL_AS("nxf_read_molecule_from_memory", kMolecule, lists, read<kPqr>("a.pqr")),
       CALL_AS("nxf_read_molecule_from_memory of pdb", kMolecule, lists, read<kPdb>("a.pdb")),
       CALL_AS("nxf_read_molecule_from_memory of xyz", kMolecule, lists, read<kXyz>("a.xyz")),
+      CALL_AS("nxf_read_molecule_from_memory of mmcif", kMolecule, lists, read<kCif>("a.cif")),
+      CALL_AS("nxf_read_molecule_from_memory of sdf", kMolecule | kLeaves, lists, read<kSdf>("a.sdf")),
+      CALL_AS("nxf_read_molecule_from_memory of mol2", kMolecule | kLeaves, lists, read<kMol2>("a.mol2")),
       CALL_AS("nxf_add_molecules_to_list", kMolecule, a_file,
               added(nxf_add_molecules_to_list(written_path.c_str(), "pdb", list))),
       CALL_AS("nxf_add_molecules_to_list_from_memory", kMolecule, lists,

@@ -19,6 +19,7 @@ enum End : unsigned {
   kFails = 16,    // returns its failure value (0, false, null), and leaves nothing behind
   kWithout = 32,  // returns nothing or another value: it works without the memory, and leaves nothing behind
   kThrows = 64,   // C++ only: std::bad_alloc, and leaves nothing behind
+  kLeaves = 128,  // fails, and a library beneath loses a block of its own: RDKit's parsers do
 };
 
 struct Scenario {

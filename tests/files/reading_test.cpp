@@ -3,7 +3,9 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -401,24 +403,154 @@ TEST_F(Reading, ChosenAtomsBecomeAMolecule) {
   nx_delete_molecule(without_ends);
 }
 
-// More chains than there are letters and digits keep their names through mmCIF.
-TEST_F(Reading, EightyChainsSurviveInMmcif) {
+// Notes on charges and the charges' source speak of the chosen atoms, a residue of which some are left out counts.
+TEST_F(Reading, NotesOnChosenAtomsGoByThem) {
+  read(pdb("ATOM", 1, " N  ", "LYS", 'A', 7) + pdb("ATOM", 2, " CA ", "LYS", 'A', 7) +
+           pdb("HETATM", 3, "ZN  ", " ZN", 'B', 1) + pdb("HETATM", 4, "TB  ", " TB", 'B', 2) +
+           pdb("HETATM", 5, " C1 ", "LIG", 'C', 1) + pdb("HETATM", 6, " C2 ", "LIG", 'C', 1) +
+           pdb("HETATM", 7, " PB ", "ADP", 'C', 2) + pdb("ATOM", 8, " P  ", " DG", 'D', 1),
+       "a.pdb");
+  const int whole = mol_;
+  const std::string radius =
+      "1 Tb without their element's Bondi radius, which goes by the first letters of atom names\n";
+  const struct {
+    const char* chosen;
+    const char* source;
+    std::string notes;
+  } rows[] = {
+      {"all", "formal",
+       "ions have the charges of their residues' names: ZN +2\n"
+       "left neutral: 1 phosphate, 1 ion, 2 ligands, 1 chain end\n" +
+           radius},
+      {"A and CA[C]", "none", "no charges: neutral are 1 chain end\n"},
+      {"A and N[N]", "formal", ""},
+      {"B", "formal", "ions have the charges of their residues' names: ZN +2\nleft neutral: 1 ion\n" + radius},
+      {"C and C2[C]", "none", "no charges: neutral are 1 ligand\n"},
+      {"nucleic", "none", "no charges: neutral are 1 phosphate\n"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.chosen);
+    int mask[8] = {};
+    ASSERT_EQ(nxf_select(mask, row.chosen, whole), 1) << nxf_last_error();
+    mol_ = nxf_extract_atoms(mask, whole);
+    EXPECT_STREQ(nxf_charge_source(mol_), row.source);
+    const std::string on_file = "the elements of 8 atoms are guessed from their names\n";
+    EXPECT_EQ(notes(), on_file + row.notes);
+    nx_delete_molecule(mol_);
+  }
+  mol_ = whole;
+}
+
+// More chains than there are letters keep their names through mmCIF, and their charged ends; PDB and PQR cannot hold
+// them.
+TEST_F(Reading, AThousandChainsSurviveInMmcif) {
   std::string cif = std::string(kCif).substr(0, std::string(kCif).find("CA CA"));
-  for (int i = 0; i < 80; ++i) {
-    cif += "CA GLY Ch" + std::to_string(i) + " 1 " + std::to_string(4 * i) + " 0 0\n";
+  for (int i = 0; i < 1000; ++i) {
+    const std::string place = " GLY Ch" + std::to_string(i) + " 1 " + std::to_string(4 * i) + " 0 0\n";
+    cif.append("CA").append(place).append("N").append(place);
   }
   read(cif, "a.cif");
   std::size_t size = 0;
   const std::string text = nxf_molecule_text(&size, "mmcif", mol_);
   nx_delete_molecule(mol_);
   read(text, "b.cif");
-  ASSERT_EQ(nxf_number_of_chains(mol_), 80);
+  ASSERT_EQ(nxf_number_of_chains(mol_), 1000);
+  EXPECT_EQ(nxf_number_of_residues(mol_), 1000);
   EXPECT_NE(notes().find("'Ch0' as A"), std::string::npos) << notes();
+  EXPECT_NE(notes().find("\n909 chains have no letter"), std::string::npos) << notes();
+  EXPECT_NE(notes().find("left neutral: 1000 chain ends\n"), std::string::npos) << notes();
   EXPECT_STREQ(nxf_chain_name(79, mol_), "Ch79");
-  int mask[80] = {};
-  EXPECT_EQ(nxf_select(mask, "Ch41", mol_), 1);
-  EXPECT_EQ(mask[41], 1);
-  EXPECT_EQ(mask[42], 0);
+  EXPECT_STREQ(nxf_chain_name(999, mol_), "Ch999");
+  EXPECT_EQ(nxf_chain_letter(999, mol_), ' ');
+  float last = 0.0F;
+  EXPECT_EQ(nx_get_molecule_charges_element(&last, 1999, mol_), 1);
+  EXPECT_EQ(last, 1.0F);
+  for (const char* word : {"pdb", "delphi_pdb", "pqr"}) {
+    EXPECT_EQ(nxf_molecule_text(&size, word, mol_), nullptr);
+    EXPECT_EQ(std::string(nxf_last_error()).substr(0, 33), "memory: 909 chains have no letter") << nxf_last_error();
+  }
+  EXPECT_NE(nxf_molecule_text(&size, "xyz", mol_), nullptr);
+  std::vector<int> mask(2000);
+  EXPECT_EQ(nxf_select(mask.data(), "Ch41 or Ch500 or Ch999", mol_), 1);
+  EXPECT_EQ(std::count(mask.begin(), mask.end(), 1), 6);
+  EXPECT_EQ(mask[82] + mask[1000] + mask[1999], 3);
+  const int part = nxf_extract_atoms(mask.data(), mol_);
+  EXPECT_STREQ(nxf_chain_name(1, part), "Ch500");
+  EXPECT_GT(nxf_chain_letter(1, part), ' ');
+  EXPECT_NE(nxf_molecule_text(&size, "pdb", part), nullptr) << nxf_last_error();
+  nx_delete_molecule(part);
+}
+
+// Types of oxygens and cations decide, whatever orders their bonds have. The numbers are those of the ions' usual
+// formulas.
+TEST_F(Reading, Mol2GroupsGoByTheirAtomsTypes) {
+  const struct {
+    const char* name;
+    const char* types;  // the atom that the others are bonded to, then those
+    int hydrogens;      // on the last atom but for those that stand there
+    int doubles;
+    const char* charges;
+  } rows[] = {
+      {"carboxylate", "C.2 O.co2 O.co2 C.3", 3, 1, "-1"},
+      {"carboxylate, centre as of single bonds", "C.3 O.co2 O.co2 C.3", 3, 1, "-1"},
+      {"carboxylate, one oxygen of another type", "C.2 O.co2 O.3 C.3", 3, 1, "-1"},
+      {"phosphate", "P.3 O.co2 O.co2 O.co2 C.3", 3, 1, "-1 -1"},
+      {"sulfonate", "S.o2 O.co2 O.co2 O.co2 C.3", 3, 2, "-1"},
+      {"sulfinate", "S.o O.co2 O.co2 C.3", 3, 1, "-1"},
+      {"nitrate", "N.pl3 O.co2 O.co2 O.co2", 0, 1, "-1 -1 +1"},
+      {"carboxylate without hydrogens", "C.2 O.co2 O.co2 C.3", 0, 1, "-1"},
+      {"amidinium without hydrogens", "C.cat N.pl3 N.pl3 C.3", 0, 1, "+1"},
+      {"ammonium without hydrogens", "C.3 N.4", 0, 0, "+1"},
+  };
+  for (const auto& row : rows) {
+    for (const std::string order : {"1", "2", "ar", "un"}) {
+      SCOPED_TRACE(std::string(row.name).append(", bonds ").append(order));
+      std::istringstream types(row.types);
+      std::string atoms;
+      std::string bonds;
+      int n = 0;
+      const auto add = [&](const std::string& type, const std::string& bond, int to) {
+        const std::string number = std::to_string(++n);
+        atoms.append(number).append(" ").append(type, 0, 1).append(number).append(" ").append(number);
+        atoms.append(" 0 0 ").append(type).append("\n");
+        if (to > 0) {
+          bonds.append(std::to_string(n - 1)).append(" ").append(number).append(" ").append(std::to_string(to));
+          bonds.append(" ").append(bond).append("\n");
+        }
+      };
+      for (std::string type; types >> type;) {
+        add(type, type == "C.3" || type == "N.4" ? "1" : order, n > 0 ? 1 : 0);
+      }
+      const int last = n;
+      for (int i = 0; i < row.hydrogens; ++i) {
+        add("H", "1", last);
+      }
+      const std::string counts = std::to_string(n) + " " + std::to_string(n - 1);
+      read("@<TRIPOS>MOLECULE\nion\n" + counts + "\nSMALL\nNO_CHARGES\n@<TRIPOS>ATOM\n" + atoms + "@<TRIPOS>BOND\n" +
+               bonds,
+           "a.mol2");
+      std::vector<int> charges(static_cast<std::size_t>(n));
+      nxf_get_formal_charges(charges.data(), mol_);
+      std::sort(charges.begin(), charges.end());
+      std::string found;
+      for (const int charge : charges) {
+        char text[16] = "";
+        std::snprintf(text, sizeof text, "%s%+d", found.empty() ? "" : " ", charge);
+        found += charge != 0 ? text : "";
+      }
+      EXPECT_EQ(found, row.charges);
+      std::vector<int> triples(3 * static_cast<std::size_t>(n - 1));
+      nx_get_molecule_bonds(triples.data(), mol_);
+      int doubles = 0;
+      for (std::size_t i = 2; i < triples.size(); i += 3) {
+        doubles += triples[i] == 2 ? 1 : 0;
+      }
+      EXPECT_EQ(doubles, row.doubles);
+      EXPECT_EQ(notes().find("Kekule"), std::string::npos) << notes();
+      nx_delete_molecule(mol_);
+      mol_ = 0;
+    }
+  }
 }
 
 TEST_F(Reading, DataFieldsAreKeptWithTheMolecule) {
