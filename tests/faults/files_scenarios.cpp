@@ -144,6 +144,7 @@ std::vector<Scenario> files_scenarios() {
       CALL(nxf_radius_source, kWithout, bare, (mol)),
       CALL(nxf_number_of_notes, kFails, bare, (mol)),
       CALL(nxf_note, kFails, bare, (0, mol)),
+      CALL(nxf_number_of_residues, kFails, bare, (mol)),
       CALL(nxf_number_of_chains, kFails, bare, (mol)),
       CALL(nxf_chain_letter, kFails, bare, (0, mol)),
       CALL(nxf_chain_name, kFails, bare, (0, mol)),
