@@ -429,7 +429,9 @@ int run_reported(int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {
-    return report(kFailed, std::string(error.what()) + (nxbrio::memory_ran_out() ? " (memory ran out)" : ""));
+    const std::string_view what = error.what();
+    const bool add = nxbrio::memory_ran_out() && !what.ends_with("out of memory");
+    return report(kFailed, std::string(what).append(add ? " (memory ran out)" : ""));
   }
 }
 

@@ -11,11 +11,21 @@
 
 #include "failure.h"
 #include "nxbriofiles/text.h"
+#include "sudden_end.h"
 
 namespace nxbrio {
 namespace {
 
-[[noreturn]] void fail() { throw Failure(nxf_last_error()); }
+// How libnxbriofiles ends a message then.
+constexpr std::string_view kOutOfMemory = "out of memory";
+
+// A library that lacks memory of its own is no fault of a file.
+[[noreturn]] void fail() {
+  if (std::string_view(nxf_last_error()).ends_with(kOutOfMemory)) {
+    tell_memory_ran_out();
+  }
+  throw Failure(nxf_last_error());
+}
 
 template <class T>
 std::vector<T> values(int (*get)(T*, int), std::size_t n, int mol) {

@@ -76,6 +76,7 @@ void report_end() {
 }  // namespace
 
 bool memory_ran_out() { return heap_refused || errno == ENOMEM; }
+void tell_memory_ran_out() { heap_refused = true; }
 
 int report_out_of_memory() {
   std::fflush(stdout);

@@ -5,8 +5,10 @@
 
 namespace nxbrio {
 
-// Whether the heap has refused anything, as operator new tells or errno does. What fails then may have another text.
+// Whether the heap has refused anything, as operator new tells, errno does, or a library has said
+// (tell_memory_ran_out). What fails then may have another text.
 bool memory_ran_out();
+void tell_memory_ran_out();
 // Tells that memory ran out, without needing any. Gives the exit status, 1.
 int report_out_of_memory();
 
