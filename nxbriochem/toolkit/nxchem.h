@@ -264,7 +264,8 @@ inline NxChunk<NxBondBase>::NxChunk() {
 
 // Walks the items of an index table in index order, passing over deleted ones. Usable as `for (auto& atom :
 // mol.GetAtoms())` and, as a cursor, `for (auto a = mol.GetAtoms(); a; ++a) a->...`; moving or reading past the end, or
-// reading an item that was deleted under the cursor, is a fatal assertion. Items may be made and deleted during a walk.
+// reading an item that was deleted under the cursor, is a fatal assertion. Items may be made and deleted during a walk:
+// the cursor comes to those that are made, the range-based for does not.
 template <class T>
 class NxIter {
  public:
@@ -295,10 +296,16 @@ class NxIter {
   // Whether the two stand at different places.
   bool operator!=(const NxIter& other) const { return !(*this == other); }
 
+  // Where a range-based for ends: behind the last index that there was when it began.
+  struct End {
+    unsigned bound;  // one more than that index
+  };
+  // Whether the end is not reached. Deletions of items made since may have taken the iterator past it.
+  bool operator!=(End end) const { return at_ < end.bound; }
   // The start of a range-based for: this iterator.
   NxIter begin() const { return *this; }
-  // Its end: behind the last index there is now.
-  NxIter end() const { return NxIter(*table_, table_->Bound()); }
+  // Its end.
+  End end() const { return {table_->Bound()}; }
 
  private:
   NxIter(const Table& table, unsigned at) : table_(&table), at_(at) {}

@@ -501,6 +501,14 @@ TEST(NxIter, SurvivesDeletionAndGrowth) {
   }
   EXPECT_EQ(mol.NumAtoms(), 0U);
   EXPECT_EQ(mol.GetMaxAtomIdx(), 500U);
+  // A range-based for ends where it saw the end, also when the item made there was deleted again.
+  mol.NewAtom(6);
+  for (const NxAtomBase& atom : mol.GetAtoms()) {
+    EXPECT_EQ(atom.GetIdx(), 500U);
+    mol.DeleteAtom(mol.NewAtom(1));
+    mol.NewAtom(1);
+  }
+  EXPECT_EQ(mol.NumAtoms(), 2U);
 }
 
 }  // namespace
