@@ -47,13 +47,18 @@ NX_API int nx_make_element_list(int mol);
 // The first letter of the name decides, and the second where the table has one. Leading blanks are skipped; case does
 // not matter.
 //
-//     1 2 3 H   1.20                                   N   1.55
-//     B         1.85 (bromine); BO 1.17 (boron)        O   1.52
-//     C         1.70; CL 1.75; CA 1.14 (calcium)       P   1.8001
-//               in a residue whose name begins with CA S   1.80; SE 1.90; SI 2.10
-//     F         1.47                                   Z   0; ZN 1.39
-//     I         1.98                                   all others, digits from 4 on too, 1.90
-//     L         1.8002; LI 1.82; LP 0 (a lone pair)
+//     1 2 3 H     1.20
+//     B           1.85 (bromine); BO 1.17 (boron)
+//     C           1.70; CL 1.75; CA in a residue whose name begins with CA 1.14 (calcium)
+//     F           1.47
+//     I           1.98
+//     L           1.8002; LI 1.82; LP 0 (a lone pair)
+//     N           1.55
+//     O           1.52
+//     P           1.8001
+//     S           1.80; SE 1.90; SI 2.10
+//     Z           0; ZN 1.39
+//     all others  1.90, also the digits 0 and 4 to 9
 //
 // So most metals get the radius of another element: FE that of fluorine, HG of hydrogen, NA and NI of nitrogen, CU and
 // CO of carbon; MG and K get 1.90. Kept: programs rely on these numbers; set the radii of such atoms afterwards

@@ -258,8 +258,8 @@ NX_API int nx_is_molecule_residue_names_set(int mol);
 NX_API int nx_get_molecule_residue_names_size(int mol);
 // The bytes that the packed names take, and 1.
 NX_API int nx_get_molecule_residue_names_length(int mol);
-// Copies one name with its NUL, cut to fit `length` bytes. 1 and nothing copied for a length of 0, whatever
-// the index; 0 when no atom has the index or `length` is negative.
+// Copies one name with its NUL, cut to fit `length` bytes. 1 and nothing copied for a length of 0, whatever the index;
+// 0 when no atom has the index or `length` is negative.
 NX_API int nx_get_molecule_residue_names_element(char* out, int atom, int length, int mol);
 // One name's length with its NUL; 0 when no atom has the index or the atom has no residue.
 NX_API int nx_get_molecule_residue_names_element_length(int atom, int mol);

@@ -98,7 +98,7 @@ class NxResiduePool {
 
   NxResidue none_;
   std::vector<std::unique_ptr<Block>> blocks_;
-  unsigned free_ = 0;  // a number that is free, 0 for none; its count of uses is the next one
+  unsigned free_ = 0;  // the first of the free numbers, 0 for none; Uses of each holds the next one
   unsigned bound_ = 1;
 };
 

@@ -158,8 +158,8 @@ class NX_API NxAtomBase {
   std::uint8_t place_ = 0;  // in its chunk
 };
 
-// A bond. Made and owned by its molecule; a handle that stays in its place while it lives, like an atom. A placeholder
-// has no ends and order 0 until it is wired.
+// A bond. Made and owned by its molecule; a handle like an atom. A placeholder has no ends and order 0 until it is
+// wired.
 class NX_API NxBondBase {
  public:
   NxBondBase(const NxBondBase&) = delete;
@@ -328,8 +328,8 @@ class NX_API NxMolBase : public NxSystem::NxBase {
   // Deep copies: atoms, bonds, conformers, title and generic data, with the same indices.
   NxMolBase(const NxMolBase& other);
   // A part of the other molecule: the atoms whose entry in `mask` is not 0, one entry per atom index (null: all atoms),
-  // and the bonds between them, both in their order and numbered anew from 0. Placeholder bonds
-  // are left out. Title and generic data are copied whole.
+  // and the bonds between them, both in their order and numbered anew from 0. Placeholder bonds are left out. Title and
+  // generic data are copied whole.
   NxMolBase(const NxMolBase& other, const int* mask);
   NxMolBase& operator=(const NxMolBase& other) = delete;
   // Destroys its atoms, bonds and data. Its handles are not released; release them first (memmgr.h).

@@ -28,8 +28,7 @@
 //
 // mol2: molecule, atoms, bonds, substructures (equal residue records are one). Sybyl types come from elements, bond
 // orders and formal charges; USER_CHARGES when some partial charge is not zero, else NO_CHARGES, without a column of
-// charges. Bond types are 1, 2,
-// 3, ar (six-membered rings), am, and un for an order that is not set.
+// charges. Bond types are 1, 2, 3, ar (six-membered rings), am, and un for an order that is not set.
 //
 // SDF: V2000, and V3000 for more than 999 atoms or bonds. Bonds of unset order are written as single. Formal charges
 // below -15 and beyond 15 refuse the molecule, and so do coordinates in V2000 that do not fit %10.4f even without

@@ -55,11 +55,9 @@ void PutText4(char* field, std::string_view text) {
   std::memcpy(field, columns.data(), columns.size());
 }
 
-// Columns 13-16. A name of up to three characters starts in column 13 when the atom's element has a two-letter symbol
-// and the name starts with it, else in column 14; longer ones are cut to four. Where the element is not known, a name
-// of four characters may be one already aligned, blanks and all, from which readers infer the element: it stays as it
-// is.
-// Column 17 is overwritten.
+// Columns 13-16; column 17 is overwritten. A name of up to three characters starts in column 13 when the atom's element
+// has a two-letter symbol and the name starts with it, else in column 14. Longer names are cut to four. Without an
+// element, a name of four characters stays as it is: its blanks tell readers the element.
 void PutAtomName(char* field, const NxAtomBase& atom, const std::array<char, 2>& symbol) {
   if (symbol[1] == ' ' && atom.GetName().size() == 4 && atom.GetName() != "    ") {
     PutText4(field, atom.GetName());
@@ -103,8 +101,8 @@ class PdbWriter {
   const bool delphi_;
   NxTextBuffer& text_;
   const Symbols& symbols_ = AllSymbols();
-  std::array<std::uint32_t, 2> last_bits_{};  // of the two numbers in
   std::array<char, 13> last_properties_{};    // columns 55-67 of the atom before
+  std::array<std::uint32_t, 2> last_bits_{};  // of the two numbers that stand there
 
   static const Symbols& AllSymbols() {
     static const Symbols symbols;

@@ -170,7 +170,7 @@ class NxTable {
  private:
   struct Slot {
     std::unique_ptr<Chunk> chunk;
-    // At either end of a run of freed chunks the slot of the other end; in between what it was at an end once.
+    // At either end of a run of freed chunks: the slot of the other end. Inside a run: out of date.
     std::size_t run;
   };
 
