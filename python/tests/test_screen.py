@@ -13,7 +13,7 @@ from screens import ACET, HCA, numbers, poses, rows, run
 import nxbriochem as nx
 from nxbriochem.screening import CannotStore, Protocol
 from nxbriochem.screening.records import Record, records_of
-from nxbriochem.screening.store import Store, row_key
+from nxbriochem.screening.store import Store
 from nxbriochem.screening.work import DONE, Outcome, TargetText
 
 
@@ -179,8 +179,8 @@ def test_store_keeps_the_records_of_the_best(tmp_path):
             for _ in range(10):
                 items = []
                 for k in random.sample(range(400), 15):
-                    text = str(k).encode()
-                    items.append((row_key(b"t" * 16, text, b""), Record("f", k, k, "pqr", text)))
+                    record = Record("f", k, k, "pqr", str(k).encode())
+                    items.append((record.key(), record))
                 new, there, again = store.missing(target, items)
                 assert len(new) + there + again == 15 and {r.number for _, r in new}.isdisjoint(energies)
                 outcomes = []
@@ -204,5 +204,5 @@ def test_records_are_read_one_by_one(tmp_path):
     records = records_of([tmp_path / "p.pqr", tmp_path / "p.pqr"])
     assert [next(records).number for _ in range(3)] == [1, 2, 3]
     rest = list(records)
-    assert len(rest) == 97 and len({record.digest() for record in rest}) == 50
+    assert len(rest) == 97 and len({record.key() for record in rest}) == 50
     assert [r.line for r in rest[-2:]] == [48 * 21 + 1, 49 * 21 + 1]

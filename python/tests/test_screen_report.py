@@ -14,7 +14,7 @@ from selenium.webdriver.support.ui import WebDriverWait
 import nxbriochem as nx
 from nxbriochem.screening import Protocol, report, work
 from nxbriochem.screening.records import Record, core_molecule
-from nxbriochem.screening.store import Store, row_key
+from nxbriochem.screening.store import Store
 from nxbriochem.screening.version import VERSION
 
 try:
@@ -41,7 +41,7 @@ def screened(tmp_path_factory):
         record = Record("made-up.pqr", k, k, "pqr", acet)
         energy = highest + 0.01 + (k * 7919 % 9987) / 100
         outcome = work.Outcome(work.DONE, name=f"{NAMES[k % 4]} {k}", energy=energy, coulomb=energy, atoms=k % 90)
-        rows.append(((row_key(b"", b"%d" % k, b""), record), outcome))
+        rows.append(((record.key(b"%d" % k), record), outcome))
     with Store(place / "out", Protocol(refine=True, iterations=3), VERSION) as store:
         assert store.add(1, *map(list, zip(*rows))) == len(rows)
     result.report(place / "report.html")

@@ -207,9 +207,9 @@ def _target_texts(targets, ensemble: bool) -> Iterator[work.TargetText]:
         for record in chosen:
             if record.error:
                 raise _core.NxError(record.error)
-            if record.digest() not in seen:
-                seen.add(record.digest())
-                yield work.TargetText(record.digest(), record.source, record.format, record.text)
+            if (key := record.key()) not in seen:
+                seen.add(key)
+                yield work.TargetText(key, record.source, record.format, record.text)
 
 
 def _opened(ligands) -> Iterator[Record]:

@@ -25,7 +25,7 @@ import distributed
 from .progress import Tally
 from .protocol import Protocol
 from .records import Record
-from .store import Store, row_key
+from .store import Store
 from .work import (
     DONE,
     ERROR,
@@ -39,7 +39,7 @@ from .work import (
 )
 
 # A task should take so long, seconds: scheduling one takes some milliseconds.
-SHORTEST_BATCH = 0.5
+SHORTEST_BATCH = 0.25
 # The scheduler and the client see to so many tasks in a second and are half idle.
 TASKS_PER_SECOND = 100
 FIRST_BATCH = 8
@@ -172,8 +172,9 @@ class Engine:
         self._client = client
         self._store = store
         self._protocol = protocol
-        self._digest = protocol.digest()
         self._targets = targets
+        # What the keys of a target's rows begin with.
+        self._prefixes = {number: target.digest + protocol.digest() for number, target in targets.items()}
         self._time_limit = time_limit
         self._batch = batch
         self._tell = tell
@@ -248,11 +249,10 @@ class Engine:
     def _add(self, chunk: list[Record]) -> None:
         """Makes a batch for each target of the records that it has no row for."""
         self.tally.read += len(chunk)
-        digests = [record.digest() for record in chunk]
-        for number, target in self._targets.items():
+        for number, prefix in self._prefixes.items():
             keyed = {}
-            for digest, record in zip(digests, chunk):
-                key = row_key(target.digest, digest, self._digest)
+            for record in chunk:
+                key = record.key(prefix)
                 if key in self._keys or key in keyed:
                     self.tally.repeated += 1
                 else:

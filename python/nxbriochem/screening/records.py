@@ -28,10 +28,11 @@ class Record(NamedTuple):
     # What is wrong with it, when that shows already in reading.
     error: str = ""
 
-    def digest(self) -> bytes:
-        """The record's content, in 16 bytes."""
-        place = f"{self.source} {self.number} {self.error}" if self.error else ""
-        return hashlib.sha256(b"%b\n%b%b" % (self.format.encode(), self.text, place.encode())).digest()[:16]
+    def key(self, prefix: bytes = b"") -> bytes:
+        """The digest of a prefix and the record's content, 16 bytes. A faulty record's place is part of its content."""
+        place = f"\0{self.source} {self.number} {self.error}" if self.error else ""
+        content = b"%b%b\n%b%b" % (prefix, self.format.encode(), self.text, place.encode())
+        return hashlib.sha256(content).digest()[:16]
 
 
 def file_records(path: str | os.PathLike) -> Iterator[Record]:

@@ -8,7 +8,6 @@ from __future__ import annotations
 
 import contextlib
 import fcntl
-import hashlib
 import heapq
 import json
 import math
@@ -43,10 +42,6 @@ CREATE VIEW best AS
   FROM results JOIN targets ON targets.id = results.target JOIN sources ON sources.id = results.source
   ORDER BY energy IS NULL, energy;
 """
-
-def row_key(target: bytes, record: bytes, protocol: bytes) -> bytes:
-    return hashlib.sha256(target + record + protocol).digest()[:16]
-
 
 class Store(Reader):
     """Opens or makes the database of one protocol. A context manager.
