@@ -83,6 +83,9 @@ def local_cluster(workers: int) -> Iterator[distributed.Client]:
         "distributed.admin.tick.interval": "1s",
         "distributed.admin.system-monitor.interval": "5s",
         "distributed.worker.memory.monitor-interval": "1s",
+        # Workers keep the memory of a batch for the next; Dask has them return it each time.
+        "distributed.nanny.pre-spawn-environ.MALLOC_TRIM_THRESHOLD_": 128 << 20,
+        "distributed.nanny.pre-spawn-environ.MALLOC_MMAP_THRESHOLD_": 32 << 20,
     }
     with contextlib.ExitStack() as stack:
         stack.enter_context(quiet())
