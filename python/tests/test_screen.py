@@ -83,7 +83,10 @@ def test_going_on(tmp_path):
     out = tmp_path / "out.sqlite"
     run(HCA, first, "--out", out)
     before = numbers(out)
-    stdout, _ = run(HCA, first, second, "--out", out, "--workers", 1)
+    with sqlite3.connect(out) as db:
+        best = db.execute("SELECT * FROM best").fetchall()
+        assert [row[2] for row in best] == sorted(row["energy"] for row in rows(out))
+    stdout, _ = run(HCA, first, "--out", out, second, "--workers", 1)
     assert "2 pairs done, 4 were there before, 4 repeat others" in stdout
     assert len(rows(out)) == 6 and numbers(out)[:4] == before
     # A target more: its rows come beside the others.
@@ -147,6 +150,13 @@ def test_molecules_and_iterators(tmp_path):
 def test_refused(tmp_path, arguments, message):
     stdout, stderr = run(HCA, *arguments, "--out", tmp_path / "o", status=1, cwd=tmp_path)
     assert message in stderr and stderr.count("\n") == 1 and not stdout
+
+
+def test_dask_is_missing(tmp_path):
+    (tmp_path / "distributed.py").write_text("raise ModuleNotFoundError(name='distributed')")
+    path = f"{tmp_path}:{os.environ['PYTHONPATH']}"
+    _, stderr = run(HCA, ACET, "--out", tmp_path / "o", status=1, env={**os.environ, "PYTHONPATH": path})
+    assert stderr == "nxbrio-screen: distributed is not installed; Debian has it in python3-distributed\n"
 
 
 def test_databases_that_are_refused(tmp_path):

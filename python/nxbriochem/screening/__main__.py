@@ -71,7 +71,11 @@ def parser() -> argparse.ArgumentParser:
     where = parser.add_argument_group("who computes")
     who = where.add_mutually_exclusive_group()
     who.add_argument("--workers", "-w", metavar="N", type=_positive, help="processes on this machine [one for a core]")
-    who.add_argument("--scheduler", metavar="ADDRESS", help="scheduler of a Dask cluster, such as tcp://host:8786")
+    who.add_argument(
+        "--scheduler",
+        metavar="ADDRESS",
+        help="scheduler of a Dask cluster, such as tcp://host:8786, or the file that it writes (--scheduler-file)",
+    )
     where.add_argument("--batch", metavar="N", type=_positive, default=0, help="ligands in a task [found by itself]")
     where.add_argument(
         "--time-limit", metavar="S", type=float, default=300.0, help="the longest that a ligand may take, seconds [300]"
@@ -148,7 +152,7 @@ def _interrupt(number, frame):
 
 def main(arguments: list[str] | None = None) -> int:
     arguments = sys.argv[1:] if arguments is None else arguments
-    options = parser().parse_args(arguments)
+    options = parser().parse_intermixed_args(arguments)
     check_outputs(options)
     for number in (signal.SIGINT, signal.SIGTERM):
         signal.signal(number, _interrupt)
@@ -157,6 +161,8 @@ def main(arguments: list[str] | None = None) -> int:
     except _Interrupted as interrupted:
         return _complain(128 + interrupted.number, f"interrupted; what is done is in {options.out}, and the same "
                          "command goes on from there")
+    except ModuleNotFoundError as error:
+        return _complain(FAILED, f"{error.name} is not installed; Debian has it in python3-distributed")
     except (ValueError, RuntimeError, OSError) as error:
         return _complain(FAILED, _told(error))
 

@@ -113,7 +113,8 @@ def screen(
     workers : int, optional
         So many processes on this machine; as many as it has cores by default.
     scheduler : str, optional
-        The address of a Dask scheduler, such as ``tcp://host:8786``, whose workers are to do the work instead.
+        The address of a Dask scheduler, such as ``tcp://host:8786``, or the file that it has written, whose workers are
+        to do the work instead.
     batch : int
         How many ligands a task holds; 0 finds it from the time that they take.
     time_limit : float

@@ -11,6 +11,7 @@ import collections
 import contextlib
 import dataclasses
 import logging
+import os
 import queue
 import signal
 import tempfile
@@ -120,10 +121,11 @@ def local_cluster(workers: int) -> Iterator[distributed.Client]:
 
 @contextlib.contextmanager
 def running_cluster(address: str) -> Iterator[distributed.Client]:
-    """A cluster that somebody else runs, by its scheduler's address."""
+    """A cluster that somebody else runs, by its scheduler's address or the file that the scheduler writes it into."""
+    where = {"scheduler_file": address} if os.path.isfile(address) else {"address": address}
     with quiet():
         try:
-            client = distributed.Client(address, set_as_default=False, timeout=10)
+            client = distributed.Client(**where, set_as_default=False, timeout=10)
         except (OSError, ValueError) as error:
             raise ClusterLost(f"{address}: there is no scheduler: {error}") from None
         with client:

@@ -37,7 +37,7 @@ CREATE TABLE results (
 -- The records of the best rows, compressed.
 CREATE TABLE texts (key BLOB PRIMARY KEY, format TEXT, text BLOB) WITHOUT ROWID;
 CREATE VIEW best AS
-  SELECT targets.name AS target, results.name, energy, coulomb, twelve_six, ended, overlaps, charges, path AS file,
+  SELECT targets.name AS target, results.name, energy, coulomb, twelve_six, ended, overlaps, results.charges, path AS file,
          record, line, status, error
   FROM results JOIN targets ON targets.id = results.target JOIN sources ON sources.id = results.source
   ORDER BY energy IS NULL, energy;
