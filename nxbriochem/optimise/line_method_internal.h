@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 
 #include <nxbriochem/optimise/evaluation_internal.h>
@@ -46,7 +47,7 @@ class LineMethod {
   // twice the last step, at most 10. When a step of 1 crosses a barrier into a region where the slope is negative
   // again, the search accepts only a tiny step before the barrier, and starting with 1 again would repeat that. On a
   // plateau doubling makes the steps grow.
-  double step_without_update() const { return std::min(10.0, 2 * step_); }
+  double step_without_update() const { return std::min(10.0, 2 * std::abs(step_)); }
   // The caller's first step, if there is one.
   double given_step(double otherwise) const;
   // Whether the decrease that the model predicts along d is below the rounding of the value, or the predicted step

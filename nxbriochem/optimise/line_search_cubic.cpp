@@ -200,7 +200,8 @@ double CubicSearch::interpolate(const Cubic& cubic, double h) const {
 
 double CubicSearch::extrapolate(const Cubic& cubic, double h) {
   double step = minimum_of(cubic, h);
-  const bool usable = std::isfinite(step) && step > a_.step && step != b_.step;
+  const bool mirrors = Opt[line_.slot].alt_step != 0 && step < b_.step;
+  const bool usable = std::isfinite(step) && (step > a_.step || mirrors) && step != b_.step;
   if (usable && cubic.A > 0 && step > b_.step) {
     distance_ = step - a_.step;
     if (trace_) {
@@ -208,7 +209,7 @@ double CubicSearch::extrapolate(const Cubic& cubic, double h) {
     }
   } else if (usable && cubic.A <= 0 && cubic.D > 0) {
     distance_ = step - a_.step;
-    if (Opt[line_.slot].alt_step != 0 && b_.step > step) {
+    if (mirrors) {
       alternative_ = 2 * b_.step - step;
       if (trace_) {
         std::printf("negative gradient: extrapolating with an alternative: step=%f\n", alternative_);

@@ -177,6 +177,15 @@ TEST(LineTrace, TriesTheAlternative) {
               "negative gradient: extrapolating with an alternative: step=\\S+\nsuggested l is \\S+, from \\S+ and "
               "\\S+, \\S+\nalternative f is \\S+ compared to \\S+, \\S+ \\S+ \\S+\nnew f is"));
   EXPECT_LE(alternative.value, plain.value);
+  // Concave between the ends: the minimum of the cubic lies before the start.
+  const Along ridge = [](double t, double& slope) {
+    slope = t < 2 ? -std::sinh(t + 0.5) : 0.1 * (t - 5);
+    return t < 2 ? -std::cosh(t + 0.5) : 0.05 * (t - 5) * (t - 5) - 20;
+  };
+  const Searched mirrored = search(ridge, 0.5, 0, 1);
+  EXPECT_TRUE(has(mirrored.text, "negative gradient: extrapolating with an alternative: step="));
+  EXPECT_GT(mirrored.step, 2);
+  EXPECT_TRUE(has(search(ridge, 0.5).text, "negative gradient: extrapolating by doubling\n"));
 }
 
 TEST(LineTrace, StepsBackFromZeroGradients) {
