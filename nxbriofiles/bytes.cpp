@@ -101,7 +101,8 @@ std::size_t Input::read(char* buffer, std::size_t size) {
   if (got > 0) {
     return static_cast<std::size_t>(got);
   }
-  // A gzipped file that was cut short ends like any other but for the error that is left behind.
+  // At the end of a truncated gzipped file, zlib returns like at any other end; only the error state shows the
+  // difference.
   int error = Z_OK;
   std::string_view message = gzerror(file_.get(), &error);
   if (const std::size_t colon = message.find(": "); colon != std::string_view::npos) {
@@ -152,7 +153,8 @@ std::string_view LineReader::peek() {
   return std::string_view(buffer_).substr(at_);
 }
 
-// The first line end from a place on, or the text's length. Lines are short: std::string's search is slower on them.
+// The first line end from a position on, or the text's length. A loop is used because lines are short, for which
+// std::string's search is slower.
 static std::size_t find_line_end(const std::string& text, std::size_t from) {
   const auto is_end = [](char c) { return c == '\n' || c == '\r'; };
   return static_cast<std::size_t>(std::find_if(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(), is_end) -
@@ -162,7 +164,7 @@ static std::size_t find_line_end(const std::string& text, std::size_t from) {
 bool LineReader::next() {
   std::size_t searched = 0;
   std::size_t end = 0;
-  // A CR at the very end of what is there may be the first half of CR LF.
+  // A CR at the very end of the buffer may be the first half of CR LF.
   while ((end = find_line_end(buffer_, at_ + searched)) == buffer_.size() ||
          (buffer_[end] == '\r' && end + 1 == buffer_.size())) {
     searched = end - at_;

@@ -11,23 +11,23 @@ struct gzFile_s;
 
 namespace nxbrio::files {
 
-// Where bytes come from: a file, or memory, which is the caller's.
+// A source of bytes: a file, or memory that belongs to the caller.
 class Input {
  public:
   // A file. Throws Failure when it cannot be opened.
   explicit Input(std::string path);
-  // Bytes in memory, which `name` stands for.
+  // Bytes in memory; `name` is used in messages.
   Input(std::string name, std::string_view bytes);
   Input(const Input&) = delete;
   Input& operator=(const Input&) = delete;
   ~Input();
 
   const std::string& name() const { return name_; }
-  // Fills the buffer with the next bytes, unpacked; how many, 0 at the end. Throws Failure.
+  // Fills the buffer with the next bytes, unpacked. Returns their number, 0 at the end. Throws Failure.
   std::size_t read(char* buffer, std::size_t size);
-  // How much a read of so many bytes can give: less where little is left in memory.
+  // How many bytes a read of `size` bytes can give: fewer when less is left in memory.
   std::size_t at_most(std::size_t size) const;
-  // Back to the start. A pipe cannot: what it gave is handed back to be held first.
+  // Goes back to the start. A pipe cannot, so its bytes are kept in memory.
   void rewind();
   bool can_rewind() const { return can_rewind_; }
   void hold(std::string text);
@@ -49,7 +49,8 @@ class LineReader {
  public:
   explicit LineReader(Input& input) : input_(&input) {}
 
-  // False at the end. Throws Failure, for bytes that no text has and for lines beyond 1 GiB too.
+  // Reads the next line; false at the end. Throws Failure, also for bytes that no text contains and for lines beyond 1
+  // GiB.
   bool next();
   // Without its end; valid until the next call.
   std::string_view line() const { return line_; }

@@ -16,7 +16,7 @@ namespace {
 
 using NxChem::NxMolBase;
 
-// What structure_of leaves out: bonds, and what is kept with the molecule.
+// Adds what structure_of leaves out: bonds, and data kept with the molecule.
 void add_kept(const NxMolBase& mol, int handle, Structure& structure) {
   const std::string charges = nxf_charge_source(handle);
   structure.format = nxf_molecule_format(handle);

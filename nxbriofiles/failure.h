@@ -1,4 +1,4 @@
-// How a job on a file is given up. The text is one line.
+// The exception for a failed job on a file. The text is one line.
 #ifndef NXBRIOFILES_FAILURE_H
 #define NXBRIOFILES_FAILURE_H
 

@@ -13,7 +13,7 @@ namespace {
 struct Row {
   Format format;
   std::string_view word;
-  // Parted by blanks.
+  // Separated by blanks.
   std::string_view endings;
 };
 
@@ -25,7 +25,7 @@ constexpr std::array<Row, 7> kFormats{{{Format::Pqr, "pqr", "pqr"},
                                        {Format::Xyz, "xyz", "xyz"},
                                        {Format::DelphiPdb, "delphi_pdb", ""}}};
 
-// Takes the part after the last point off a file's name, and gives it in lower case.
+// Removes the part after the last point from a file's name, and returns it in lower case.
 std::string take_ending(std::string_view& name) {
   const std::size_t point = name.rfind('.');
   if (point == std::string_view::npos || point == 0) {

@@ -13,11 +13,11 @@ enum class Format { Pqr, Pdb, Mmcif, Sdf, Mol2, Xyz, DelphiPdb };
 const char* format_word(Format format);
 // Nothing for a word that is none.
 std::optional<Format> format_of_word(std::string_view word);
-// By the ending of a file's name, .gz left aside.
+// The format by the ending of a file's name, ignoring .gz.
 std::optional<Format> format_of_path(std::string_view path);
-// By the first bytes of a file.
+// The format by the first bytes of a file.
 std::optional<Format> format_of_content(std::string_view text);
-// Whether a file whose name says PQR is a PDB file by its columns: of every atom record that is there whole.
+// Whether a file named as PQR is a PDB file by its columns. All complete atom records are checked.
 bool has_pdb_columns(std::string_view text);
 
 // A file's name without directory and endings.

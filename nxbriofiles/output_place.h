@@ -1,5 +1,5 @@
-// What the path of an output leads to: a file that is made or replaced in its directory; or a device, a pipe or an open
-// descriptor of this process, which is written as it stands.
+// The target of an output path: a file that is made or replaced in its directory; or a device, a pipe or an open
+// descriptor of this process, which is written in place.
 #ifndef NXBRIOFILES_OUTPUT_PLACE_H
 #define NXBRIOFILES_OUTPUT_PLACE_H
 
@@ -14,7 +14,7 @@ namespace nxbrio {
 
 class OutputPlace {
  public:
-  // Follows symbolic links, also those that lead to nothing yet. The directory is held open, so that its path may be of
+  // Follows symbolic links, also to files that do not exist yet. The directory is held open, so that its path may be of
   // any length. Throws Failure, "PATH: ...", when nothing can be written there.
   explicit OutputPlace(const std::string& path);
 
@@ -28,8 +28,8 @@ class OutputPlace {
 
   // Whether what is written here goes to standard output.
   bool is_standard_output() const { return stream_ == STDOUT_FILENO; }
-  // Opens what is not replaced, for writing at its end: an open descriptor of this process as a duplicate, so that
-  // nothing written through it before is lost. None, with errno, when it cannot be opened.
+  // Opens a target that is written in place, for writing at its end: an open descriptor of this process as a duplicate,
+  // so that nothing written through it before is lost. None, with errno, when it cannot be opened.
   Descriptor open() const;
 
  private:

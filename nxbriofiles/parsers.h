@@ -1,4 +1,4 @@
-// What the text of a record says, a parser for each format. Valid C++17, which gemmi needs.
+// Parsers for the text of a record, one for each format. Valid C++17, which gemmi needs.
 #ifndef NXBRIOFILES_PARSERS_H
 #define NXBRIOFILES_PARSERS_H
 
@@ -15,7 +15,7 @@ struct RecordText {
   std::string_view text;
   // The number in the file of the text's first line.
   std::size_t first_line;
-  // The record's number, which is its model's where the record does not say.
+  // The record's number; it becomes the model number when the record has none.
   int number;
 };
 

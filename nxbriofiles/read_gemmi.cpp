@@ -1,6 +1,5 @@
-// PDB and mmCIF through gemmi, in the one unit that includes its readers, which compile slowly. gemmi takes a number
-// that it cannot read for zero or not-a-number, so coordinates are checked in the text, where the line can still be
-// named.
+// PDB and mmCIF through gemmi. Only this source includes gemmi's readers, since they compile slowly. gemmi reads an
+// invalid number as zero or NaN, so coordinates are checked in the text, where the line is still known.
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -21,7 +20,7 @@ namespace {
 
 using AtomIndex = std::unordered_map<const gemmi::Atom*, int>;
 
-// One line, printable, of what gemmi says; "Problem in line 12: ..." becomes a line number.
+// Throws gemmi's message as one printable line; "Problem in line 12: ..." becomes a line number.
 [[noreturn]] void rethrow(const RecordText& record, std::string_view message) {
   constexpr std::string_view kProblem = "Problem in line ";
   std::size_t line = 0;
@@ -70,8 +69,8 @@ char best_location(const gemmi::Residue* begin, const gemmi::Residue* end) {
   return best;
 }
 
-// Among the residue's atoms of one name, whether this one is taken: the one without or in the residue's own location,
-// else the one with the highest occupancy, the first of equals.
+// Whether this atom is taken among the residue's atoms of the same name: the one without location or in the residue's
+// chosen location, else the one with the highest occupancy, the first of equal ones.
 bool is_taken(const gemmi::Residue& residue, const gemmi::Atom& atom, char location) {
   if (atom.altloc == '\0' || atom.altloc == location) {
     return true;
@@ -91,7 +90,7 @@ class Collector {
   explicit Collector(Structure& structure) : structure_(structure) {}
 
   void collect(const gemmi::Model& model) {
-    // Chains of one character keep it, whatever comes before them.
+    // Chains with one-character names keep them, also when longer names come first.
     for (const gemmi::Chain& chain : model.chains) {
       if (chain.name.size() <= 1) {
         letters_.letter(chain.name);
@@ -111,7 +110,7 @@ class Collector {
     }
   }
 
-  // Where a taken atom stands; -1 for others.
+  // The index of a taken atom; -1 for others.
   int index(const gemmi::Atom* atom) const {
     const auto at = index_.find(atom);
     return at != index_.end() ? at->second : -1;
@@ -193,7 +192,7 @@ struct Conect {
   int order;
 };
 
-// CONECT records, which gemmi passes over. An atom that is named twice in one record is bonded twice: the order is 2.
+// CONECT records, which gemmi ignores. An atom that is named twice in one record is bonded twice: the order is 2.
 std::vector<Conect> read_conect_records(std::string_view text) {
   constexpr int kNone = std::numeric_limits<int>::min();
   const auto serial = [](std::string_view line, std::size_t column) {
@@ -258,8 +257,8 @@ struct ChargeAndRadius {
   float radius;
 };
 
-// The records of a model that gemmi is given: those that are needed here, as wide as gemmi takes for granted, with an
-// element in columns 77-78; other lines are empty, so that lines keep their numbers.
+// The records of a model that are passed to gemmi: only those needed, padded to the width that gemmi expects, with an
+// element in columns 77-78. Other lines are empty, so that line numbers stay right.
 class PdbRecords {
  public:
   explicit PdbRecords(const RecordText& record) : record_(record) {
@@ -275,7 +274,7 @@ class PdbRecords {
   const std::unordered_map<int, ChargeAndRadius>& charges() const { return charges_; }
   bool has_charges() const { return delphi_; }
   int guessed_elements() const { return guessed_; }
-  // Whether columns 73-80 are something else than the format has there.
+  // Whether columns 73-80 hold something other than the format's fields.
   bool is_cut() const { return cut_; }
 
  private:
@@ -308,7 +307,7 @@ class PdbRecords {
     return line[12] != ' ' && (line[12] < '0' || line[12] > '9') && name_of(line).size() < 4;
   }
 
-  // What is alike in all atom records.
+  // Finds the properties common to all atom records.
   void look_over() {
     bool any = false;
     delphi_ = true;
@@ -353,7 +352,7 @@ class PdbRecords {
     }
   }
 
-  // Fills in the element, and takes charge and radius out.
+  // Fills in the element, and removes charge and radius.
   void complete(std::string_view line, std::size_t number, std::size_t from) {
     if (delphi_) {
       take_charge(line, number);
@@ -479,7 +478,8 @@ std::size_t line_of_value(const gemmi::cif::Block& block, std::string_view text,
   return 1;
 }
 
-// What an atom cannot do without, each tag or the other; says which one is missing, and where the table stands.
+// Checks the columns that atoms need, each under one of two tags. A failure names the missing one and the line of the
+// table.
 void require_columns(const std::string& path, gemmi::cif::Block& block) {
   constexpr std::array<std::pair<const char*, const char*>, 7> kColumns{{{"Cartn_x", nullptr},
                                                                          {"Cartn_y", nullptr},
@@ -557,7 +557,7 @@ void check_mmcif_atoms(const std::string& path, std::string_view text, gemmi::ci
       const std::string_view digits = std::string_view(value).substr(0, value.find('('));
       std::string fault;
       const bool good = parse_real(digits, fault).has_value();
-      // Quoted digits are a text, which gemmi takes for not-a-number, as it does what it cannot read to its end.
+      // gemmi reads quoted digits, which are a text, as NaN, and also numbers with trailing characters.
       if (!good || std::isnan(gemmi::cif::as_number(raw))) {
         const std::string what =
             formatted("%c coordinate ", "xyz"[i]) + in_quotes(value) + " " + (good ? kNotANumber : fault);

@@ -76,7 +76,7 @@ int read_first(const Place& place, const char* format) {
   });
 }
 
-// Molecules that are deleted again unless they are kept.
+// Owns new molecules and deletes them unless they are kept.
 class Handles {
  public:
   Handles() = default;

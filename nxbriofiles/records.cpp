@@ -51,8 +51,8 @@ void Records::find_format(std::optional<Format> format) {
   }
 }
 
-// CONECT records stand behind the models, and all of these records are about all models: a first walk through the file
-// finds them. What comes through a pipe is held for the second.
+// CONECT records come after the models, and connection records belong to all models. So a first pass through the file
+// collects them. The bytes of a pipe are kept for the second pass.
 void Records::find_connections() {
   std::string held;
   while (lines_.next()) {
@@ -186,8 +186,8 @@ bool Records::next_mol2() {
   return any;
 }
 
-// A frame is a count, a comment and so many atoms. Behind a count that is none the next frame is looked for: a line
-// with a whole number alone.
+// A frame is a count, a comment and that many atoms. After an invalid count, the next frame is searched for: a line
+// with only a whole number.
 bool Records::next_xyz() {
   while (!line_left_) {
     if (!lines_.next()) {

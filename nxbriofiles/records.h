@@ -1,4 +1,4 @@
-// The records of a structure file, one after the other: where they begin and end, and what each says. C++20.
+// The records of a structure file, one after the other: where they begin and end, and their contents. C++20.
 #ifndef NXBRIOFILES_RECORDS_H
 #define NXBRIOFILES_RECORDS_H
 
@@ -22,13 +22,13 @@ class Records {
   // Throws Failure when the format cannot be told, or the input not be read.
   Records(std::unique_ptr<Input> input, std::optional<Format> format);
 
-  // Moves on to the next record; false at the end. A record that cannot be read to its end, for damage or memory, is
-  // one that has failed, and ends the file.
+  // Moves on to the next record; false at the end. A record that cannot be read to its end, because of damage or
+  // memory, counts as a failed record and ends the file.
   bool next();
   bool failed() const { return failure_ != nullptr; }
   // Throws what made the record fail.
   void check() const;
-  // What the record says, its charges and radii not yet completed. Throws Failure, and what made the record fail.
+  // The contents of the record, before charges and radii are completed. Throws Failure, or what made the record fail.
   Structure structure();
 
   const std::string& name() const { return input_->name(); }
@@ -53,7 +53,7 @@ class Records {
   std::unique_ptr<Input> input_;
   LineReader lines_;
   Format format_ = Format::Pdb;
-  // About the file.
+  // Notes about the file.
   std::vector<std::string> notes_;
   // LINK, SSBOND and CONECT records of a PDB file, with their line numbers.
   std::vector<std::pair<std::size_t, std::string>> connections_;

@@ -13,7 +13,7 @@
 namespace nxbrio::files {
 namespace {
 
-// The last message, and what is shown of it, which needs no memory when that has run out.
+// The last message, and the text that is shown, which is a constant when memory has run out.
 constinit util::NeverDestroyed<std::string> last_text;
 constinit const char* last_shown = "";
 

@@ -1,5 +1,4 @@
-// Selections: words for kinds of residues, joined by `not`, `and`, `or` and brackets, around what gemmi's language
-// says.
+// Selections: words for kinds of residues and texts in gemmi's language, joined by `not`, `and`, `or` and brackets.
 #include <gemmi/resinfo.hpp>
 
 #include <algorithm>
@@ -20,8 +19,8 @@ namespace {
 
 using Chosen = std::vector<bool>;
 
-// A recursive descent over words parted by blanks. `or` binds least, then `and`, then `not`. What is none of the words
-// goes to gemmi.
+// A recursive-descent parser over words separated by blanks. `or` binds least, then `and`, then `not`. Any other word
+// is passed to gemmi.
 class Parser {
  public:
   Parser(const Structure& structure, std::string_view text)

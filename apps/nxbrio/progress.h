@@ -1,4 +1,4 @@
-// How far long work has come, on a terminal.
+// Progress of long work, on a terminal.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_PROGRESS_H
 #define NXBRIOCHEM_APPS_NXBRIO_PROGRESS_H
 
@@ -8,8 +8,8 @@
 
 namespace nxbrio {
 
-// A bar on standard error when that is a terminal, from the second second of the work on, redrawn a few times a second
-// and wiped away at the end. Otherwise nothing at all.
+// Draws a bar on standard error when that is a terminal, starting after a second of work, several times a second, and
+// erases it at the end. Otherwise prints nothing.
 class Progress {
  public:
   // `steps` of work on what `what` names; 0 when their number is not known: a count is shown instead of a bar.
@@ -18,7 +18,7 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
   ~Progress();
 
-  // So many steps are done.
+  // Reports that further steps are done.
   void step(std::size_t steps = 1);
   // Wipes the bar away, for a line of text; the next step draws it again.
   void clear();

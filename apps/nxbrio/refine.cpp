@@ -19,7 +19,7 @@
 namespace nxbrio {
 namespace {
 
-// As inside a protein: vacuum would overrate charges, and water all but remove them.
+// The value for the inside of a protein: in vacuum charges would count too much, and in water hardly at all.
 constexpr float kUsualDielectric = 4.0F;
 // Ligands per thread that are read and refined at a time.
 constexpr std::size_t kBatch = 64;
@@ -47,7 +47,7 @@ std::optional<double> parse_cutoff(const RefineOptions& options) {
   return decimal(*value);
 }
 
-// OUT, and what else is to be written.
+// OUT and the other output files.
 struct Outputs {
   WrittenFile ligand;
   std::optional<WrittenFile> trajectory;
@@ -85,7 +85,7 @@ Outputs check_outputs(const RefineOptions& options) {
   return outputs;
 }
 
-// Notes on what the energy lacks.
+// Adds notes on missing parts of the energy.
 void add_notes(const Structure& structure, std::vector<std::string>& notes) {
   const auto& atoms = structure.atoms;
   if (std::none_of(atoms.begin(), atoms.end(), [](const Atom& atom) { return atom.element == 1; })) {
@@ -162,7 +162,7 @@ class Refinement {
     }
   }
 
-  // Writes all that is to be written, and all or nothing of it.
+  // Writes all output files, or none.
   void write(const Outputs& outputs) {
     StagedFiles files;
     std::vector<Structure> structures;
@@ -275,7 +275,7 @@ class Refinement {
     }
   }
 
-  // Tells a fault of one ligand, and throws it when it is the memory's.
+  // Prints the fault of one ligand; throws it again when memory ran out.
   void tell(const Failure& failure, Progress& progress) {
     if (memory_ran_out()) {
       throw Failure(failure);

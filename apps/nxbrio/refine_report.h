@@ -1,4 +1,4 @@
-// What the command that refines ligands' places prints.
+// The report of the command that refines ligands.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_REFINE_REPORT_H
 #define NXBRIOCHEM_APPS_NXBRIO_REFINE_REPORT_H
 

@@ -36,7 +36,8 @@ void require_parameters(const Structure& structure) {
   }
 }
 
-// The trajectory. Energies fall along it: a pose is dropped when a later one lies above it; the start stays.
+// The trajectory: the start, then poses of falling energy. Adding a pose drops earlier ones of lower energy, except the
+// start.
 class Way {
  public:
   Way(int energy, double start) : energy_(energy), energies_{start}, poses_{kStart} {}
@@ -118,7 +119,7 @@ RefinedPlace RefineRun::place_at(const Pose& pose) const {
   require(nxd_get_closest_contact(pose.data(), &contact.target_atom, &contact.ligand_atom, &contact.distance,
                                   &contact.fraction, energy_.handle()),
           "a pose");
-  // Where nothing can be told apart there is no closest pair.
+  // Without finite energies there is no closest pair.
   if (!std::isfinite(place.energy.total()) || !std::isfinite(place.energy.gradient) || contact.target_atom < 0) {
     throw Failure(ligand_.label, "its energy with " + target_.label + " is too large to be told");
   }

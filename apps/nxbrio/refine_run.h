@@ -30,7 +30,7 @@ struct PlaceEnergy {
   double total() const { return coulomb + twelve_six; }
 };
 
-// The pair that stands closest, measured by where its 12-6 energy is least.
+// The closest pair; distances are relative to that of the pair's least 12-6 energy.
 struct Contact {
   int target_atom = 0;
   int ligand_atom = 0;

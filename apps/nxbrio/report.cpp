@@ -28,7 +28,7 @@ double moment(const Summary& summary) {
   return std::min(summary.positive_charge, -summary.negative_charge) * length(summary.dipole);
 }
 
-// As precise as what it was computed from.
+// Rounded to the precision of its floats.
 double as_single(double value) { return decimal(static_cast<float>(value)); }
 
 std::string vector_text(const std::array<float, 3>& v) {

@@ -1,4 +1,5 @@
-// What a structure file says, as libnxbriofiles reads it: the molecule, and what the program looks at of its atoms.
+// The contents of a structure file as read by libnxbriofiles: the molecule, and the properties of atoms that the
+// program uses.
 #ifndef NXBRIOCHEM_APPS_NXBRIO_STRUCTURE_H
 #define NXBRIOCHEM_APPS_NXBRIO_STRUCTURE_H
 
