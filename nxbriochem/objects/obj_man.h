@@ -33,8 +33,9 @@ NX_API void obj_sys_init(void);
 
 // Registers an object type: a tag of 0 to 255, a name of under 40 characters (a longer one is cut), bytes per object,
 // and the number of objects by which the array grows when it is full. 1; 0, with a line through the printing function,
-// for a tag out of range or already registered; 0 for a null name. Tags 1 and 2 are the library's. Tags above 18 are
-// best for a program's own types, because nxi_object_type_name has names up to there.
+// for a tag out of range or already registered; 0 for a null name, and for a size or a number above INT32_MAX. Tags 1
+// and 2 are the library's. Tags above 18 are best for a program's own types, because nxi_object_type_name has names up
+// to there.
 NX_API int nxi_register_object(int tag, const char* name, unsigned size, unsigned increment);
 
 // Registers the handle records themselves: tag 1, "handles", 20 bytes, increment 1000. Refusal queues a warning.

@@ -36,7 +36,7 @@ constexpr std::array kEntryFields = {&Entry::used,     &Entry::element_size, &En
 // Checks the layout above at compile time: the number of bytes before the first entry and before each block, and that
 // the words are in the order of the records' fields.
 template <class Record, std::size_t kCount>
-constexpr bool holds_1_2_3(const Record& record, const std::array<int32_t Record::*, kCount>& fields) {
+constexpr bool counts_from_1(const Record& record, const std::array<int32_t Record::*, kCount>& fields) {
   for (std::size_t i = 0; i < kCount; ++i) {
     if (record.*fields[i] != static_cast<int32_t>(i) + 1) {
       return false;
@@ -46,10 +46,10 @@ constexpr bool holds_1_2_3(const Record& record, const std::array<int32_t Record
 }
 static_assert(kWordSize * (1 + kTableFields.size()) == 52);
 static_assert(kWordSize * 2 + kNameSize + kPointerSize + kWordSize * kEntryFields.size() == 92);
-static_assert(holds_1_2_3(Table{nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, nullptr, 11, 12, 0, 0, 0, 0, nullptr},
-                          kTableFields));
-static_assert(holds_1_2_3(Entry{nullptr, 0, "", nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, nullptr, false, false},
-                          kEntryFields));
+static_assert(counts_from_1(Table{nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, nullptr, 11, 12, 0, 0, 0, 0, nullptr},
+                            kTableFields));
+static_assert(counts_from_1(Entry{nullptr, 0, "", nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, nullptr, false, false},
+                            kEntryFields));
 
 class Writer {
  public:

@@ -257,6 +257,24 @@ TEST(ObjectMemory, UnknownPointersAreJudgedByStrictness) {
               [&] { nx_object_malloc(handle, 1, 4, "fatal", &foreign); });
 }
 
+TEST(ObjectMemory, BlockThatGrowsOntoAnActivePointerIsReported) {
+  const int handle = make_object();
+  char* const block = static_cast<char*>(nx_object_malloc_new(handle, 2, 4, "grows"));
+  nxi_attach_pointer_to_object(handle, 0, 4, "there", block + 4);
+  nxi_set_memory_padding(handle, 3);
+  void* grown = nullptr;
+  const std::string said = printed([&] { grown = nx_object_malloc(handle, 4, 4, "grows", block); });
+  if (grown != block + 4) {
+    GTEST_SKIP() << "this heap hands no address out again at once";
+  }
+  char text[200];
+  std::snprintf(text, sizeof text,
+                "WARNING! system has duplicated an active table pointer! grows \nThe table is now corrupted!! %d\n"
+                "0 %p (nil)\n1 %p (nil)\ngrows \n",
+                table_of(handle).handle, grown, grown);
+  EXPECT_EQ(said, text);
+}
+
 TEST(ObjectMemoryDeathTest, FatalConditionsHaveTheirStatuses) {
   const int handle = make_object();
   void* block = nx_object_malloc_new(handle, 1, 4, "one");
