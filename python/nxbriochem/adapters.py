@@ -349,49 +349,60 @@ def from_mdanalysis(atomgroup):
     group = getattr(atomgroup, "atoms", None)
     if group is None or not hasattr(group, "positions") and not hasattr(group, "universe"):
         raise TypeError(f"atomgroup: expected an MDAnalysis AtomGroup or Universe, not {type(atomgroup).__name__}")
+    names = _attribute(group, "names")
     n = len(group)
-
-    def attribute(name, default):
-        try:
-            return getattr(group, name)
-        except Exception as error:  # MDAnalysis has its own NoDataError, which is an AttributeError and a ValueError
-            if isinstance(error, (AttributeError, ValueError)):
-                return default
-            raise
-
-    names = attribute("names", None)
-    elements = attribute("elements", None)
-    if elements is None or not all(elements):
-        from MDAnalysis.topology import guessers
-        guessed = guessers.guess_types(names if names is not None else attribute("types", np.array(["X"] * n)))
-        elements = guessed if elements is None else np.where(elements == "", guessed, elements)
-    elements = [str(e).capitalize() if _is_element(e) else "X" for e in elements]
-    chains = attribute("chainIDs", None)
-    if chains is None or not any(chains):
-        chains = attribute("segids", np.array([""] * n))
-        chains = np.where(chains == "SYSTEM", "", chains)
-    letters = _letters(dict.fromkeys(map(str, chains)))
-    molecule = Molecule(elements=elements, coordinates=attribute("positions", None),
+    molecule = Molecule(elements=_group_elements(group, names), coordinates=_attribute(group, "positions"),
                         names=None if names is None else [str(name) for name in names],
-                        bonds=_group_bonds(group, attribute),
-                        residue_names=[str(name) for name in attribute("resnames", ["UNK"] * n)],
-                        residue_numbers=np.asarray(attribute("resids", np.ones(n, int))).astype(int),
-                        chains=[letters[str(chain)] for chain in chains])
-    codes = attribute("icodes", None)
+                        bonds=_group_bonds(group),
+                        residue_names=[str(name) for name in _attribute(group, "resnames", ["UNK"] * n)],
+                        residue_numbers=np.asarray(_attribute(group, "resids", np.ones(n, int))).astype(int),
+                        chains=_group_chains(group))
+    codes = _attribute(group, "icodes")
     if codes is not None and any(codes):
         molecule.insertion_codes = [str(code).strip() for code in codes]
-    formal = attribute("formalcharges", None)
+    formal = _attribute(group, "formalcharges")
     if formal is not None:
         molecule.formal_charges = np.asarray(formal).astype(int)
-    charges = attribute("charges", formal)
+    charges = _attribute(group, "charges", formal)
     if charges is not None:
         molecule.charges = np.asarray(charges, float)
-    radii = attribute("radii", None)
+    radii = _attribute(group, "radii")
     if radii is not None:
         molecule.radii = np.asarray(radii, float)
     else:
         molecule.assign_radii()
     return molecule
+
+
+def _attribute(group, name, default=None):
+    """The attribute of a group's atoms, or the default where the topology has none."""
+    try:
+        return getattr(group, name)
+    except Exception as error:  # MDAnalysis has its own NoDataError, which is an AttributeError and a ValueError
+        if isinstance(error, (AttributeError, ValueError)):
+            return default
+        raise
+
+
+def _group_elements(group, names):
+    """The atoms' elements, guessed from names, or else from types, where there are none."""
+    elements = _attribute(group, "elements")
+    if elements is None or not all(elements):
+        from MDAnalysis.topology import guessers
+        sources = names if names is not None else _attribute(group, "types", np.array(["X"] * len(group)))
+        guessed = guessers.guess_types(sources)
+        elements = guessed if elements is None else np.where(elements == "", guessed, elements)
+    return [str(e).capitalize() if _is_element(e) else "X" for e in elements]
+
+
+def _group_chains(group):
+    """The atoms' chain letters, those of their segments where atoms have no chain."""
+    chains = _attribute(group, "chainIDs")
+    if chains is None or not any(chains):
+        chains = _attribute(group, "segids", np.array([""] * len(group)))
+        chains = np.where(chains == "SYSTEM", "", chains)
+    letters = _letters(dict.fromkeys(map(str, chains)))
+    return [letters[str(chain)] for chain in chains]
 
 
 def _is_element(symbol):
@@ -401,8 +412,8 @@ def _is_element(symbol):
         return False
 
 
-def _group_bonds(group, attribute):
-    bonds = attribute("bonds", None)
+def _group_bonds(group):
+    bonds = _attribute(group, "bonds")
     if bonds is None or not len(bonds):
         return np.empty((0, 3), int)
     place = {index: k for k, index in enumerate(group.indices.tolist())}

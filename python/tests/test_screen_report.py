@@ -85,6 +85,7 @@ def test_report_in_a_browser(screened, browser):
     # Only what is in sight is in the document: that is why ten thousand rows are quick.
     assert "10,000 of 10,000 rows" in browser.find_element(By.ID, "shown").text
     assert browser.execute_script("return document.querySelectorAll('#table tr').length") < 80
+    assert browser.execute_script("return document.getElementsByTagName('*').length") < 1500
     energies = [row["energy"] for row in result.best(20)]
     assert [row[0] for row in visible(browser)] == [f"{energy:.3f}" for energy in energies]
     # Sorted by number and by name, up and down.
@@ -143,6 +144,7 @@ def test_page_without_3dmol(screened, browser, monkeypatch, tmp_path):
     result.report(tmp_path / "bare.html")
     browser.get((tmp_path / "bare.html").as_uri())
     assert "The 3D view is missing" in browser.find_element(By.ID, "view").text
+    WebDriverWait(browser, 30).until(lambda b: b.find_elements(By.CSS_SELECTOR, "#residues table"))
     assert len(visible(browser)) == 20
     assert not [entry for entry in browser.get_log("browser") if entry["level"] == "SEVERE"]
 

@@ -20,8 +20,10 @@ DONE, FAILED, WRONG_USAGE = 0, 1, 2
 DESCRIPTION = "Ranks ligands by their energy with a target, or with an ensemble, on many processes and machines."
 EPILOG = """\
 Ligands are the records of SD, mol2, PDB, PQR and XYZ files, gzipped or not; they are read one by one. A faulty record
-gets a row with its error and place. Without --refine the energy is Coulomb's where the ligand stands, as nxbrio bind
-has it; with it each ligand goes to the nearest minimum of Coulomb's and the 12-6 energy, as nxbrio refine does it.
+gets a row with its error and place. PQR and mol2 files have partial charges; of others formal charges are known.
+
+Without --refine the energy is Coulomb's where the ligand stands, as nxbrio bind has it; with it each ligand goes to the
+nearest minimum of Coulomb's and the 12-6 energy, as nxbrio refine does it.
 
 Results go into an SQLite file as they come. The same command again does what is missing there, and nothing twice; its
 view "best" ranks them: sqlite3 OUT 'select * from best limit 10'.
@@ -40,7 +42,9 @@ def parser() -> argparse.ArgumentParser:
     )
     parser.add_argument("target", metavar="TARGET", help="structure file of the target")
     parser.add_argument("ligands", metavar="LIGANDS", nargs="+", help="structure files of the ligands")
-    parser.add_argument("--out", "-o", metavar="FILE", required=True, help="SQLite file of the results")
+    parser.add_argument(
+        "--out", "-o", metavar="FILE", required=True, help="SQLite file of the results, made or gone on with"
+    )
     parser.add_argument(
         "--target",
         "-t",
@@ -58,7 +62,9 @@ def parser() -> argparse.ArgumentParser:
         "--ionic-strength", metavar="M", type=float, default=0.0, help="of the salt that screens charges, mol/l [0]"
     )
     what.add_argument("--temperature", metavar="K", type=float, default=298.0, help="for the salt, kelvin [298]")
-    what.add_argument("--iterations", "-n", metavar="N", type=int, default=500, help="the most iterations [500]")
+    what.add_argument(
+        "--iterations", "-n", metavar="N", type=int, default=500, help="the most iterations of a refinement [500]"
+    )
     what.add_argument(
         "--select",
         "--target-select",
@@ -90,7 +96,7 @@ def parser() -> argparse.ArgumentParser:
     )
     what.add_argument("--csv", metavar="FILE", help="all rows, the best first")
     what.add_argument("--report", metavar="FILE", help="one HTML file: table, distribution, contributions, poses in 3D")
-    parser.add_argument("--quiet", "-q", action="store_true", help="no dashboard's address, progress line and table")
+    parser.add_argument("--quiet", "-q", action="store_true", help="print no dashboard's address, progress line and table")
     parser.add_argument("--version", action="version", version=f"nxbrio-screen {VERSION}")
     return parser
 

@@ -177,9 +177,12 @@
     show();
   }
 
-  makeViewer();
   sort();
-  if (rows.length) choose(0);
+  // The table is there at once; the view, which takes longer, follows it.
+  requestAnimationFrame(() => setTimeout(() => {
+    makeViewer();
+    if (rows.length) choose(0);
+  }));
   window.screenReport = {
     get viewer() { return viewer; },
     get order() { return order; },
