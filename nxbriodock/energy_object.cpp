@@ -9,6 +9,7 @@
 #include <thread>
 #include <unordered_map>
 
+#include "fork_lock.h"
 #include "parallel.h"
 #include "reports.h"
 
@@ -270,8 +271,10 @@ double Energy::distance_from_box(const Placement& placement) const {
 
 namespace {
 
+std::shared_mutex& table_turn();
+
 struct Table {
-  std::shared_mutex turn;
+  ForkLock<std::shared_mutex, table_turn> turn;
   std::unordered_map<int, std::shared_ptr<Energy>> energies;
   int last = 0;
 };
@@ -280,6 +283,11 @@ Table& table() {
   static Table all;
   return all;
 }
+
+std::shared_mutex& table_turn() { return table().turn; }
+
+// Before there are threads.
+[[maybe_unused]] const Table& made_at_start = table();
 
 }  // namespace
 

@@ -13,6 +13,7 @@
 // Threads. Calls on different energy objects may be made from several threads at once, those on one object may not.
 // Exceptions are the calls that take a molecule handle, which belong to libnxbriochem, and so to one thread at a time.
 // Queues of messages belong to it as well: while other threads use them, calls must not fail.
+// A fork waits until no thread looks up, makes or deletes an object; the child may use those that no thread was using.
 #ifndef NXBRIODOCK_NXBRIODOCK_H
 #define NXBRIODOCK_NXBRIODOCK_H
 

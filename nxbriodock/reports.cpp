@@ -5,7 +5,20 @@
 #include <cstdio>
 #include <mutex>
 
+#include "fork_lock.h"
+
 namespace nxbriodock {
+namespace {
+
+// The error queue is used by one thread at a time.
+std::mutex& queue_turn() {
+  static ForkLock<std::mutex, queue_turn> turn;
+  return turn;
+}
+
+[[maybe_unused]] const std::mutex& made_at_start = queue_turn();
+
+}  // namespace
 
 Refused::Refused(const char* format, ...) {
   va_list arguments;
@@ -15,10 +28,9 @@ Refused::Refused(const char* format, ...) {
 }
 
 void report(const char* function, const char* why) noexcept {
-  static std::mutex turn;
   char line[200];
   std::snprintf(line, sizeof line, "%s: %.150s\n", function, why);
-  const std::lock_guard lock(turn);
+  const std::lock_guard lock(queue_turn());
   nxi_err(line);
 }
 

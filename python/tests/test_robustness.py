@@ -239,11 +239,13 @@ def test_forked_children_go_on_with_what_there_is():
     """While other threads are in the libraries."""
     hca, acet = nx.read(HCA), nx.read(ACET)
     expected = nx.coulomb(hca, acet)
+    prepared = nx.Energy(hca)
     done = threading.Event()
 
     def busy():
         while not done.is_set():
             nx.coulomb(hca, acet)
+            prepared.at(acet)
             nx.minimize(lambda x: x[0] ** 2, [1.0])
 
     others = [threading.Thread(target=busy) for _ in range(2)]
@@ -254,6 +256,7 @@ def test_forked_children_go_on_with_what_there_is():
             pid = os.fork()
             if pid == 0:
                 good = nx.coulomb(hca, acet) == expected and nx.minimize(lambda x: x[0] ** 2, [1.0]).success
+                good = good and prepared.at(acet) == nx.Energy(hca).at(acet)
                 os._exit(0 if good else 3)
             for _ in range(3000):
                 finished, status = os.waitpid(pid, os.WNOHANG)

@@ -3,7 +3,11 @@
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriodock/energy_object.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <functional>
 #include <thread>
@@ -362,6 +366,40 @@ TEST(DockEnergy, ObjectsOfTheirOwnMayBeUsedByThreads) {
     thread.join();
   }
   EXPECT_EQ(same, (std::array<int, 4>{200, 200, 200, 200}));
+}
+
+// Whatever the threads are about, the child can make and delete energies and is told what it does wrong.
+TEST(DockEnergy, ForkedChildrenFindTheirObjectsFree) {
+  Random random(9);
+  const int energy = energy_of(random.side(3, 9.0), random.side(2, 4.0));
+  std::atomic<bool> done = false;
+  const auto look_up = [&] {
+    while (!done) {
+      nxd_delete_energy(nxd_copy_energy(energy));
+      nxd_delete_energy(0);
+    }
+  };
+  std::vector<std::thread> threads;
+  threads.emplace_back(look_up);
+  threads.emplace_back(look_up);
+  for (int i = 0; i < 100; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(20);
+      const bool right = nxd_delete_energy(nxd_copy_energy(energy)) == 1 && nxd_delete_energy(0) == 0;
+      _exit(right ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    if (status != 0) {
+      break;
+    }
+  }
+  done = true;
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
 }
 
 // The Debye length of a tenth molar salt in water at 25 degrees: 9.62 angstrom (78.4; Israelachvili, Intermolecular and
