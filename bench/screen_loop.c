@@ -1,5 +1,9 @@
 // The cost of scoring poses in C: reads each record of a file and computes its Coulombic energy. It is the yardstick
 // for nxbrio-screen in bench/screen_bench.py.
+
+// For clock_gettime.
+#define _POSIX_C_SOURCE 200809L
+
 #include <nxbriochem/nxbriochem.h>
 #include <nxbriofiles/nxbriofiles.h>
 #include <stdio.h>
