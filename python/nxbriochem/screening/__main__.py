@@ -55,7 +55,15 @@ def parser() -> argparse.ArgumentParser:
         help="a further target; may be given several times",
     )
     parser.add_argument("--ensemble", action="store_true", help="take all models of the targets' files, not the first")
-    what = parser.add_argument_group("what is computed")
+    _add_protocol(parser.add_argument_group("what is computed"))
+    _add_cluster(parser.add_argument_group("who computes"))
+    _add_outputs(parser.add_argument_group("what is written beside the results"))
+    parser.add_argument("--quiet", "-q", action="store_true", help="print no dashboard's address, progress line and table")
+    parser.add_argument("--version", action="version", version=f"nxbrio-screen {VERSION}")
+    return parser
+
+
+def _add_protocol(what) -> None:
     what.add_argument("--refine", action="store_true", help="move each ligand to the nearest minimum first")
     what.add_argument("--dielectric", "-e", metavar="E", type=float, default=4.0, help="dielectric constant [4]")
     what.add_argument(
@@ -74,7 +82,9 @@ def parser() -> argparse.ArgumentParser:
         help="atoms of the targets that take part, such as 'protein or hetero and not water'",
     )
     what.add_argument("--ligand-select", metavar="SELECTION", default="", help="atoms of the ligands that take part")
-    where = parser.add_argument_group("who computes")
+
+
+def _add_cluster(where) -> None:
     who = where.add_mutually_exclusive_group()
     who.add_argument("--workers", "-w", metavar="N", type=_positive, help="processes on this machine [one for a core]")
     who.add_argument(
@@ -86,7 +96,9 @@ def parser() -> argparse.ArgumentParser:
     where.add_argument(
         "--time-limit", metavar="S", type=float, default=300.0, help="the longest that a ligand may take, seconds [300]"
     )
-    what = parser.add_argument_group("what is written beside the results")
+
+
+def _add_outputs(what) -> None:
     what.add_argument(
         "--top",
         metavar=("N", "FILE"),
@@ -96,9 +108,6 @@ def parser() -> argparse.ArgumentParser:
     )
     what.add_argument("--csv", metavar="FILE", help="all rows, the best first")
     what.add_argument("--report", metavar="FILE", help="one HTML file: table, distribution, contributions, poses in 3D")
-    parser.add_argument("--quiet", "-q", action="store_true", help="print no dashboard's address, progress line and table")
-    parser.add_argument("--version", action="version", version=f"nxbrio-screen {VERSION}")
-    return parser
 
 
 def _positive(text: str) -> int:

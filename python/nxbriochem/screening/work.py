@@ -87,21 +87,24 @@ def unpack(packed: bytes) -> list[tuple]:
 #
 # A worker is told of each target once, by Dask's plugin below, and makes a molecule of it when the first batch asks.
 
-_texts: dict[bytes, TargetText] = {}
-# The runs that need each of them: several may share a cluster.
-_runs: dict[bytes, set[str]] = {}
+# By digest and run: several runs may share a cluster, and a target stays while one of them needs it.
+_texts: dict[bytes, dict[str, TargetText]] = {}
 
 
 def add_target(target: TargetText, run: str) -> None:
-    _texts[target.digest] = target
-    _runs.setdefault(target.digest, set()).add(run)
+    _texts.setdefault(target.digest, {})[run] = target
 
 
 def drop_target(digest: bytes, run: str) -> None:
-    _runs[digest].discard(run)
-    if not _runs[digest]:
-        del _runs[digest], _texts[digest]
+    runs = _texts.get(digest, {})
+    runs.pop(run, None)
+    if not runs:
+        _texts.pop(digest, None)
         _made.cache_clear()
+
+
+def target_text(digest: bytes) -> TargetText:
+    return next(iter(_texts[digest].values()))
 
 
 def make_scorer(target: TargetText, protocol: Protocol) -> _core.Scorer:
@@ -125,7 +128,7 @@ def scorer_of(target, protocol: Protocol) -> _core.Scorer:
 @functools.lru_cache(maxsize=8)
 def _made(digest: bytes, protocol: Protocol, thread: int) -> _core.Scorer:
     # Each thread has one of its own.
-    return make_scorer(_texts[digest], protocol)
+    return make_scorer(target_text(digest), protocol)
 
 
 class TargetPlugin:
@@ -250,7 +253,7 @@ def score_guarded(
 
     begun = time.perf_counter()
     outcomes = []
-    with Guard(_texts[digest], protocol) as guard:
+    with Guard(target_text(digest), protocol) as guard:
         for ligand in unpack(packed):
             outcomes.append(guard.score(LigandText(*ligand), time_limit, tries))
     return pack(outcomes), time.perf_counter() - begun
